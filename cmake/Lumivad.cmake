@@ -1,0 +1,23 @@
+# What every target of this project shares: warnings, sanitizers and the include root.
+
+add_library(lumivad_options INTERFACE)
+target_compile_options(lumivad_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+    $<$<BOOL:${LUMIVAD_WARNINGS_AS_ERRORS}>:-Werror>)
+if(LUMIVAD_SANITIZE)
+    target_compile_options(lumivad_options INTERFACE
+        -fsanitize=${LUMIVAD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(lumivad_options INTERFACE -fsanitize=${LUMIVAD_SANITIZE})
+endif()
+# A library that nothing calls is not loaded: the daemon needs libcrypto only for helpers that it
+# does not use, and its archive members then stay out of the link.
+target_link_options(lumivad_options INTERFACE -Wl,--as-needed)
+
+# lumivad_library(NAME SOURCES ... LIBRARIES ...): one static library of src/ or the simulator.
+function(lumivad_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${name} PUBLIC ${ARG_LIBRARIES} PRIVATE lumivad_options)
+    target_link_options(${name} INTERFACE -Wl,--as-needed)
+endfunction()

@@ -1,0 +1,135 @@
+#include "simulator/SystemLog.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace simulator {
+namespace {
+
+constexpr const char* kLogPath = "/dev/log";
+constexpr std::size_t kStampLength = 16;  // "Nov 22 21:21:49 "
+
+// "<131>Nov 22 21:21:49 lumivad[123]: text", the time stamp being optional.
+SystemLog::Line parse(std::string datagram) {
+    while (!datagram.empty() && datagram.back() == '\0') {
+        datagram.pop_back();
+    }
+    SystemLog::Line line;
+    std::size_t at = 0;
+    if (!datagram.empty() && datagram[0] == '<') {
+        const int code = std::atoi(datagram.c_str() + 1);
+        line.priority = code % 8;
+        line.facility = code / 8;
+        at = std::min(datagram.find('>') + 1, datagram.size());
+    }
+    if (datagram.size() >= at + kStampLength && datagram[at + 3] == ' ' &&
+        datagram[at + 9] == ':' && datagram[at + 12] == ':') {
+        at += kStampLength;
+    }
+    const std::size_t colon = datagram.find(": ", at);
+    if (colon == std::string::npos) {
+        line.text = datagram.substr(at);
+        return line;
+    }
+    line.ident = datagram.substr(at, colon - at);
+    const std::size_t bracket = line.ident.find('[');
+    if (bracket != std::string::npos) {
+        line.pid = std::atoi(line.ident.c_str() + bracket + 1);
+        line.ident.resize(bracket);
+    }
+    line.text = datagram.substr(colon + 2);
+    return line;
+}
+
+}  // namespace
+
+SystemLog::SystemLog() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    int ends[2];
+    if (!socket_ || pipe2(ends, O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "system log");
+    }
+    stop_reader_.reset(ends[0]);
+    stop_writer_.reset(ends[1]);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, kLogPath, sizeof(address.sun_path) - 1);
+    if (bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+        throw std::system_error(errno, std::generic_category(), kLogPath);
+    }
+    chmod(kLogPath, 0666);
+    thread_ = std::thread([this] { receive(); });
+}
+
+SystemLog::~SystemLog() {
+    stop_writer_.reset();  // the reader's end reports a hang-up
+    thread_.join();
+    unlink(kLogPath);
+}
+
+void SystemLog::on_line(std::function<void(const Line&)> listener) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    listener_ = std::move(listener);
+}
+
+void SystemLog::receive() {
+    char buffer[8192];
+    for (;;) {
+        pollfd ready[2] = {{socket_.get(), POLLIN, 0}, {stop_reader_.get(), POLLIN, 0}};
+        if (poll(ready, 2, -1) < 0) {
+            continue;
+        }
+        if ((ready[0].revents & POLLIN) != 0) {
+            const ssize_t length = recv(socket_.get(), buffer, sizeof(buffer), MSG_DONTWAIT);
+            if (length > 0) {
+                Line line = parse(std::string(buffer, static_cast<std::size_t>(length)));
+                const std::lock_guard<std::mutex> lock(mutex_);
+                if (listener_) {
+                    listener_(line);
+                }
+                lines_.push_back(std::move(line));
+                arrived_.notify_all();
+            }
+        } else if (ready[1].revents != 0) {
+            return;
+        }
+    }
+}
+
+std::vector<SystemLog::Line> SystemLog::lines() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return lines_;
+}
+
+std::size_t SystemLog::count_locked(const std::string& part) const {
+    return static_cast<std::size_t>(
+        std::count_if(lines_.begin(), lines_.end(), [&part](const Line& line) {
+            return line.text.find(part) != std::string::npos;
+        }));
+}
+
+std::size_t SystemLog::count(const std::string& part) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return count_locked(part);
+}
+
+bool SystemLog::wait_for(const std::string& part, std::chrono::milliseconds limit) const {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return arrived_.wait_for(lock, limit, [this, &part] { return count_locked(part) > 0; });
+}
+
+void SystemLog::clear() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    lines_.clear();
+}
+
+}  // namespace simulator

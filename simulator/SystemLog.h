@@ -1,0 +1,58 @@
+/// The house's system log: serves /dev/log, as a syslog daemon does, and keeps every line.
+///
+/// One at a time in a sandbox. Thread-safe.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "libcbase/Cstylecode.h"
+
+namespace simulator {
+
+class SystemLog final {
+  public:
+    struct Line {
+        int priority = 0;    ///< syslog severity, 0..7: 3 error, 4 warning, 6 info, 7 debug
+        int facility = 0;    ///< syslog facility, 16 for LOG_LOCAL0
+        std::string ident;   ///< program name
+        int pid = 0;         ///< 0 when the line bore none
+        std::string text;    ///< the message, as the program wrote it
+    };
+
+    /// Binds /dev/log; throws std::system_error when it is taken.
+    SystemLog();
+    ~SystemLog();
+
+    /// Called for each line, on the log's own thread; set before the first line.
+    void on_line(std::function<void(const Line&)> listener);
+
+    /// A copy of the lines since the start or the last clear().
+    std::vector<Line> lines() const;
+    /// How many of them hold `part`.
+    std::size_t count(const std::string& part) const;
+    /// True as soon as a line holds `part`; false when none does within `limit`.
+    bool wait_for(const std::string& part,
+                  std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+    void clear();
+
+  private:
+    void receive();
+    std::size_t count_locked(const std::string& part) const;
+
+    FileDescriptor socket_;
+    FileDescriptor stop_reader_;
+    FileDescriptor stop_writer_;
+    std::function<void(const Line&)> listener_;
+    mutable std::mutex mutex_;  // guards lines_ and listener_
+    mutable std::condition_variable arrived_;
+    std::vector<Line> lines_;
+    std::thread thread_;
+};
+
+}  // namespace simulator

@@ -1,0 +1,122 @@
+/// Logging to the system log, sockets, TLS helpers and the host's network identity.
+///
+/// Logging: one line of at most 1023 characters a call, facility LOG_LOCAL0; any thread may call.
+/// Sockets: each creator returns a close-on-exec descriptor that the caller owns, or -1 after one
+/// line in the log at error level, with errno kept. FileDescriptor is the owner to put it into.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// The syslog facility of every line; may be changed before openlogfile.
+extern std::int32_t zel_log_facility;
+
+/// Opens the system log under the program's name, with the process ID, the console as last resort.
+void openlogfile();
+void closelogfile();
+
+// These have C++ linkage: with C linkage `error` would replace the C library's own function.
+[[gnu::format(printf, 1, 2)]] void error(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void warning(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void info(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void verbose_info(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void logged_info(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void debug(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void verbose_debug(const char* format, ...);
+/// Logs nothing: a place to put traces that are compiled but not wanted.
+[[gnu::format(printf, 1, 2)]] void byteinfo(const char* format, ...);
+
+/// Prepares error_from_signal_handler: opens its datagram socket and composes the line's header
+/// (program name and process ID). Call once, before the handlers are installed; a second call
+/// changes nothing. Without it, or without memory of a system log, the handler's line is lost.
+void prepare_signal_log();
+/// Sends one line at error level to the system log. Async-signal-safe: it may interrupt malloc or
+/// syslog itself. The log's own socket is looked up anew, so a restarted logger is found.
+void error_from_signal_handler(const char* text, std::size_t length) noexcept;
+
+/// Owner of one descriptor, closed with it.
+class FileDescriptor final {
+  public:
+    explicit FileDescriptor(int fd = -1) noexcept : fd_(fd) {}
+    ~FileDescriptor() { reset(); }
+    FileDescriptor(FileDescriptor&& other) noexcept : fd_(other.release()) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        if (this != &other) {
+            reset(other.release());
+        }
+        return *this;
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+    int get() const noexcept { return fd_; }
+    /// True when a descriptor is held.
+    explicit operator bool() const noexcept { return fd_ >= 0; }
+    /// Gives the descriptor to the caller.
+    int release() noexcept {
+        const int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
+    /// Closes what is held and takes `fd`; errno is kept.
+    void reset(int fd = -1) noexcept;
+
+  private:
+    int fd_;
+};
+
+/// @name Sockets
+/// @{
+
+/// Connected IPv4 stream socket; `ip` is a dotted address.
+int make_internettcpclient_socket(const char* ip, int port);
+/// Connected UNIX stream socket; a path longer than the address holds is refused (ENAMETOOLONG).
+int make_localtcpclient_socket(const char* path);
+/// Listening UNIX stream socket of mode 0777; a file at `path` is removed first.
+int make_local_socket(const char* path, int backlog);
+/// Listening IPv4 stream socket on every address of the host.
+int make_internet_socket(int port, int backlog);
+/// The same on a port that the system chooses, stored in `*port` (1..65535).
+int make_internet_socket_randomport(int* port, int backlog);
+
+/// Bounds every blocked send and receive on `fd`; false with errno when the system refuses.
+bool set_socket_timeouts(int fd, int milliseconds);
+/// @}
+
+/// @name Network identity: the interface eth0
+/// `*out` receives a heap string (the answer, or the message of a failure); caller frees with xfree.
+/// @{
+
+/// Dotted IPv4 address. 0, or -1 with "No IP: ..." in `*out`.
+int getlocalip(char** out);
+/// Six upper-case hex bytes separated by ':', 17 characters. 0, or -1 with "No MAC: ..." in `*out`.
+int getlocalmac(char** out);
+/// The hardware address as six bytes. 0 or -1.
+int getlocalrawmac(unsigned char out[6]);
+/// @}
+
+/// 2n upper-case hex digits; n = 0 is treated as 1; null for null bytes. Caller frees with xfree.
+char* convert_bytearraytohexstring(std::size_t n, const unsigned char* bytes);
+/// Base64 (RFC 4648) of n bytes in one line without breaks; null on failure. Caller frees with xfree.
+char* base64_encode(const unsigned char* bytes, std::size_t n);
+/// "0.0.15" as a heap string; caller frees with xfree.
+char* libcbase_get_version();
+
+/// @name TLS: TLS 1.2 and above; the daemon itself does not use it
+/// Contexts and connections belong to the caller (SSL_CTX_free, SSL_free); null on failure, logged.
+/// @{
+struct ssl_ctx_st;
+struct ssl_st;
+
+/// Client context that verifies peers against the system's certificate store.
+ssl_ctx_st* init_SSLsocket_client_context();
+/// Server context with the PEM certificate chain and key at the two paths.
+ssl_ctx_st* init_SSLsocket_server_context(const char* certificate_path, const char* key_path);
+/// Client handshake on a connected descriptor, which stays the caller's; `host` (may be null) is the
+/// name asked for and verified.
+ssl_st* connect_SSLsocket(ssl_ctx_st* context, int fd, const char* host);
+/// Connects to `ip` and `port` and shakes hands; `*fd` receives the descriptor, owned by the caller.
+ssl_st* make_internettcpclient_SSLsocket(ssl_ctx_st* context, const char* ip, int port, int* fd);
+/// Server handshake on an accepted descriptor, which stays the caller's.
+ssl_st* accept_SSLsocket(ssl_ctx_st* context, int fd);
+/// @}
