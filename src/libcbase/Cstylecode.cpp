@@ -1,0 +1,444 @@
+#include "libcbase/Cstylecode.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "libcbase/memory.h"
+
+std::int32_t zel_log_facility = LOG_LOCAL0;
+
+namespace {
+
+constexpr std::size_t kLineBytes = 1024;
+constexpr int kConnectMilliseconds = 10000;
+constexpr const char* kInterface = "eth0";
+constexpr std::size_t kHardwareAddressBytes = 6;
+
+// Keeps errno for the caller, across calls that may set it.
+class KeepErrno final {
+  public:
+    KeepErrno() = default;
+    ~KeepErrno() { errno = errno_; }
+    KeepErrno(const KeepErrno&) = delete;
+    KeepErrno& operator=(const KeepErrno&) = delete;
+
+  private:
+    int errno_ = errno;
+};
+
+// The line is made on the stack: xmalloc reports here that memory is out. The text goes to syslog
+// as an argument, so that a '%' that came from outside is not read as a format.
+[[gnu::format(printf, 2, 0)]] void log_line(int level, const char* format, va_list arguments) {
+    const KeepErrno keep;
+    char line[kLineBytes];
+    if (std::vsnprintf(line, sizeof(line), format, arguments) >= 0) {
+        syslog(zel_log_facility | level, "%s", line);
+    }
+}
+
+}  // namespace
+
+void openlogfile() {
+    openlog(nullptr, LOG_PID | LOG_CONS, zel_log_facility);
+}
+
+void closelogfile() {
+    closelog();
+}
+
+void error(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(LOG_ERR, format, arguments);
+    va_end(arguments);
+}
+
+void warning(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(LOG_WARNING, format, arguments);
+    va_end(arguments);
+}
+
+void info(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(LOG_INFO, format, arguments);
+    va_end(arguments);
+}
+
+void verbose_info(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(LOG_INFO, format, arguments);
+    va_end(arguments);
+}
+
+void logged_info(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(LOG_INFO, format, arguments);
+    va_end(arguments);
+}
+
+void debug(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(LOG_DEBUG, format, arguments);
+    va_end(arguments);
+}
+
+void verbose_debug(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(LOG_DEBUG, format, arguments);
+    va_end(arguments);
+}
+
+void byteinfo(const char* /*format*/, ...) {}
+
+namespace {
+
+// What the signal handler reads: written once, before signal_socket is published.
+char signal_header[128];
+std::size_t signal_header_length = 0;
+sockaddr_un signal_address{};
+std::atomic<int> signal_socket{-1};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler reads it");
+
+}  // namespace
+
+void prepare_signal_log() {
+    if (signal_socket.load() >= 0) {
+        return;
+    }
+    FileDescriptor fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!fd) {
+        return;
+    }
+    const int length = std::snprintf(signal_header, sizeof(signal_header),
+                                     "<%d>%.64s[%d]: ", zel_log_facility | LOG_ERR,
+                                     program_invocation_short_name, getpid());
+    signal_header_length = length > 0 ? static_cast<std::size_t>(length) : 0;
+    signal_address.sun_family = AF_UNIX;
+    std::strcpy(signal_address.sun_path, "/dev/log");
+    signal_socket.store(fd.release());
+}
+
+void error_from_signal_handler(const char* text, std::size_t length) noexcept {
+    const int fd = signal_socket.load();
+    if (fd < 0) {
+        return;
+    }
+    const KeepErrno keep;
+    iovec parts[2] = {{signal_header, signal_header_length}, {const_cast<char*>(text), length}};
+    msghdr message{};
+    message.msg_name = &signal_address;
+    message.msg_namelen = sizeof(signal_address);
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    // A failure has nowhere to be told.
+    static_cast<void>(sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL));
+}
+
+void FileDescriptor::reset(int fd) noexcept {
+    if (fd_ >= 0) {
+        const KeepErrno keep;
+        close(fd_);
+    }
+    fd_ = fd;
+}
+
+namespace {
+
+// The messages "Cstylecode->make_... STEP failed with error '%s'", with and without the process.
+int fail(const char* function, const char* step) {
+    error("Cstylecode->%s %s failed with error '%s'", function, step, strerror(errno));
+    return -1;
+}
+
+int fail_with_pid(const char* function, const char* step) {
+    error("Cstylecode->%s %s failed with error '%s' for pid=%i", function, step, strerror(errno),
+          getpid());
+    return -1;
+}
+
+bool refuse(int code) {
+    errno = code;
+    return false;
+}
+
+bool set_address(const char* path, sockaddr_un& address) {
+    // An empty path would name a socket outside the file system.
+    if (path == nullptr || *path == '\0') {
+        return refuse(EINVAL);
+    }
+    if (std::strlen(path) >= sizeof(address.sun_path)) {
+        return refuse(ENAMETOOLONG);
+    }
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, path);
+    return true;
+}
+
+bool set_address(int port, sockaddr_in& address) {
+    if (port < 0 || port > 65535) {
+        return refuse(EINVAL);
+    }
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return true;
+}
+
+bool set_address(const char* ip, int port, sockaddr_in& address) {
+    if (!set_address(port, address)) {
+        return false;
+    }
+    return (ip != nullptr && inet_pton(AF_INET, ip, &address.sin_addr) == 1) || refuse(EINVAL);
+}
+
+template <typename Address>
+bool bind_to(int fd, const Address& address) {
+    return bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+// Connects within kConnectMilliseconds, also to a peer whose queue is full.
+template <typename Address>
+bool connect_within_limit(int fd, const Address& address) {
+    if (!set_socket_timeouts(fd, kConnectMilliseconds)) {
+        return false;
+    }
+    // After a signal the call is repeated: on Linux a blocking socket then goes on waiting.
+    while (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+        if (errno == EINPROGRESS || errno == EAGAIN) {
+            return refuse(ETIMEDOUT);  // how Linux tells that SO_SNDTIMEO has passed
+        }
+        if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+FileDescriptor stream_socket(int family) {
+    return FileDescriptor(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+}
+
+// A bound socket that does not listen yet.
+FileDescriptor bound_internet_socket(int port, const char* function) {
+    FileDescriptor fd = stream_socket(AF_INET);
+    if (!fd) {
+        fail_with_pid(function, "socket");
+        return FileDescriptor();
+    }
+    const int on = 1;
+    if (setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0) {
+        fail(function, "setsockopt");
+        return FileDescriptor();
+    }
+    sockaddr_in address{};
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    if (!set_address(port, address) || !bind_to(fd.get(), address)) {
+        fail(function, "bind");
+        return FileDescriptor();
+    }
+    return fd;
+}
+
+}  // namespace
+
+int make_internettcpclient_socket(const char* ip, int port) {
+    constexpr const char* kFunction = "make_internettcpclient_socket";
+    FileDescriptor fd = stream_socket(AF_INET);
+    if (!fd) {
+        return fail_with_pid(kFunction, "socket");
+    }
+    sockaddr_in address{};
+    if (!set_address(ip, port, address) || !connect_within_limit(fd.get(), address)) {
+        return fail_with_pid(kFunction, "connect");
+    }
+    return fd.release();
+}
+
+int make_localtcpclient_socket(const char* path) {
+    constexpr const char* kFunction = "make_localtcpclient_socket";
+    FileDescriptor fd = stream_socket(AF_UNIX);
+    if (!fd) {
+        return fail_with_pid(kFunction, "socket");
+    }
+    sockaddr_un address{};
+    if (!set_address(path, address) || !connect_within_limit(fd.get(), address)) {
+        return fail_with_pid(kFunction, "connect");
+    }
+    return fd.release();
+}
+
+int make_local_socket(const char* path, int backlog) {
+    constexpr const char* kFunction = "make_local_socket";
+    FileDescriptor fd = stream_socket(AF_UNIX);
+    if (!fd) {
+        return fail_with_pid(kFunction, "socket");
+    }
+    sockaddr_un address{};
+    if (!set_address(path, address)) {
+        return fail(kFunction, "bind");
+    }
+    unlink(path);
+    if (!bind_to(fd.get(), address)) {
+        return fail(kFunction, "bind");
+    }
+    if (chmod(path, S_IRWXU | S_IRWXG | S_IRWXO) != 0) {
+        return fail(kFunction, "chmod");
+    }
+    if (listen(fd.get(), backlog) != 0) {
+        return fail(kFunction, "listen");
+    }
+    return fd.release();
+}
+
+int make_internet_socket(int port, int backlog) {
+    constexpr const char* kFunction = "make_internet_socket";
+    FileDescriptor fd = bound_internet_socket(port, kFunction);
+    if (!fd) {
+        return -1;
+    }
+    if (listen(fd.get(), backlog) != 0) {
+        return fail(kFunction, "listen");
+    }
+    return fd.release();
+}
+
+int make_internet_socket_randomport(int* port, int backlog) {
+    constexpr const char* kFunction = "make_internet_socket_randomport";
+    FileDescriptor fd = bound_internet_socket(0, kFunction);
+    if (!fd) {
+        return -1;
+    }
+    sockaddr_in address{};
+    socklen_t length = sizeof(address);
+    if (getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        return fail(kFunction, "getsockname");
+    }
+    *port = ntohs(address.sin_port);
+    if (*port == 0) {
+        error("Cstylecode->%s port chosen is invalid '%d'", kFunction, *port);
+        return -1;
+    }
+    if (listen(fd.get(), backlog) != 0) {
+        return fail(kFunction, "listen");
+    }
+    return fd.release();
+}
+
+bool set_socket_timeouts(int fd, int milliseconds) {
+    if (milliseconds <= 0) {
+        return refuse(EINVAL);  // zero would mean no bound at all
+    }
+    timeval limit{};
+    limit.tv_sec = milliseconds / 1000;
+    limit.tv_usec = milliseconds % 1000 * 1000;
+    return setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) == 0 &&
+           setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) == 0;
+}
+
+namespace {
+
+enum class InterfaceAnswer { kGiven, kNoSocket, kNoInterface };
+
+// Asks the system about kInterface; `code` is the ioctl request.
+InterfaceAnswer ask_interface(unsigned long code, ifreq& request) {
+    const FileDescriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!fd) {
+        return InterfaceAnswer::kNoSocket;
+    }
+    std::strncpy(request.ifr_name, kInterface, sizeof(request.ifr_name) - 1);
+    return ioctl(fd.get(), code, &request) == 0 ? InterfaceAnswer::kGiven
+                                                : InterfaceAnswer::kNoInterface;
+}
+
+// "No IP: ..." or "No MAC: ..." as a new string.
+char* identity_failure(const char* what, InterfaceAnswer answer) {
+    if (answer == InterfaceAnswer::kNoSocket) {
+        return xstrcat(what, "socket function fail");
+    }
+    const xstring text(xstrcat(what, "ioctl function fail for interface "));
+    return xstrcat(text.get(), kInterface);
+}
+
+}  // namespace
+
+int getlocalip(char** out) {
+    ifreq request{};
+    const InterfaceAnswer answer = ask_interface(SIOCGIFADDR, request);
+    if (answer != InterfaceAnswer::kGiven) {
+        *out = identity_failure("No IP: ", answer);
+        return -1;
+    }
+    sockaddr_in address{};
+    std::memcpy(&address, &request.ifr_addr, sizeof(address));
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &address.sin_addr, text, sizeof(text));
+    *out = xstrcpy(nullptr, text);
+    return 0;
+}
+
+int getlocalmac(char** out) {
+    ifreq request{};
+    const InterfaceAnswer answer = ask_interface(SIOCGIFHWADDR, request);
+    if (answer != InterfaceAnswer::kGiven) {
+        *out = identity_failure("No MAC: ", answer);
+        error("Cstylecode->getlocalmac error: %s", *out != nullptr ? *out : "");
+        return -1;
+    }
+    unsigned char mac[kHardwareAddressBytes];
+    std::memcpy(mac, request.ifr_hwaddr.sa_data, sizeof(mac));
+    char text[3 * kHardwareAddressBytes];
+    std::snprintf(text, sizeof(text), "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2],
+                  mac[3], mac[4], mac[5]);
+    *out = xstrcpy(nullptr, text);
+    return 0;
+}
+
+int getlocalrawmac(unsigned char out[6]) {
+    ifreq request{};
+    if (ask_interface(SIOCGIFHWADDR, request) != InterfaceAnswer::kGiven) {
+        return -1;
+    }
+    std::memcpy(out, request.ifr_hwaddr.sa_data, kHardwareAddressBytes);
+    return 0;
+}
+
+char* convert_bytearraytohexstring(std::size_t n, const unsigned char* bytes) {
+    if (bytes == nullptr) {
+        return nullptr;
+    }
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    const std::size_t count = n == 0 ? 1 : n;
+    // No machine holds an array of more than half its addresses, so the product does not wrap.
+    char* const text = static_cast<char*>(xmalloc(2 * count + 1));
+    if (text != nullptr) {
+        for (std::size_t i = 0; i < count; ++i) {
+            text[2 * i] = kDigits[bytes[i] >> 4];
+            text[2 * i + 1] = kDigits[bytes[i] & 0x0F];
+        }
+    }
+    return text;
+}
+
+char* libcbase_get_version() {
+    return xstrcpy(nullptr, "0.0.15");
+}
