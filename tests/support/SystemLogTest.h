@@ -1,0 +1,28 @@
+/// A test with a system log of its own, which keeps every line that the code under test writes.
+#pragma once
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "libcbase/Cstylecode.h"
+#include "simulator/SystemLog.h"
+
+class SystemLogTest : public testing::Test {
+  protected:
+    /// Waits up to 10 s for a line that holds `part`.
+    bool logged(const std::string& part) const { return log_.wait_for(part); }
+
+    /// How many lines hold `part`, of all that have been written before this call.
+    std::size_t lines_with(const std::string& part) const {
+        // The lines arrive in order: once this one is there, those before it are too.
+        static int last_mark = 0;
+        const std::string mark = "mark " + std::to_string(++last_mark) + " of the test";
+        info("%s", mark.c_str());
+        EXPECT_TRUE(log_.wait_for(mark));
+        return log_.count(part);
+    }
+    bool never_logged(const std::string& part) const { return lines_with(part) == 0; }
+
+    simulator::SystemLog log_;
+};
