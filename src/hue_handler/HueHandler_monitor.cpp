@@ -1,0 +1,213 @@
+// The thread that keeps the core's objects in step with the lights.
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+
+#include "hue_handler/HueHandler.h"
+#include "hue_handler/UnitConversion.h"
+#include "libcbase/Cstylecode.h"
+#include "libtavcore/core_request.h"
+
+namespace hue_handler {
+namespace {
+
+constexpr const char* kCoreSocket = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
+constexpr const char* kCoreFunction = "SERVICE_RUNONELEMENT";
+constexpr const char* kReportAction = "SETVALUE";
+
+bool differs(std::uint8_t a, std::uint8_t b, std::uint32_t tolerance) {
+    return static_cast<std::uint32_t>(std::abs(int{a} - int{b})) > tolerance;
+}
+
+std::string object_line(const char* role, int object_id) {
+    return std::string("!! ") + role + std::to_string(object_id) + " !!";
+}
+
+void store(HueLightState& stored, const RGB& color) {
+    stored.red = color.r;
+    stored.green = color.g;
+    stored.blue = color.b;
+}
+
+void store(HueLightState& stored, const HSVColor& color) {
+    stored.hue = color.hue;
+    stored.saturation = color.saturation;
+    stored.value = color.value;
+}
+
+}  // namespace
+
+void HueHandler::state_monitor() {
+    info("Initializing the Philips Hue handler monitoring thread\n");
+    int states_result = init_light_states();
+    std::uint32_t turn = 1;
+    while (monitoring_.get()) {
+        ++turn;
+        poll();
+        monitoring_.sleep_unless(false, std::chrono::milliseconds(timings_.poll_period_ms));
+        if (monitoring_.get() && states_result != 0 && turn > timings_.polls_before_reread) {
+            info("Check again the list with the bridge. If the previous init states procedure "
+                 "failed, the bridge internal light list used for polling might be incomplete.");
+            turn = 0;
+            states_result = init_light_states();
+        }
+    }
+    error("Exit from state_monitor thread:");
+}
+
+// Lets go of the table between two lights, so that a command waits for one light at most. The keys
+// of the table are fixed by now and may be walked without the mutex.
+int HueHandler::init_light_states() {
+    info("HueHandler->init_light_states - initializing states of lights\n");
+    int result = 0;
+    for (auto& [light_id, stored] : light_table_) {
+        if (!monitoring_.get()) {
+            result = -1;
+            break;
+        }
+        const std::lock_guard<FairMutex> lock(table_mutex_);
+        if (!read_light_state(light_id, stored)) {
+            result = -1;
+        }
+    }
+    info("HueHandler->init_light_states - end of initial state updates\n");
+    return result;
+}
+
+// Table mutex held.
+bool HueHandler::read_light_state(int light_id, HueLightState& stored) {
+    try {
+        const HueLight& light = bridge_->getLight(light_id);
+        stored.on = light.isOn();
+        stored.brightness = light.getBrightness();
+        if (light.hasTemperatureControl()) {
+            stored.color_temperature = light.getColorTemperature();
+        }
+        if (light.hasColorControl()) {
+            store(stored, light.getColorRGB());
+            store(stored, light.getColorHSV());
+        }
+        return true;
+    } catch (const std::exception& problem) {
+        error("%s (light id = %d)\n", problem.what(), light_id);
+        return false;
+    }
+}
+
+void HueHandler::poll() {
+    const std::unique_lock<FairMutex> lock(table_mutex_, std::try_to_lock);
+    if (!lock.owns_lock()) {
+        return;  // a command is being carried out; commands come first
+    }
+    if (last_request_end_ &&
+        Clock::now() - *last_request_end_ < std::chrono::milliseconds(timings_.poll_period_ms)) {
+        return;  // the bridge has not settled yet
+    }
+    if (!refresh_lights()) {
+        return;
+    }
+    for (auto& [light_id, stored] : light_table_) {
+        try {
+            report_changes(bridge_->peekLight(light_id), stored);
+        } catch (const std::exception& problem) {
+            error("Monitoring thread error: error reading light (light id = %d) state - %s \n",
+                  light_id, problem.what());
+        }
+    }
+}
+
+bool HueHandler::refresh_lights() {
+    info("Monitoring thread - starting refresh light status from bridge");
+    try {
+        bridge_->refreshLights();
+    } catch (const std::exception& problem) {
+        error("Monitoring thread error: %s (bridge disconnected)\n", problem.what());
+        error("Skipping light state updates, unable to retrieve a refreshed state from bridge\n");
+        return false;
+    }
+    info("Monitoring thread - light status from bridge received, parsing...");
+    return true;
+}
+
+// The light is const, so that only the getters which send nothing can be called: one poll is one
+// request, however many lights there are.
+void HueHandler::report_changes(const HueLight& light, HueLightState& stored) {
+    const bool is_on = light.isOn();
+    if (is_on != stored.on && stored.on_off_object > 0) {
+        stored.on = is_on;
+        report(stored.on_off_object, is_on ? "1" : "0", "");
+    }
+    const std::uint32_t brightness = light.getBrightness();
+    if (brightness != stored.brightness && stored.value_object > 0) {
+        stored.brightness = brightness;
+        report(stored.value_object, std::to_string(percent_of_brightness(brightness)),
+               object_line("BRIGHTNESS id ", stored.value_object));
+    }
+    if (light.hasTemperatureControl() && stored.temperature_object > 0) {
+        const std::uint32_t mired = light.getColorTemperature();
+        if (mired != stored.color_temperature) {
+            stored.color_temperature = mired;
+            report(stored.temperature_object, std::to_string(percent_of_mired(mired)),
+                   object_line("TEMPERATURE id ", stored.temperature_object));
+        }
+    }
+    if (light.hasColorControl()) {
+        report_rgb(light, stored);
+        report_hsv(light, stored);
+    }
+}
+
+void HueHandler::report_rgb(const HueLight& light, HueLightState& stored) {
+    if (stored.r_object < 1 || stored.g_object < 1 || stored.b_object < 1) {
+        return;
+    }
+    const RGB color = light.getColorRGB();
+    const HueLightState before = stored;
+    store(stored, color);
+    const struct {
+        std::uint8_t was;
+        std::uint8_t is;
+        int object_id;
+    } channels[] = {{before.red, color.r, stored.r_object},
+                    {before.green, color.g, stored.g_object},
+                    {before.blue, color.b, stored.b_object}};
+    for (const auto& channel : channels) {
+        if (differs(channel.was, channel.is, kRgbTolerance)) {
+            report(channel.object_id, std::to_string(channel.is),
+                   object_line("", channel.object_id));
+        }
+    }
+}
+
+// A drift that stays within the tolerances from one poll to the next is absorbed on purpose: the
+// bridge rounds, and must not flood the core with it.
+void HueHandler::report_hsv(const HueLight& light, HueLightState& stored) {
+    const HSVColor color = light.getColorHSV();
+    const bool changed = differs(stored.hue, color.hue, kHueTolerance) ||
+                         differs(stored.saturation, color.saturation, kSaturationTolerance) ||
+                         differs(stored.value, color.value, kHsvValueTolerance);
+    store(stored, color);
+    if (changed && stored.hsv_object > 0) {
+        // The line names the b object, by which the controller's installers know a colour light.
+        report(stored.hsv_object, text_of_hsv(color.hue, color.saturation, color.value),
+               object_line("", stored.b_object));
+    }
+}
+
+void HueHandler::report(int object_id, const std::string& value, const std::string& failure_line) {
+    libtavcore::core_request request(kCoreSocket, kCoreFunction);
+    if (request.get_last_error() != nullptr && *request.get_last_error() != '\0') {
+        error("Core Request error: %s", request.get_last_error());
+        return;
+    }
+    request.compose_runonelement(std::to_string(object_id).c_str(), kReportAction, value.c_str(),
+                                 nullptr, nullptr, std::to_string(runner_id_).c_str());
+    if (request.run() < 0) {
+        error("ERROR sending vexad request: %s", request.get_last_error());
+        if (!failure_line.empty()) {
+            error("%s", failure_line.c_str());
+        }
+    }
+}
+
+}  // namespace hue_handler

@@ -1,0 +1,168 @@
+// The request queue and the thread that carries its requests out.
+#include <exception>
+
+#include "hue_handler/HueHandler.h"
+#include "hue_handler/UnitConversion.h"
+#include "libcbase/Cstylecode.h"
+
+namespace hue_handler {
+namespace {
+
+// The bridge's own default, 400 ms; a request then carries no transition at all.
+constexpr std::uint8_t kTransitionSteps = 4;
+
+enum class Outcome {
+    not_addressed,  // the object is none of this light's
+    done,
+    refused,  // the bridge did not confirm the command
+};
+
+Outcome outcome_of(bool confirmed) { return confirmed ? Outcome::done : Outcome::refused; }
+
+// The stored state decides, not the light's own: a light that was switched by other means is
+// commanded again only after the monitor has seen it.
+Outcome switch_light(HueLight& light, HueLightState& stored, std::int32_t value) {
+    if (!stored.on && value == 1) {
+        light.On(kTransitionSteps);
+        stored.on = true;
+    } else if (stored.on && value == 0) {
+        light.Off(kTransitionSteps);
+        stored.on = false;
+    }
+    return Outcome::done;
+}
+
+Outcome dim_light(HueLight& light, HueLightState& stored, std::int32_t percent) {
+    if (percent != 0) {
+        return outcome_of(light.setBrightness(brightness_of_percent(percent), kTransitionSteps));
+    }
+    light.Off(kTransitionSteps);
+    stored.brightness = 0;
+    return Outcome::done;
+}
+
+// One channel arrives at a time; the stored bytes are the other two. They follow what was sent only
+// once the light has taken it.
+Outcome set_channel(HueLight& light, HueLightState& stored, std::uint8_t HueLightState::*channel,
+                    std::int32_t value) {
+    HueLightState wanted = stored;
+    wanted.*channel = static_cast<std::uint8_t>(value & 0xFF);
+    const bool confirmed =
+        light.setColorRGB(wanted.red, wanted.green, wanted.blue, kTransitionSteps);
+    stored.*channel = wanted.*channel;
+    return outcome_of(confirmed);
+}
+
+// The order of the tests is part of the behaviour: an object that stands in two roles drives the
+// first one that the light can do.
+Outcome drive_light(HueLight& light, HueLightState& stored, const VexadRequest& request) {
+    const int object = request.object_id;
+    const std::int32_t value = request.value;
+    if (object == stored.on_off_object) {
+        return switch_light(light, stored, value);
+    }
+    if (object == stored.value_object) {
+        return dim_light(light, stored, value);
+    }
+    if (object == stored.temperature_object && light.hasTemperatureControl()) {
+        return outcome_of(light.setColorTemperature(mired_of_percent(value), kTransitionSteps));
+    }
+    if (!light.hasColorControl()) {
+        return Outcome::not_addressed;
+    }
+    if (object == stored.hsv_object) {
+        return outcome_of(light.setColorHSV(hsv_of_word(value), kTransitionSteps));
+    }
+    if (object == stored.r_object) {
+        return set_channel(light, stored, &HueLightState::red, value);
+    }
+    if (object == stored.g_object) {
+        return set_channel(light, stored, &HueLightState::green, value);
+    }
+    if (object == stored.b_object) {
+        return set_channel(light, stored, &HueLightState::blue, value);
+    }
+    return Outcome::not_addressed;
+}
+
+void log_light_problem(const char* problem, int light_id) {
+    error("Request manager thread error: %s (light id = %d)\n", problem, light_id);
+}
+
+}  // namespace
+
+void HueHandler::push_request(const VexadRequest& request) {
+    const char* why_lost = nullptr;
+    if (worker_stop_.get()) {
+        why_lost = "lumivad will terminate soon";
+    } else {
+        const std::lock_guard<std::mutex> lock(queue_mutex_);
+        if (queue_.size() < kMaxQueuedRequests) {
+            queue_.push_back(request);
+        } else {
+            why_lost = "too many requests are waiting";
+        }
+    }
+    if (why_lost != nullptr) {
+        // The core has its answer already, so the loss has to stand in the log.
+        error("Request dropped, %s: obj_id %d, value %d", why_lost, request.object_id, request.value);
+    }
+}
+
+void HueHandler::execute_request() {
+    info("Initializing the Philips Hue handler request manager thread");
+    while (!worker_stop_.get()) {
+        const std::optional<VexadRequest> request = take_request();
+        if (!request) {
+            worker_stop_.sleep_unless(true, std::chrono::milliseconds(timings_.queue_look_ms));
+            continue;
+        }
+        const std::lock_guard<FairMutex> lock(table_mutex_);
+        carry_out(*request);
+        // Still under the mutex: a poll must not slip in before the bridge has settled.
+        worker_stop_.sleep_unless(true, std::chrono::milliseconds(timings_.request_pause_ms));
+        last_request_end_ = Clock::now();
+    }
+    error("Exit from execute_request thread:");
+    log_unfinished_requests();
+}
+
+std::optional<VexadRequest> HueHandler::take_request() {
+    const std::lock_guard<std::mutex> lock(queue_mutex_);
+    if (queue_.empty()) {
+        return std::nullopt;
+    }
+    const VexadRequest request = queue_.front();
+    queue_.pop_front();
+    return request;
+}
+
+// Table mutex held.
+void HueHandler::carry_out(const VexadRequest& request) {
+    info("-- Received request: obj_id %d, value %d", request.object_id, request.value);
+    for (auto& [light_id, stored] : light_table_) {
+        if (stored.on_off_object < 1) {
+            continue;
+        }
+        try {
+            const Outcome outcome = drive_light(bridge_->peekLight(light_id), stored, request);
+            if (outcome == Outcome::refused) {
+                log_light_problem("the bridge did not confirm the command", light_id);
+            }
+            if (outcome != Outcome::not_addressed) {
+                return;
+            }
+        } catch (const std::exception& problem) {
+            log_light_problem(problem.what(), light_id);
+        }
+    }
+}
+
+void HueHandler::log_unfinished_requests() {
+    const std::lock_guard<std::mutex> lock(queue_mutex_);
+    if (!queue_.empty()) {
+        error("%zu requests dropped, the request manager thread has ended", queue_.size());
+    }
+}
+
+}  // namespace hue_handler

@@ -1,0 +1,191 @@
+// lumivad: starts the gateway for one Philips Hue bridge object of the controller's database and
+// turns its event loop. The parent process, the core, reads the start status from standard output.
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+#include <memory>
+#include <string>
+
+#include "gtwhandler/GtwHandler.h"
+#include "hue_handler/HueHandler.h"
+#include "libcbase/Cstylecode.h"
+#include "libcbase/DBManagerutil.h"
+#include "libcbase/utility.h"
+#include "libtavdb/db_request.h"
+
+namespace {
+
+using gtwhandlernamespace::GtwHandler;
+using hue_handler::HueHandler;
+
+constexpr unsigned int kParameterBytes = 128;
+constexpr std::size_t kQueryBytes = 128;
+constexpr unsigned int kSelectTimeoutSeconds = 3;
+
+enum ParameterResult {
+    kParametersOk = 0,
+    kQueryTooLong = -1,
+    kDatabaseError = -2,  // also for optional parameters that are not as they must be
+};
+
+using ParameterBuffer = std::array<char, kParameterBytes>;
+
+struct VariableListDeleter {
+    void operator()(linkedlist* list) const { linkedlist_deinit(&list); }
+};
+using VariableList = std::unique_ptr<linkedlist, VariableListDeleter>;
+
+bool is_version_query(int argc, char** argv) {
+    return argc == 2 && (std::strncmp(argv[1], "-v", 2) == 0 ||
+                         std::strncmp(argv[1], "--version", 9) == 0);
+}
+
+// The object ID behind "--id", or -1. Leading digits count, as in strtol, within 32 bits.
+int get_runner_id(int argc, char** argv) {
+    for (int i = 0; i < argc; ++i) {
+        if (std::strncmp(argv[i], "--id", 4) == 0) {
+            if (i + 1 >= argc) {
+                return -1;
+            }
+            const long long id = std::strtoll(argv[i + 1], nullptr, 10);
+            return static_cast<int>(std::clamp<long long>(id, INT32_MIN, INT32_MAX));
+        }
+    }
+    return -1;
+}
+
+// Copies at most `size` bytes; a text that fills the buffer has no terminator.
+void copy_bounded(char* buffer, unsigned int size, const char* text) {
+    const std::size_t length = strnlen(text, size);
+    std::memcpy(buffer, text, length);
+    std::fill(buffer + length, buffer + size, '\0');
+}
+
+std::string text_of(const ParameterBuffer& buffer) {
+    return {buffer.data(), strnlen(buffer.data(), buffer.size())};
+}
+
+bool copy_string_variable(linkedlist* variables, const char* name, char* buffer,
+                          unsigned int size) {
+    const optionalpvariable* variable = optionalp_variables_searchbyname(variables, name);
+    if (variable == nullptr || variable->type != OPTIONALP_STRING || variable->value == nullptr) {
+        // The message has no closing parenthesis; log filters of the field know it so.
+        error("ERR %d: Wrong format for vexad_object (optionalp key: %s", kDatabaseError, name);
+        return false;
+    }
+    copy_bounded(buffer, size, variable->value);
+    return true;
+}
+
+// Reads the bridge object's address and user name from the database; an ID without a row leaves the
+// buffers as they are. Returns a ParameterResult; failures are logged.
+int get_optional_parameters(unsigned int id, char* ip_address, char* username,
+                            unsigned int ip_address_size, unsigned int username_size) {
+    char query[kQueryBytes];
+    const int length = std::snprintf(query, sizeof(query),
+                                     "SELECT optionalp FROM vexad_object WHERE id = %d",
+                                     static_cast<int>(id));
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof(query)) {
+        return kQueryTooLong;
+    }
+    libtavdb::db_request request(DBMANAGER_PORT, query);
+    const std::string problem = request.get_last_error();
+    if (!problem.empty()) {
+        error("ERR %d: %s", kDatabaseError, problem.c_str());
+        return kDatabaseError;
+    }
+    for (auto& [number, row] : request.rows) {
+        const VariableList variables(parse_optionalp_variables(row["OPTIONALP"].c_str()));
+        if (!copy_string_variable(variables.get(), "username", username, username_size) ||
+            !copy_string_variable(variables.get(), "ip_address", ip_address, ip_address_size)) {
+            return kDatabaseError;
+        }
+    }
+    return kParametersOk;
+}
+
+// Ends a start-up that failed: status -1 for the core, the reasons for the log.
+int fail_start(GtwHandler& loop, std::initializer_list<std::string> reasons) {
+    loop.sendStatusToCore(-1);
+    for (const std::string& reason : reasons) {
+        error("%s", reason.c_str());
+    }
+    std::fflush(stdout);
+    closelogfile();
+    return EXIT_FAILURE;
+}
+
+std::string last_error_of(GtwHandler& loop) {
+    const char* text = loop.getLastError();
+    return text == nullptr ? "" : text;
+}
+
+// A step that fails is logged and followed by the next one: only the clean-up ends the loop.
+void turn_loop(GtwHandler& loop) {
+    while (loop.cleanup() == 0) {
+        if (loop.run() != 0) {
+            error("ERROR gateway handler run() exit with error: %s", last_error_of(loop).c_str());
+        }
+    }
+}
+
+// From the database to the turning loop. On a failure the handler is destroyed before the loop.
+int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
+    ParameterBuffer ip_address{};
+    ParameterBuffer username{};
+    if (get_optional_parameters(static_cast<unsigned int>(id), ip_address.data(), username.data(),
+                                kParameterBytes, kParameterBytes) < 0) {
+        return fail_start(*loop, {"Impossible to get required OPTIONALP needed by the runner"});
+    }
+    HueHandler handler(static_cast<unsigned int>(id), text_of(ip_address), text_of(username));
+    loop->sendStatusToCore(0);
+    loop->setSelectTimeout(kSelectTimeoutSeconds, 0);
+
+    const int added = loop->addGateway(&handler);
+    if (added != 0) {
+        return fail_start(*loop, {"main failed add gateway handler with return code " +
+                                  std::to_string(added)});
+    }
+    info("Initializing the Philips Hue handler");
+    const int initialized = handler.init();
+    if (initialized < 0) {
+        return fail_start(*loop,
+                          {"Impossible to get initize data structures needed by the runner " +
+                           std::to_string(initialized)});
+    }
+    turn_loop(*loop);
+    error("Gateway cleanup failed!");  // the line of every normal end
+    loop->removeGateway(&handler);
+    loop.reset();
+    return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (is_version_query(argc, argv)) {
+        std::printf("v%s\n", LUMIVAD_VERSION);
+        return EXIT_SUCCESS;
+    }
+    openlogfile();
+    auto loop = std::make_unique<GtwHandler>(argc, argv);
+    if (!last_error_of(*loop).empty()) {
+        return fail_start(*loop, {"Error during parsing of input parameters.",
+                                  "Error: " + last_error_of(*loop)});
+    }
+    if (loop->initialize() != 0) {
+        return fail_start(*loop, {"Error: " + last_error_of(*loop)});
+    }
+    const int id = get_runner_id(argc, argv);
+    if (id < 1) {
+        return fail_start(*loop, {"Not found or invalid object ID passed to the runner."});
+    }
+    const int exit_code = run_gateway(loop, id);
+    closelogfile();
+    return exit_code;
+}
