@@ -1,0 +1,201 @@
+// TLS and base64, apart from the rest of Cstylecode.h: a program that calls neither does not load
+// libssl and libcrypto.
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <memory>
+
+#include <arpa/inet.h>
+#include <openssl/bio.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+#include <sys/socket.h>
+
+#include "libcbase/Cstylecode.h"
+#include "libcbase/memory.h"
+
+namespace {
+
+constexpr int kHandshakeMilliseconds = 10000;
+
+struct FreeContext {
+    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+};
+struct FreeConnection {
+    void operator()(SSL* connection) const { SSL_free(connection); }
+};
+struct FreeChain {
+    void operator()(BIO* chain) const { BIO_free_all(chain); }
+};
+using Context = std::unique_ptr<SSL_CTX, FreeContext>;
+using Connection = std::unique_ptr<SSL, FreeConnection>;
+using Chain = std::unique_ptr<BIO, FreeChain>;
+
+// The library's oldest complaint; the rest of its queue is dropped.
+const char* reason() {
+    const char* const text = ERR_reason_error_string(ERR_get_error());
+    ERR_clear_error();
+    return text != nullptr ? text : "no answer of the peer's";
+}
+
+Context new_context(const SSL_METHOD* method) {
+    Context context(SSL_CTX_new(method));
+    if (context == nullptr || SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) != 1) {
+        error("Cstylecode->init_SSLsocket_context error creating new context");
+        ERR_clear_error();
+        return nullptr;
+    }
+    return context;
+}
+
+// While it lives, a silent peer cannot hold a send or a receive on the descriptor; then the
+// caller's own bounds are back.
+class HandshakeLimit final {
+  public:
+    explicit HandshakeLimit(int fd) : fd_(fd) {
+        socklen_t length = sizeof(timeval);
+        getsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &receive_, &length);
+        length = sizeof(timeval);
+        getsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &send_, &length);
+        set_socket_timeouts(fd_, kHandshakeMilliseconds);
+    }
+    ~HandshakeLimit() {
+        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &receive_, sizeof(receive_));
+        setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &send_, sizeof(send_));
+    }
+    HandshakeLimit(const HandshakeLimit&) = delete;
+    HandshakeLimit& operator=(const HandshakeLimit&) = delete;
+
+  private:
+    int fd_;
+    timeval receive_{};
+    timeval send_{};
+};
+
+// Runs `step` (SSL_connect or SSL_accept) to its end.
+bool shake_hands(SSL* connection, int fd, int (*step)(SSL*)) {
+    const HandshakeLimit limit(fd);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(kHandshakeMilliseconds);
+    for (;;) {
+        ERR_clear_error();
+        const int result = step(connection);
+        if (result == 1) {
+            return true;
+        }
+        // A signal or a short wait shows as a wish to go on.
+        const int wish = SSL_get_error(connection, result);
+        if ((wish != SSL_ERROR_WANT_READ && wish != SSL_ERROR_WANT_WRITE) ||
+            std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+    }
+}
+
+// Asks for `host`, a name or an address, and has the certificate checked against it.
+bool expect_host(SSL* connection, const char* host) {
+    in_addr address{};
+    if (inet_pton(AF_INET, host, &address) == 1) {
+        return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(connection), host) == 1;
+    }
+    return SSL_set_tlsext_host_name(connection, host) == 1 && SSL_set1_host(connection, host) == 1;
+}
+
+}  // namespace
+
+char* base64_encode(const unsigned char* bytes, std::size_t n) {
+    if (bytes == nullptr || n > INT_MAX) {
+        return nullptr;
+    }
+    Chain chain(BIO_new(BIO_f_base64()));
+    BIO* const output = BIO_new(BIO_s_mem());
+    if (chain == nullptr || output == nullptr) {
+        BIO_free(output);
+        return nullptr;
+    }
+    BIO_push(chain.get(), output);
+    BIO_set_flags(chain.get(), BIO_FLAGS_BASE64_NO_NL);
+    if (n > 0 && BIO_write(chain.get(), bytes, static_cast<int>(n)) != static_cast<int>(n)) {
+        return nullptr;
+    }
+    if (BIO_flush(chain.get()) != 1) {
+        return nullptr;
+    }
+    char* encoded = nullptr;
+    const long length = BIO_get_mem_data(output, &encoded);
+    return xstrncpy(nullptr, encoded, length > 0 ? static_cast<std::size_t>(length) : 0);
+}
+
+SSL_CTX* init_SSLsocket_client_context() {
+    Context context = new_context(TLS_client_method());
+    if (context == nullptr) {
+        return nullptr;
+    }
+    if (SSL_CTX_set_default_verify_paths(context.get()) != 1) {
+        error("Cstylecode->init_SSLsocket_context error creating new context");
+        ERR_clear_error();
+        return nullptr;
+    }
+    SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
+    return context.release();
+}
+
+SSL_CTX* init_SSLsocket_server_context(const char* certificate_path, const char* key_path) {
+    Context context = new_context(TLS_server_method());
+    if (context == nullptr) {
+        return nullptr;
+    }
+    SSL_CTX* const raw = context.get();
+    if (SSL_CTX_use_certificate_chain_file(raw, certificate_path) != 1) {
+        error("Cstylecode->init_SSLsocket_context certificate file at path <%s> is not valid",
+              certificate_path);
+    } else if (const int used = SSL_CTX_use_PrivateKey_file(raw, key_path, SSL_FILETYPE_PEM);
+               used != 1 && ERR_GET_REASON(ERR_peek_last_error()) != X509_R_KEY_VALUES_MISMATCH) {
+        error("Cstylecode->init_SSLsocket_context private key at path <%s> is not valid", key_path);
+    } else if (used != 1 || SSL_CTX_check_private_key(raw) != 1) {
+        error(
+            "Cstylecode->init_SSLsocket_context private key at path <%s> does not match the "
+            "certificate at path <%s>",
+            key_path, certificate_path);
+    } else {
+        return context.release();
+    }
+    ERR_clear_error();
+    return nullptr;
+}
+
+SSL* connect_SSLsocket(SSL_CTX* context, int fd, const char* host) {
+    Connection connection(SSL_new(context));
+    if (connection == nullptr || SSL_set_fd(connection.get(), fd) != 1 ||
+        (host != nullptr && !expect_host(connection.get(), host)) ||
+        !shake_hands(connection.get(), fd, SSL_connect)) {
+        error("Cstylecode->connect_SSLsocket handshake failed with error '%s'", reason());
+        return nullptr;
+    }
+    return connection.release();
+}
+
+SSL* make_internettcpclient_SSLsocket(SSL_CTX* context, const char* ip, int port, int* fd) {
+    *fd = -1;
+    FileDescriptor connected(make_internettcpclient_socket(ip, port));
+    if (!connected) {
+        return nullptr;
+    }
+    SSL* const connection = connect_SSLsocket(context, connected.get(), ip);
+    if (connection != nullptr) {
+        *fd = connected.release();
+    }
+    return connection;
+}
+
+SSL* accept_SSLsocket(SSL_CTX* context, int fd) {
+    Connection connection(SSL_new(context));
+    if (connection == nullptr || SSL_set_fd(connection.get(), fd) != 1 ||
+        !shake_hands(connection.get(), fd, SSL_accept)) {
+        error("Cstylecode->accept_SSLsocket handshake failed with error '%s'", reason());
+        return nullptr;
+    }
+    return connection.release();
+}

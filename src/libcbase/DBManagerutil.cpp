@@ -1,0 +1,459 @@
+#include "libcbase/DBManagerutil.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+
+#include <poll.h>
+#include <strings.h>
+#include <sys/socket.h>
+
+#include "libcbase/Cstylecode.h"
+#include "libcbase/memory.h"
+#include "libcbase/utility.h"
+
+namespace {
+
+using dbmanager_format::kBodyBytes;
+using dbmanager_format::kExchangeSeconds;
+using dbmanager_format::kRequestBufferBytes;
+
+constexpr std::size_t kReceiveChunkBytes = 1024;
+constexpr const char* kServiceAddress = "127.0.0.1";
+
+constexpr std::string_view kLengthTag = "Response payload length: ";
+constexpr std::string_view kStatusTag = "Response: ";
+constexpr std::string_view kInsertedTag = "LastInsertedID: ";
+constexpr std::string_view kRowsTag = "NextRows: ";
+constexpr std::string_view kFirstRowTag = "Row000001: ";
+constexpr std::size_t kRowTagBytes = kFirstRowTag.size();
+
+constexpr std::string_view kStatusPrefix = "FSMC-";
+/// What an answer without a status counts as.
+constexpr const char* kNoStatus = "FSMC-008";
+constexpr int kNoStatusNumber = 8;
+
+constexpr const char* kFunctions[] = {"DDL-SQL", "DML-SQL"};
+constexpr const char* kTypes[] = {"CREATE-TRIGGER", "DROP-TRIGGER", "INSERT", "UPDATE",
+                                  "DELETE",         "TRANSACTION",  "SELECT"};
+
+template <std::size_t N>
+bool is_one_of(const char* const (&names)[N], const char* name) {
+    return std::any_of(names, names + N,
+                       [name](const char* known) { return strcasecmp(known, name) == 0; });
+}
+
+std::string compose_lines(const char* function, const char* type, const char* payload_length,
+                          std::string_view statement) {
+    std::string text;
+    text.append("Request: ").append(function).append("\n");
+    text.append("Type: ").append(type).append("\n");
+    text.append("Statement payload length: ").append(payload_length).append("\n");
+    text.append("Statement: ").append(statement).append("\n\n");
+    return text;
+}
+
+bool begins_with(std::string_view text, std::string_view tag) {
+    return text.size() >= tag.size() && strncasecmp(text.data(), tag.data(), tag.size()) == 0;
+}
+
+// The number at the front of `text`, whatever stands behind it.
+std::optional<std::int32_t> leading_number(std::string_view text) {
+    const std::size_t sign = !text.empty() && text[0] == '-' ? 1 : 0;
+    const std::size_t end = std::min(text.find_first_not_of("0123456789", sign), text.size());
+    const std::string digits(text.substr(0, end));
+    std::int32_t number = 0;
+    if (parse_int32(digits.c_str(), 10, &number) != PARSE_NUMBER_OK) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+// What follows the first `tag` in `text`; nothing when it is not there.
+std::optional<std::string_view> behind(std::string_view text, std::string_view tag) {
+    const std::size_t at = text.find(tag);
+    if (at == std::string_view::npos) {
+        return std::nullopt;
+    }
+    return text.substr(at + tag.size());
+}
+
+// The rest of a line that begins with `tag`, when its newline is there.
+std::optional<std::string_view> line_behind(std::string_view text, std::string_view tag) {
+    const std::optional<std::string_view> rest = behind(text, tag);
+    if (!rest || rest->find('\n') == std::string_view::npos) {
+        return std::nullopt;
+    }
+    return rest->substr(0, rest->find('\n'));
+}
+
+// One connection's conversation, which ends at its deadline whatever the peer does. Each operation
+// is false with errno after a failure.
+class Exchange final {
+  public:
+    Exchange(int fd, std::chrono::steady_clock::time_point deadline)
+        : fd_(fd), deadline_(deadline) {}
+    ~Exchange() { shutdown(fd_.get(), SHUT_RDWR); }
+    Exchange(const Exchange&) = delete;
+    Exchange& operator=(const Exchange&) = delete;
+
+    bool send_all(std::string_view text) {
+        while (!text.empty()) {
+            if (!wait_for(POLLOUT)) {
+                return false;
+            }
+            const ssize_t sent =
+                send(fd_.get(), text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+            if (sent >= 0) {
+                text.remove_prefix(static_cast<std::size_t>(sent));
+            } else if (errno != EINTR && errno != EAGAIN) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// Appends between 1 and kReceiveChunkBytes bytes to `text`.
+    bool receive_chunk(std::string& text) {
+        char chunk[kReceiveChunkBytes];
+        while (wait_for(POLLIN)) {
+            const ssize_t received = recv(fd_.get(), chunk, sizeof(chunk), MSG_DONTWAIT);
+            if (received > 0) {
+                text.append(chunk, static_cast<std::size_t>(received));
+                return true;
+            }
+            if (received == 0) {
+                errno = ECONNRESET;  // closed before the announced length
+                return false;
+            }
+            if (errno != EINTR && errno != EAGAIN) {
+                return false;
+            }
+        }
+        return false;
+    }
+
+  private:
+    bool wait_for(short event) {
+        for (;;) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+                deadline_ - std::chrono::steady_clock::now());
+            pollfd ready{fd_.get(), event, 0};
+            const int count = poll(&ready, 1, std::max(0, static_cast<int>(left.count())));
+            if (count > 0) {
+                return true;
+            }
+            if (count == 0) {
+                errno = ETIMEDOUT;
+                return false;
+            }
+            if (errno != EINTR) {
+                return false;
+            }
+        }
+    }
+
+    FileDescriptor fd_;
+    std::chrono::steady_clock::time_point deadline_;
+};
+
+struct Answer {
+    std::string first_line;
+    std::string body;
+};
+
+int fail_to_send(const char* function) {
+    error(
+        "DBManagerutil->dbmanager_socket_request send writing request failed with error '%s' for "
+        "function %s",
+        strerror(errno), function);
+    return DBMANAGER_SEND_FAILED;
+}
+
+int fail_to_receive(const char* function) {
+    error(
+        "DBManagerutil->dbmanager_socket_request recv reading response failed with error '%s' for "
+        "function %s",
+        strerror(errno), function);
+    return DBMANAGER_RECEIVE_FAILED;
+}
+
+// The body's announced length; nothing when the line is not of that form, or beyond kBodyBytes.
+std::optional<std::size_t> announced_length(const std::string& first_line) {
+    std::int32_t length = 0;
+    if (!begins_with(first_line, kLengthTag) ||
+        parse_int32(first_line.c_str() + kLengthTag.size(), 10, &length) != PARSE_NUMBER_OK ||
+        length < 0 || static_cast<std::size_t>(length) > kBodyBytes) {
+        return std::nullopt;
+    }
+    return static_cast<std::size_t>(length);
+}
+
+// Collects until `length` bytes stand behind the status tag, wherever the chunks are cut. An answer
+// without the tag is complete when as many bytes have come without it.
+bool receive_body(Exchange& exchange, std::size_t length, std::string& body) {
+    std::size_t searched = 0;
+    for (bool is_tag_found = false;;) {
+        if (!is_tag_found) {
+            const std::size_t tag = body.find(kStatusTag, searched);
+            is_tag_found = tag != std::string::npos;
+            if (is_tag_found) {
+                body.erase(0, tag);
+            } else {
+                searched = body.size() - std::min(body.size(), kStatusTag.size() - 1);
+            }
+        }
+        if (body.size() >= length) {
+            return true;
+        }
+        if (!exchange.receive_chunk(body)) {
+            return false;
+        }
+    }
+}
+
+int receive_answer(Exchange& exchange, const char* function, Answer& answer) {
+    std::string text;
+    std::size_t newline = std::string::npos;
+    while (newline == std::string::npos && text.size() < kReceiveChunkBytes) {
+        if (!exchange.receive_chunk(text)) {
+            return fail_to_receive(function);
+        }
+        newline = text.find('\n');
+    }
+    answer.first_line = text.substr(0, newline);
+    const std::optional<std::size_t> length = announced_length(answer.first_line);
+    if (newline == std::string::npos || !length) {
+        error(
+            "DBManagerutil->dbmanager_socket_request strtok parsing 'Response payload length: ' "
+            "response tag failed for function %s",
+            function);
+        return DBMANAGER_RECEIVE_FAILED;
+    }
+    answer.body = text.substr(newline + 1);
+    if (!receive_body(exchange, *length, answer.body)) {
+        return fail_to_receive(function);
+    }
+    return DBMANAGER_OK;
+}
+
+void give(char** out, const std::string& text) {
+    if (out != nullptr) {
+        *out = xstrcpy(nullptr, text.c_str());
+    }
+}
+
+// The NNN of "FSMC-NNN".
+int status_number(std::string_view status) {
+    if (status.substr(0, kStatusPrefix.size()) != kStatusPrefix) {
+        return kNoStatusNumber;
+    }
+    const std::int32_t number =
+        leading_number(status.substr(kStatusPrefix.size())).value_or(kNoStatusNumber);
+    return number < 0 ? kNoStatusNumber : number;
+}
+
+}  // namespace
+
+queryresults* queryresultsinit() {
+    auto* const record = static_cast<queryresults*>(xmalloc(sizeof(queryresults)));
+    if (record != nullptr) {
+        record->count = -1;
+    }
+    return record;
+}
+
+int queryresultsfree(queryresults* record) {
+    if (record == nullptr) {
+        return -1;
+    }
+    xfree(record->second);
+    xfree(record->first);
+    xfree(record);
+    return 0;
+}
+
+int dbmanager_socket_request(int port, const char* function, const char* type,
+                             const char* payload_length, const char* statement,
+                             char** out_first_line, char** out_status, char** out_body_length,
+                             char** out_body) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kExchangeSeconds);
+    for (char** out : {out_first_line, out_status, out_body_length, out_body}) {
+        if (out != nullptr) {
+            *out = nullptr;
+        }
+    }
+    if (!is_one_of(kFunctions, function)) {
+        error("DBManagerutil->dbmanager_socket_request error function %s not supported", function);
+        return DBMANAGER_UNSUPPORTED;
+    }
+    if (!is_one_of(kTypes, type)) {
+        error("DBManagerutil->dbmanager_socket_request error type %s not supported", type);
+        return DBMANAGER_UNSUPPORTED;
+    }
+    const std::string request = compose_lines(function, type, payload_length, statement);
+    if (request.size() >= kRequestBufferBytes) {
+        errno = EMSGSIZE;
+        return fail_to_send(function);
+    }
+    FileDescriptor fd(make_internettcpclient_socket(kServiceAddress, port));
+    if (!fd) {
+        error(
+            "DBManagerutil->dbmanager_socket_request error opening socket DBManager clientside for "
+            "function %s",
+            function);
+        return DBMANAGER_CONNECT_FAILED;
+    }
+    Answer answer;
+    {
+        Exchange exchange(fd.release(), deadline);
+        if (!exchange.send_all(request)) {
+            return fail_to_send(function);
+        }
+        const int result = receive_answer(exchange, function, answer);
+        if (result != DBMANAGER_OK) {
+            return result;
+        }
+    }
+    // The outputs are C strings: what stands behind a zero byte could not be reached.
+    answer.body.resize(std::min(answer.body.find('\0'), answer.body.size()));
+    const std::string status(line_behind(answer.body, kStatusTag).value_or(kNoStatus));
+    give(out_first_line, answer.first_line);
+    give(out_status, status);
+    give(out_body_length, std::to_string(answer.body.size()));
+    give(out_body, answer.body);
+    return status_number(status);
+}
+
+namespace dbmanager_format {
+namespace {
+
+// Takes "TAG rest\n" off the front of `text`.
+std::optional<std::string_view> take_line(std::string_view& text, std::string_view tag) {
+    const std::size_t newline = text.find('\n');
+    if (newline == std::string_view::npos || text.substr(0, tag.size()) != tag ||
+        newline < tag.size()) {
+        return std::nullopt;
+    }
+    const std::string_view rest = text.substr(tag.size(), newline - tag.size());
+    text.remove_prefix(newline + 1);
+    return rest;
+}
+
+void append_row(std::string& text, std::size_t number, const std::vector<std::string>& values) {
+    char label[32];
+    std::snprintf(label, sizeof(label), "Row%06zu: ", number);
+    text += label;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        text.append(i == 0 ? "" : ",").append(values[i]);
+    }
+    text += '\n';
+}
+
+std::string in_upper_case(std::string text) {
+    for (char& c : text) {
+        c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    }
+    return text;
+}
+
+// `text` begins with the first row's label.
+void parse_rows(std::string_view text, Response& out) {
+    bool is_first = true;
+    for (const std::string& line : split(text, "\n")) {
+        if (line.size() < kRowTagBytes) {
+            continue;
+        }
+        std::vector<std::string> values = split(std::string_view(line).substr(kRowTagBytes), ",");
+        if (is_first) {
+            std::transform(values.begin(), values.end(), std::back_inserter(out.columns),
+                           in_upper_case);
+            is_first = false;
+        } else {
+            out.rows.push_back(std::move(values));
+        }
+    }
+}
+
+}  // namespace
+
+std::string compose_request(const Request& request) {
+    return compose_lines(request.function.c_str(), request.type.c_str(),
+                         std::to_string(request.statement.size()).c_str(), request.statement);
+}
+
+std::optional<Request> parse_request(std::string_view text) {
+    const auto function = take_line(text, "Request: ");
+    const auto type = function ? take_line(text, "Type: ") : std::nullopt;
+    const auto length_text = type ? take_line(text, "Statement payload length: ") : std::nullopt;
+    std::int32_t length = 0;
+    if (!length_text ||
+        parse_int32(std::string(*length_text).c_str(), 10, &length) != PARSE_NUMBER_OK ||
+        length < 0) {
+        return std::nullopt;
+    }
+    constexpr std::string_view kStatementTag = "Statement: ";
+    constexpr std::string_view kEnd = "\n\n";
+    // A statement may hold newlines: it is cut by its length.
+    const auto statement_bytes = static_cast<std::size_t>(length);
+    if (text.size() < kStatementTag.size() + kEnd.size() ||
+        text.size() - kStatementTag.size() - kEnd.size() != statement_bytes ||
+        text.substr(0, kStatementTag.size()) != kStatementTag ||
+        text.substr(text.size() - kEnd.size()) != kEnd) {
+        return std::nullopt;
+    }
+    return Request{std::string(*function), std::string(*type),
+                   std::string(text.substr(kStatementTag.size(), statement_bytes))};
+}
+
+std::string compose_response(const Response& response) {
+    std::string body;
+    body.append(kStatusTag).append(response.status).append("\n");
+    body.append(kInsertedTag).append(std::to_string(response.last_inserted_id)).append("\n");
+    body.append(kRowsTag).append(std::to_string(response.rows.size())).append("\n");
+    if (!response.rows.empty()) {
+        std::size_t number = 1;
+        append_row(body, number, response.columns);
+        for (const std::vector<std::string>& row : response.rows) {
+            append_row(body, ++number, row);
+        }
+    }
+    std::string text(kLengthTag);
+    return text.append(std::to_string(body.size())).append("\n").append(body);
+}
+
+Response parse_response(std::string_view body) {
+    Response response;
+    // What looks like a tag inside a value is not one.
+    const std::size_t rows_at = std::min(body.find(kFirstRowTag), body.size());
+    const std::string_view head = body.substr(0, rows_at);
+    if (const auto status = line_behind(head, kStatusTag)) {
+        response.status = std::string(*status);
+    }
+    if (const auto inserted = behind(head, kInsertedTag)) {
+        response.last_inserted_id = leading_number(*inserted).value_or(0);
+    }
+    const auto rows = behind(head, kRowsTag);
+    if (rows && leading_number(*rows).value_or(0) >= 1) {
+        parse_rows(body.substr(rows_at), response);
+    }
+    return response;
+}
+
+std::vector<std::string> split(std::string_view text, std::string_view separator) {
+    std::vector<std::string> parts;
+    while (!separator.empty()) {
+        const std::size_t at = text.find(separator);
+        if (at == std::string_view::npos) {
+            break;
+        }
+        parts.emplace_back(text.substr(0, at));
+        text.remove_prefix(at + separator.size());
+    }
+    parts.emplace_back(text);
+    return parts;
+}
+
+}  // namespace dbmanager_format
