@@ -1,0 +1,61 @@
+/// One SQL statement, checked, sent to the database service and its answer taken apart.
+///
+/// The whole exchange happens in the constructor, which blocks its thread for at most
+/// dbmanager_format::kExchangeSeconds; afterwards the object is a plain record of its owner's.
+/// Nothing is thrown for a failure: it leaves a text in get_last_error and the counts at zero.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace libtavdb {
+
+class db_request {
+  public:
+    enum query_type {
+        QUERY_INSERT = 1,
+        QUERY_DELETE = 2,
+        QUERY_UPDATE = 3,
+        QUERY_SELECT = 4,
+    };
+
+    /// `port`: the service's TCP port on the local host, 1..65535. `query`: one INSERT, DELETE,
+    /// UPDATE or SELECT statement.
+    db_request(int port, const char* query);
+
+    /// Why the request failed; empty when it did not. Valid as long as this object is.
+    const char* get_last_error() const { return last_error_.c_str(); }
+    /// Rows that arrived.
+    int get_rows_num() const { return static_cast<int>(rows.size()); }
+    /// Columns of the answer; 0 when it has no rows.
+    int get_fields_num() const { return static_cast<int>(columns_.size()); }
+    /// The ID that an INSERT was given; 0 when none was reported.
+    int get_last_insert_id() const { return last_insert_id_; }
+    /// "0.0.11"
+    static const char* get_version() { return "0.0.11"; }
+
+    /// 0 with the statement's query_type in `*type`, by its first word without regard to case; -1
+    /// with the last error set.
+    int validate_query(std::string query, int* type);
+    /// Appends to `out` the parts of `text` between the separators; the whole text when `separator`
+    /// is empty.
+    static void split(const std::string& text, const std::string& separator,
+                      std::vector<std::string>& out);
+
+    /// The answer by row number, from 1, and column name in upper case. A row that came with too
+    /// few values lacks the later columns: look up with find().
+    std::map<int, std::map<std::string, std::string>> rows;
+
+  private:
+    void set_last_error(const std::string& text) { last_error_ = text; }
+    void exchange(int port, const std::string& query);
+    void keep_answer(const char* body);
+
+    std::string last_error_;
+    int query_type_ = 0;
+    int last_insert_id_ = 0;
+    std::map<int, std::string> columns_;  // names by position, from 0
+};
+
+}  // namespace libtavdb
