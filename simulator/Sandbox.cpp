@@ -146,8 +146,8 @@ FileDescriptor lock_the_machine() {
     if (!file) {
         fail(kLockFile);
     }
-    const auto deadline = std::chrono::steady_clock::now() +
-                          std::chrono::seconds(Sandbox::kLockSeconds);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::seconds(Sandbox::kLockSeconds);
     while (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         if (std::chrono::steady_clock::now() > deadline) {
             throw std::runtime_error(std::string("another house keeps ") + kLockFile);

@@ -15,7 +15,8 @@ class Sandbox final {
     /// Enters new network and mount namespaces (as an ordinary user by way of a user namespace):
     /// loopback up, an empty directory for the controller's sockets, a /dev whose log is free.
     /// Where the system forbids that, stays on the machine's own loopback, ports and paths, once no
-    /// other house is on them (waits for up to `kLockSeconds`; throws std::runtime_error after that).
+    /// other house is on them (waits for up to `kLockSeconds`; throws std::runtime_error after
+    /// that).
     static Sandbox enter();
 
     /// False when this is the machine itself; `reason` then tells why.

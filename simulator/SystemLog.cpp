@@ -111,10 +111,9 @@ std::vector<SystemLog::Line> SystemLog::lines() const {
 }
 
 std::size_t SystemLog::count_locked(const std::string& part) const {
-    return static_cast<std::size_t>(
-        std::count_if(lines_.begin(), lines_.end(), [&part](const Line& line) {
-            return line.text.find(part) != std::string::npos;
-        }));
+    return static_cast<std::size_t>(std::count_if(
+        lines_.begin(), lines_.end(),
+        [&part](const Line& line) { return line.text.find(part) != std::string::npos; }));
 }
 
 std::size_t SystemLog::count(const std::string& part) const {

@@ -18,11 +18,11 @@ namespace simulator {
 class SystemLog final {
   public:
     struct Line {
-        int priority = 0;    ///< syslog severity, 0..7: 3 error, 4 warning, 6 info, 7 debug
-        int facility = 0;    ///< syslog facility, 16 for LOG_LOCAL0
-        std::string ident;   ///< program name
-        int pid = 0;         ///< 0 when the line bore none
-        std::string text;    ///< the message, as the program wrote it
+        int priority = 0;   ///< syslog severity, 0..7: 3 error, 4 warning, 6 info, 7 debug
+        int facility = 0;   ///< syslog facility, 16 for LOG_LOCAL0
+        std::string ident;  ///< program name
+        int pid = 0;        ///< 0 when the line bore none
+        std::string text;   ///< the message, as the program wrote it
     };
 
     /// Binds /dev/log; throws std::system_error when it is taken.

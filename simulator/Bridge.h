@@ -1,0 +1,117 @@
+/// The house's bridge: a real HTTP server with the v1 REST interface, which keeps each light's
+/// state as a bridge does, behind a gate that can be told to fail.
+///
+/// Thread-safe. The faults are switched by one controlling thread.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <json/value.h>
+
+#include "simulator/BridgeLight.h"
+#include "simulator/Gate.h"
+#include "simulator/Journal.h"
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+}  // namespace httplib
+
+namespace simulator {
+
+class Bridge final {
+  public:
+    static constexpr const char* kAddress = "127.0.0.80";
+    static constexpr int kHttpPort = 80;
+
+    struct Setup {
+        std::string username;
+        Json::Value lights;  ///< as a bridge delivers them: an object of descriptions by light id
+        std::string address = kAddress;
+        int port = kHttpPort;
+    };
+
+    /// One light, for looking at and for changing at the bulb. Valid as long as the bridge is.
+    class Bulb final {
+      public:
+        Bulb(Bridge& bridge, int id) : bridge_(bridge), id_(id) {}
+
+        /// A member of the light's state; null when there is no such light or member.
+        Json::Value state(const std::string& member) const;
+        std::string name() const;
+        bool is_on() const { return state("on").asBool(); }
+        unsigned brightness() const { return state("bri").asUInt(); }
+        unsigned temperature() const { return state("ct").asUInt(); }
+        unsigned hue() const { return state("hue").asUInt(); }
+        unsigned saturation() const { return state("sat").asUInt(); }
+
+        /// Changes members of the state as a wall switch or the maker's app would; the bridge's
+        /// answer, with an error element for what the light does not take.
+        Json::Value changes(const Json::Value& members);
+        void turns_on();
+        void turns_off();
+
+      private:
+        Bridge& bridge_;
+        int id_;
+    };
+
+    /// Listens; throws std::system_error when the address and port are taken or not allowed.
+    explicit Bridge(const Setup& setup, EventSink sink = {});
+    ~Bridge();
+
+    Bulb light(int id) { return {*this, id}; }
+    std::vector<int> light_ids() const;
+    int port() const { return gate_->port(); }
+
+    /// @name Faults; each holds for so many connections, or until the next one or recovers()
+    /// @{
+    void refuses() { gate_->refuses(); }
+    void drops_connections(int times = Gate::kForever) { gate_->fails(Gate::Fault::reset, times); }
+    void stalls(int times = Gate::kForever) { gate_->fails(Gate::Fault::stall, times); }
+    void stalls_in_header(int times = Gate::kForever);
+    void stalls_in_body(int times = Gate::kForever);
+    void sends_half(int times = Gate::kForever) { gate_->fails(Gate::Fault::half, times); }
+    void sends_slowly(int times = Gate::kForever) { gate_->fails(Gate::Fault::slow, times); }
+    /// Bytes that are no HTTP.
+    void sends_garbage(int times = Gate::kForever);
+    /// A page with status 503.
+    void sends_html(int times = Gate::kForever);
+    /// A good header and this body.
+    void sends_body(const std::string& body, int times = Gate::kForever);
+    void recovers() { gate_->recovers(); }
+    /// @}
+
+    /// @name What it saw
+    /// @{
+    std::vector<Gate::Request> requests() const { return gate_->requests(); }
+    /// How many requests of this method had this path behind the user's name ("/lights").
+    int count(const std::string& method, const std::string& path) const;
+    Gate& gate() { return *gate_; }
+    /// @}
+
+  private:
+    void answer(const httplib::Request& request, httplib::Response& response);
+    Json::Value route(const std::string& method, const std::string& path, const std::string& body);
+    Json::Value route_lights(const std::string& method, const std::vector<std::string>& parts,
+                             const std::string& body);
+    Json::Value lights_json() const;
+
+    std::string username_;
+    EventSink sink_;
+    mutable std::mutex mutex_;  // guards lights_
+    std::map<int, BridgeLight> lights_;
+    std::unique_ptr<httplib::Server> server_;
+    std::thread thread_;
+    std::unique_ptr<Gate> gate_;
+};
+
+using Bulb = Bridge::Bulb;
+
+}  // namespace simulator

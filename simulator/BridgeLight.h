@@ -1,0 +1,57 @@
+/// One light as its bridge keeps it: takes the requests of the v1 REST interface and answers each
+/// with a bridge's successes and errors, in a bridge's order.
+///
+/// What a light can do follows from its description: a parameter that its state lacks is "not
+/// available". Not thread-safe; the bridge guards it.
+#pragma once
+
+#include <string>
+
+#include <json/value.h>
+
+namespace simulator {
+
+/// Error types of the v1 interface.
+enum class BridgeError {
+    unauthorized = 1,
+    invalid_json = 2,
+    resource_not_available = 3,
+    method_not_available = 4,
+    parameter_not_available = 6,
+    invalid_value = 7,
+    device_is_off = 201,
+};
+
+/// {"error": {"type", "address", "description"}}, one element of an answer.
+Json::Value bridge_error(BridgeError type, const std::string& address,
+                         const std::string& description);
+
+class BridgeLight final {
+  public:
+    /// `description` is what a bridge delivers for GET of the light.
+    BridgeLight(int id, Json::Value description);
+
+    /// A PUT of /state: an array with one element for each parameter, transitiontime first, then
+    /// on, then the rest, whatever the order of the request.
+    Json::Value put_state(const Json::Value& request);
+    /// A PUT of the light itself or of /name.
+    Json::Value put_name(const Json::Value& request);
+    /// A change at the bulb, as a wall switch or the maker's app makes it: the same, but a light
+    /// that is off takes it too.
+    Json::Value change(const Json::Value& members);
+
+    const Json::Value& description() const { return description_; }
+
+  private:
+    struct Parameter;
+    static const Parameter kParameters[];
+
+    Json::Value put(const Json::Value& request, bool may_be_off);
+    /// The answer's element for one parameter.
+    Json::Value take(const Parameter& parameter, const Json::Value& value, bool may_be_off);
+
+    int id_;
+    Json::Value description_;
+};
+
+}  // namespace simulator

@@ -1,0 +1,81 @@
+/// The house's database service: speaks the platform's text protocol and runs the statements that
+/// arrive on a real SQLite database in memory.
+///
+/// The faults are switched by one controlling thread and hold until the next switch. Thread-safe.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "libcbase/DBManagerutil.h"
+#include "simulator/Journal.h"
+#include "simulator/SocketServer.h"
+
+struct sqlite3;
+
+namespace simulator {
+
+class DatabaseService final {
+  public:
+    static constexpr int kPort = 45168;
+
+    enum class Fault {
+        none,
+        silent,                ///< accepts and never answers
+        closes_early,          ///< closes in the middle of the answer
+        announces_too_much,    ///< a body shorter than its length line says, then closes
+        announces_too_little,  ///< a body longer than its length line says
+        slow,                  ///< the answer byte by byte, kSlowPause apart
+        rows_too_short,        ///< the last value of every row is left out
+        rows_too_long,         ///< every row has two values more than there are columns
+        error_status,          ///< FSMC-013 and no rows
+        rubbish,               ///< bytes that are no answer
+    };
+
+    /// Loads `sql` (the text of the tables) and listens on 127.0.0.1; port 0 lets the system
+    /// choose. Throws std::runtime_error for bad SQL, std::system_error when the port is taken.
+    explicit DatabaseService(const std::string& sql, EventSink sink = {}, int port = kPort);
+    ~DatabaseService();
+
+    int port() const { return server_.port(); }
+    /// Runs statements of the test's or the house's own; throws std::runtime_error for bad SQL.
+    std::vector<std::vector<std::string>> rows(const std::string& sql);
+
+    /// @name Faults
+    /// @{
+    void fails(Fault fault) { fault_ = fault; }
+    /// Delivers every answer without this column (upper case).
+    void hides_column(const std::string& name);
+    void vanishes() { server_.refuse(); }
+    /// Ends every fault.
+    void recovers();
+    /// @}
+
+    /// The statements that arrived.
+    std::vector<std::string> statements() const;
+    int connections() const { return server_.connections(); }
+
+    static constexpr std::chrono::milliseconds kSlowPause{2};
+
+  private:
+    struct CloseDatabase {
+        void operator()(sqlite3* database) const;
+    };
+
+    void serve(Connection& connection);
+    dbmanager_format::Response run(const std::string& statement);
+    void spoil_rows(dbmanager_format::Response& response) const;
+
+    EventSink sink_;
+    mutable std::mutex mutex_;  // guards database_, statements_ and hidden_column_
+    std::unique_ptr<sqlite3, CloseDatabase> database_;
+    std::vector<std::string> statements_;
+    std::string hidden_column_;
+    std::atomic<Fault> fault_{Fault::none};
+    SocketServer server_;  // last: its threads use the rest
+};
+
+}  // namespace simulator

@@ -1,0 +1,233 @@
+#include "simulator/Gate.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include "simulator/JsonText.h"
+
+namespace simulator {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kRequestLimit{5};
+constexpr std::chrono::seconds kAnswerLimit{5};
+constexpr const char* kHeaderEnd = "\r\n\r\n";
+constexpr std::size_t kHeaderEndBytes = 4;
+constexpr std::size_t kLongestText = 160;
+
+// The kernel's note of when the last bytes came: a late wake-up of this thread does not count.
+Clock::time_point arrival_time(int fd) {
+    tcp_info info{};
+    socklen_t length = sizeof(info);
+    const auto now = Clock::now();
+    if (getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) {
+        return now;
+    }
+    return now - std::chrono::milliseconds(info.tcpi_last_data_recv);
+}
+
+std::size_t content_length(const std::string& header) {
+    static const std::string kLabel = "\r\nContent-Length:";
+    const std::size_t at = header.find(kLabel);
+    return at == std::string::npos ? 0
+                                   : static_cast<std::size_t>(std::strtoul(
+                                         header.c_str() + at + kLabel.size(), nullptr, 10));
+}
+
+// Where the body begins; 0 while the header is not whole.
+std::size_t body_position(const std::string& text) {
+    const std::size_t end = text.find(kHeaderEnd);
+    return end == std::string::npos ? 0 : end + kHeaderEndBytes;
+}
+
+bool is_whole_request(const std::string& text) {
+    const std::size_t body = body_position(text);
+    return body > 0 && text.size() - body >= content_length(text.substr(0, body));
+}
+
+std::string shortened(std::string text) {
+    if (text.size() > kLongestText) {
+        text.resize(kLongestText);
+        text += "...";
+    }
+    return text;
+}
+
+// "/api/someone/lights/3" is "/lights/3" to a person.
+std::string without_user(const std::string& path) {
+    const std::size_t user = path.find('/', 1);
+    const std::size_t rest = user == std::string::npos ? user : path.find('/', user + 1);
+    return rest == std::string::npos ? "/" : path.substr(rest);
+}
+
+std::string describe_answer(const std::string& answer) {
+    const auto json = parse_json(answer.substr(std::min(body_position(answer), answer.size())));
+    if (!json) {
+        const std::string bytes = std::to_string(answer.size()) + " bytes that are no JSON";
+        return answer.rfind("HTTP/", 0) == 0 ? answer.substr(0, answer.find('\r')) + ", " + bytes
+                                             : bytes;
+    }
+    if (!json->isObject()) {
+        return shortened(compact_json(*json));
+    }
+    if (json->isMember("state")) {
+        return shortened(compact_json((*json)["state"]));
+    }
+    const Json::Value& lights = json->isMember("lights") ? (*json)["lights"] : *json;
+    return std::to_string(lights.size()) + " lights";
+}
+
+std::string describe_request(const Gate::Request& request) {
+    const auto json = parse_json(request.body);
+    const bool has_content = json && json->isObject() && !json->empty();
+    return request.method + " " + without_user(request.path) +
+           (has_content ? " " + compact_json(*json) : "");
+}
+
+}  // namespace
+
+Gate::Gate(const std::string& address, int port, int port_behind, EventSink sink)
+    : port_behind_(port_behind),
+      sink_(std::move(sink)),
+      server_([this](Connection& connection) { serve(connection); }) {
+    server_.listen_tcp(address, port);
+}
+
+Gate::~Gate() {
+    server_.stop();
+}
+
+void Gate::report(EventKind kind, const std::string& text) const {
+    if (sink_) {
+        sink_(kind, text);
+    }
+}
+
+void Gate::fails(Fault fault, int times) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    plan_ = {fault, times, {}};
+}
+
+void Gate::answers_bytes(std::string bytes, int times) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    plan_ = {Fault::replaced, times, std::move(bytes)};
+}
+
+void Gate::recovers() {
+    fails(Fault::none);
+    server_.accept_again();
+}
+
+Gate::Plan Gate::take_plan() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Plan plan = plan_;
+    if (plan_.times > 0 && --plan_.times == 0) {
+        plan_ = {};
+    }
+    return plan;
+}
+
+bool Gate::is_free() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return plan_.fault == Fault::none;
+}
+
+std::vector<Gate::Request> Gate::requests() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return requests_;
+}
+
+void Gate::forget() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    requests_.clear();
+}
+
+std::chrono::milliseconds Gate::smallest_gap() const {
+    auto gap = Clock::duration::max();
+    const std::vector<Request> seen = requests();
+    for (std::size_t i = 1; i < seen.size(); ++i) {
+        gap = std::min(gap, seen[i].start - seen[i - 1].start);
+    }
+    return std::chrono::duration_cast<std::chrono::milliseconds>(gap);
+}
+
+void Gate::serve(Connection& connection) {
+    const Plan plan = take_plan();
+    if (plan.fault == Fault::reset) {
+        report(EventKind::bridge_to_daemon, "resets the connection");
+        connection.reset();
+        return;
+    }
+    const std::string text = connection.read_until(is_whole_request, kRequestLimit);
+    if (!is_whole_request(text)) {
+        return;
+    }
+    const std::size_t body = body_position(text);
+    const std::string header = text.substr(0, body);
+    Request request;
+    request.start = arrival_time(connection.fd());
+    request.body = text.substr(body, content_length(header));
+    std::istringstream(header) >> request.method >> request.path;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        requests_.push_back(request);
+    }
+    report(EventKind::daemon_to_bridge, describe_request(request));
+    const bool is_answered = plan.fault != Fault::stall && plan.fault != Fault::replaced;
+    deliver(connection, plan,
+            is_answered ? answer_to(request, header, connection.stop_fd()) : plan.bytes);
+}
+
+void Gate::deliver(Connection& connection, const Plan& plan, const std::string& answer) {
+    const std::size_t body = body_position(answer);
+    const std::size_t middle_of_body = body + (answer.size() - body) / 2;
+    switch (plan.fault) {
+        case Fault::stall:
+        case Fault::stall_in_header:
+        case Fault::stall_in_body:
+            report(EventKind::bridge_to_daemon, "says nothing more");
+            if (plan.fault != Fault::stall) {
+                connection.write(answer.substr(
+                    0, plan.fault == Fault::stall_in_header ? body / 2 : middle_of_body));
+            }
+            connection.hold([this] { return is_free(); });
+            return;
+        case Fault::half:
+            report(EventKind::bridge_to_daemon, "sends half an answer");
+            connection.write(answer.substr(0, middle_of_body));
+            break;
+        case Fault::slow:
+            report(EventKind::bridge_to_daemon, describe_answer(answer) + ", byte by byte");
+            connection.write_slowly(answer, kSlowPause);
+            break;
+        default:
+            report(EventKind::bridge_to_daemon, describe_answer(answer));
+            connection.write(answer);
+    }
+    connection.finish();
+}
+
+// A GET goes without its body, and nothing goes without what its length line says.
+std::string Gate::answer_to(const Request& request, const std::string& header, int stop_fd) const {
+    FileDescriptor fd(make_internettcpclient_socket("127.0.0.1", port_behind_));
+    if (!fd) {
+        return {};
+    }
+    Connection behind(std::move(fd), stop_fd);
+    std::string relayed = header;
+    if (request.method == "GET") {
+        relayed = request.method + " " + request.path + " HTTP/1.0" + kHeaderEnd;
+    } else {
+        relayed += request.body;
+    }
+    behind.write(relayed);
+    return behind.read_until([](const std::string&) { return false; }, kAnswerLimit);
+}
+
+}  // namespace simulator

@@ -1,0 +1,163 @@
+#include "simulator/SocketServer.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <system_error>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace simulator {
+namespace {
+
+constexpr int kBacklog = 64;
+
+[[noreturn]] void fail(const std::string& what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+FileDescriptor make_event() {
+    FileDescriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!event) {
+        fail("eventfd");
+    }
+    return event;
+}
+
+void set_event(const FileDescriptor& event) {
+    const std::uint64_t one = 1;
+    if (write(event.get(), &one, sizeof(one)) != sizeof(one)) {
+        fail("eventfd");
+    }
+}
+
+void clear_event(const FileDescriptor& event) {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t length = read(event.get(), &count, sizeof(count));
+}
+
+FileDescriptor open_tcp(const std::string& ip, int port) {
+    FileDescriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int yes = 1;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    inet_pton(AF_INET, ip.c_str(), &address.sin_addr);
+    if (!fd || setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes)) != 0 ||
+        bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+        listen(fd.get(), kBacklog) != 0) {
+        fail(ip + ":" + std::to_string(port));
+    }
+    return fd;
+}
+
+int port_of(const FileDescriptor& fd) {
+    sockaddr_in address{};
+    socklen_t length = sizeof(address);
+    if (getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        fail("getsockname");
+    }
+    return ntohs(address.sin_port);
+}
+
+}  // namespace
+
+SocketServer::SocketServer(Handler handler)
+    : handler_(std::move(handler)), refuse_event_(make_event()), stop_event_(make_event()) {}
+
+SocketServer::~SocketServer() {
+    stop();
+}
+
+void SocketServer::listen_tcp(const std::string& ip, int port) {
+    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    ip_ = ip;
+    port_ = port;
+    listen_again();
+}
+
+void SocketServer::listen_unix(const std::string& path) {
+    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    path_ = path;
+    listen_again();
+}
+
+void SocketServer::listen_again() {
+    if (path_.empty()) {
+        listener_ = open_tcp(ip_, port_);
+        port_ = port_of(listener_);
+    } else {
+        listener_.reset(make_local_socket(path_.c_str(), kBacklog));
+        if (!listener_) {
+            fail(path_);
+        }
+    }
+    acceptor_ = std::thread([this] { accept_loop(); });
+}
+
+void SocketServer::refuse() {
+    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    if (acceptor_.joinable()) {
+        set_event(refuse_event_);
+        acceptor_.join();
+        clear_event(refuse_event_);
+        listener_.reset();
+    }
+}
+
+void SocketServer::accept_again() {
+    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    if (!acceptor_.joinable()) {
+        listen_again();
+    }
+}
+
+void SocketServer::stop() {
+    refuse();
+    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    set_event(stop_event_);
+    serving_.clear();  // waits for each
+    clear_event(stop_event_);
+    if (!path_.empty()) {
+        unlink(path_.c_str());
+    }
+}
+
+void SocketServer::accept_loop() {
+    for (;;) {
+        pollfd ready[2] = {{listener_.get(), POLLIN, 0}, {refuse_event_.get(), POLLIN, 0}};
+        if (poll(ready, 2, -1) < 0) {
+            continue;
+        }
+        if (ready[1].revents != 0) {
+            return;
+        }
+        FileDescriptor fd(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        serving_.remove_if([](const std::future<void>& one) {
+            return one.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        });
+        if (fd) {
+            ++connections_;
+            serve(std::move(fd));
+        }
+    }
+}
+
+void SocketServer::serve(FileDescriptor fd) {
+    // Shared, since the task of std::async must be copyable; moved out, so that the descriptor is
+    // closed when the handler returns and not when its future is looked at.
+    auto held = std::make_shared<FileDescriptor>(std::move(fd));
+    serving_.push_back(std::async(std::launch::async, [this, held] {
+        Connection connection(std::move(*held), stop_event_.get());
+        handler_(connection);
+    }));
+}
+
+}  // namespace simulator

@@ -1,0 +1,62 @@
+/// A listening socket of the house: accepts, and serves each connection on a thread of its own.
+///
+/// The verbs (listen, refuse, accept_again, stop) belong to one controlling thread at a time; the
+/// handler runs on the server's threads, several at once.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "libcbase/Cstylecode.h"
+#include "simulator/Connection.h"
+
+namespace simulator {
+
+class SocketServer final {
+  public:
+    using Handler = std::function<void(Connection&)>;
+
+    explicit SocketServer(Handler handler);
+    /// Stops.
+    ~SocketServer();
+
+    /// Starts accepting; throws std::system_error. `ip` is dotted; port 0 lets the system choose.
+    void listen_tcp(const std::string& ip, int port);
+    /// A file at `path` is removed first.
+    void listen_unix(const std::string& path);
+
+    /// Closes the listening socket: from now on a connection is refused. Open ones go on.
+    void refuse();
+    /// Listens again where it did before.
+    void accept_again();
+    /// Refuses, tells the handlers to end and waits for them, which takes well under a second.
+    void stop();
+
+    int port() const { return port_; }
+    /// How many connections were accepted.
+    int connections() const { return connections_; }
+
+  private:
+    void listen_again();
+    void accept_loop();
+    void serve(FileDescriptor fd);
+
+    Handler handler_;
+    std::string ip_;
+    std::string path_;
+    int port_ = 0;
+    FileDescriptor listener_;
+    FileDescriptor refuse_event_;  // ends the acceptor
+    FileDescriptor stop_event_;    // ends every connection
+    std::atomic<int> connections_{0};
+    std::list<std::future<void>> serving_;  // of the acceptor, and of stop() when that has ended
+    std::mutex verbs_mutex_;                // keeps the verbs apart
+    std::thread acceptor_;
+};
+
+}  // namespace simulator
