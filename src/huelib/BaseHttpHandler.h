@@ -1,0 +1,38 @@
+/// HTTP and JSON requests on top of the two socket operations that a derived class brings.
+///
+/// Speaks HTTP/1.0 with the least header that a bridge accepts. No status code is examined: an
+/// error page shows when it does not parse as JSON.
+#pragma once
+
+#include <string>
+
+#include "huelib/IHttpHandler.h"
+
+class BaseHttpHandler : public IHttpHandler {
+  public:
+    /// Throws std::runtime_error when the answer has no empty line.
+    std::string sendGetHTTPBody(const std::string& msg, const std::string& adr,
+                                int port) const override;
+
+    std::string sendHTTPRequest(std::string method, std::string uri, std::string content_type,
+                                std::string body, const std::string& adr, int port) const override;
+
+    std::string GETString(std::string uri, std::string content_type, std::string body,
+                          const std::string& adr, int port) const override;
+    std::string POSTString(std::string uri, std::string content_type, std::string body,
+                           const std::string& adr, int port) const override;
+    std::string PUTString(std::string uri, std::string content_type, std::string body,
+                          const std::string& adr, int port) const override;
+    std::string DELETEString(std::string uri, std::string content_type, std::string body,
+                             const std::string& adr, int port) const override;
+
+    /// Throw std::runtime_error when the body of the answer is not JSON, or is nested too deeply.
+    Json::Value GETJson(std::string uri, const Json::Value& body, const std::string& adr,
+                        int port) const override;
+    Json::Value POSTJson(std::string uri, const Json::Value& body, const std::string& adr,
+                         int port) const override;
+    Json::Value PUTJson(std::string uri, const Json::Value& body, const std::string& adr,
+                        int port) const override;
+    Json::Value DELETEJson(std::string uri, const Json::Value& body, const std::string& adr,
+                           int port) const override;
+};

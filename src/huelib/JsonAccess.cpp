@@ -1,0 +1,80 @@
+#include "huelib/JsonAccess.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+
+#include <json/reader.h>
+
+namespace JsonAccess {
+
+bool parse(const std::string& text, Json::Value& result) {
+    Json::CharReaderBuilder builder;
+    builder["collectComments"] = false;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    std::string problems;
+    try {
+        return reader->parse(text.data(), text.data() + text.size(), &result, &problems);
+    } catch (const Json::Exception&) {
+        return false;  // so the reader reports nesting beyond its stack limit
+    }
+}
+
+const Json::Value& member(const Json::Value& value, const std::string& name) {
+    const Json::Value* found =
+        value.isObject() ? value.find(name.data(), name.data() + name.size()) : nullptr;
+    return found != nullptr ? *found : Json::Value::nullSingleton();
+}
+
+const Json::Value& element(const Json::Value& value, Json::ArrayIndex index) {
+    return value.isArray() ? value[index] : Json::Value::nullSingleton();
+}
+
+std::optional<bool> toBool(const Json::Value& value) {
+    if (value.isNull() || !value.isConvertibleTo(Json::booleanValue)) {
+        return std::nullopt;
+    }
+    return value.asBool();
+}
+
+std::optional<unsigned int> toUnsigned(const Json::Value& value) {
+    if (value.isNull() || !value.isConvertibleTo(Json::uintValue)) {
+        return std::nullopt;
+    }
+    return value.asUInt();
+}
+
+std::optional<double> toDouble(const Json::Value& value) {
+    if (value.isNull() || !value.isConvertibleTo(Json::realValue)) {
+        return std::nullopt;
+    }
+    const double number = value.asDouble();
+    return std::isnan(number) ? std::nullopt : std::make_optional(number);
+}
+
+std::optional<std::string> toString(const Json::Value& value) {
+    if (value.isNull() || !value.isConvertibleTo(Json::stringValue)) {
+        return std::nullopt;
+    }
+    return value.asString();
+}
+
+bool asBool(const Json::Value& value) {
+    return toBool(value).value_or(false);
+}
+
+unsigned int asUnsigned(const Json::Value& value) {
+    return toUnsigned(value).value_or(0);
+}
+
+float asFloat(const Json::Value& value) {
+    constexpr double kLargest = std::numeric_limits<float>::max();
+    return static_cast<float>(std::clamp(toDouble(value).value_or(0), -kLargest, kLargest));
+}
+
+std::string asString(const Json::Value& value) {
+    return toString(value).value_or(std::string());
+}
+
+}  // namespace JsonAccess

@@ -1,0 +1,32 @@
+/// The transport on POSIX sockets: one socket for each call, closed on every path.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "huelib/BaseHttpHandler.h"
+
+class LinHttpHandler : public BaseHttpHandler {
+  public:
+    /// What one exchange may take. The defaults are those of send().
+    struct Limits {
+        std::chrono::milliseconds blocked{15'000};  ///< for each send, receive and connect
+        std::chrono::milliseconds answer{30'000};  ///< for the whole answer, however it trickles in
+        std::size_t answerBytes = std::size_t{8} << 20;
+    };
+
+    /// Throws std::system_error with errno and the step that failed; EAGAIN for an answer that
+    /// takes too long, EMSGSIZE for one that is too large. An answer of exactly three bytes is
+    /// taken for a broken one: std::runtime_error.
+    std::string send(const std::string& msg, const std::string& adr, int port) const override;
+
+    /// What arrives beyond 4 MiB is dropped. Text behind the last empty line is not an answer.
+    std::vector<std::string> sendMulticast(const std::string& msg, const std::string& adr, int port,
+                                           int timeout) const override;
+
+    /// send() within limits of the caller's choice.
+    static std::string exchange(const std::string& msg, const std::string& adr, int port,
+                                const Limits& limits);
+};
