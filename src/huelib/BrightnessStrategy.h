@@ -1,0 +1,20 @@
+/// How a class of lights is dimmed. Stateless: one instance serves all lights, from any thread.
+#pragma once
+
+#include <cstdint>
+
+class HueLight;
+
+class BrightnessStrategy {
+  public:
+    /// `bri` 0..254, 0 switches off; `transition` in steps of 100 ms, 4 is the bridge's default.
+    /// False when the bridge did not confirm everything.
+    virtual bool setBrightness(unsigned int bri, std::uint8_t transition,
+                               HueLight& light) const = 0;
+    /// After a refresh from the bridge.
+    virtual unsigned int getBrightness(HueLight& light) const = 0;
+    /// From what is cached.
+    virtual unsigned int getBrightness(const HueLight& light) const = 0;
+
+    virtual ~BrightnessStrategy() = default;
+};

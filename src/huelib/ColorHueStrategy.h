@@ -1,0 +1,51 @@
+/// How a class of lights shows colours. Stateless: one instance serves all lights, from any thread.
+///
+/// Hue is 0..65535, saturation 0..254; `transition` counts steps of 100 ms, 4 is the bridge's
+/// default. Set operations answer false when the bridge did not confirm everything.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "huelib/HSVColor.h"
+#include "huelib/RGB.h"
+#include "huelib/XYColor.h"
+
+class HueLight;
+
+class ColorHueStrategy {
+  public:
+    virtual bool setColorHue(std::uint16_t hue, std::uint8_t transition, HueLight& light) const = 0;
+    virtual bool setColorSaturation(std::uint8_t sat, std::uint8_t transition,
+                                    HueLight& light) const = 0;
+    virtual bool setColorHueSaturation(std::uint16_t hue, std::uint8_t sat, std::uint8_t transition,
+                                       HueLight& light) const = 0;
+    /// The brightness of `xy` is not sent.
+    virtual bool setColorXY(XYColor xy, std::uint8_t transition, HueLight& light) const = 0;
+    /// Sent without regard to the answer: true, whatever the bridge says. Black, grey and white
+    /// switch off.
+    virtual bool setColorRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b,
+                             std::uint8_t transition, HueLight& light) const = 0;
+    /// Sent without regard to the answer: true, whatever the bridge says. {0, 0, 0} switches off.
+    virtual bool setColorHSV(HSVColor hsv, std::uint8_t transition, HueLight& light) const = 0;
+    virtual bool setColorLoop(bool on, HueLight& light) const = 0;
+
+    /// The alerts show a colour, blink once and go back to the colour and the on/off state before.
+    /// Each blocks for about two seconds.
+    virtual bool alertHueSaturation(std::uint16_t hue, std::uint8_t sat, HueLight& light) const = 0;
+    virtual bool alertXY(XYColor xy, HueLight& light) const = 0;
+    virtual bool alertRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b,
+                          HueLight& light) const = 0;
+
+    /// The getters of a mutable light refresh it from the bridge first, those of a const one read
+    /// what is cached.
+    virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation(HueLight& light) const = 0;
+    virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation(
+        const HueLight& light) const = 0;
+    virtual XYColor getColorXY(HueLight& light) const = 0;
+    virtual XYColor getColorXY(const HueLight& light) const = 0;
+    virtual RGB getColorRGB(const HueLight& light) const = 0;
+    virtual HSVColor getColorHSV(const HueLight& light) const = 0;
+
+    virtual ~ColorHueStrategy() = default;
+};

@@ -1,0 +1,23 @@
+/// How a class of lights is set to white tones. Stateless: one instance serves all lights, from any
+/// thread.
+#pragma once
+
+#include <cstdint>
+
+class HueLight;
+
+class ColorTemperatureStrategy {
+  public:
+    /// `mired` 153..500, clamped; `transition` in steps of 100 ms, 4 is the bridge's default. False
+    /// when the bridge did not confirm everything.
+    virtual bool setColorTemperature(unsigned int mired, std::uint8_t transition,
+                                     HueLight& light) const = 0;
+    /// Shows `mired`, blinks once and goes back. Blocks for about two seconds.
+    virtual bool alertTemperature(unsigned int mired, HueLight& light) const = 0;
+    /// In mired, after a refresh from the bridge.
+    virtual unsigned int getColorTemperature(HueLight& light) const = 0;
+    /// In mired, from what is cached.
+    virtual unsigned int getColorTemperature(const HueLight& light) const = 0;
+
+    virtual ~ColorTemperatureStrategy() = default;
+};

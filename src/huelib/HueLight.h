@@ -1,0 +1,136 @@
+/// The image of one light on the bridge: its number, the last description that the bridge gave of
+/// it, and the strategies that know how to drive it.
+///
+/// Copied by value freely; copies share the strategies and the pacing of the sender. No lock of its
+/// own: a light belongs to whoever guards the bridge object. Getters of a const light read the
+/// cached description and never send. No operation throws for a bad answer of the bridge (sets
+/// answer false, getters the default of their type); exceptions of the transport propagate.
+///
+/// A `transition` counts steps of 100 ms; kDefaultTransition is the bridge's own and is not sent.
+/// An operation whose strategy is missing sends nothing and answers false or zero.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include <json/value.h>
+
+#include "huelib/BrightnessStrategy.h"
+#include "huelib/ColorHueStrategy.h"
+#include "huelib/ColorTemperatureStrategy.h"
+#include "huelib/ColorType.h"
+#include "huelib/HueCommandAPI.h"
+
+class HueLight {
+  public:
+    /// 400 ms, which a bridge takes when a request has no transition time.
+    static constexpr std::uint8_t kDefaultTransition = 4;
+
+    /// Reads the light's description from the bridge (one request). The strategies may be empty.
+    /// The colour type stays Undefined until the maker sets it.
+    HueLight(int lightId, const HueCommandAPI& sender,
+             std::shared_ptr<const BrightnessStrategy> brightness,
+             std::shared_ptr<const ColorTemperatureStrategy> colorTemperature,
+             std::shared_ptr<const ColorHueStrategy> colorHue);
+    /// A light that can only be switched.
+    HueLight(int lightId, const HueCommandAPI& sender);
+
+    /// Switch, without looking at the answer: true even when the bridge refuses.
+    virtual bool On(std::uint8_t transition = kDefaultTransition);
+    virtual bool Off(std::uint8_t transition = kDefaultTransition);
+    virtual bool isOn();
+    virtual bool isOn() const;
+
+    virtual int getId() const;
+    virtual std::string getType() const;
+    virtual std::string getName();
+    virtual std::string getName() const;
+    virtual std::string getModelId() const;
+    virtual std::string getUId() const;
+    virtual std::string getManufacturername() const;
+    virtual std::string getProductname() const;
+    virtual std::string getLuminaireUId() const;
+    virtual std::string getSwVersion();
+    virtual std::string getSwVersion() const;
+    /// True when the bridge confirms exactly this name.
+    virtual bool setName(const std::string& name);
+    virtual ColorType getColorType() const;
+
+    virtual bool hasBrightnessControl() const;
+    virtual bool hasTemperatureControl() const;
+    virtual bool hasColorControl() const;
+
+    virtual bool setBrightness(unsigned int bri, std::uint8_t transition = kDefaultTransition);
+    virtual unsigned int getBrightness() const;
+    virtual unsigned int getBrightness();
+    virtual bool setColorTemperature(unsigned int mired,
+                                     std::uint8_t transition = kDefaultTransition);
+    virtual unsigned int getColorTemperature() const;
+    virtual unsigned int getColorTemperature();
+    virtual bool setColorHue(std::uint16_t hue, std::uint8_t transition = kDefaultTransition);
+    virtual bool setColorSaturation(std::uint8_t sat, std::uint8_t transition = kDefaultTransition);
+    virtual bool setColorHueSaturation(std::uint16_t hue, std::uint8_t sat,
+                                       std::uint8_t transition = kDefaultTransition);
+    virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation() const;
+    virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation();
+    virtual bool setColorXY(XYColor xy, std::uint8_t transition = kDefaultTransition);
+    virtual XYColor getColorXY() const;
+    virtual XYColor getColorXY();
+    virtual bool setColorRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b,
+                             std::uint8_t transition = kDefaultTransition);
+    virtual RGB getColorRGB() const;
+    virtual bool setColorHSV(HSVColor hsv, std::uint8_t transition = kDefaultTransition);
+    virtual HSVColor getColorHSV() const;
+
+    /// Blinks once. True when the bridge confirms.
+    virtual bool alert();
+    virtual bool alertTemperature(unsigned int mired);
+    virtual bool alertHueSaturation(std::uint16_t hue, std::uint8_t sat);
+    virtual bool alertXY(XYColor xy);
+    virtual bool alertRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b);
+    virtual bool setColorLoop(bool on);
+
+    /// An empty pointer takes the capability away; the colour type stays.
+    virtual void setBrightnessStrategy(std::shared_ptr<const BrightnessStrategy> strategy);
+    virtual void setColorTemperatureStrategy(
+        std::shared_ptr<const ColorTemperatureStrategy> strategy);
+    virtual void setColorHueStrategy(std::shared_ptr<const ColorHueStrategy> strategy);
+    virtual void setCommandAPI(const HueCommandAPI& sender);
+
+    virtual bool OnNoRefresh(std::uint8_t transition = kDefaultTransition);
+    virtual bool OffNoRefresh(std::uint8_t transition = kDefaultTransition);
+    /// PUT of `request` to "/lights/<id>" and `subPath`; returns the answer, not examined.
+    virtual Json::Value SendPutRequest(const Json::Value& request, const std::string& subPath);
+    /// Reads the description from the bridge. An answer that is none is logged, and the old
+    /// description stays.
+    virtual void refreshState();
+
+    /// Takes a description that was read elsewhere. Text that is not JSON is logged, JSON that is
+    /// no description ignored; the old one stays in both cases.
+    void updateState(const std::string& json);
+    /// Truncated; 0 gives 0.
+    unsigned int KelvinToMired(unsigned int kelvin) const;
+    unsigned int MiredToKelvin(unsigned int mired) const;
+
+    /// For the maker of the light, which knows its model.
+    void setColorType(ColorType type) { colorType = type; }
+    /// The last description; null until the first successful refresh. From outside: read it through
+    /// JsonAccess. Valid until the next refresh or update.
+    const Json::Value& getState() const { return state; }
+
+  private:
+    /// "/lights/<id>": the path of the light's requests and the start of the answers' keys.
+    std::string path() const;
+    bool switchTo(bool on, std::uint8_t transition);
+    std::string text(const char* name) const;
+
+    int id;
+    Json::Value state;
+    ColorType colorType = ColorType::Undefined;
+    std::shared_ptr<const BrightnessStrategy> brightnessStrategy;
+    std::shared_ptr<const ColorTemperatureStrategy> colorTemperatureStrategy;
+    std::shared_ptr<const ColorHueStrategy> colorHueStrategy;
+    HueCommandAPI commands;
+};
