@@ -1,0 +1,184 @@
+#include "huelib/Hue.h"
+
+#include <cstdio>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "huelib/JsonAccess.h"
+#include "huelib/LightCatalogue.h"
+#include "libcbase/Cstylecode.h"
+
+namespace {
+
+using LightCatalogue::HueControl;
+using LightCatalogue::LightClass;
+using LightCatalogue::TemperatureControl;
+
+// Lights are kept by the low 8 bits of their id.
+unsigned char keyOf(int id) {
+    return static_cast<unsigned char>(id);
+}
+
+Json::Value emptyObject() {
+    return Json::Value(Json::objectValue);
+}
+
+LightClass classOfSupportedModel(const std::string& modelId) {
+    const std::optional<LightClass> found = LightCatalogue::classOfModel(modelId);
+    if (!found) {
+        char message[64];
+        std::snprintf(message, sizeof message, "HueLight type %s not supported", modelId.c_str());
+        throw std::runtime_error(message);
+    }
+    return *found;
+}
+
+}  // namespace
+
+Hue::Hue(const std::string& bridgeIp, const std::string& user,
+         std::shared_ptr<const IHttpHandler> handler)
+    : ip(bridgeIp),
+      username(user),
+      simpleBrightnessStrategy(std::make_shared<SimpleBrightnessStrategy>()),
+      simpleColorHueStrategy(std::make_shared<SimpleColorHueStrategy>()),
+      extendedColorHueStrategy(std::make_shared<ExtendedColorHueStrategy>()),
+      simpleColorTemperatureStrategy(std::make_shared<SimpleColorTemperatureStrategy>()),
+      extendedColorTemperatureStrategy(std::make_shared<ExtendedColorTemperatureStrategy>()),
+      http_handler(std::move(handler)),
+      commands(bridgeIp, user, http_handler) {}
+
+void Hue::refreshState() {
+    if (username.empty()) {
+        return;
+    }
+    Json::Value answer = commands.GETRequest("", emptyObject());
+    if (answer.isObject() && answer.isMember("lights")) {
+        state = std::move(answer);
+    } else {
+        error("Answer in Hue::refreshState of http_handler->GETJson(...) is not expected!");
+    }
+}
+
+HueLight& Hue::getLight(int id) {
+    info("Hue->getLight(%d) - start\n", id);
+    const auto known = lights.find(keyOf(id));
+    if (known != lights.end()) {
+        info("Hue->getLight(%d) - light already found, refreshing state\n", id);
+        known->second.refreshState();
+        info("Hue->getLight(%d) - refreshing state done\n", id);
+        return known->second;
+    }
+    info("Hue->getLight(%d) - light not found, refreshing state\n", id);
+    refreshState();
+    info("Hue->getLight(%d) - light not found, refreshing state done\n", id);
+    if (!isListed(id)) {
+        error("Hue->getLight(%d) - light id is not valid\n", id);
+        throw std::runtime_error("Error in Hue getLight(): light id is not valid");
+    }
+    return makeLight(id);
+}
+
+HueLight& Hue::makeLight(int id) {
+    const Json::Value& entry = JsonAccess::member(listedLights(), std::to_string(id));
+    info("Hue->getLight(%d) - state: %s\n", id, entry.toStyledString().c_str());
+    const std::string modelId = JsonAccess::asString(JsonAccess::member(entry, "modelid"));
+    info("Hue->getLight(%d) - type: %s\n", id, modelId.c_str());
+
+    const LightClass driven = classOfSupportedModel(modelId);
+    std::shared_ptr<const ColorTemperatureStrategy> temperature;
+    if (driven.temperature == TemperatureControl::simple) {
+        temperature = simpleColorTemperatureStrategy;
+    } else if (driven.temperature == TemperatureControl::extended) {
+        temperature = extendedColorTemperatureStrategy;
+    }
+    std::shared_ptr<const ColorHueStrategy> hue;
+    if (driven.hue == HueControl::simple) {
+        hue = simpleColorHueStrategy;
+    } else if (driven.hue == HueControl::extended) {
+        hue = extendedColorHueStrategy;
+    }
+    HueLight light(id, commands, simpleBrightnessStrategy, std::move(temperature), std::move(hue));
+    light.setColorType(driven.colorType);
+    return lights.emplace(keyOf(id), std::move(light)).first->second;
+}
+
+HueLight& Hue::peekLight(int id) {
+    return const_cast<HueLight&>(std::as_const(*this).peekLight(id));
+}
+
+const HueLight& Hue::peekLight(int id) const {
+    const auto known = lights.find(keyOf(id));
+    if (known == lights.end()) {
+        throw std::runtime_error("Error in Hue peekLight(): light id is not valid");
+    }
+    return known->second;
+}
+
+bool Hue::lightExists(int id) {
+    refreshState();
+    return std::as_const(*this).lightExists(id);
+}
+
+bool Hue::lightExists(int id) const {
+    return lights.count(keyOf(id)) != 0 || isListed(id);
+}
+
+bool Hue::removeLight(int id) {
+    const std::string path = "/lights/" + std::to_string(id);
+    const Json::Value answer = commands.DELETERequest(path, emptyObject());
+    const Json::Value& success = JsonAccess::member(JsonAccess::element(answer, 0), "success");
+    if (success != Json::Value(path + " deleted")) {
+        return false;
+    }
+    lights.erase(keyOf(id));
+    return true;
+}
+
+void Hue::refreshLights() {
+    if (username.empty()) {
+        return;
+    }
+    const Json::Value answer = commands.GETRequest("/lights", emptyObject());
+    for (auto& [id, light] : lights) {
+        const std::string name = std::to_string(id);
+        if (answer.isObject() && answer.isMember(name)) {
+            light.updateState(answer[name].toStyledString());
+        }
+    }
+}
+
+std::vector<std::reference_wrapper<HueLight>> Hue::getAllLights() {
+    refreshState();
+    const Json::Value& listed = listedLights();
+    // A copy: making a light reads the state anew.
+    const Json::Value::Members names =
+        listed.isObject() ? listed.getMemberNames() : Json::Value::Members();
+    for (const std::string& name : names) {
+        getLight(std::stoi(name));
+    }
+    std::vector<std::reference_wrapper<HueLight>> all;
+    all.reserve(lights.size());
+    for (auto& entry : lights) {
+        all.emplace_back(entry.second);
+    }
+    return all;
+}
+
+std::string Hue::getPictureOfLight(int id) const {
+    const auto known = lights.find(keyOf(id));
+    return known != lights.end() ? getPictureOfModel(known->second.getModelId()) : std::string();
+}
+
+std::string Hue::getPictureOfModel(const std::string& modelId) const {
+    return std::string(LightCatalogue::pictureOfModel(modelId));
+}
+
+bool Hue::isListed(int id) const {
+    const Json::Value& listed = listedLights();
+    return listed.isObject() && listed.isMember(std::to_string(id));
+}
+
+const Json::Value& Hue::listedLights() const {
+    return JsonAccess::member(state, "lights");
+}

@@ -1,0 +1,82 @@
+/// One bridge as one of its users sees it: the lights, each driven as its model asks for.
+///
+/// No lock of its own: the caller guards it, and with it every light that it hands out. A light
+/// stays where it is until it is removed, so a reference to it stays good. Exceptions of the
+/// transport propagate out of every operation that sends.
+///
+/// A light id is narrowed to its low 8 bits where lights are kept: 259 and 3 are one entry.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+#include "huelib/ExtendedColorHueStrategy.h"
+#include "huelib/ExtendedColorTemperatureStrategy.h"
+#include "huelib/HueCommandAPI.h"
+#include "huelib/HueLight.h"
+#include "huelib/IHttpHandler.h"
+#include "huelib/SimpleBrightnessStrategy.h"
+#include "huelib/SimpleColorHueStrategy.h"
+#include "huelib/SimpleColorTemperatureStrategy.h"
+
+class Hue {
+  public:
+    /// Sends nothing.
+    Hue(const std::string& bridgeIp, const std::string& user,
+        std::shared_ptr<const IHttpHandler> handler);
+
+    std::string getBridgeIP() const { return ip; }
+    std::string getUsername() const { return username; }
+    /// Changes what getBridgeIP tells. Requests keep going to the address of the constructor: make
+    /// a new Hue for a bridge that has moved.
+    void setIP(const std::string& bridgeIp) { ip = bridgeIp; }
+
+    /// Reads everything that the bridge knows; nothing without a user name. An answer that lists no
+    /// lights is logged, and the old state stays.
+    void refreshState();
+
+    /// The light, refreshed; made when it is asked for the first time. Throws std::runtime_error
+    /// when the bridge does not list it or its model is unknown; nothing is added then.
+    HueLight& getLight(int id);
+    /// The light as it is, without a request. Throws std::runtime_error when nobody got it before.
+    HueLight& peekLight(int id);
+    const HueLight& peekLight(int id) const;
+    /// Whether the light was got before or the bridge lists it; the const form goes by the last
+    /// refresh.
+    bool lightExists(int id);
+    bool lightExists(int id) const;
+    /// Removes the light from the bridge, and here when the bridge confirms; false otherwise.
+    bool removeLight(int id);
+    /// Updates all lights that were got before, with one request. Lights that are missing in the
+    /// answer stay as they are.
+    void refreshLights();
+    /// All lights, in ascending order of their ids, the missing ones made. Throws as getLight does,
+    /// and as std::stoi for an id that is no number.
+    std::vector<std::reference_wrapper<HueLight>> getAllLights();
+
+    /// Name of the picture that shows such a light; empty when there is none.
+    std::string getPictureOfLight(int id) const;
+    std::string getPictureOfModel(const std::string& modelId) const;
+
+  private:
+    HueLight& makeLight(int id);
+    bool isListed(int id) const;
+    const Json::Value& listedLights() const;
+
+    std::string ip;
+    std::string username;
+    Json::Value state;  // from the bridge: read through JsonAccess
+    std::map<unsigned char, HueLight> lights;
+    std::shared_ptr<SimpleBrightnessStrategy> simpleBrightnessStrategy;
+    std::shared_ptr<SimpleColorHueStrategy> simpleColorHueStrategy;
+    std::shared_ptr<ExtendedColorHueStrategy> extendedColorHueStrategy;
+    std::shared_ptr<SimpleColorTemperatureStrategy> simpleColorTemperatureStrategy;
+    std::shared_ptr<ExtendedColorTemperatureStrategy> extendedColorTemperatureStrategy;
+    std::shared_ptr<const IHttpHandler> http_handler;
+    HueCommandAPI commands;
+};
