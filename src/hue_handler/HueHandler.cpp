@@ -105,7 +105,8 @@ HueHandler::~HueHandler() {
 int HueHandler::init() {
     info("HueHandler->init - composing query\n");
     char query[kQueryBytes];
-    const int length = std::snprintf(query, sizeof(query), kLightsQuery, static_cast<int>(runner_id_));
+    const int length =
+        std::snprintf(query, sizeof(query), kLightsQuery, static_cast<int>(runner_id_));
     if (length < 0 || static_cast<std::size_t>(length) >= sizeof(query)) {
         return kInitQueryTooLong;
     }
@@ -167,7 +168,9 @@ bool HueHandler::start_threads() {
     return true;
 }
 
-void HueHandler::stop_monitor_lights_state() { monitoring_.set(false); }
+void HueHandler::stop_monitor_lights_state() {
+    monitoring_.set(false);
+}
 
 int HueHandler::didReceiveCallFromCore(GtwHandler*, CallFromCoreParameters* parameters) {
     if (parameters->action != "RUN") {
@@ -195,7 +198,9 @@ int HueHandler::didReceiveCallFromCore(GtwHandler*, CallFromCoreParameters* para
     return 0;
 }
 
-int HueHandler::didReceiveCustomGatewayData(GtwHandler*, int) { return 0; }
+int HueHandler::didReceiveCustomGatewayData(GtwHandler*, int) {
+    return 0;
+}
 
 int HueHandler::willTerminate(GtwHandler*, CallFromCoreParameters*) {
     error("lumivad will terminate soon");

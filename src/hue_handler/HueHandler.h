@@ -30,11 +30,12 @@ namespace hue_handler {
 
 class HueHandler final : public gtwbasenamespace::GtwBaseClass {
   public:
-    /// What the handler waits for, and how long. The defaults are what the bridge and the core bear.
+    /// What the handler waits for, and how long. The defaults are what the bridge and the core
+    /// bear.
     struct Timings {
-        std::uint32_t poll_period_ms = 3000;   ///< between two polls, and quiet time after a command
-        std::uint32_t queue_look_ms = 100;     ///< between two looks at an empty queue
-        std::uint32_t request_pause_ms = 50;   ///< after each request
+        std::uint32_t poll_period_ms = 3000;  ///< between two polls, and quiet time after a command
+        std::uint32_t queue_look_ms = 100;    ///< between two looks at an empty queue
+        std::uint32_t request_pause_ms = 50;  ///< after each request
         std::uint32_t polls_before_reread = 299;  ///< after an initial read that failed
     };
 
@@ -111,7 +112,8 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     const Timings timings_;
     std::shared_ptr<const IHttpHandler> http_handler_;
 
-    FairMutex table_mutex_;  // guards bridge_, light_table_ and last_request_end_; never with the other
+    FairMutex
+        table_mutex_;  // guards bridge_, light_table_ and last_request_end_; never with the other
     std::unique_ptr<Hue> bridge_;
     std::map<int, HueLightState> light_table_;  // by bridge light ID; keys are fixed after init()
     std::optional<Clock::time_point> last_request_end_;

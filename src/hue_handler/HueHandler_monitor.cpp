@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <stdexcept>
 
 #include "hue_handler/HueHandler.h"
 #include "hue_handler/UnitConversion.h"
@@ -46,8 +47,9 @@ void HueHandler::state_monitor() {
         poll();
         monitoring_.sleep_unless(false, std::chrono::milliseconds(timings_.poll_period_ms));
         if (monitoring_.get() && states_result != 0 && turn > timings_.polls_before_reread) {
-            info("Check again the list with the bridge. If the previous init states procedure "
-                 "failed, the bridge internal light list used for polling might be incomplete.");
+            info(
+                "Check again the list with the bridge. If the previous init states procedure "
+                "failed, the bridge internal light list used for polling might be incomplete.");
             turn = 0;
             states_result = init_light_states();
         }
@@ -78,6 +80,9 @@ int HueHandler::init_light_states() {
 bool HueHandler::read_light_state(int light_id, HueLightState& stored) {
     try {
         const HueLight& light = bridge_->getLight(light_id);
+        if (light.getState().isNull()) {
+            throw std::runtime_error("the bridge gave no description of the light");
+        }
         stored.on = light.isOn();
         stored.brightness = light.getBrightness();
         if (light.hasTemperatureControl()) {

@@ -17,7 +17,9 @@ enum class Outcome {
     refused,  // the bridge did not confirm the command
 };
 
-Outcome outcome_of(bool confirmed) { return confirmed ? Outcome::done : Outcome::refused; }
+Outcome outcome_of(bool confirmed) {
+    return confirmed ? Outcome::done : Outcome::refused;
+}
 
 // The stored state decides, not the light's own: a light that was switched by other means is
 // commanded again only after the monitor has seen it.
@@ -105,7 +107,8 @@ void HueHandler::push_request(const VexadRequest& request) {
     }
     if (why_lost != nullptr) {
         // The core has its answer already, so the loss has to stand in the log.
-        error("Request dropped, %s: obj_id %d, value %d", why_lost, request.object_id, request.value);
+        error("Request dropped, %s: obj_id %d, value %d", why_lost, request.object_id,
+              request.value);
     }
 }
 

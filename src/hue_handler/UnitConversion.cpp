@@ -34,9 +34,13 @@ HSVColor hsv_of_word(std::int32_t word) {
     return {byte_of_word(word, 16), byte_of_word(word, 8), byte_of_word(word, 0)};
 }
 
-std::uint32_t percent_of_brightness(std::uint32_t brightness) { return brightness * 100U / 254U; }
+std::uint32_t percent_of_brightness(std::uint32_t brightness) {
+    return brightness * 100U / 254U;
+}
 
-std::uint32_t percent_of_mired(std::uint32_t mired) { return (mired * 100U - 15300U) / 347U; }
+std::uint32_t percent_of_mired(std::uint32_t mired) {
+    return (mired * 100U - 15300U) / 347U;
+}
 
 std::string text_of_hsv(std::uint8_t hue, std::uint8_t saturation, std::uint8_t value) {
     char text[kColorPayloadLength + 1];
@@ -47,9 +51,13 @@ std::string text_of_hsv(std::uint8_t hue, std::uint8_t saturation, std::uint8_t 
 
 std::optional<std::int32_t> number_of_payload(const std::string& payload, std::string& error) {
     const bool is_color = payload.size() == kColorPayloadLength && payload[0] == '#';
+    const bool is_text = payload.find('\0') == std::string::npos;
     std::int32_t number = 0;
-    const int result =
-        is_color ? parse_int32(payload.c_str() + 1, 16, &number) : parse_int32(payload.c_str(), 10, &number);
+    int result = PARSE_NUMBER_INVALID;
+    if (is_text) {
+        result = is_color ? parse_int32(payload.c_str() + 1, 16, &number)
+                          : parse_int32(payload.c_str(), 10, &number);
+    }
     if (result == PARSE_NUMBER_OK) {
         return number;
     }

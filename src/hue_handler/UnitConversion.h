@@ -9,10 +9,11 @@
 
 namespace hue_handler {
 
-/// Percent to the bridge's brightness: percent * 254 / 100, truncated. Computed in 64 bits; what lies
-/// outside 0..2^32-1 becomes the nearer end. The light clamps to its own range.
+/// Percent to the bridge's brightness: percent * 254 / 100, truncated. Computed in 64 bits; what
+/// lies outside 0..2^32-1 becomes the nearer end. The light clamps to its own range.
 std::uint32_t brightness_of_percent(std::int32_t percent);
-/// Percent to mired: 347 * percent / 100 + 153, truncated, so that 0..100 is 153..500. Ends as above.
+/// Percent to mired: 347 * percent / 100 + 153, truncated, so that 0..100 is 153..500. Ends as
+/// above.
 std::uint32_t mired_of_percent(std::int32_t percent);
 /// A colour word 0xHHSSVV; bits above are ignored.
 HSVColor hsv_of_word(std::int32_t word);

@@ -1,0 +1,135 @@
+// The state monitor and what it reports to the core.
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "tests/hue_handler/HandlerTest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class MonitorTest : public HandlerTest {
+  protected:
+    /// Changes light 1 at the bulb, lets two polls pass and returns the reports as "object=value".
+    std::vector<std::string> reports_after(const std::string& change) {
+        core_.forget();
+        EXPECT_TRUE(bridge_.light(1).changes(*simulator::parse_json(change)).isArray());
+        EXPECT_TRUE(polls_pass(2));
+        std::vector<std::string> reports;
+        for (const auto& report : core_.reports()) {
+            EXPECT_EQ(report.caller, "100");
+            reports.push_back(std::to_string(report.object) + "=" + report.value);
+        }
+        return reports;
+    }
+};
+
+TEST_F(MonitorTest, EachRoleIsReportedOnceWhenItChanges) {
+    starts();
+    EXPECT_THAT(reports_after("{}"), IsEmpty());
+    EXPECT_THAT(reports_after(R"({"on":false})"), ElementsAre("11=0"));
+    EXPECT_THAT(reports_after(R"({"on":true})"), ElementsAre("11=1"));
+    EXPECT_THAT(reports_after(R"({"ct":500})"), ElementsAre("13=100"));
+    EXPECT_THAT(reports_after(R"({"bri":101})"), ElementsAre("12=39"));
+    EXPECT_THAT(reports_after(R"({"bri":254,"hue":0,"sat":254})"),
+                ElementsAre("12=100", "14=254", "15=1", "16=1", "17=#00FEFE"));
+    EXPECT_EQ(core_.malformed_requests(), 0);
+}
+
+TEST_F(MonitorTest, DriftWithinTheTolerancesIsAbsorbedAndStored) {
+    starts();
+    reports_after(R"({"bri":254,"hue":0,"sat":254})");
+    // Saturation 5 lower, then 5 lower again: each within the tolerance, so nothing for the hsv
+    // object; green and blue rise by 5 each time.
+    EXPECT_THAT(reports_after(R"({"sat":249})"), IsEmpty());
+    EXPECT_THAT(reports_after(R"({"sat":244})"), IsEmpty());
+    EXPECT_THAT(reports_after(R"({"sat":238})"), ElementsAre("15=17", "16=17", "17=#00EEFE"));
+    // 150 steps of the 8-bit hue are within its tolerance, 151 are not.
+    reports_after(R"({"hue":0})");
+    EXPECT_THAT(reports_after(R"({"hue":38550})"),
+                testing::Not(testing::Contains(testing::StartsWith("17="))));
+    reports_after(R"({"hue":0})");
+    EXPECT_THAT(reports_after(R"({"hue":38807})"), testing::Contains("17=#97EEFE"));
+}
+
+TEST_F(MonitorTest, AColorLightWithoutAnHsvObjectReportsToNobody) {
+    database_.rows("DELETE FROM vexad_object_relation WHERE childobj_id IN (14, 17);");
+    starts();
+    EXPECT_THAT(reports_after(R"({"hue":60000,"sat":10})"), IsEmpty());
+    EXPECT_EQ(core_.connections(), 0);
+}
+
+TEST_F(MonitorTest, NothingIsReadInTheQuietTimeAfterACommand) {
+    timings_.poll_period_ms = 700;
+    starts();
+    does(12, "5");
+    puts();
+    for (int i = 0; i < 6; ++i) {
+        runs(12, i % 2 == 0 ? "10" : "20");
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    }
+    EXPECT_EQ(bridge_.count("GET", "/lights"), 0);
+    EXPECT_TRUE(eventually([this] { return core_.value(12).has_value(); }));
+    EXPECT_EQ(core_.history(12).size(), 1U);  // the last value only
+}
+
+TEST_F(MonitorTest, ABridgeThatIsGoneIsSaidAtEachPollAndComesBack) {
+    starts();
+    bridge_.refuses();
+    ASSERT_TRUE(
+        logged("LinHttpHandler: Failed to connect socket: Connection refused (bridge "
+               "disconnected)"));
+    ASSERT_TRUE(logged("Skipping light state updates, unable to retrieve a refreshed state"));
+    bridge_.light(2).turns_on();
+    bridge_.recovers();
+    EXPECT_TRUE(eventually([this] { return core_.value(21) == "1"; }));
+}
+
+TEST_F(MonitorTest, AnswersOfTheWrongShapeChangeAndReportNothing) {
+    starts();
+    for (const char* body : {"[]", "null", "\"x\"", R"({"1":[]})", R"({"1":7,"2":{}})",
+                             R"([{"error":{"type":1,"description":"unauthorized user"}}])"}) {
+        bridge_.sends_body(body, 2);
+        EXPECT_THAT(reports_after("{}"), IsEmpty()) << body;
+    }
+}
+
+TEST_F(MonitorTest, AFailedInitialReadIsRepeatedUntilItSucceeds) {
+    timings_.polls_before_reread = 4;
+    bridge_.sends_html();
+    ASSERT_EQ(inits(), 0);
+    EXPECT_TRUE(logged("strToJsonValue() (light id = 1)"));
+    log_.clear();
+    runs(11, "0");
+    EXPECT_TRUE(logged("Error in Hue peekLight(): light id is not valid (light id = 1)"));
+    bridge_.recovers();
+    ASSERT_TRUE(logged("Check again the list with the bridge."));
+    ASSERT_TRUE(logged("end of initial state updates"));
+    does(11, "0");
+    EXPECT_FALSE(bridge_.light(1).is_on());
+    log_.clear();
+    EXPECT_TRUE(polls_pass(6));
+    EXPECT_EQ(log_.count("Check again"), 0U);
+}
+
+TEST_F(MonitorTest, AReportThatFailsIsNamedByItsObject) {
+    starts();
+    core_.vanishes();
+    EXPECT_THAT(reports_after(R"({"on":false})"), IsEmpty());
+    EXPECT_TRUE(
+        logged("ERROR sending vexad request: core_request::run error calling "
+               "fsmcore_request <6>"));
+    reports_after(R"({"on":true,"bri":3,"ct":200})");
+    EXPECT_TRUE(logged("!! BRIGHTNESS id 12 !!"));
+    EXPECT_TRUE(logged("!! TEMPERATURE id 13 !!"));
+    reports_after(R"({"hue":40000,"sat":254,"bri":254})");
+    EXPECT_TRUE(logged("!! 14 !!"));
+    EXPECT_TRUE(logged("!! 16 !!"));
+    core_.recovers();
+    EXPECT_THAT(reports_after(R"({"on":false})"), ElementsAre("11=0"));
+}
+
+}  // namespace

@@ -1,0 +1,172 @@
+// Set-up of the light table, the core's calls and the request worker.
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "tests/hue_handler/HandlerTest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class HueHandlerTest : public HandlerTest {
+  protected:
+    // No polls: what is stored is what the worker stored.
+    HueHandlerTest() { timings_.poll_period_ms = 600000; }
+};
+
+TEST_F(HueHandlerTest, EachRoleDrivesItsPropertyOfItsLight) {
+    starts();
+    puts();
+    const struct {
+        long object;
+        const char* payload;
+        const char* body;
+    } commands[] = {
+        {11, "0", R"({"on":false})"},
+        {11, "1", R"({"on":true})"},
+        {12, "1", R"({"bri":2})"},
+        {12, "100", R"({"bri":254})"},
+        {13, "0", R"({"ct":153})"},
+        {13, "100", R"({"ct":500})"},
+        {17, "#FF8000", R"({"bri":0,"hue":65535,"sat":128})"},
+        {22, "50", R"({"bri":127,"on":true})"},
+        {12, "0", R"({"on":false})"},
+    };
+    for (const auto& command : commands) {
+        does(command.object, command.payload);
+        EXPECT_THAT(puts(), ElementsAre(command.body)) << command.object << " " << command.payload;
+    }
+    EXPECT_EQ(log_.count("Request manager thread error"), 0U);
+}
+
+TEST_F(HueHandlerTest, AChannelCarriesTheStoredOtherTwo) {
+    starts();
+    Hue reader(simulator::Bridge::kAddress, kUser, std::make_shared<LinHttpHandler>());
+    EXPECT_GT(reader.getLight(1).getColorRGB().g, 0);
+    puts();
+    does(14, "0");
+    does(16, "#FF8000");  // of a colour word only the lowest byte counts for a channel: 0
+    does(15, "511");      // 0x1FF: 255
+    const std::vector<std::string> bodies = puts();
+    ASSERT_EQ(bodies.size(), 3U);
+    // Only green is left, at first as it was read, then in full: hue byte 85 of 255.
+    EXPECT_EQ(bodies[1], R"({"bri":255,"hue":21845,"sat":255})");
+    EXPECT_EQ(bodies[2], R"({"bri":255,"hue":21845,"sat":255})");
+}
+
+TEST_F(HueHandlerTest, ALightTakesNoRoleThatItCannotDo) {
+    starts();
+    puts();
+    does(23, "50");  // white only
+    does(19, "1");   // a preset, not in the table
+    does(11, "1");   // stored as on already
+    does(11, "5");
+    EXPECT_THAT(puts(), IsEmpty());
+    EXPECT_EQ(log_.count("Request manager thread error"), 0U);
+}
+
+TEST_F(HueHandlerTest, OnlyWholeNumbersOfRunCallsAreQueued) {
+    starts();
+    puts();
+    runs(11, "0", "SETVALUE");
+    EXPECT_TRUE(logged("Discard received request since it is not a RUN"));
+    runs(11, "NO-PAYLOAD");
+    for (const char* payload : {"", "#12345", "12abc", "99999999999"}) {
+        log_.clear();
+        runs(11, payload);
+        EXPECT_TRUE(logged("Invalid RUN parameters: ")) << payload;
+    }
+    if (sizeof(long) > 4) {
+        log_.clear();
+        runs(static_cast<long>(11LL << 32 | 11), "0");
+        EXPECT_TRUE(logged("Invalid RUN parameters: "));
+    }
+    does(999, "0");
+    EXPECT_THAT(puts(), IsEmpty());
+}
+
+TEST_F(HueHandlerTest, FailuresNameTheLightAndTheWorkerGoesOn) {
+    starts();
+    bridge_.sends_html(1);
+    runs(12, "10");
+    EXPECT_TRUE(
+        logged("Request manager thread error: BaseHttpHandler: Error while parsing JSON in "
+               "function strToJsonValue() (light id = 1)"));
+    bridge_.sends_body(R"([{"error":{"type":901,"address":"/","description":"Internal error"}}])",
+                       2);
+    runs(12, "20");
+    EXPECT_TRUE(logged("the bridge did not confirm the command (light id = 1)"));
+    does(12, "30");
+    EXPECT_EQ(bridge_.light(1).brightness(), 76U);
+}
+
+TEST_F(HueHandlerTest, RowsThatAreNoLightAreNamedAndTheOthersUsed) {
+    database_.rows("INSERT INTO vexad_object VALUES (103, 'three', ''), (104, '', '')");
+    database_.rows(
+        "INSERT INTO vexad_object_relation VALUES (100, 103, ''), (100, 104, ''),"
+        " (103, 31, 'tag_complex_element=on_off'), (104, 41, 'tag_complex_element=on_off')");
+    starts();
+    EXPECT_EQ(log_.count("Incomplete or malformed db information: MSP='three', CHILDOBJ_ID='31'"),
+              1U);
+    EXPECT_EQ(log_.count("Incomplete or malformed db information: MSP='', CHILDOBJ_ID='41'"), 1U);
+    does(21, "1");
+    EXPECT_TRUE(bridge_.light(2).is_on());
+}
+
+TEST_F(HueHandlerTest, ALightWithoutAnOnOffObjectIsSkipped) {
+    database_.rows("DELETE FROM vexad_object_relation WHERE childobj_id = 21;");
+    starts();
+    puts();
+    does(22, "80");
+    EXPECT_THAT(puts(), IsEmpty());
+}
+
+TEST_F(HueHandlerTest, ADatabaseThatFailsStopsTheStart) {
+    database_.fails(simulator::DatabaseService::Fault::error_status);
+    EXPECT_EQ(inits(), hue_handler::HueHandler::kInitDatabaseError);
+    EXPECT_TRUE(logged("ERR -2: db_request::db_request error calling dbmanager_socket_request"));
+    EXPECT_FALSE(handler_->is_monitoring());
+}
+
+TEST_F(HueHandlerTest, AnEmptyHouseStillRuns) {
+    database_.rows("DELETE FROM vexad_object_relation;");
+    starts();
+    EXPECT_TRUE(handler_->is_monitoring());
+    does(11, "1");
+}
+
+TEST_F(HueHandlerTest, ACommandWaitsForOneLightOfTheInitialReadAtMost) {
+    for (int id = 3; id < 12; ++id) {
+        const std::string light = std::to_string(id);
+        database_.rows("INSERT INTO vexad_object VALUES (" + light + ", '" + light + "', '')");
+        database_.rows("INSERT INTO vexad_object_relation VALUES (100, " + light + ", ''), (" +
+                       light + ", " + light + "1, 'tag_complex_element=on_off')");
+    }
+    ASSERT_EQ(inits(), 0);
+    ASSERT_TRUE(eventually([this] { return bridge_.count("GET", "/lights/2") > 0; }));
+    runs(11, "0");
+    ASSERT_TRUE(eventually([this] { return bridge_.count("PUT", "/lights/1/state") > 0; }));
+    EXPECT_EQ(log_.count("end of initial state updates"), 0U);
+}
+
+TEST_F(HueHandlerTest, WhatIsAcceptedAndNotDoneAtTheEndIsLogged) {
+    starts();
+    bridge_.stalls();
+    runs(11, "0");
+    ASSERT_TRUE(logged("-- Received request: obj_id 11"));
+    runs(21, "1");
+    EXPECT_EQ(handler_->willTerminate(nullptr, nullptr), 0);
+    EXPECT_FALSE(handler_->is_monitoring());
+    EXPECT_TRUE(logged("lumivad will terminate soon"));
+    runs(22, "1");
+    EXPECT_TRUE(logged("Request dropped, lumivad will terminate soon: obj_id 22, value 1"));
+    bridge_.recovers();
+    EXPECT_TRUE(logged("Exit from execute_request thread:"));
+    EXPECT_TRUE(logged("Exit from state_monitor thread:"));
+    EXPECT_TRUE(logged("1 requests dropped, the request manager thread has ended"));
+}
+
+}  // namespace
