@@ -216,10 +216,10 @@ bool bind_to(int fd, const Address& address) {
     return bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
 }
 
-// Connects within kConnectMilliseconds, also to a peer whose queue is full.
+// Connects within the limit, also to a peer whose queue is full.
 template <typename Address>
-bool connect_within_limit(int fd, const Address& address) {
-    if (!set_socket_timeouts(fd, kConnectMilliseconds)) {
+bool connect_within_limit(int fd, const Address& address, int milliseconds) {
+    if (!set_socket_timeouts(fd, milliseconds)) {
         return false;
     }
     // After a signal the call is repeated: on Linux a blocking socket then goes on waiting.
@@ -268,20 +268,21 @@ int make_internettcpclient_socket(const char* ip, int port) {
         return fail_with_pid(kFunction, "socket");
     }
     sockaddr_in address{};
-    if (!set_address(ip, port, address) || !connect_within_limit(fd.get(), address)) {
+    if (!set_address(ip, port, address) ||
+        !connect_within_limit(fd.get(), address, kConnectMilliseconds)) {
         return fail_with_pid(kFunction, "connect");
     }
     return fd.release();
 }
 
-int make_localtcpclient_socket(const char* path) {
+int make_localtcpclient_socket(const char* path, int milliseconds) {
     constexpr const char* kFunction = "make_localtcpclient_socket";
     FileDescriptor fd = stream_socket(AF_UNIX);
     if (!fd) {
         return fail_with_pid(kFunction, "socket");
     }
     sockaddr_un address{};
-    if (!set_address(path, address) || !connect_within_limit(fd.get(), address)) {
+    if (!set_address(path, address) || !connect_within_limit(fd.get(), address, milliseconds)) {
         return fail_with_pid(kFunction, "connect");
     }
     return fd.release();

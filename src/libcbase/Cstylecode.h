@@ -71,7 +71,8 @@ class FileDescriptor final {
 /// Connected IPv4 stream socket; `ip` is a dotted address.
 int make_internettcpclient_socket(const char* ip, int port);
 /// Connected UNIX stream socket; a path longer than the address holds is refused (ENAMETOOLONG).
-int make_localtcpclient_socket(const char* path);
+/// A peer whose queue stays full is given up after `milliseconds` (ETIMEDOUT).
+int make_localtcpclient_socket(const char* path, int milliseconds = 10000);
 /// Listening UNIX stream socket of mode 0777; a file at `path` is removed first.
 int make_local_socket(const char* path, int backlog);
 /// Listening IPv4 stream socket on every address of the host.
@@ -84,7 +85,8 @@ bool set_socket_timeouts(int fd, int milliseconds);
 /// @}
 
 /// @name Network identity: the interface eth0
-/// `*out` receives a heap string (the answer, or the message of a failure); caller frees with xfree.
+/// `*out` receives a heap string (the answer, or the message of a failure); caller frees with
+/// xfree.
 /// @{
 
 /// Dotted IPv4 address. 0, or -1 with "No IP: ..." in `*out`.
@@ -97,7 +99,8 @@ int getlocalrawmac(unsigned char out[6]);
 
 /// 2n upper-case hex digits; n = 0 is treated as 1; null for null bytes. Caller frees with xfree.
 char* convert_bytearraytohexstring(std::size_t n, const unsigned char* bytes);
-/// Base64 (RFC 4648) of n bytes in one line without breaks; null on failure. Caller frees with xfree.
+/// Base64 (RFC 4648) of n bytes in one line without breaks; null on failure. Caller frees with
+/// xfree.
 char* base64_encode(const unsigned char* bytes, std::size_t n);
 /// "0.0.15" as a heap string; caller frees with xfree.
 char* libcbase_get_version();
@@ -112,10 +115,11 @@ struct ssl_st;
 ssl_ctx_st* init_SSLsocket_client_context();
 /// Server context with the PEM certificate chain and key at the two paths.
 ssl_ctx_st* init_SSLsocket_server_context(const char* certificate_path, const char* key_path);
-/// Client handshake on a connected descriptor, which stays the caller's; `host` (may be null) is the
-/// name asked for and verified.
+/// Client handshake on a connected descriptor, which stays the caller's; `host` (may be null) is
+/// the name asked for and verified.
 ssl_st* connect_SSLsocket(ssl_ctx_st* context, int fd, const char* host);
-/// Connects to `ip` and `port` and shakes hands; `*fd` receives the descriptor, owned by the caller.
+/// Connects to `ip` and `port` and shakes hands; `*fd` receives the descriptor, owned by the
+/// caller.
 ssl_st* make_internettcpclient_SSLsocket(ssl_ctx_st* context, const char* ip, int port, int* fd);
 /// Server handshake on an accepted descriptor, which stays the caller's.
 ssl_st* accept_SSLsocket(ssl_ctx_st* context, int fd);
