@@ -1,8 +1,8 @@
 /// The message format of FSMCore, both directions, and the calls that speak it.
 ///
 /// This is the one place where the format is written: the composers and parsers below serve the
-/// client calls here, the gateway event loop and the simulated core alike. Stateless; any thread may
-/// call. The grammar stands in docs/formats/fsmcore.md.
+/// client calls here, the gateway event loop and the simulated core alike. Stateless; any thread
+/// may call. The grammar stands in docs/formats/fsmcore.md.
 #pragma once
 
 #include <cstddef>
@@ -20,19 +20,19 @@ enum fsmcore_result {
     FSMCORE_RECEIVE_FAILED = 8,
 };
 
-/// Sends a plain request to the UNIX socket at `socket_path` and reads the answer, which must arrive
-/// in one receive of at most 1024 bytes.
-/// `params`: `param_count` strings without newlines. `waittime`: the wait time in seconds as text; it
-/// goes into the request and bounds each wait of this call (5 s when it is not 1..3600).
-/// `out_count`, `out_params` (both or neither): the answer's parameters; caller frees each and the
-/// array with xfree; an empty parameter is a null slot. Written on success only.
-/// A request that does not fit 1024 bytes, or holds a newline, is refused with FSMCORE_SEND_FAILED
-/// before anything is sent. Every failure has its line in the log.
+/// Sends a plain request to the UNIX socket at `socket_path` and reads the answer, which must
+/// arrive in one receive of at most 1024 bytes. `params`: `param_count` strings without newlines.
+/// `waittime`: the wait time in seconds as text; it goes into the request and bounds each wait of
+/// this call (5 s when it is not 1..3600). A null `waittime` is sent as "5". `out_count`,
+/// `out_params` (both or neither): the answer's parameters; caller frees each and the array with
+/// xfree; an empty parameter is a null slot. 0 and null unless the answer was well formed, whatever
+/// its status. A request that does not fit 1024 bytes, or holds a newline, is refused with
+/// FSMCORE_SEND_FAILED before anything is sent. Every failure has its line in the log.
 int fsmcore_request(const char* socket_path, const char* function, int param_count,
                     const char* const* params, int* out_count, char*** out_params,
                     const char* waittime);
-/// The same with a length line in front of request and answer, and no bound of 1024 bytes; an answer
-/// announced longer than 262144 bytes is refused.
+/// The same with a length line in front of request and answer, and no bound of 1024 bytes; an
+/// answer announced longer than 262144 bytes is refused.
 int fsmcore_request_lengthmgm(const char* socket_path, const char* function, int param_count,
                               const char* const* params, int* out_count, char*** out_params,
                               const char* waittime);
@@ -44,6 +44,13 @@ namespace fsmcore_format {
 
 /// Bytes that a plain request, an answer, or one receive may take.
 constexpr std::size_t kBufferBytes = 1024;
+/// A length line with more bytes before its newline is none.
+constexpr std::size_t kMaxLengthLineBytes = 64;
+/// In front of a length-managed request, and of its answer.
+constexpr std::string_view kRequestLengthTag = "LengthRequestIs: ";
+constexpr std::string_view kResponseLengthTag = "LengthResponseIs: ";
+/// The first line of a request's body.
+constexpr std::string_view kRequestTag = "Request: ";
 
 enum class Form {
     plain,           ///< "Parameter Count: 2", "Param000 Length: 5"
@@ -64,18 +71,18 @@ struct Response {
 /// What a parser stumbled over, in the order in which a message can go wrong.
 enum class Fault {
     none,
-    first_tag,        ///< no "Request: " / "Response Status: " line
-    status_format,    ///< the status does not begin with FSMC-
+    first_tag,      ///< no "Request: " / "Response Status: " line
+    status_format,  ///< the status does not begin with FSMC-
     status_number,
     count_tag,
     count_number,
     length_tag,
     length_number,
-    value_tag,        ///< no "ParamNNN:" line
-    value_mismatch,   ///< no value, or not of the announced length
+    value_tag,       ///< no "ParamNNN:" line
+    value_mismatch,  ///< no value, or not of the announced length
     waittime_tag,
     waittime_number,
-    trailing,         ///< a line behind the last one
+    trailing,  ///< a line behind the last one
 };
 
 struct ParseResult {
@@ -92,21 +99,30 @@ struct Limits {
     std::int32_t value_bytes;
 };
 
-/// The request as it goes onto the wire; nothing when a text holds a newline or a NUL.
+/// Whether the letters of a label have to be written as they stand here.
+enum class Letters { exact, any_case };
+
+/// A message may hold this many parameters: their labels have three digits.
+constexpr std::size_t kMaxParameters = 1000;
+
+/// The request as it goes onto the wire; nothing when a text holds a newline or a NUL, or there are
+/// more than kMaxParameters.
 std::optional<std::string> compose_request(Form form, const Request& request);
 /// Reads a request body, from "Request: " to its end, of either form (the length line is the
 /// caller's). Empty lines are skipped; a value of length 0 may have a "ParamNNN:" line or not.
 /// On a fault `out` holds what was read before it.
 ParseResult parse_request(std::string_view body, const Limits& limits, Request& out);
 
-/// The answer in the plain form; nothing when a parameter holds a newline or a NUL.
+/// The answer in the plain form; nothing when a parameter holds a newline or a NUL, there are more
+/// than kMaxParameters, or the status is negative.
 std::optional<std::string> compose_response(const Response& response);
 /// Reads an answer's body, from "Response Status: " to its end; labels without regard to case.
 ParseResult parse_response(std::string_view body, Response& out);
 
-/// Reads the number of a length line, `tag` ("LengthRequestIs: ", "LengthResponseIs: ") at the front
-/// of `line` (without its newline). Nothing when the tag is missing, or the rest is not a number
-/// within 0..INT32_MAX.
-std::optional<std::int32_t> parse_length_line(std::string_view line, std::string_view tag);
+/// Reads the number of a length line, `tag` ("LengthRequestIs: ", "LengthResponseIs: ") at the
+/// front of `line` (without its newline). Nothing when the tag is missing, or the rest is not a
+/// number within 0..INT32_MAX.
+std::optional<std::int32_t> parse_length_line(std::string_view line, std::string_view tag,
+                                              Letters letters = Letters::exact);
 
 }  // namespace fsmcore_format

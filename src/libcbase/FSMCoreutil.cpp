@@ -1,0 +1,376 @@
+#include "libcbase/FSMCoreutil.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+#include <poll.h>
+#include <strings.h>
+#include <sys/socket.h>
+
+#include "libcbase/Cstylecode.h"
+#include "libcbase/memory.h"
+#include "libcbase/utility.h"
+
+namespace {
+
+using fsmcore_format::Fault;
+using fsmcore_format::Form;
+using fsmcore_format::kBufferBytes;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kConnectAttempts = 5;
+constexpr std::chrono::microseconds kConnectPause{500};
+constexpr const char* kDefaultWaittime = "5";
+constexpr std::int32_t kDefaultWaitSeconds = 5;
+constexpr std::int32_t kMaxWaitSeconds = 3600;
+constexpr std::int32_t kMaxAnswerBytes = 262144;
+constexpr const char* kClosedByPeer = "connection closed by the peer";
+
+// What the log says of an answer that cannot be read.
+struct FaultText {
+    Fault fault;
+    const char* text;
+};
+constexpr FaultText kFaultTexts[] = {
+    {Fault::first_tag, "strtok parsing 'Response Status: ' response tag failed"},
+    {Fault::status_format, "error: FSMCore response not in the FSMC-NNN format"},
+    {Fault::count_tag, "strtok parsing 'Parameter Count: ' response tag failed"},
+    {Fault::count_number,
+     "number of parameters after 'Parameter Count: ' response statement is not a valid number"},
+    {Fault::length_tag,
+     "strtok parsing 'ParamNNN Length: ' response tag failed, not a well formed response from "
+     "FSMCore"},
+    {Fault::length_number,
+     "parameter length after 'ParamNNN Length: ' response statement is not a valid number, not a "
+     "well formed response from FSMCore"},
+    {Fault::value_tag,
+     "strtok parsing 'ParamNNN: ' response tag failed, not a well formed response from FSMCore"},
+    {Fault::value_mismatch,
+     "strtok parsing 'ParamNNN: ' response tag failed, not a well formed response from FSMCore"},
+    {Fault::trailing,
+     "strtok parsing '\\n' response tag failed, not a well formed response from FSMCore"},
+};
+
+std::string text_or_empty(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+// False when the counts and pointers do not fit together. A null element is an empty value.
+bool copy_parameters(int count, const char* const* params, std::vector<std::string>& out) {
+    if (count < 0 || (count > 0 && params == nullptr)) {
+        return false;
+    }
+    std::transform(params, params + count, std::back_inserter(out), text_or_empty);
+    return true;
+}
+
+// Waits until `fd` is ready for `events`; false with errno, ETIMEDOUT once the time has passed,
+// even if it is ready by then: a peer that sends byte by byte must not outrun the deadline.
+bool wait_for(int fd, short events, Clock::time_point deadline) {
+    while (true) {
+        const auto rest =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (rest <= 0) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+        pollfd watched{fd, events, 0};
+        const int ready = poll(&watched, 1, static_cast<int>(rest));
+        if (ready > 0) {
+            return true;
+        }
+        if (ready < 0 && errno != EINTR) {
+            return false;
+        }
+    }
+}
+
+// True when a call that would have blocked may be tried again.
+bool may_repeat(int fd, short events, Clock::time_point deadline) {
+    return errno == EINTR ||
+           ((errno == EAGAIN || errno == EWOULDBLOCK) && wait_for(fd, events, deadline));
+}
+
+bool send_all(int fd, std::string_view text, Clock::time_point deadline) {
+    while (!text.empty()) {
+        const ssize_t sent = send(fd, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(sent));
+        } else if (!may_repeat(fd, POLLOUT, deadline)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Appends one receive to `text`. The number of bytes, 0 when the peer has closed, -1 with errno.
+ssize_t receive(int fd, std::string& text, Clock::time_point deadline) {
+    char chunk[kBufferBytes];
+    while (true) {
+        if (!wait_for(fd, POLLIN, deadline)) {
+            return -1;
+        }
+        const ssize_t received = recv(fd, chunk, sizeof(chunk), MSG_DONTWAIT);
+        if (received >= 0) {
+            text.append(chunk, static_cast<std::size_t>(received));
+            return received;
+        }
+        if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
+            return -1;
+        }
+    }
+}
+
+// One request to the core and its answer, in one of the two forms.
+class CoreCall final {
+  public:
+    CoreCall(Form form, const char* function, const char* waittime)
+        : form_(form),
+          name_(form == Form::plain ? "fsmcore_request" : "fsmcore_request_lengthmgm"),
+          function_(text_or_empty(function)),
+          waittime_(waittime != nullptr ? waittime : kDefaultWaittime),
+          deadline_(Clock::now() + std::chrono::seconds(wait_seconds())) {}
+
+    int run(const char* socket_path, int param_count, const char* const* params,
+            fsmcore_format::Response& response) {
+        const std::optional<std::string> request = compose(param_count, params);
+        if (!request) {
+            return send_failure(strerror(errno));
+        }
+        if (!connect(socket_path)) {
+            log("error opening socket FSMCore clientside");
+            return FSMCORE_CONNECT_FAILED;
+        }
+        if (!send_all(socket_.get(), *request, deadline_)) {
+            return send_failure(strerror(errno));
+        }
+        std::string answer;
+        const bool is_received =
+            form_ == Form::plain ? receive_plain(answer) : receive_length_managed(answer);
+        if (!is_received) {
+            return FSMCORE_RECEIVE_FAILED;
+        }
+        const fsmcore_format::ParseResult result = parse_response(answer, response);
+        if (!result) {
+            response = {};
+            log_fault(result);
+            return FSMCORE_RECEIVE_FAILED;
+        }
+        return response.status;
+    }
+
+  private:
+    std::int32_t wait_seconds() const {
+        std::int32_t seconds = 0;
+        return parse_int32(waittime_.c_str(), 10, &seconds) == PARSE_NUMBER_OK && seconds >= 1 &&
+                       seconds <= kMaxWaitSeconds
+                   ? seconds
+                   : kDefaultWaitSeconds;
+    }
+
+    // The request, or nothing with errno.
+    std::optional<std::string> compose(int param_count, const char* const* params) const {
+        fsmcore_format::Request request{function_, {}, waittime_};
+        std::optional<std::string> text;
+        if (copy_parameters(param_count, params, request.parameters)) {
+            text = compose_request(form_, request);
+        }
+        if (!text) {
+            errno = EINVAL;
+        } else if (form_ == Form::plain && text->size() > kBufferBytes) {
+            errno = EMSGSIZE;
+            text.reset();
+        }
+        return text;
+    }
+
+    // The core may just be starting, so a few attempts follow each other; all within the wait time.
+    bool connect(const char* socket_path) {
+        for (int attempt = 1;; ++attempt) {
+            const auto rest =
+                std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
+            if (rest <= 0) {
+                return false;
+            }
+            socket_.reset(make_localtcpclient_socket(socket_path, static_cast<int>(rest)));
+            if (socket_ || attempt == kConnectAttempts) {
+                return static_cast<bool>(socket_);
+            }
+            std::this_thread::sleep_for(kConnectPause);
+        }
+    }
+
+    bool receive_plain(std::string& answer) {
+        if (receive(socket_.get(), answer, deadline_) < 0) {
+            log(std::string("recv reading response failed with error '") + strerror(errno) + "'");
+            return false;
+        }
+        return true;
+    }
+
+    // The length line may be cut anywhere, also from the body.
+    bool receive_length_managed(std::string& answer) {
+        std::string text;
+        std::size_t line_end = text.find('\n');
+        while (line_end == std::string::npos &&
+               text.size() <= fsmcore_format::kMaxLengthLineBytes) {
+            if (!receive_more(text)) {
+                return false;
+            }
+            line_end = text.find('\n');
+        }
+        const std::optional<std::size_t> length = announced_length(text.substr(0, line_end));
+        if (!length) {
+            return false;
+        }
+        answer = text.substr(line_end + 1);
+        while (answer.size() < *length) {
+            if (!receive_more(answer)) {
+                return false;
+            }
+        }
+        answer.resize(*length);
+        return true;
+    }
+
+    bool receive_more(std::string& text) const {
+        const ssize_t received = receive(socket_.get(), text, deadline_);
+        if (received > 0) {
+            return true;
+        }
+        error(
+            "FSMCoreutil->%s recv reading request failed with error '%s', continuing for the "
+            "next request",
+            name_, received == 0 ? kClosedByPeer : strerror(errno));
+        return false;
+    }
+
+    std::optional<std::size_t> announced_length(const std::string& line) const {
+        using fsmcore_format::kResponseLengthTag;
+        const std::size_t tag_bytes = kResponseLengthTag.size();
+        if (line.size() > fsmcore_format::kMaxLengthLineBytes ||
+            strncasecmp(line.c_str(), kResponseLengthTag.data(), tag_bytes) != 0) {
+            log("strtok parsing 'LengthResponseIs: ' response tag failed");
+            return std::nullopt;
+        }
+        const std::optional<std::int32_t> length = fsmcore_format::parse_length_line(
+            line, kResponseLengthTag, fsmcore_format::Letters::any_case);
+        if (!length || *length > kMaxAnswerBytes) {
+            error(
+                "FSMCoreutil->%s length of request after 'LengthResponseIs: ' response statement "
+                "is not a valid number '%s', continuing for the next request",
+                name_, line.c_str() + tag_bytes);
+            return std::nullopt;
+        }
+        return static_cast<std::size_t>(*length);
+    }
+
+    int send_failure(const char* reason) const {
+        log(std::string("send writing request failed with error '") + reason + "'");
+        return FSMCORE_SEND_FAILED;
+    }
+
+    void log_fault(const fsmcore_format::ParseResult& result) const {
+        if (result.fault == Fault::status_number) {
+            std::int32_t number = 0;
+            const bool is_too_large =
+                parse_int32(result.offending.c_str(), 10, &number) == PARSE_NUMBER_RANGE;
+            log(std::string("error strtol with error '") +
+                strerror(is_too_large ? ERANGE : EINVAL) + "'");
+            return;
+        }
+        for (const FaultText& entry : kFaultTexts) {
+            if (entry.fault == result.fault) {
+                log(entry.text);
+            }
+        }
+    }
+
+    void log(const std::string& text) const {
+        error("FSMCoreutil->%s %s for function '%s'", name_, text.c_str(), function_.c_str());
+    }
+
+    Form form_;
+    const char* name_;
+    std::string function_;
+    std::string waittime_;
+    Clock::time_point deadline_;
+    FileDescriptor socket_;
+};
+
+// The parameters as an array of heap strings; null when there are none or memory is out.
+char** new_string_array(const std::vector<std::string>& texts) {
+    if (texts.empty()) {
+        return nullptr;
+    }
+    auto** const array = static_cast<char**>(xmalloc(texts.size() * sizeof(char*)));
+    for (std::size_t i = 0; array != nullptr && i < texts.size(); ++i) {
+        array[i] = texts[i].empty() ? nullptr : xstrcpy(nullptr, texts[i].c_str());
+    }
+    return array;
+}
+
+int request_core(CoreCall call, const char* socket_path, int param_count, const char* const* params,
+                 int* out_count, char*** out_params) {
+    fsmcore_format::Response response;
+    const int result = call.run(socket_path, param_count, params, response);
+    if (out_count != nullptr && out_params != nullptr) {
+        *out_params = new_string_array(response.parameters);
+        *out_count = *out_params != nullptr ? static_cast<int>(response.parameters.size()) : 0;
+    }
+    return result;
+}
+
+// Sends the answer in one call that never waits: it is tiny, and a peer that leaves no room for it
+// is not reading. False with errno.
+bool send_response(int socket, const std::optional<std::string>& text) {
+    if (!text) {
+        errno = EINVAL;
+        return false;
+    }
+    if (text->size() > kBufferBytes) {
+        errno = EMSGSIZE;
+        return false;
+    }
+    const ssize_t sent = send(socket, text->data(), text->size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent >= 0 && static_cast<std::size_t>(sent) < text->size()) {
+        errno = EAGAIN;
+        return false;
+    }
+    return sent >= 0;
+}
+
+}  // namespace
+
+int fsmcore_request(const char* socket_path, const char* function, int param_count,
+                    const char* const* params, int* out_count, char*** out_params,
+                    const char* waittime) {
+    return request_core(CoreCall(Form::plain, function, waittime), socket_path, param_count, params,
+                        out_count, out_params);
+}
+
+int fsmcore_request_lengthmgm(const char* socket_path, const char* function, int param_count,
+                              const char* const* params, int* out_count, char*** out_params,
+                              const char* waittime) {
+    return request_core(CoreCall(Form::length_managed, function, waittime), socket_path,
+                        param_count, params, out_count, out_params);
+}
+
+int fsmcore_response(int socket, int status, int param_count, const char* const* params) {
+    fsmcore_format::Response response;
+    response.status = status;
+    if (params != nullptr) {
+        copy_parameters(param_count, params, response.parameters);
+    }
+    if (send_response(socket, compose_response(response))) {
+        return FSMCORE_OK;
+    }
+    error("FSMCoreutil->fsmcore_response send writing response failed with error '%s'",
+          strerror(errno));
+    const FileDescriptor closed_with_this_call(socket);
+    return FSMCORE_SEND_FAILED;
+}

@@ -1,0 +1,67 @@
+/// A core that keeps each request as it came and does to the connection whatever a test says.
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "simulator/Connection.h"
+#include "simulator/SocketServer.h"
+
+class ScriptedCore final {
+  public:
+    using Script = std::function<void(simulator::Connection&)>;
+
+    explicit ScriptedCore(const std::string& path) : server_([this](auto& peer) { serve(peer); }) {
+        server_.listen_unix(path);
+    }
+    ~ScriptedCore() { server_.stop(); }
+
+    /// What is done after each request from now on.
+    void does(Script script) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        script_ = std::move(script);
+    }
+    void answers(const std::string& text) {
+        does([text](simulator::Connection& peer) { peer.write(text); });
+    }
+    void stays_silent() {
+        does([](simulator::Connection& peer) { peer.hold([] { return false; }); });
+    }
+
+    std::vector<std::string> requests() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return requests_;
+    }
+    std::string last_request() const {
+        const std::vector<std::string> all = requests();
+        return all.empty() ? "" : all.back();
+    }
+
+  private:
+    void serve(simulator::Connection& peer) {
+        const std::string request = peer.read_until(
+            [](const std::string& text) {
+                const std::size_t last_line = text.rfind("\nWaittime: ");
+                return last_line != std::string::npos &&
+                       text.find("\n\n", last_line) != std::string::npos;
+            },
+            std::chrono::seconds(5));
+        Script script;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            requests_.push_back(request);
+            script = script_;
+        }
+        if (script) {
+            script(peer);
+        }
+    }
+
+    mutable std::mutex mutex_;  // guards script_ and requests_
+    Script script_;
+    std::vector<std::string> requests_;
+    simulator::SocketServer server_;  // last: its threads use the rest
+};
