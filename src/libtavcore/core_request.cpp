@@ -1,0 +1,189 @@
+#include "libtavcore/core_request.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <vector>
+
+#include <strings.h>
+
+#include "libcbase/Cstylecode.h"
+#include "libcbase/FSMCoreutil.h"
+#include "libcbase/memory.h"
+
+namespace libtavcore {
+namespace {
+
+constexpr const char* kCoreSocket = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
+constexpr const char* kRunOnElement = "SERVICE_RUNONELEMENT";
+constexpr const char* kWaittimeSeconds = "5";
+constexpr const char* kNoValue = "NO-VALUE";
+constexpr std::size_t kErrorBytes = 1024;
+// A value that reaches this limit is warned of, and cut where the core's own buffer ends.
+constexpr int kValueLimitBytes = 511;
+constexpr std::size_t kValueCutBytes = 512;
+
+const char* text_or(const char* text, const char* substitute) {
+    return text != nullptr ? text : substitute;
+}
+
+// The answer's parameters as the base library hands them over.
+struct AnswerParameters {
+    AnswerParameters() = default;
+    ~AnswerParameters() {
+        for (int i = 0; i < count; ++i) {
+            xfree(values[i]);
+        }
+        xfree(values);
+    }
+    AnswerParameters(const AnswerParameters&) = delete;
+    AnswerParameters& operator=(const AnswerParameters&) = delete;
+
+    int count = 0;
+    char** values = nullptr;
+};
+
+}  // namespace
+
+core_request::core_request(const char* socket, const char* function)
+    : socket_(text_or(socket, "")), function_(text_or(function, "")) {
+    if (strcasecmp(socket_.c_str(), kCoreSocket) != 0) {
+        set_last_error("core_request::core_request error core service socket <%s> unsupported",
+                       socket_.c_str());
+        is_usable_ = false;
+    } else if (function == nullptr) {
+        set_last_error("core_request::core_request error function is NULL");
+        is_usable_ = false;
+    }
+    // Compared without regard to case, but a path of the file system has only one spelling.
+    socket_ = kCoreSocket;
+}
+
+void core_request::set_coreservicerequestparameter(const char* value) {
+    if (value != nullptr) {
+        request_parameters_[request_count_] = value;
+    }
+    ++request_count_;
+}
+
+int core_request::compose_runonelement(const char* ip, const char* sessionID, const char* objectID,
+                                       const char* action, const char* payload,
+                                       const char* optionals, const char* hashcode,
+                                       const char* caller) {
+    function_ = kRunOnElement;
+    // Without these two the later parameters move up, as the core expects of the short form.
+    if (ip != nullptr) {
+        set_coreservicerequestparameter(ip);
+    } else {
+        warning("libtavcore->compose_runonelement error: ip parameter is NULL");
+    }
+    if (sessionID != nullptr) {
+        set_coreservicerequestparameter(sessionID);
+    } else {
+        warning("libtavcore->compose_runonelement error: sessionID parameter is NULL");
+    }
+    if (objectID == nullptr) {
+        error("libtavcore->compose_runonelement error: object ID parameter is NULL");
+        return CORE_REQUEST_PARAMETER_MISSING;
+    }
+    set_coreservicerequestparameter(objectID);
+    if (action == nullptr) {
+        error("libtavcore->compose_runonelement error: action parameter is NULL");
+        return CORE_REQUEST_PARAMETER_MISSING;
+    }
+    set_coreservicerequestparameter(action);
+    set_coreservicerequestparameter(text_or(payload, "NO-PAYLOAD"));
+    set_coreservicerequestparameter(text_or(optionals, "NO-OPTIONALS"));
+    set_coreservicerequestparameter(text_or(hashcode, "NO-HASHCODE"));
+    set_coreservicerequestparameter(text_or(caller, "LIBTAVCORE"));
+    return CORE_REQUEST_OK;
+}
+
+int core_request::compose_runonelement(const char* objectID, const char* action,
+                                       const char* payload, const char* optionals,
+                                       const char* hashcode, const char* caller) {
+    return compose_runonelement(nullptr, nullptr, objectID, action, payload, optionals, hashcode,
+                                caller);
+}
+
+int core_request::compose_updateloginmanagerdata() {
+    return CORE_REQUEST_OK;
+}
+
+int core_request::run() {
+    if (!is_usable_) {
+        return -1;
+    }
+    response_status_ = -1;
+    response_parameters_.clear();
+    if (request_count_ > 0 && request_parameters_.empty()) {
+        set_last_error(
+            "core_request::run error requestparameters collection is EMPTY but <%d> parameters "
+            "number expected",
+            request_count_);
+        return -1;
+    }
+    std::vector<std::string> values;
+    for (int position = 0; position < request_count_; ++position) {
+        values.push_back(sendable_value(position));
+    }
+    std::vector<const char*> pointers;
+    for (const std::string& value : values) {
+        pointers.push_back(value.c_str());
+    }
+    AnswerParameters answer;
+    const int result =
+        fsmcore_request(socket_.c_str(), function_.c_str(), request_count_, pointers.data(),
+                        &answer.count, &answer.values, kWaittimeSeconds);
+    if (result != FSMCORE_OK) {
+        set_last_error("core_request::run error calling fsmcore_request <%d>", result);
+        return -1;
+    }
+    response_status_ = result;
+    for (int position = 0; position < answer.count; ++position) {
+        store_response_parameter(position, answer.values[position]);
+    }
+    return 0;
+}
+
+int core_request::get_coreserviceresponseparametersnumber() const {
+    return static_cast<int>(response_parameters_.size());
+}
+
+const char* core_request::get_coreserviceresponseparameter(int position) const {
+    const auto found = response_parameters_.find(position);
+    return found != response_parameters_.end() ? found->second.c_str() : nullptr;
+}
+
+void core_request::set_last_error(const char* format, ...) {
+    char text[kErrorBytes];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text, sizeof(text), format, arguments);
+    va_end(arguments);
+    if (length >= 0) {
+        last_error_ = text;
+        error("%s", text);
+    }
+}
+
+// The value at `position` as it goes to the core, empty when none was set.
+std::string core_request::sendable_value(int position) {
+    const auto found = request_parameters_.find(position);
+    if (found == request_parameters_.end()) {
+        return std::string();
+    }
+    const std::string& value = found->second;
+    if (value.size() >= static_cast<std::size_t>(kValueLimitBytes)) {
+        set_last_error(
+            "core_request::run warning requestparameters %d will be truncated because exceed the "
+            "core service format %d > %d",
+            position, static_cast<int>(value.size()), kValueLimitBytes);
+    }
+    return value.substr(0, kValueCutBytes);
+}
+
+void core_request::store_response_parameter(int position, const char* value) {
+    response_parameters_[position] = value != nullptr ? value : kNoValue;
+}
+
+}  // namespace libtavcore

@@ -1,0 +1,132 @@
+#include "libtavcore/core_request.h"
+
+#include "libcbase/FSMCoreutil.h"
+#include "tests/support/ScriptedCore.h"
+#include "tests/support/SystemLogTest.h"
+
+namespace {
+
+using libtavcore::core_request;
+
+constexpr const char* kSocket = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
+constexpr const char* kDone = "Response Status: FSMC-000\nParameter Count: 0\n\n";
+
+class CoreRequest : public SystemLogTest {
+  protected:
+    CoreRequest() { core_.answers(kDone); }
+
+    // What reached the core, its values read back without the limits of a gateway.
+    std::vector<std::string> sent_parameters() const {
+        fsmcore_format::Request request;
+        EXPECT_TRUE(parse_request(core_.last_request(), {16, 1024}, request));
+        EXPECT_EQ(request.waittime, "5");
+        function_ = request.function;
+        return request.parameters;
+    }
+
+    ScriptedCore core_{kSocket};
+    mutable std::string function_;
+};
+
+TEST_F(CoreRequest, ShortFormSendsItsParametersWithDefaultsInOrder) {
+    core_request request(kSocket, "ANY");
+    ASSERT_EQ(request.compose_runonelement("7", "ON", nullptr, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(lines_with("libtavcore->compose_runonelement error: ip parameter is NULL"), 1U);
+    EXPECT_EQ(lines_with("libtavcore->compose_runonelement error: sessionID parameter is NULL"),
+              1U);
+    ASSERT_EQ(request.run(), 0);
+    EXPECT_EQ(sent_parameters(), (std::vector<std::string>{"7", "ON", "NO-PAYLOAD", "NO-OPTIONALS",
+                                                           "NO-HASHCODE", "LIBTAVCORE"}));
+    EXPECT_EQ(function_, "SERVICE_RUNONELEMENT");
+    EXPECT_STREQ(request.get_last_error(), "");
+}
+
+TEST_F(CoreRequest, LongFormSendsAllEightAndRefusesMissingOnes) {
+    core_request request(kSocket, "ANY");
+    ASSERT_EQ(request.compose_runonelement("10.0.0.1", "sid", "7", "ON", "p", "o", "h", "c"), 0);
+    ASSERT_EQ(request.run(), 0);
+    EXPECT_EQ(sent_parameters(),
+              (std::vector<std::string>{"10.0.0.1", "sid", "7", "ON", "p", "o", "h", "c"}));
+    EXPECT_EQ(request.compose_runonelement(nullptr, "ON", "p", "o", "h", "c"), 12);
+    EXPECT_TRUE(logged("libtavcore->compose_runonelement error: object ID parameter is NULL"));
+    EXPECT_EQ(request.compose_runonelement("7", nullptr, "p", "o", "h", "c"), 12);
+    EXPECT_TRUE(logged("libtavcore->compose_runonelement error: action parameter is NULL"));
+}
+
+TEST_F(CoreRequest, CutsLongValuesBehindTheir512thByte) {
+    for (const std::size_t length : {510U, 511U, 512U, 513U, 600U}) {
+        const std::string value(length, 'x');
+        core_request request(kSocket, "FUNC");
+        request.set_coreservicerequestparameter("first");
+        request.set_coreservicerequestparameter(value.c_str());
+        ASSERT_EQ(request.run(), 0);
+        EXPECT_EQ(sent_parameters()[1], value.substr(0, 512));
+        const std::string warning =
+            "core_request::run warning requestparameters 1 will be truncated because exceed the "
+            "core service format " +
+            std::to_string(length) + " > 511";
+        EXPECT_EQ(request.get_last_error(), length < 511 ? "" : warning);
+    }
+}
+
+TEST_F(CoreRequest, KeepsTheAnswer) {
+    core_.answers(
+        "Response Status: FSMC-000\nParameter Count: 2\nParam000 Length: 0\nParam001 Length: 2\n"
+        "Param001:\non\n\n");
+    core_request request("/TMP/VEXA_VARIABLES/SOCKETS/VEXA_FSMCORE.SOCKET", "FUNC");
+    EXPECT_EQ(request.get_coreserviceresponsestatus(), -1);
+    ASSERT_EQ(request.run(), 0);
+    EXPECT_EQ(request.get_coreserviceresponsestatus(), 0);
+    EXPECT_EQ(request.get_coreserviceresponseparametersnumber(), 2);
+    EXPECT_STREQ(request.get_coreserviceresponseparameter(0), "NO-VALUE");
+    EXPECT_STREQ(request.get_coreserviceresponseparameter(1), "on");
+    EXPECT_EQ(request.get_coreserviceresponseparameter(2), nullptr);
+
+    core_.answers("Response Status: FSMC-013\nParameter Count: 1\nParam000 Length: 0\n\n");
+    EXPECT_EQ(request.run(), -1);
+    EXPECT_STREQ(request.get_last_error(), "core_request::run error calling fsmcore_request <13>");
+    EXPECT_EQ(request.get_coreserviceresponseparametersnumber(), 0);
+}
+
+TEST_F(CoreRequest, NeverRunsAfterABadConstruction) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"/tmp/other.socket", "FUNC"}, {nullptr, "FUNC"}, {kSocket, nullptr}};
+    for (const auto& [socket, function] : cases) {
+        core_request request(socket, function);
+        const std::string problem = request.get_last_error();
+        EXPECT_EQ(problem, function == nullptr
+                               ? "core_request::core_request error function is NULL"
+                               : "core_request::core_request error core service socket <" +
+                                     std::string(socket != nullptr ? socket : "") +
+                                     "> unsupported");
+        EXPECT_TRUE(logged(problem));
+        request.compose_runonelement("7", "ON", nullptr, nullptr, nullptr, nullptr);
+        EXPECT_EQ(request.run(), -1);
+        EXPECT_EQ(request.run(), -1);
+        EXPECT_EQ(request.get_last_error(), problem);
+    }
+    EXPECT_TRUE(core_.requests().empty());
+}
+
+TEST_F(CoreRequest, CountsAMissingValueAndSendsItEmpty) {
+    core_request request(kSocket, "FUNC");
+    request.set_coreservicerequestparameter(nullptr);
+    EXPECT_EQ(request.run(), -1);
+    EXPECT_STREQ(request.get_last_error(),
+                 "core_request::run error requestparameters collection is EMPTY but <1> parameters "
+                 "number expected");
+    request.set_coreservicerequestparameter("second");
+    ASSERT_EQ(request.run(), 0);
+    EXPECT_EQ(sent_parameters(), (std::vector<std::string>{"", "second"}));
+}
+
+TEST_F(CoreRequest, RefusesWhatDoesNotFitOrIsNoLine) {
+    core_request request(kSocket, "FUNC");
+    request.set_coreservicerequestparameter(std::string(510, 'x').c_str());
+    request.set_coreservicerequestparameter(std::string(510, 'x').c_str());
+    EXPECT_EQ(request.run(), -1);
+    EXPECT_STREQ(request.get_last_error(), "core_request::run error calling fsmcore_request <7>");
+    EXPECT_TRUE(core_.requests().empty());
+}
+
+}  // namespace
