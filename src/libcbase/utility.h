@@ -9,11 +9,11 @@
 /// @{
 enum parse_number_result {
     PARSE_NUMBER_OK = 0,
-    PARSE_NUMBER_INVALID = -1,  ///< null, empty, or anything but an optional sign and digits
+    PARSE_NUMBER_INVALID = -1,  ///< null, empty, or anything but digits behind an optional sign
     PARSE_NUMBER_RANGE = -2,    ///< does not fit 32 bits, the width of the board's long
 };
 /// Reads the whole of `text` as one signed 32-bit number; leading zeros are decimal, there is no
-/// room for blanks. `*out` is left alone on failure. base: 10 or 16 (bare hex digits).
+/// room for blanks. `*out` is left alone on failure. base: 10, or 16 (hex digits only, no sign).
 int parse_int32(const char* text, int base, std::int32_t* out);
 /// @}
 
@@ -54,9 +54,9 @@ enum optionalpvariabletypes {
 };
 
 struct optionalpvariable {
-    char* name;  ///< heap string
+    char* name;         ///< heap string
     std::int32_t type;  ///< an optionalpvariabletypes
-    char* value;  ///< heap string: the text as written, without quotes, for every type
+    char* value;        ///< heap string: the text as written, without quotes, for every type
     std::int32_t long_value;
     double double_value;
     std::int32_t boolean_value;  ///< 0 or 1
@@ -76,7 +76,7 @@ optionalpvariable* optionalp_variables_searchbyname(linkedlist* list, const char
 /// Removes the records whose name begins with `prefix`, without regard to case; how many, or -1.
 int optionalp_variables_deletebynameprefix(linkedlist* list, const char* prefix);
 /// Gives the record of that name (without regard to case) the value and type, in its place, or adds
-/// one at the head. 0, or -1 for a null argument or a value that is not of the type.
+/// one at the head. 0, or -1 for a null argument, an empty name or a value not of the type.
 int optionalp_variables_insertorreplace(linkedlist* list, const char* name, const char* value,
                                         optionalpvariabletypes type);
 /// @}
