@@ -1,0 +1,261 @@
+#include "libcbase/Cstylecode.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "libcbase/memory.h"
+#include "tests/support/SystemLogTest.h"
+
+namespace {
+
+constexpr const char* kSocketPath = "/tmp/vexa_variables/sockets/cstylecode_test.socket";
+
+class LogTest : public SystemLogTest {
+  protected:
+    simulator::SystemLog::Line line_with(const std::string& part) const {
+        EXPECT_TRUE(logged(part)) << part;
+        for (const auto& line : log_.lines()) {
+            if (line.text.find(part) != std::string::npos) {
+                return line;
+            }
+        }
+        return {};
+    }
+};
+
+TEST_F(LogTest, GivesEachFunctionItsPriority) {
+    openlogfile();
+    const struct {
+        void (*log)(const char*, ...);
+        int priority;
+    } cases[] = {{error, 3},       {warning, 4}, {info, 6},         {verbose_info, 6},
+                 {logged_info, 6}, {debug, 7},   {verbose_debug, 7}};
+    int number = 0;
+    for (const auto& c : cases) {
+        const std::string text = "line " + std::to_string(++number);
+        errno = ENOENT;
+        c.log("%s of %d", text.c_str(), 7);
+        EXPECT_EQ(errno, ENOENT);
+        const auto line = line_with(text);
+        EXPECT_EQ(line.text, text + " of 7");
+        EXPECT_EQ(line.priority, c.priority) << text;
+        EXPECT_EQ(line.facility, 16);
+        EXPECT_EQ(line.pid, getpid());
+    }
+    byteinfo("nothing %d", 1);
+    EXPECT_TRUE(never_logged("nothing"));
+    closelogfile();
+}
+
+TEST_F(LogTest, CutsALineAt1023CharactersAndReadsItsTextOnce) {
+    error("start %s", std::string(2000, 'x').c_str());
+    EXPECT_EQ(line_with("start").text, "start " + std::string(1017, 'x'));
+    error("%s", "100% of %s and %n");
+    EXPECT_EQ(line_with("100%").text, "100% of %s and %n");
+}
+
+TEST(SignalLog, ReachesALogThatWasRestarted) {
+    prepare_signal_log();
+    prepare_signal_log();
+    error_from_signal_handler("nobody hears", 12);
+    for (int start = 0; start < 2; ++start) {
+        const simulator::SystemLog log;
+        error("an ordinary line");
+        errno = ENOENT;
+        error_from_signal_handler("signal text, not all", 11);
+        EXPECT_EQ(errno, ENOENT);
+        ASSERT_TRUE(log.wait_for("signal text"));
+        const auto lines = log.lines();
+        ASSERT_EQ(lines.size(), 2u);
+        EXPECT_EQ(lines[1].text, "signal text");
+        EXPECT_EQ(lines[1].priority, 3);
+        EXPECT_EQ(lines[1].facility, 16);
+        EXPECT_EQ(lines[1].ident, lines[0].ident);
+        EXPECT_EQ(lines[1].pid, getpid());
+    }
+}
+
+TEST(Descriptor, ClosesWhatItHoldsOnce) {
+    const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    FileDescriptor first(fd);
+    FileDescriptor second(std::move(first));
+    EXPECT_FALSE(first);
+    EXPECT_EQ(second.get(), fd);
+    errno = ENOENT;
+    second.reset();
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+}
+
+class SocketTest : public SystemLogTest {
+  protected:
+    ~SocketTest() override { unlink(kSocketPath); }
+    static bool closes_on_exec(const FileDescriptor& fd) {
+        return fcntl(fd.get(), F_GETFD) == FD_CLOEXEC;
+    }
+    static std::string with_pid(const std::string& text) {
+        return text + " for pid=" + std::to_string(getpid());
+    }
+};
+
+TEST_F(SocketTest, ServesAPathWhereAStaleFileStands) {
+    std::ofstream(kSocketPath) << "stale";
+    const FileDescriptor server(make_local_socket(kSocketPath, 1));
+    ASSERT_TRUE(server);
+    struct stat status {};
+    ASSERT_EQ(stat(kSocketPath, &status), 0);
+    EXPECT_EQ(status.st_mode, S_IFSOCK | 0777u);
+    const FileDescriptor client(make_localtcpclient_socket(kSocketPath));
+    EXPECT_TRUE(client);
+    EXPECT_TRUE(closes_on_exec(server) && closes_on_exec(client));
+}
+
+TEST_F(SocketTest, GivesUpAPeerThatDoesNotAccept) {
+    const FileDescriptor server(make_local_socket(kSocketPath, 0));
+    const FileDescriptor waiting(make_localtcpclient_socket(kSocketPath, 50));
+    ASSERT_TRUE(waiting);
+    EXPECT_EQ(make_localtcpclient_socket(kSocketPath, 50), -1);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_TRUE(
+        logged(with_pid("Cstylecode->make_localtcpclient_socket connect failed with error "
+                        "'Connection timed out'")));
+}
+
+TEST_F(SocketTest, RefusesAPathLongerThanTheAddress) {
+    // With 108 characters there is no room for the terminator; cut to 107 it would name another
+    // file.
+    const std::string path = "/tmp/" + std::string(103, 'p');
+    EXPECT_EQ(make_local_socket(path.c_str(), 1), -1);
+    EXPECT_EQ(make_localtcpclient_socket(path.c_str()), -1);
+    EXPECT_EQ(errno, ENAMETOOLONG);
+    EXPECT_EQ(make_localtcpclient_socket(""), -1);
+    EXPECT_TRUE(
+        logged("Cstylecode->make_local_socket bind failed with error 'File name too long'"));
+    EXPECT_TRUE(
+        logged(with_pid("Cstylecode->make_localtcpclient_socket connect failed with error "
+                        "'File name too long'")));
+}
+
+TEST_F(SocketTest, ServesAPortThatTheSystemChooses) {
+    int port = 0;
+    const FileDescriptor server(make_internet_socket_randomport(&port, 1));
+    ASSERT_TRUE(server);
+    EXPECT_GT(port, 0);
+    const FileDescriptor client(make_internettcpclient_socket("127.0.0.1", port));
+    ASSERT_TRUE(client);
+    EXPECT_TRUE(closes_on_exec(server) && closes_on_exec(client));
+
+    EXPECT_FALSE(FileDescriptor(make_internet_socket(port, 1)));
+    EXPECT_EQ(errno, EADDRINUSE);
+    EXPECT_TRUE(
+        logged("Cstylecode->make_internet_socket bind failed with error 'Address already in use'"));
+
+    ASSERT_TRUE(set_socket_timeouts(client.get(), 20));
+    char byte = 0;
+    EXPECT_EQ(recv(client.get(), &byte, 1, 0), -1);
+    EXPECT_EQ(errno, EAGAIN);
+    EXPECT_FALSE(set_socket_timeouts(client.get(), 0));
+}
+
+TEST_F(SocketTest, RefusesAddressesThatAreNone) {
+    const char* const kConnect =
+        "Cstylecode->make_internettcpclient_socket connect failed with error 'Invalid argument'";
+    EXPECT_EQ(make_internettcpclient_socket("127.0.0.1", 65536 + 80), -1);
+    EXPECT_EQ(make_internettcpclient_socket("127.0.0.1", -1), -1);
+    EXPECT_EQ(make_internettcpclient_socket("localhost", 80), -1);
+    EXPECT_EQ(lines_with(with_pid(kConnect)), 3u);
+    EXPECT_EQ(make_internet_socket(65536, 1), -1);
+    EXPECT_EQ(make_internettcpclient_socket("127.0.0.1", 1), -1);
+    EXPECT_EQ(errno, ECONNREFUSED);
+}
+
+class IdentityTest : public SystemLogTest {
+  protected:
+    // Runs `body` on a thread in a network of its own, whose loopback is called eth0.
+    template <typename Body>
+    static bool with_eth0(Body body) {
+        bool is_possible = false;
+        std::thread([&] {
+            is_possible = unshare(CLONE_NEWNET) == 0 && make_eth0();
+            if (is_possible) {
+                body();
+            }
+        }).join();
+        return is_possible;
+    }
+
+    static bool make_eth0() {
+        const FileDescriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        ifreq request{};
+        std::strcpy(request.ifr_name, "lo");
+        std::strcpy(request.ifr_newname, "eth0");
+        if (ioctl(fd.get(), SIOCSIFNAME, &request) != 0) {
+            return false;
+        }
+        std::strcpy(request.ifr_name, "eth0");
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = inet_addr("127.1.2.3");
+        std::memcpy(&request.ifr_addr, &address, sizeof(address));
+        if (ioctl(fd.get(), SIOCSIFADDR, &request) != 0 ||
+            ioctl(fd.get(), SIOCGIFHWADDR, &request) != 0) {
+            return false;
+        }
+        std::memcpy(request.ifr_hwaddr.sa_data, "\x02\x0A\xBC\x00\x9F\x01", 6);
+        return ioctl(fd.get(), SIOCSIFHWADDR, &request) == 0;
+    }
+
+    static std::string answer(int (*ask)(char**), int expected_result) {
+        char* text = nullptr;
+        EXPECT_EQ(ask(&text), expected_result);
+        return xstring(text).get();
+    }
+};
+
+TEST_F(IdentityTest, NamesEth0WhenItIsMissing) {
+    if (if_nametoindex("eth0") != 0) {
+        GTEST_SKIP() << "on a machine that has an eth0";
+    }
+    EXPECT_EQ(answer(getlocalip, -1), "No IP: ioctl function fail for interface eth0");
+    EXPECT_EQ(answer(getlocalmac, -1), "No MAC: ioctl function fail for interface eth0");
+    EXPECT_TRUE(
+        logged("Cstylecode->getlocalmac error: No MAC: ioctl function fail for interface eth0"));
+    unsigned char raw[6];
+    EXPECT_EQ(getlocalrawmac(raw), -1);
+}
+
+TEST_F(IdentityTest, TellsTheAddressesOfEth0) {
+    const bool is_possible = with_eth0([] {
+        EXPECT_EQ(answer(getlocalip, 0), "127.1.2.3");
+        EXPECT_EQ(answer(getlocalmac, 0), "02:0A:BC:00:9F:01");
+        unsigned char raw[6] = {};
+        EXPECT_EQ(getlocalrawmac(raw), 0);
+        EXPECT_EQ(std::memcmp(raw, "\x02\x0A\xBC\x00\x9F\x01", 6), 0);
+    });
+    if (!is_possible) {
+        GTEST_SKIP() << "no network of its own to be had here";
+    }
+}
+
+TEST(Encoders, WriteHexAndVersion) {
+    const unsigned char bytes[] = {0x00, 0xA5, 0xFF};
+    EXPECT_STREQ(xstring(convert_bytearraytohexstring(3, bytes)).get(), "00A5FF");
+    EXPECT_STREQ(xstring(convert_bytearraytohexstring(0, bytes + 1)).get(), "A5");
+    EXPECT_EQ(convert_bytearraytohexstring(3, nullptr), nullptr);
+    EXPECT_STREQ(xstring(libcbase_get_version()).get(), "0.0.15");
+}
+
+}  // namespace

@@ -1,0 +1,299 @@
+#include "libcbase/DBManagerutil.h"
+
+#include <chrono>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "libcbase/memory.h"
+#include "simulator/SocketServer.h"
+#include "tests/support/SystemLogTest.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using dbmanager_format::compose_response;
+using dbmanager_format::parse_response;
+using Texts = std::vector<std::string>;
+
+constexpr const char* kStatement = "SELECT optionalp FROM vexad_object WHERE id = 12";
+// The worked example of docs/formats/dbmanager.md.
+constexpr const char* kRequest =
+    "Request: DML-SQL\n"
+    "Type: SELECT\n"
+    "Statement payload length: 48\n"
+    "Statement: SELECT optionalp FROM vexad_object WHERE id = 12\n"
+    "\n";
+constexpr const char* kLengthLine = "Response payload length: 141";
+constexpr const char* kBody =
+    "Response: FSMC-000\n"
+    "LastInsertedID: 0\n"
+    "NextRows: 2\n"
+    "Row000001: ID,OPTIONALP\n"
+    "Row000002: 12,ip_address='127.0.0.1'|username='lumi'\n"
+    "Row000003: 13,\n";
+
+/// A service that answers each request with pieces of text, a short pause between them, and closes.
+class DatabaseTest : public SystemLogTest {
+  protected:
+    DatabaseTest() { server_.listen_tcp("127.0.0.1", 0); }
+
+    void answers(Texts pieces, std::chrono::milliseconds pause = std::chrono::milliseconds(5)) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        pieces_ = std::move(pieces);
+        pause_ = pause;
+    }
+    /// The last request, as it arrived.
+    std::string request() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return request_;
+    }
+
+    int asks(const char* function = "DML-SQL", const char* type = "SELECT",
+             const std::string& statement = kStatement) {
+        char* outputs[4];
+        const int result = dbmanager_socket_request(
+            server_.port(), function, type, std::to_string(statement.size()).c_str(),
+            statement.c_str(), &outputs[0], &outputs[1], &outputs[2], &outputs[3]);
+        const xstring owners[] = {xstring(outputs[0]), xstring(outputs[1]), xstring(outputs[2]),
+                                  xstring(outputs[3])};
+        std::string* const copies[] = {&first_line_, &status_, &length_, &body_};
+        for (int i = 0; i < 4; ++i) {
+            *copies[i] = owners[i] ? owners[i].get() : "(null)";
+        }
+        return result;
+    }
+    int asks_and_gets(Texts pieces) {
+        answers(std::move(pieces));
+        return asks();
+    }
+
+    std::string first_line_;
+    std::string status_;
+    std::string length_;
+    std::string body_;
+
+  private:
+    void serve(simulator::Connection& connection) {
+        const auto is_whole = [](const std::string& text) {
+            return text.size() >= 2 && text.compare(text.size() - 2, 2, "\n\n") == 0;
+        };
+        std::string request = connection.read_until(is_whole, std::chrono::seconds(5));
+        std::unique_lock<std::mutex> lock(mutex_);
+        request_ = std::move(request);
+        const Texts pieces = pieces_;
+        const auto pause = pause_;
+        lock.unlock();
+        for (const std::string& piece : pieces) {
+            if (!connection.write(piece)) {
+                break;
+            }
+            std::this_thread::sleep_for(pause);
+        }
+        connection.finish();
+    }
+
+    mutable std::mutex mutex_;  // guards the three below
+    std::string request_;
+    Texts pieces_;
+    std::chrono::milliseconds pause_{};
+    simulator::SocketServer server_{[this](simulator::Connection& c) { serve(c); }};
+};
+
+TEST_F(DatabaseTest, ExchangesTheWorkedExampleHoweverTheAnswerIsCut) {
+    const std::string answer = std::string(kLengthLine) + "\n" + kBody;
+    // In the first line, right behind it, and inside the status label.
+    for (const std::size_t cut :
+         {std::size_t{10}, answer.find('\n') + 1, answer.find("ponse: F")}) {
+        EXPECT_EQ(asks_and_gets({answer.substr(0, cut), answer.substr(cut)}), DBMANAGER_OK) << cut;
+        EXPECT_EQ(request(), kRequest);
+        EXPECT_EQ(first_line_, kLengthLine);
+        EXPECT_EQ(status_, "FSMC-000");
+        EXPECT_EQ(length_, "141");
+        EXPECT_EQ(body_, kBody);
+    }
+}
+
+TEST_F(DatabaseTest, CollectsABodyOfManyChunksAndKeepsWhatCameWithItsEnd) {
+    const std::string body = "Response: FSMC-000\n" + std::string(262144 - 19, 'x');
+    EXPECT_EQ(asks_and_gets({"response PAYLOAD length: 262144\n\n" + body}), DBMANAGER_OK);
+    EXPECT_EQ(body_, body);
+    EXPECT_EQ(asks_and_gets({"Response payload length: 4\nResponse: FSMC-000\n"}), DBMANAGER_OK);
+    EXPECT_EQ(length_, "19");
+}
+
+TEST_F(DatabaseTest, ReturnsTheNumberOfTheStatus) {
+    const struct {
+        const char* body;
+        const char* status;
+        int result;
+    } cases[] = {
+        {"Response: FSMC-013\n", "FSMC-013", 13},
+        {"Response: FSMC-000 done\n", "FSMC-000 done", 0},
+        {"LastInsertedID: 0\n", "FSMC-008", 8},
+        {"Response: FSMC-000", "FSMC-008", 8},
+        {"Response: fine\n", "fine", 8},
+        {"Response: FSMC-x\n", "FSMC-x", 8},
+        {"Response: FSMC--1\n", "FSMC--1", 8},
+        {"Response: FSMC-99999999999\n", "FSMC-99999999999", 8},
+        {"", "FSMC-008", 8},
+    };
+    for (const auto& c : cases) {
+        const std::string body = c.body;
+        const std::string line = "Response payload length: " + std::to_string(body.size()) + "\n";
+        EXPECT_EQ(asks_and_gets({line + body}), c.result) << body;
+        EXPECT_EQ(status_, c.status);
+    }
+}
+
+TEST_F(DatabaseTest, RefusesALengthThatIsNone) {
+    const std::string body = "\nResponse: FSMC-000\n";
+    const std::string lines[] = {"Response payload length: 12x",
+                                 "Response payload length: ",
+                                 "Response payload length: -1",
+                                 "Response payload length: 262145",
+                                 "Response payload length: 99999999999999999999",
+                                 "Payload: 12",
+                                 "",
+                                 "Response payload length: " + std::string(2000, '1'),
+                                 std::string("\0\xFF\x01", 3)};
+    for (const std::string& line : lines) {
+        EXPECT_EQ(asks_and_gets({line + body}), DBMANAGER_RECEIVE_FAILED) << line;
+        EXPECT_EQ(body_, "(null)");
+    }
+    EXPECT_EQ(lines_with("DBManagerutil->dbmanager_socket_request strtok parsing 'Response payload "
+                         "length: ' response tag failed for function DML-SQL"),
+              std::size(lines));
+}
+
+TEST_F(DatabaseTest, EndsWhenTheServiceClosesEarly) {
+    for (const char* answer : {"", "Response pay", "Response payload length: 20\n",
+                               "Response payload length: 20\nResponse: FSMC-000\n"}) {
+        EXPECT_EQ(asks_and_gets({answer}), DBMANAGER_RECEIVE_FAILED) << answer;
+        EXPECT_EQ(status_, "(null)");
+    }
+    EXPECT_EQ(
+        lines_with("DBManagerutil->dbmanager_socket_request recv reading response failed with "
+                   "error 'Connection reset by peer' for function DML-SQL"),
+        4u);
+}
+
+TEST_F(DatabaseTest, GivesUpAServiceThatDribbles) {
+    answers(Texts(60, "R"), std::chrono::milliseconds(250));
+    const auto start = Clock::now();
+    EXPECT_EQ(asks(), DBMANAGER_RECEIVE_FAILED);
+    const auto limit = std::chrono::seconds(dbmanager_format::kExchangeSeconds);
+    EXPECT_GE(Clock::now() - start, limit - std::chrono::milliseconds(1));
+    EXPECT_LT(Clock::now() - start, limit + std::chrono::seconds(3));
+}
+
+TEST_F(DatabaseTest, RefusesBeforeAnythingIsSent) {
+    answers({"Response payload length: 0\n"});
+    EXPECT_EQ(asks("DML", "SELECT"), DBMANAGER_UNSUPPORTED);
+    EXPECT_EQ(asks("DML-SQL", "VACUUM"), DBMANAGER_UNSUPPORTED);
+    EXPECT_TRUE(logged("DBManagerutil->dbmanager_socket_request error function DML not supported"));
+    EXPECT_TRUE(logged("DBManagerutil->dbmanager_socket_request error type VACUUM not supported"));
+    // All but the statement, when its length has five digits.
+    const std::size_t frame = std::string(kRequest).size() - std::string(kStatement).size() + 3;
+    const std::string longest(dbmanager_format::kRequestBufferBytes - 1 - frame, 's');
+    EXPECT_EQ(asks("DML-SQL", "SELECT", longest + "s"), DBMANAGER_SEND_FAILED);
+    EXPECT_EQ(request(), "");
+    EXPECT_EQ(asks("dml-sql", "select", longest), 8);
+    EXPECT_EQ(request().size(), dbmanager_format::kRequestBufferBytes - 1);
+    EXPECT_EQ(lines_with("DBManagerutil->dbmanager_socket_request send writing request failed with "
+                         "error 'Message too long' for function DML-SQL"),
+              1u);
+}
+
+using DatabaseCallTest = SystemLogTest;
+
+TEST_F(DatabaseCallTest, ReportsAnAbsentDatabase) {
+    int port = 0;
+    FileDescriptor(make_internet_socket_randomport(&port, 1)).reset();
+    char* outputs[4];
+    EXPECT_EQ(dbmanager_socket_request(port, "DDL-SQL", "TRANSACTION", "0", "", &outputs[0],
+                                       &outputs[1], &outputs[2], &outputs[3]),
+              DBMANAGER_CONNECT_FAILED);
+    EXPECT_EQ(outputs[3], nullptr);
+    EXPECT_TRUE(
+        logged("DBManagerutil->dbmanager_socket_request error opening socket DBManager clientside "
+               "for function DDL-SQL"));
+}
+
+TEST(DatabaseFormat, ReadsARequestByTheLengthOfItsStatement) {
+    const auto example = dbmanager_format::parse_request(kRequest);
+    ASSERT_TRUE(example);
+    EXPECT_EQ(dbmanager_format::compose_request(*example), kRequest);
+    const dbmanager_format::Request request{"DML-SQL", "INSERT", "INSERT\n\nStatement: x\n"};
+    const auto parsed = dbmanager_format::parse_request(compose_request(request));
+    ASSERT_TRUE(parsed);
+    EXPECT_EQ(parsed->statement, request.statement);
+    EXPECT_EQ(parsed->type, request.type);
+
+    const std::string whole = kRequest;
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        EXPECT_FALSE(dbmanager_format::parse_request(whole.substr(0, size))) << size;
+    }
+    EXPECT_FALSE(dbmanager_format::parse_request(whole + "\n"));
+    for (const char* number : {"47", "49", "-1", "4x", "2147483647", ""}) {
+        std::string other = whole;
+        EXPECT_FALSE(dbmanager_format::parse_request(other.replace(other.find("48"), 2, number)));
+    }
+}
+
+TEST(DatabaseFormat, ComposesTheWorkedExampleAndReadsItBack) {
+    const dbmanager_format::Response response{
+        "FSMC-000",
+        0,
+        {"id", "optionalp"},
+        {{"12", "ip_address='127.0.0.1'|username='lumi'"}, {"13", ""}}};
+    std::string expected = std::string(kLengthLine) + "\n" + kBody;
+    expected.replace(expected.find("ID,OPTIONALP"), 12, "id,optionalp");
+    EXPECT_EQ(compose_response(response), expected);
+
+    const auto parsed = parse_response(kBody);
+    EXPECT_EQ(parsed.columns, (Texts{"ID", "OPTIONALP"}));
+    EXPECT_EQ(parsed.rows, response.rows);
+    EXPECT_EQ(compose_response({"FSMC-000", 7, {"ID"}, {}}),
+              "Response payload length: 49\nResponse: FSMC-000\nLastInsertedID: 7\nNextRows: 0\n");
+}
+
+TEST(DatabaseFormat, ReadsWhateverABodyHolds) {
+    const auto odd = parse_response(
+        "LastInsertedID: 99x\nNextRows: 1\n"
+        "Row000001: msp,childobj_id\n\nRow\nRow000009: 1\nRow000002: 1,2,NextRows: 0\nx");
+    EXPECT_EQ(odd.status, "FSMC-000");
+    EXPECT_EQ(odd.last_inserted_id, 99);
+    EXPECT_EQ(odd.columns, (Texts{"MSP", "CHILDOBJ_ID"}));
+    EXPECT_EQ(odd.rows, (std::vector<Texts>{{"1"}, {"1", "2", "NextRows: 0"}}));
+
+    for (const char* none : {"", "NextRows: 0\nRow000001: A\nRow000002: 1\n",
+                             "NextRows: -2147483649\nRow000001: A\nRow000002: 1\n",
+                             "NextRows: x\nRow000001: A\nRow000002: 1\n", "NextRows: 5\nRow00000",
+                             "Row000001: NextRows: 3\nRow000002: 1\n"}) {
+        EXPECT_TRUE(parse_response(none).rows.empty()) << none;
+        EXPECT_TRUE(parse_response(none).columns.empty()) << none;
+    }
+    EXPECT_EQ(parse_response("LastInsertedID: 99999999999\n").last_inserted_id, 0);
+}
+
+TEST(DatabaseFormat, SplitsAtEverySeparator) {
+    using dbmanager_format::split;
+    EXPECT_EQ(split(",a,,b,", ","), (Texts{"", "a", "", "b", ""}));
+    EXPECT_EQ(split("a--b-c", "--"), (Texts{"a", "b-c"}));
+    EXPECT_EQ(split("abc", ""), (Texts{"abc"}));
+    EXPECT_EQ(split("", ","), (Texts{""}));
+}
+
+TEST(QueryResults, StartEmptyAndReleaseTheirTexts) {
+    queryresults* const record = queryresultsinit();
+    EXPECT_EQ(record->count, -1);
+    EXPECT_EQ(record->first, nullptr);
+    record->first = xstrcpy(nullptr, "first");
+    record->second = xstrcpy(nullptr, "second");
+    EXPECT_EQ(queryresultsfree(record), 0);
+    EXPECT_EQ(queryresultsfree(nullptr), -1);
+}
+
+}  // namespace

@@ -1,0 +1,219 @@
+#include "libcbase/utility.h"
+
+#include <memory>
+#include <string>
+
+#include "libcbase/memory.h"
+#include "tests/support/SystemLogTest.h"
+
+namespace {
+
+TEST(Numbers, AreReadWholeOrNotAtAll) {
+    const struct {
+        const char* text;
+        int base;
+        int result;
+        std::int32_t value;
+    } cases[] = {
+        {"0", 10, PARSE_NUMBER_OK, 0},
+        {"-12", 10, PARSE_NUMBER_OK, -12},
+        {"+7", 10, PARSE_NUMBER_OK, 7},
+        {"0000000010", 10, PARSE_NUMBER_OK, 10},
+        {"2147483647", 10, PARSE_NUMBER_OK, INT32_MAX},
+        {"-2147483648", 10, PARSE_NUMBER_OK, INT32_MIN},
+        {"00fFa0", 16, PARSE_NUMBER_OK, 0xFFA0},
+        {"2147483648", 10, PARSE_NUMBER_RANGE, 0},
+        {"-2147483649", 10, PARSE_NUMBER_RANGE, 0},
+        {"99999999999999999999999999999999", 10, PARSE_NUMBER_RANGE, 0},
+        {"FFFFFFFF", 16, PARSE_NUMBER_RANGE, 0},
+        {nullptr, 10, PARSE_NUMBER_INVALID, 0},
+        {"", 10, PARSE_NUMBER_INVALID, 0},
+        {"-", 10, PARSE_NUMBER_INVALID, 0},
+        {"--1", 10, PARSE_NUMBER_INVALID, 0},
+        {" 1", 10, PARSE_NUMBER_INVALID, 0},
+        {"1 ", 10, PARSE_NUMBER_INVALID, 0},
+        {"12x", 10, PARSE_NUMBER_INVALID, 0},
+        {"99999999999999999999999999999999x", 10, PARSE_NUMBER_INVALID, 0},
+        {"a", 10, PARSE_NUMBER_INVALID, 0},
+        {"0x1", 16, PARSE_NUMBER_INVALID, 0},
+        {"-1", 16, PARSE_NUMBER_INVALID, 0},
+    };
+    for (const auto& c : cases) {
+        std::int32_t value = 0;
+        EXPECT_EQ(parse_int32(c.text, c.base, &value), c.result) << (c.text ? c.text : "null");
+        EXPECT_EQ(value, c.value) << (c.text ? c.text : "null");
+    }
+}
+
+struct ReleaseList {
+    void operator()(linkedlist* list) const { linkedlist_deinit(&list); }
+};
+using List = std::unique_ptr<linkedlist, ReleaseList>;
+
+int numbers_released = 0;
+
+class LinkedListTest : public SystemLogTest {
+  protected:
+    LinkedListTest() : list_(linkedlist_init()) { numbers_released = 0; }
+
+    void adds(int number) {
+        const auto release = [](void* data) {
+            delete static_cast<int*>(data);
+            ++numbers_released;
+        };
+        linkedlist* list = list_.get();
+        ASSERT_EQ(linkedlist_add(&list, new int(number), release), 0);
+    }
+    static int value(void* data) { return data == nullptr ? -1 : *static_cast<int*>(data); }
+    static int is_even(void* data) { return value(data) % 2 == 0; }
+    static int is_any(void* /*data*/) { return 1; }
+    static char* describe(void* data) {
+        return xstrcpy(nullptr, std::to_string(value(data)).c_str());
+    }
+
+    List list_;
+};
+
+TEST_F(LinkedListTest, AddsAtTheHeadAndFindsFromThere) {
+    linkedlist* list = list_.get();
+    EXPECT_EQ(linkedlist_head(list), nullptr);
+    EXPECT_EQ(linkedlist_tail(list), nullptr);
+    EXPECT_EQ(linkedlist_search(&list, is_even), nullptr);
+    for (const int number : {1, 2, 3, 4, 5}) {
+        adds(number);
+    }
+    EXPECT_EQ(value(linkedlist_head(list)), 5);
+    EXPECT_EQ(value(linkedlist_tail(list)), 1);
+    EXPECT_EQ(value(linkedlist_search(&list, is_even)), 4);
+    EXPECT_EQ(value(linkedlist_search_firstorlast(&list, is_even, 0)), 2);
+    linkedlist_print(list, describe);
+    EXPECT_TRUE(logged("utility->linkedlist_print --- element count 5"));
+    EXPECT_TRUE(logged("utility->linkedlist_print --- element 3"));
+}
+
+TEST_F(LinkedListTest, DeletesEveryMatchAndReleasesItOnce) {
+    linkedlist* list = list_.get();
+    for (const int number : {2, 1, 4, 3, 6}) {
+        adds(number);
+    }
+    EXPECT_EQ(linkedlist_delete(&list, is_even), 3);
+    EXPECT_EQ(numbers_released, 3);
+    EXPECT_EQ(linkedlist_getelementcount(list), 2);
+    EXPECT_EQ(value(linkedlist_head(list)), 3);
+    EXPECT_EQ(value(linkedlist_tail(list)), 1);
+    EXPECT_EQ(linkedlist_delete(&list, is_any), 2);
+    EXPECT_EQ(linkedlist_delete(&list, is_any), 0);
+    EXPECT_EQ(numbers_released, 5);
+}
+
+TEST_F(LinkedListTest, ToleratesANullList) {
+    linkedlist* none = nullptr;
+    EXPECT_EQ(linkedlist_add(&none, this, nullptr), -1);
+    EXPECT_TRUE(logged("utility->linkedlist_add error: parameter list is null"));
+    EXPECT_EQ(linkedlist_add(nullptr, this, nullptr), -1);
+    EXPECT_EQ(linkedlist_delete(&none, is_any), -1);
+    EXPECT_EQ(linkedlist_search(&none, is_any), nullptr);
+    EXPECT_EQ(linkedlist_head(none), nullptr);
+    EXPECT_EQ(linkedlist_tail(none), nullptr);
+    EXPECT_EQ(linkedlist_getelementcount(none), -1);
+    linkedlist_print(none, describe);
+    linkedlist_deinit(&none);
+}
+
+class OptionalParametersTest : public SystemLogTest {
+  protected:
+    void parses(const char* text) { list_.reset(parse_optionalp_variables(text)); }
+    const optionalpvariable& find(const char* name) const {
+        static const optionalpvariable none{};
+        const optionalpvariable* found = optionalp_variables_searchbyname(list_.get(), name);
+        EXPECT_NE(found, nullptr) << name;
+        return found != nullptr ? *found : none;
+    }
+    std::string value(const char* name) const {
+        const char* text = find(name).value;
+        return text != nullptr ? text : "(null)";
+    }
+    std::string encoded() const { return xstring(encode_optionalp_variables(list_.get())).get(); }
+    int count() const { return linkedlist_getelementcount(list_.get()); }
+
+    List list_;
+};
+
+TEST_F(OptionalParametersTest, ReadsEveryTypeAndEncodesInReverse) {
+    parses("a=1|b='x y'|c=2.5|d=true");
+    EXPECT_EQ(find("a").type, OPTIONALP_LONG);
+    EXPECT_EQ(find("a").long_value, 1);
+    EXPECT_EQ(find("b").type, OPTIONALP_STRING);
+    EXPECT_EQ(value("b"), "x y");
+    EXPECT_EQ(find("c").type, OPTIONALP_DOUBLE);
+    EXPECT_EQ(find("c").double_value, 2.5);
+    EXPECT_EQ(find("d").type, OPTIONALP_BOOLEAN);
+    EXPECT_EQ(find("d").boolean_value, 1);
+    EXPECT_EQ(encoded(), "d=true|c=2.5|b='x y'|a=1");
+    EXPECT_TRUE(never_logged("utility->"));
+}
+
+TEST_F(OptionalParametersTest, FindsANameInAnyCaseTheLatestFirst) {
+    parses("username='first'|UserName=\"lumi\"|ip_address='127.0.0.1'");
+    EXPECT_EQ(value("USERNAME"), "lumi");
+    EXPECT_EQ(optionalp_variables_searchbyname(list_.get(), "user"), nullptr);
+    EXPECT_EQ(optionalp_variables_searchbyname(nullptr, "user"), nullptr);
+}
+
+TEST_F(OptionalParametersTest, KeepsAsAStringWhatIsNoNumberOfTheBoard) {
+    parses(
+        "text=12abc|big=3000000000|small=-2147483648|comma=2,5|huge=1e999.|far=1.0e999|none=|p=.");
+    for (const char* name : {"text", "big", "comma", "huge", "far", "none", "p"}) {
+        EXPECT_EQ(find(name).type, OPTIONALP_STRING) << name;
+    }
+    EXPECT_EQ(value("text"), "12abc");
+    EXPECT_EQ(find("small").long_value, INT32_MIN);
+    const std::string start = "utility->parse_optionalp_variables error converting in ";
+    EXPECT_EQ(lines_with(start + "long the string '12abc': Invalid argument"), 1u);
+    EXPECT_EQ(lines_with(start + "long the string '3000000000': Numerical result out of range"),
+              1u);
+    EXPECT_EQ(lines_with(start + "double the string '2,5': Invalid argument"), 1u);
+    EXPECT_EQ(lines_with(start + "double the string '1.0e999': Numerical result out of range"), 1u);
+    EXPECT_EQ(lines_with(start), 7u);
+    EXPECT_EQ(log_.lines().front().priority, 4);
+}
+
+TEST_F(OptionalParametersTest, TakesWhatStandsInQuotesAndDropsWhatHasNoName) {
+    parses("||a='it\"s' x|\"b\"|=1|b=x'in'y|c=\"no end|d='a\"b\"'|e=k=1|");
+    EXPECT_EQ(count(), 5);
+    EXPECT_EQ(value("a"), "s' x");
+    EXPECT_EQ(value("b"), "in");
+    EXPECT_EQ(value("c"), "no end");
+    EXPECT_EQ(value("d"), "b");
+    EXPECT_EQ(value("e"), "k=1");
+    for (const char* nothing : {"", static_cast<const char*>(nullptr), "|", "="}) {
+        parses(nothing);
+        EXPECT_EQ(count(), 0);
+        EXPECT_EQ(encoded(), "");
+    }
+}
+
+TEST_F(OptionalParametersTest, DeletesByPrefixAlsoAtTheHead) {
+    parses("hue_a=1|ip='x'|HUE_b=2|hue=3");
+    EXPECT_EQ(optionalp_variables_deletebynameprefix(list_.get(), "Hue_"), 2);
+    EXPECT_EQ(encoded(), "hue=3|ip='x'");
+    EXPECT_EQ(optionalp_variables_deletebynameprefix(list_.get(), ""), 2);
+    EXPECT_EQ(optionalp_variables_deletebynameprefix(nullptr, ""), -1);
+}
+
+TEST_F(OptionalParametersTest, ReplacesInPlaceAndKeepsNamesUnique) {
+    parses("b=1|a=1|B=2|c=3");
+    linkedlist* list = list_.get();
+    EXPECT_EQ(optionalp_variables_insertorreplace(list, "b", "x", OPTIONALP_STRING), 0);
+    EXPECT_EQ(encoded(), "c=3|b='x'|a=1");
+    EXPECT_EQ(optionalp_variables_insertorreplace(list, "d", "2.5", OPTIONALP_DOUBLE), 0);
+    EXPECT_EQ(optionalp_variables_insertorreplace(list, "e", "5", OPTIONALP_UNKNOWN), 0);
+    EXPECT_EQ(encoded(), "e=|d=2.5|c=3|b='x'|a=1");
+    EXPECT_EQ(optionalp_variables_insertorreplace(list, "a", "1x", OPTIONALP_LONG), -1);
+    EXPECT_EQ(optionalp_variables_insertorreplace(list, "a", "yes", OPTIONALP_BOOLEAN), -1);
+    EXPECT_EQ(optionalp_variables_insertorreplace(list, "", "1", OPTIONALP_LONG), -1);
+    EXPECT_EQ(optionalp_variables_insertorreplace(nullptr, "a", "1", OPTIONALP_LONG), -1);
+    EXPECT_EQ(encoded(), "e=|d=2.5|c=3|b='x'|a=1");
+}
+
+}  // namespace

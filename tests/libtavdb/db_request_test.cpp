@@ -1,0 +1,129 @@
+#include "libtavdb/db_request.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "simulator/DatabaseService.h"
+
+namespace {
+
+using libtavdb::db_request;
+using simulator::DatabaseService;
+using Fault = DatabaseService::Fault;
+using Row = std::map<std::string, std::string>;
+
+constexpr const char* kTables = R"(
+    CREATE TABLE vexad_object (id INTEGER PRIMARY KEY, msp TEXT, optionalp TEXT);
+    INSERT INTO vexad_object VALUES (12, 'lamp', 'username=''lumi'''), (15, 'dim', NULL);
+)";
+constexpr const char* kSelect = "select id, msp, optionalp from vexad_object order by id";
+
+class DbRequestTest : public testing::Test {
+  protected:
+    db_request asks(const char* query) const { return db_request(service_.port(), query); }
+    std::string error_of(int port, const char* query) const {
+        const db_request request(port, query);
+        EXPECT_EQ(request.get_rows_num(), 0);
+        EXPECT_EQ(request.get_fields_num(), 0);
+        return request.get_last_error();
+    }
+
+    DatabaseService service_{kTables, {}, 0};
+};
+
+TEST_F(DbRequestTest, ReadsRowsByColumnNameInUpperCase) {
+    const db_request request = asks(kSelect);
+    EXPECT_STREQ(request.get_last_error(), "");
+    EXPECT_EQ(request.get_fields_num(), 3);
+    ASSERT_EQ(request.get_rows_num(), 2);
+    EXPECT_EQ(request.rows.at(1),
+              (Row{{"ID", "12"}, {"MSP", "lamp"}, {"OPTIONALP", "username='lumi'"}}));
+    EXPECT_EQ(request.rows.at(2), (Row{{"ID", "15"}, {"MSP", "dim"}, {"OPTIONALP", ""}}));
+}
+
+TEST_F(DbRequestTest, ChangesTheDatabase) {
+    EXPECT_EQ(asks("Insert INTO vexad_object (id, msp) VALUES (77, 'new')").get_last_insert_id(),
+              77);
+    EXPECT_STREQ(asks("UPDATE vexad_object SET msp = 'x' WHERE id = 12").get_last_error(), "");
+    EXPECT_STREQ(asks("delete FROM vexad_object WHERE id = 15").get_last_error(), "");
+    EXPECT_EQ(service_.rows("SELECT id, msp FROM vexad_object"),
+              (std::vector<std::vector<std::string>>{{"12", "x"}, {"77", "new"}}));
+    const db_request none = asks("SELECT id FROM vexad_object WHERE id = 1");
+    EXPECT_STREQ(none.get_last_error(), "");
+    EXPECT_EQ(none.get_rows_num(), 0);
+}
+
+TEST_F(DbRequestTest, NamesWhatIsWrongWithARequest) {
+    const int port = service_.port();
+    for (const int wrong : {0, -45168, 65536}) {
+        const std::string error = error_of(wrong, kSelect);
+        EXPECT_EQ(error.find("db_request::db_request error database service port <" +
+                             std::to_string(wrong)),
+                  0u);
+    }
+    EXPECT_EQ(error_of(port, nullptr), "db_request::db_request error query is NULL");
+    EXPECT_EQ(error_of(port, ""),
+              "db_request::db_request error cannot validate <> as SQL query, nested error is "
+              "<db_request::validate_query error query is NULL>");
+    EXPECT_EQ(error_of(port, "SELEC"),
+              "db_request::db_request error cannot validate <SELEC> as SQL query, nested error is "
+              "<db_request::validate_query error query <SELEC> is not in recognizable format>");
+    EXPECT_EQ(service_.connections(), 0);
+}
+
+TEST_F(DbRequestTest, ReportsAServiceThatFails) {
+    const struct {
+        Fault fault;
+        const char* result;
+    } cases[] = {{Fault::error_status, "13"},
+                 {Fault::closes_early, "311"},
+                 {Fault::announces_too_much, "311"},
+                 {Fault::rubbish, "311"}};
+    for (const auto& c : cases) {
+        service_.fails(c.fault);
+        EXPECT_EQ(error_of(service_.port(), kSelect),
+                  "db_request::db_request error calling dbmanager_socket_request <" +
+                      std::string(c.result) + ">");
+    }
+    service_.vanishes();
+    EXPECT_EQ(error_of(service_.port(), kSelect),
+              "db_request::db_request error calling dbmanager_socket_request <308>");
+    service_.recovers();
+    EXPECT_EQ(asks(kSelect).get_rows_num(), 2);
+}
+
+TEST_F(DbRequestTest, TakesRowsThatAreTooShortTooLongOrMissAColumn) {
+    service_.fails(Fault::rows_too_short);
+    EXPECT_EQ(asks(kSelect).rows.at(1), (Row{{"ID", "12"}, {"MSP", "lamp"}}));
+    service_.fails(Fault::rows_too_long);
+    EXPECT_EQ(asks(kSelect).rows.at(2), (Row{{"ID", "15"}, {"MSP", "dim"}, {"OPTIONALP", ""}}));
+    service_.fails(Fault::announces_too_little);
+    EXPECT_EQ(asks(kSelect).get_rows_num(), 2);
+    service_.recovers();
+    service_.hides_column("MSP");
+    EXPECT_EQ(asks(kSelect).rows.at(1), (Row{{"ID", "12"}, {"OPTIONALP", "username='lumi'"}}));
+}
+
+TEST_F(DbRequestTest, KnowsAStatementByItsFirstWord) {
+    db_request request(0, "");
+    const struct {
+        const char* query;
+        int type;
+    } cases[] = {{"insert", 1}, {"DELETE from x", 2}, {"Update x", 3}, {"select", 4}};
+    for (const auto& c : cases) {
+        int type = 0;
+        EXPECT_EQ(request.validate_query(c.query, &type), 0);
+        EXPECT_EQ(type, c.type);
+    }
+    int type = 0;
+    EXPECT_EQ(request.validate_query(" SELECT 1", &type), -1);
+    EXPECT_EQ(type, 0);
+    std::vector<std::string> parts{"kept"};
+    db_request::split("a|b", "|", parts);
+    EXPECT_EQ(parts, (std::vector<std::string>{"kept", "a", "b"}));
+    EXPECT_STREQ(db_request::get_version(), "0.0.11");
+}
+
+}  // namespace
