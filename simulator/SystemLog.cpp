@@ -63,7 +63,13 @@ SystemLog::SystemLog() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) 
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, kLogPath, sizeof(address.sun_path) - 1);
-    if (bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+    const auto* name = reinterpret_cast<const sockaddr*>(&address);
+    // What a log that is gone left behind, outside a sandbox, is in nobody's use.
+    const FileDescriptor probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (connect(probe.get(), name, sizeof(address)) != 0 && errno == ECONNREFUSED) {
+        unlink(kLogPath);
+    }
+    if (bind(socket_.get(), name, sizeof(address)) != 0) {
         throw std::system_error(errno, std::generic_category(), kLogPath);
     }
     chmod(kLogPath, 0666);
@@ -91,17 +97,24 @@ void SystemLog::receive() {
         if ((ready[0].revents & POLLIN) != 0) {
             const ssize_t length = recv(socket_.get(), buffer, sizeof(buffer), MSG_DONTWAIT);
             if (length > 0) {
-                Line line = parse(std::string(buffer, static_cast<std::size_t>(length)));
-                const std::lock_guard<std::mutex> lock(mutex_);
-                if (listener_) {
-                    listener_(line);
-                }
-                lines_.push_back(std::move(line));
-                arrived_.notify_all();
+                keep(parse(std::string(buffer, static_cast<std::size_t>(length))));
             }
         } else if (ready[1].revents != 0) {
             return;
         }
+    }
+}
+
+void SystemLog::keep(const Line& line) {
+    std::function<void(const Line&)> listener;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        lines_.push_back(line);
+        listener = listener_;
+    }
+    arrived_.notify_all();
+    if (listener) {
+        listener(line);
     }
 }
 

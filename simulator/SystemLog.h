@@ -43,6 +43,7 @@ class SystemLog final {
 
   private:
     void receive();
+    void keep(const Line& line);
     std::size_t count_locked(const std::string& part) const;
 
     FileDescriptor socket_;

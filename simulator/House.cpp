@@ -1,0 +1,158 @@
+#include "simulator/House.h"
+
+#include <cstdlib>
+#include <stdexcept>
+#include <system_error>
+
+#include "libcbase/utility.h"
+#include "simulator/JsonText.h"
+
+namespace simulator {
+namespace {
+
+constexpr const char* kDaemonName = "lumivad";
+constexpr std::chrono::seconds kReadyLimit{30};
+constexpr const char* kRoleTag = "tag_complex_element=";
+
+struct DeinitList {
+    void operator()(linkedlist* list) const { linkedlist_deinit(&list); }
+};
+
+std::string text_of(linkedlist* variables, const char* name) {
+    const optionalpvariable* found = optionalp_variables_searchbyname(variables, name);
+    return found == nullptr || found->value == nullptr ? "" : found->value;
+}
+
+// The word behind the tag, with or without its quotes.
+std::string role_of(const std::string& optional) {
+    const std::size_t tag = optional.find(kRoleTag);
+    if (tag == std::string::npos || optional.find("preset") != std::string::npos) {
+        return {};
+    }
+    std::string word = optional.substr(tag + std::string(kRoleTag).size());
+    word.erase(0, word.find_first_not_of('\''));
+    return word.substr(0, word.find_first_of("'|"));
+}
+
+// One line: a line break and the blanks behind it become one blank.
+std::string in_one_line(const std::string& text) {
+    std::string line;
+    for (const char c : text) {
+        const bool is_space = c == '\n' || c == '\t' || c == ' ';
+        if (!is_space) {
+            line += c;
+        } else if (!line.empty() && line.back() != ' ') {
+            line += ' ';
+        }
+    }
+    return line.substr(0, line.find_last_not_of(' ') + 1);
+}
+
+const char* priority_name(int priority) {
+    return priority <= 3 ? "error" : priority == 4 ? "warning" : "info";
+}
+
+std::unique_ptr<SystemLog> take_over_log() {
+    try {
+        return std::make_unique<SystemLog>();
+    } catch (const std::system_error&) {
+        return nullptr;
+    }
+}
+
+}  // namespace
+
+std::string House::sample_sql() {
+    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/sample-house.sql";
+}
+
+std::string House::sample_lights() {
+    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/sample-lights.json";
+}
+
+House::House(const Options& options, Journal::Listener listener)
+    : daemon_path_(options.daemon),
+      journal_(std::move(listener)),
+      log_(take_over_log()),
+      database_(load_text_file(options.sql_file), journal_.sink()),
+      core_(journal_.sink()) {
+    if (log_) {
+        log_->on_line([this](const SystemLog::Line& line) { take_log_line(line); });
+    }
+    Bridge::Setup setup;
+    setup.lights = load_json_file(options.lights_file);
+    find_bridge(setup);
+    bridge_ = std::make_unique<Bridge>(setup, journal_.sink());
+}
+
+House::~House() {
+    stop();
+}
+
+void House::find_bridge(Bridge::Setup& setup) {
+    const auto rows = database_.rows(
+        "SELECT id, optionalp FROM vexad_object WHERE optionalp LIKE '%ip_address%' ORDER BY id");
+    if (rows.empty()) {
+        throw std::runtime_error("no object of the installation has an ip_address: no bridge");
+    }
+    runner_ = std::atoi(rows[0][0].c_str());
+    const std::unique_ptr<linkedlist, DeinitList> variables(
+        parse_optionalp_variables(rows[0][1].c_str()));
+    setup.address = text_of(variables.get(), "ip_address");
+    setup.username = text_of(variables.get(), "username");
+}
+
+void House::take_log_line(const SystemLog::Line& line) {
+    if (line.ident == kDaemonName) {
+        journal_.add(EventKind::log,
+                     std::string(priority_name(line.priority)) + ": " + in_one_line(line.text));
+    }
+}
+
+std::optional<DaemonProcess::StartStatus> House::start() {
+    daemon_ = std::make_unique<DaemonProcess>(
+        daemon_path_, std::vector<std::string>{"--id", std::to_string(runner_)});
+    const auto status = daemon_->start_status(kStartLimit);
+    if (status) {
+        journal_.add(EventKind::house,
+                     "lumivad gives its start status: " + std::to_string(status->status) + "," +
+                         std::to_string(status->port));
+        core_.talks_to(status->port);
+    }
+    return status;
+}
+
+bool House::wait_until_ready() const {
+    return wait_for([this] { return bridge_->count("GET", "/lights") > 0; }, kReadyLimit);
+}
+
+std::optional<DaemonProcess::Ending> House::stop() {
+    if (!daemon_) {
+        return std::nullopt;
+    }
+    const DaemonProcess::Ending ending = daemon_->stop();
+    journal_.add(EventKind::house, "lumivad ended with " + ending.text());
+    daemon_.reset();
+    return ending;
+}
+
+std::vector<House::RoleObject> House::objects() {
+    std::vector<RoleObject> objects;
+    const auto rows = database_.rows(
+        "SELECT role.childobj_id, light.msp, role.optional, child.name "
+        "FROM vexad_object_relation AS role "
+        "JOIN vexad_object_relation AS place ON place.childobj_id = role.parentobj_id "
+        "JOIN vexad_object AS light ON light.id = role.parentobj_id "
+        "LEFT JOIN vexad_object AS child ON child.id = role.childobj_id "
+        "WHERE place.parentobj_id = " +
+        std::to_string(runner_) + " ORDER BY role.childobj_id");
+    for (const auto& row : rows) {
+        const std::string role = role_of(row[2]);
+        if (!role.empty()) {
+            objects.push_back({std::atoi(row[0].c_str()), std::atoi(row[1].c_str()), role, row[3]});
+        }
+    }
+    return objects;
+}
+
+}  // namespace simulator

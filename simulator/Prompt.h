@@ -1,0 +1,57 @@
+/// The commands of the program house, from a person or from a script. One controlling thread.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "simulator/Console.h"
+#include "simulator/House.h"
+
+namespace simulator {
+
+class Prompt final {
+  public:
+    /// `is_interrupted` ends a wait.
+    Prompt(House& house, Console& console, std::function<bool()> is_interrupted);
+
+    /// Carries out one line; an empty one and one that begins with '#' do nothing. False when it is
+    /// no command, or what it expected did not come: both are printed.
+    bool run(const std::string& line);
+    /// True after quit.
+    bool is_over() const { return is_over_; }
+
+    /// What the commands are, for a person.
+    static std::string help();
+
+  private:
+    using Words = std::vector<std::string>;
+    struct Command;
+    static const Command kCommands[];
+
+    bool set(const Words& words);
+    bool bulb(const Words& words);
+    bool list(const Words& words);
+    bool bridge(const Words& words);
+    bool core(const Words& words);
+    bool wait(const Words& words);
+    bool expect(const Words& words);
+    bool say(const Words& words);
+    bool print_help(const Words& words);
+    bool quit(const Words& words);
+
+    bool fail(const std::string& text);
+    void list_lights();
+    void list_objects();
+    std::string light_text(int id, const std::string& field);
+    bool wait_for(const std::function<bool()>& predicate, double seconds);
+
+    House& house_;
+    Console& console_;
+    std::function<bool()> is_interrupted_;
+    std::size_t heading_ = 0;  // index of the first event behind the last heading
+    bool is_over_ = false;
+};
+
+}  // namespace simulator

@@ -1,0 +1,220 @@
+// house: a simulated house with the real daemon in it, for a person or a script.
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "simulator/Console.h"
+#include "simulator/House.h"
+#include "simulator/Prompt.h"
+#include "simulator/Sandbox.h"
+
+namespace {
+
+using simulator::Console;
+using simulator::House;
+using simulator::Prompt;
+
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+constexpr int kExitInterrupted = 130;
+
+std::atomic<int> interrupt_fd{-1};
+volatile std::sig_atomic_t was_interrupted = 0;
+
+void handle_interrupt(int) {
+    was_interrupted = 1;
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(interrupt_fd, &one, sizeof(one));
+}
+
+void install_interrupt() {
+    interrupt_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    struct sigaction action {};
+    action.sa_handler = handle_interrupt;
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaction(number, &action, nullptr);
+    }
+}
+
+bool is_interrupted() {
+    return was_interrupted != 0;
+}
+
+struct Arguments {
+    House::Options house;
+    std::string script;
+    bool shows_all = false;
+    bool wants_help = false;
+};
+
+std::optional<Arguments> parse_arguments(int argc, char** argv) {
+    Arguments arguments;
+    for (int i = 1; i < argc; ++i) {
+        const std::string option = argv[i];
+        std::string* text = option == "--daemon"   ? &arguments.house.daemon
+                            : option == "--sql"    ? &arguments.house.sql_file
+                            : option == "--lights" ? &arguments.house.lights_file
+                            : option == "--script" ? &arguments.script
+                                                   : nullptr;
+        if (text != nullptr && i + 1 < argc) {
+            *text = argv[++i];
+        } else if (option == "--all") {
+            arguments.shows_all = true;
+        } else if (option == "--help") {
+            arguments.wants_help = true;
+        } else {
+            return std::nullopt;
+        }
+    }
+    return arguments;
+}
+
+void print_help(std::FILE* out) {
+    std::fprintf(
+        out,
+        "house [--daemon PATH] [--sql FILE] [--lights FILE] [--script FILE] [--all]\n\n"
+        "Starts a house of its own (core, database, bridge with lights, system log) and the"
+        " daemon\nin it, prints what they say to each other, and takes commands.\n\n"
+        "  --daemon PATH   the program to run (lumivad beside this program's folder)\n"
+        "  --sql FILE      the installation (%s)\n"
+        "  --lights FILE   the bridge's lights (%s)\n"
+        "  --script FILE   takes the commands from FILE; the first one that fails ends it"
+        " with exit code 1\n"
+        "  --all           prints also what is said at every poll in the same words\n\n"
+        "Commands:\n%s",
+        House::sample_sql().c_str(), House::sample_lights().c_str(), Prompt::help().c_str());
+}
+
+// build/release/simulator/house starts build/release/src/lumivad.
+std::string daemon_beside() {
+    char path[4096];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
+    const std::string self(path, static_cast<std::size_t>(length > 0 ? length : 0));
+    const std::string folder = self.substr(0, self.rfind('/'));
+    return folder.substr(0, folder.rfind('/')) + "/src/lumivad";
+}
+
+int run_script(const std::string& path, Prompt& prompt, Console& console) {
+    std::ifstream file(path);
+    if (!file) {
+        console.print("cannot read " + path);
+        return kExitFailure;
+    }
+    int number = 0;
+    for (std::string line; !prompt.is_over() && std::getline(file, line);) {
+        ++number;
+        const bool is_done = prompt.run(line);
+        if (is_interrupted()) {
+            return kExitInterrupted;
+        }
+        if (!is_done) {
+            console.print(path + ":" + std::to_string(number) + ": " + line);
+            return kExitFailure;
+        }
+    }
+    return 0;
+}
+
+// The next line of standard input; nothing at its end or when interrupted.
+std::optional<std::string> read_line(std::string& unread) {
+    for (;;) {
+        const std::size_t end = unread.find('\n');
+        if (end != std::string::npos) {
+            const std::string line = unread.substr(0, end);
+            unread.erase(0, end + 1);
+            return line;
+        }
+        pollfd ready[2] = {{STDIN_FILENO, POLLIN, 0}, {interrupt_fd, POLLIN, 0}};
+        char chunk[512];
+        if (poll(ready, 2, -1) < 0 && !is_interrupted()) {
+            continue;
+        }
+        const ssize_t length = is_interrupted() ? 0 : read(STDIN_FILENO, chunk, sizeof(chunk));
+        if (length <= 0) {
+            return std::nullopt;
+        }
+        unread.append(chunk, static_cast<std::size_t>(length));
+    }
+}
+
+int run_prompt(Prompt& prompt, Console& console) {
+    if (isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0) {
+        console.print("\"help\" shows the commands, \"quit\" ends the house");
+        console.set_prompt("house> ");
+    }
+    std::string unread;
+    while (!prompt.is_over()) {
+        const auto line = read_line(unread);
+        if (!line) {
+            break;
+        }
+        prompt.run(*line);
+        console.set_prompt(isatty(STDOUT_FILENO) != 0 ? "house> " : "");
+    }
+    console.set_prompt("");
+    return 0;
+}
+
+int run_house(const Arguments& arguments, Console& console) {
+    House house(arguments.house,
+                [&console](const simulator::Event& event) { console.print(event); });
+    if (house.log() == nullptr) {
+        console.print("the machine's log cannot be taken over: the daemon's log lines go there");
+    }
+    const auto status = house.start();
+    if (!status || status->status != 0 || !house.wait_until_ready()) {
+        console.print("!! the daemon did not come up");
+        house.stop();
+        return kExitFailure;
+    }
+    Prompt prompt(house, console, is_interrupted);
+    const int result = arguments.script.empty() ? run_prompt(prompt, console)
+                                                : run_script(arguments.script, prompt, console);
+    const bool was_running = house.daemon().is_running();
+    const auto ending = house.stop();
+    if (!was_running || !ending || !ending->is_success()) {
+        console.print("!! the daemon did not end as it should");
+        return kExitFailure;
+    }
+    return result;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::optional<Arguments> arguments = parse_arguments(argc, argv);
+    if (!arguments || arguments->wants_help) {
+        print_help(arguments ? stdout : stderr);
+        return arguments ? 0 : kExitUsage;
+    }
+    if (arguments->house.daemon.empty()) {
+        arguments->house.daemon = daemon_beside();
+    }
+    try {
+        // First, while there is one thread.
+        const simulator::Sandbox sandbox = simulator::Sandbox::enter();
+        install_interrupt();
+        Console console(std::cout, arguments->shows_all);
+        if (!sandbox.is_private()) {
+            console.print("no namespaces here (" + sandbox.reason() +
+                          "): the house stands on the machine's own loopback, ports and paths");
+        }
+        return run_house(*arguments, console);
+    } catch (const std::exception& problem) {
+        std::fprintf(stderr, "house: %s\n", problem.what());
+        return kExitFailure;
+    }
+}
