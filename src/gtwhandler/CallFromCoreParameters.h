@@ -1,0 +1,28 @@
+/// One request of the core, as the gateways see it: the object that it is about and five texts.
+///
+/// Made and destroyed by the event loop around the callbacks; a gateway that keeps one keeps a
+/// clone.
+#pragma once
+
+#include <string>
+
+namespace callfromcoreparametersnamespace {
+
+class CallFromCoreParameters final {
+  public:
+    /// Copies the texts; null counts as empty.
+    CallFromCoreParameters(long objectId, const char* action, const char* p2, const char* p3,
+                           const char* p4, const char* p5);
+
+    /// A copy that outlives this one; the caller deletes it.
+    CallFromCoreParameters* clone() const;
+
+    long objectId;       ///< ID of an object of the installation, within 32 bits
+    std::string action;  ///< parameter 1 of the request: "RUN", "QUIT" and so on
+    std::string p2;      ///< parameter 2: the payload of a "RUN"
+    std::string p3;      ///< parameter 3; empty, as each of these, where the request had none
+    std::string p4;
+    std::string p5;
+};
+
+}  // namespace callfromcoreparametersnamespace

@@ -1,0 +1,256 @@
+#include "gtwhandler/GtwHandler.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include "gtwhandler/GtwHandlerSignals.h"
+
+namespace gtwhandlernamespace {
+
+using gtwbasenamespace::GtwBaseClass;
+using gtwlistelementnamespace::GtwListElement;
+
+namespace {
+
+constexpr int kBacklog = 64;
+constexpr int kNamedEndpointPort = -1;
+constexpr int kAnyPort = 0;
+constexpr std::size_t kErrorBytes = 256;
+// One select of a step; a longer step has several.
+constexpr std::chrono::microseconds kLongestSelect = std::chrono::hours(1);
+
+}  // namespace
+
+GtwHandler::GtwHandler(const char* name, int port) : local_port_(port) {
+    if (name != nullptr) {
+        endpoint_name_ = name;
+    }
+    FD_ZERO(&read_set_);
+}
+
+GtwHandler::GtwHandler(const char* name, int /*argc*/, char** /*argv*/)
+    : GtwHandler(name, kNamedEndpointPort) {}
+
+GtwHandler::GtwHandler(int port, int /*argc*/, char** /*argv*/) : GtwHandler(nullptr, port) {}
+
+GtwHandler::GtwHandler(int /*argc*/, char** /*argv*/) : GtwHandler(nullptr, kAnyPort) {}
+
+int GtwHandler::initialize() {
+    prepare_signal_log();
+    if (!installSignalHandlers()) {
+        return -1;
+    }
+    if (!openCommandsEndpoint()) {
+        setLastError("GtwHandler::initialize error cannot initialize commands endpoint");
+        return -1;
+    }
+    refreshMaxFd();
+    return 0;
+}
+
+bool GtwHandler::installSignalHandlers() {
+    for (const SignalAction& entry : kSignalActions) {
+        struct sigaction action {};
+        action.sa_handler = entry.handler;
+        action.sa_flags = entry.flags;
+        if (sigemptyset(&action.sa_mask) != 0) {
+            setLastError("GtwHandler::initialize error sigemptyset %s '%s'", entry.action_name,
+                         strerror(errno));
+            return false;
+        }
+        if (sigaction(entry.number, &action, nullptr) != 0) {
+            setLastError("GtwHandler::initialize error cannot initialize %s handler", entry.name);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool GtwHandler::openCommandsEndpoint() {
+    listener_.reset();
+    if (endpoint_name_) {
+        listener_.reset(make_local_socket(endpoint_name_->c_str(), kBacklog));
+    } else if (local_port_ == kAnyPort) {
+        listener_.reset(make_internet_socket_randomport(&local_port_, kBacklog));
+    } else if (local_port_ > kAnyPort) {
+        listener_.reset(make_internet_socket(local_port_, kBacklog));
+    }
+    // A connection may be gone again by the time that it is accepted: the accept must not wait.
+    if (listener_ &&
+        (listener_.get() >= FD_SETSIZE || fcntl(listener_.get(), F_SETFL, O_NONBLOCK) != 0)) {
+        listener_.reset();
+    }
+    return static_cast<bool>(listener_);
+}
+
+int GtwHandler::run() {
+    const Clock::time_point step_end = Clock::now() + select_timeout_;
+    while (true) {
+        fd_set ready;
+        const int ready_count = waitForInput(step_end, ready);
+        if (ready_count < 0) {
+            setLastError("GtwHandler::run select failed with error '%s'", strerror(errno));
+            return -1;
+        }
+        if (const std::optional<int> result = serveInput(ready, ready_count)) {
+            return *result;
+        }
+        if (Clock::now() >= step_end) {
+            last_event_kind_ = EventKind::select_timeout;
+            return 0;
+        }
+    }
+}
+
+// Waits until a descriptor is ready, the step ends or a request under way has to be given up.
+int GtwHandler::waitForInput(Clock::time_point step_end, fd_set& ready) const {
+    const Clock::time_point now = Clock::now();
+    Clock::time_point end = step_end;
+    int highest = highest_fd_;
+    ready = read_set_;
+    if (listener_ && now < accept_pause_end_) {
+        FD_CLR(listener_.get(), &ready);
+        end = std::min(end, accept_pause_end_);
+    }
+    for (const PendingRequest& request : pending_) {
+        FD_SET(request.fd(), &ready);
+        highest = std::max(highest, request.fd());
+        end = std::min(end, request.deadline());
+    }
+    const auto rest = std::clamp(std::chrono::ceil<std::chrono::microseconds>(end - now),
+                                 std::chrono::microseconds(0), kLongestSelect);
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest);
+    timeval timeout{};
+    timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(seconds.count());
+    timeout.tv_usec = static_cast<decltype(timeout.tv_usec)>((rest - seconds).count());
+    return select(highest + 1, &ready, nullptr, nullptr, &timeout);
+}
+
+// Requests under way come before new ones, as they came first; gateways wait for both.
+std::optional<int> GtwHandler::serveInput(const fd_set& ready, int ready_count) {
+    if (const std::optional<int> result = advanceRequests(ready, ready_count)) {
+        return result;
+    }
+    if (listener_ && FD_ISSET(listener_.get(), &ready)) {
+        return acceptRequest(ready_count);
+    }
+    return serveGateway(ready, ready_count);
+}
+
+std::optional<int> GtwHandler::serveGateway(const fd_set& ready, int ready_count) {
+    std::optional<int> result;
+    for (std::size_t i = 0; i < gateway_count_; ++i) {
+        const int fd = gateways_[i]->getFd();
+        if (fd <= 0 || !FD_ISSET(fd, &ready)) {
+            continue;
+        }
+        last_event_kind_ = EventKind::gateway_data;
+        if (GtwBaseClass* const gateway = gateways_[i]->getHandler()) {
+            return gateway->didReceiveCustomGatewayData(this, fd);
+        }
+        result = ready_count;
+    }
+    return result;
+}
+
+int GtwHandler::addGateway(int fd, GtwBaseClass* gateway) {
+    if (gateway_count_ == kMaxGateways || fd >= FD_SETSIZE) {
+        return GATEWAY_LIST_FULL;
+    }
+    gateways_[gateway_count_] = std::make_unique<GtwListElement>(fd, gateway);
+    ++gateway_count_;
+    watch(fd);
+    return GATEWAY_LIST_OK;
+}
+
+int GtwHandler::addGateway(GtwBaseClass* gateway) {
+    return addGateway(-1, gateway);
+}
+
+int GtwHandler::removeGateway(int fd) {
+    for (std::size_t i = 0; i < gateway_count_; ++i) {
+        if (gateways_[i]->getFd() == fd) {
+            return removeGatewayAtIndex(static_cast<int>(i));
+        }
+    }
+    return GATEWAY_LIST_NOT_FOUND;
+}
+
+int GtwHandler::removeGateway(GtwBaseClass* gateway) {
+    for (std::size_t i = 0; i < gateway_count_; ++i) {
+        if (gateways_[i]->getHandler() == gateway) {
+            return removeGatewayAtIndex(static_cast<int>(i));
+        }
+    }
+    return GATEWAY_LIST_NOT_FOUND;
+}
+
+int GtwHandler::removeGatewayAtIndex(int index) {
+    if (index < 1 || static_cast<std::size_t>(index) >= gateway_count_) {
+        return GATEWAY_LIST_NOT_FOUND;
+    }
+    std::move(gateways_.begin() + index + 1, gateways_.begin() + gateway_count_,
+              gateways_.begin() + index);
+    --gateway_count_;
+    gateways_[gateway_count_].reset();
+    refreshMaxFd();
+    return GATEWAY_LIST_OK;
+}
+
+void GtwHandler::refreshMaxFd() {
+    FD_ZERO(&read_set_);
+    highest_fd_ = -1;
+    watch(listener_.get());
+    for (std::size_t i = 0; i < gateway_count_; ++i) {
+        watch(gateways_[i]->getFd());
+    }
+}
+
+int GtwHandler::cleanup() {
+    refreshMaxFd();
+    return 0;
+}
+
+// Adds a descriptor above 0 to the set.
+void GtwHandler::watch(int fd) {
+    if (fd > 0) {
+        FD_SET(fd, &read_set_);
+        highest_fd_ = std::max(highest_fd_, fd);
+    }
+}
+
+int GtwHandler::sendStatusToCore(int status) {
+    const int printed =
+        status >= 0 ? std::printf("%d,%d\n", 0, local_port_) : std::printf("%d,%d\n", -1, -1);
+    return printed >= 0 && std::fflush(stdout) == 0 ? 0 : -1;
+}
+
+void GtwHandler::setLastError(const char* format, ...) {
+    if (format == nullptr) {
+        return;
+    }
+    xstring text(static_cast<char*>(xmalloc(kErrorBytes)));
+    if (text == nullptr) {
+        return;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text.get(), kErrorBytes, format, arguments);
+    va_end(arguments);
+    last_error_ = std::move(text);
+    logged_info("%s", last_error_.get());
+}
+
+void GtwHandler::setSelectTimeout(unsigned seconds, unsigned microseconds) {
+    select_timeout_ = std::chrono::seconds(seconds) + std::chrono::microseconds(microseconds);
+}
+
+}  // namespace gtwhandlernamespace

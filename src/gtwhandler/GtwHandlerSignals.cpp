@@ -1,0 +1,61 @@
+#include "gtwhandler/GtwHandlerSignals.h"
+
+#include <csignal>
+#include <cstdlib>
+
+#include <unistd.h>
+
+#include "libcbase/Cstylecode.h"
+
+namespace gtwhandlernamespace {
+namespace {
+
+// The texts are complete at compile time: a handler has no room to compose one.
+template <std::size_t Size>
+void log_text(const char (&text)[Size]) {
+    error_from_signal_handler(text, Size - 1);
+}
+
+void handle_segmentation_fault(int) {
+    log_text(
+        "gtwhandler->gtwHandlerSigsegvHandler called, the instance receive a 'Segmentation Fault' "
+        "signal, check code");
+    _exit(EXIT_FAILURE);
+}
+
+void handle_abort(int) {
+    log_text(
+        "gtwhandler->gtwHandlerSigabrtHandler called, the instance receive a 'Abort' signal, "
+        "memory "
+        "problem");
+    _exit(EXIT_FAILURE);
+}
+
+void handle_broken_pipe(int) {
+    log_text(
+        "gtwhandler->gtwHandlerSigpipeHandler called, the instance receive a 'Pipe' signal, some "
+        "handlers went down");
+}
+
+void handle_child(int) {
+    log_text(
+        "gtwhandler->gtwHandlerSigchldHandler called, the instance receive a 'Child' signal, some "
+        "handlers went down");
+}
+
+void handle_termination(int) {
+    _exit(EXIT_SUCCESS);
+}
+
+}  // namespace
+
+// The two after which the process goes on restart what they interrupt.
+const std::array<SignalAction, 5> kSignalActions{{
+    {SIGSEGV, handle_segmentation_fault, 0, "SIGSEGV", "segv_action"},
+    {SIGABRT, handle_abort, 0, "SIGABRT", "abrt_action"},
+    {SIGPIPE, handle_broken_pipe, SA_RESTART, "SIGPIPE", "pipe_action"},
+    {SIGCHLD, handle_child, SA_RESTART, "SIGCHLD", "chld_action"},
+    {SIGTERM, handle_termination, 0, "SIGTERM", "term_action"},
+}};
+
+}  // namespace gtwhandlernamespace

@@ -1,0 +1,98 @@
+#include "gtwhandler/PendingRequest.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include <sys/socket.h>
+
+#include "libcbase/FSMCoreutil.h"
+
+namespace gtwhandlernamespace {
+namespace {
+
+using fsmcore_format::kRequestLengthTag;
+using fsmcore_format::kRequestTag;
+
+constexpr std::size_t kReceiveChunkBytes = 1024;
+
+}  // namespace
+
+PendingRequest::Progress PendingRequest::advance() {
+    Progress progress = Progress::arriving;
+    while (progress == Progress::arriving) {
+        char chunk[kReceiveChunkBytes];
+        const ssize_t count = recv(fd(), chunk, sizeof(chunk), 0);
+        if (count > 0) {
+            received_.append(chunk, static_cast<std::size_t>(count));
+            progress = check();
+        } else if (count == 0) {
+            progress = fail(Progress::receive_failed, "connection closed by the peer");
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            return Progress::arriving;
+        } else if (errno != EINTR) {
+            progress = fail(Progress::receive_failed, strerror(errno));
+        }
+    }
+    return progress;
+}
+
+std::string_view PendingRequest::body() const {
+    return std::string_view(received_).substr(body_start_, announced_);
+}
+
+void PendingRequest::abandon() {
+    shutdown(fd(), SHUT_RDWR);
+    connection_.reset();
+}
+
+// What arrives is bounded by the length line, the announced length (twice, with what stands before
+// the body) and one chunk.
+PendingRequest::Progress PendingRequest::check() {
+    if (line_end_ == 0) {
+        const Progress progress = read_length_line();
+        if (progress != Progress::complete) {
+            return progress;
+        }
+    }
+    // The announced length counts from the tag on. It lies within as many bytes behind the line, or
+    // it is not there: so the verdict is the same wherever the network cuts.
+    const std::string_view behind_line = std::string_view(received_).substr(line_end_ + 1);
+    const std::size_t tag = behind_line.substr(0, announced_).find(kRequestTag);
+    if (tag == std::string_view::npos) {
+        return behind_line.size() < announced_
+                   ? Progress::arriving
+                   : fail(Progress::bad_length, std::to_string(announced_));
+    }
+    body_start_ = line_end_ + 1 + tag;
+    return behind_line.size() - tag < announced_ ? Progress::arriving : Progress::complete;
+}
+
+// Complete when the line is there and its number was taken.
+PendingRequest::Progress PendingRequest::read_length_line() {
+    const std::string_view start =
+        std::string_view(received_).substr(0, fsmcore_format::kMaxLengthLineBytes + 1);
+    const std::size_t end = start.find('\n');
+    if (end == std::string_view::npos) {
+        return start.size() <= fsmcore_format::kMaxLengthLineBytes
+                   ? Progress::arriving
+                   : fail(Progress::bad_length, std::string(start));
+    }
+    const std::string_view line = start.substr(0, end);
+    const auto length = fsmcore_format::parse_length_line(line, kRequestLengthTag);
+    if (!length || static_cast<std::size_t>(*length) > kMaxRequestBytes) {
+        const bool is_tagged = line.substr(0, kRequestLengthTag.size()) == kRequestLengthTag;
+        return fail(Progress::bad_length,
+                    std::string(is_tagged ? line.substr(kRequestLengthTag.size()) : line));
+    }
+    line_end_ = end;
+    announced_ = static_cast<std::size_t>(*length);
+    return Progress::complete;
+}
+
+PendingRequest::Progress PendingRequest::fail(Progress kind, std::string problem) {
+    problem_ = std::move(problem);
+    return kind;
+}
+
+}  // namespace gtwhandlernamespace

@@ -1,0 +1,338 @@
+#include <atomic>
+#include <ctime>
+#include <thread>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include "gtwhandler/GtwHandler.h"
+#include "tests/gtwhandler/LoopTest.h"
+
+namespace {
+
+using gtwhandlernamespace::GtwHandler;
+using gtwhandlernamespace::PendingRequest;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kReceive1 = "GtwHandler::run recv reading request [1] failed with error ";
+constexpr const char* kReceive2 = "GtwHandler::run recv reading request [2] failed with error ";
+
+class GtwRequests : public LoopTest {
+  protected:
+    // The peer's request fails in one step with a last error that begins so, unanswered.
+    void expect_failure(CorePeer& core, const std::string& message) {
+        EXPECT_EQ(loop_.run(), -1);
+        const std::string text = loop_.getLastError() != nullptr ? loop_.getLastError() : "";
+        EXPECT_EQ(text.substr(0, message.size()), message);
+        EXPECT_EQ(core.hears(), "");
+    }
+    void expect_refusal(const std::string& bytes, const std::string& message) {
+        SCOPED_TRACE(bytes);
+        CorePeer core = connects();
+        core.says(bytes);
+        expect_failure(core, "GtwHandler::run " + message);
+        EXPECT_TRUE(gateway_.calls.empty());
+    }
+};
+
+TEST_F(GtwRequests, AnswersBeforeTheGatewaysSeeTheCall) {
+    RecordingGateway second;
+    second.result = 5;
+    loop_.addGateway(&second);
+    CorePeer core = connects();
+    gateway_.watched = second.watched = &core;
+    core.says(request({"-2147483648", "RUN", "", "three", "", std::string(511, 'x')}));
+    EXPECT_EQ(loop_.run(), 5) << "the last callback's result";
+    EXPECT_EQ(loop_.getLastEventKind(), GtwHandler::EventKind::core_request);
+    EXPECT_EQ(core.hears(), kDone);
+    EXPECT_TRUE(gateway_.was_answered);
+    EXPECT_TRUE(second.was_answered);
+    ASSERT_EQ(gateway_.calls.size(), 1U);
+    const auto& call = *gateway_.calls[0];
+    EXPECT_EQ(call.objectId, -2147483648L);
+    EXPECT_EQ(call.action + "|" + call.p2 + "|" + call.p3 + "|" + call.p4 + "|" + call.p5,
+              "RUN||three||" + std::string(511, 'x'));
+    EXPECT_TRUE(second.quits.empty());
+}
+
+TEST_F(GtwRequests, QuitReachesEveryGatewayBeforeItsAnswer) {
+    RecordingGateway second;
+    loop_.addGateway(&second);
+    CorePeer core = connects();
+    gateway_.watched = second.watched = &core;
+    core.says(request({"7", "QUIT"}, "service_runonelement"));
+    EXPECT_EQ(loop_.run(), 0);
+    EXPECT_EQ(core.hears(), kDone);
+    ASSERT_EQ(second.quits.size(), 1U);
+    EXPECT_EQ(second.quits[0]->p2, "");
+    EXPECT_FALSE(gateway_.was_answered);
+    EXPECT_FALSE(second.was_answered);
+    EXPECT_TRUE(gateway_.calls.empty());
+}
+
+TEST_F(GtwRequests, AnotherFunctionReachesNoGateway) {
+    for (const char* function : {"SETVALUE", "SERVICE_RUNONELEMENTS", ""}) {
+        CorePeer core = connects();
+        core.says(request({"7", "QUIT"}, function));
+        EXPECT_EQ(loop_.run(), 1) << "the number of ready descriptors";
+        EXPECT_EQ(loop_.getLastEventKind(), GtwHandler::EventKind::core_request);
+        EXPECT_EQ(core.hears(), "Response Status: FSMC-008\nParameter Count: 0\n\n");
+    }
+    EXPECT_TRUE(gateway_.calls.empty());
+    EXPECT_TRUE(gateway_.quits.empty());
+}
+
+TEST_F(GtwRequests, ReadsEveryCombinationOfEmptyValues) {
+    for (unsigned bits = 0; bits < 32; ++bits) {
+        std::vector<std::string> values{"7"};
+        for (unsigned i = 0; i < 5; ++i) {
+            values.push_back((bits >> i) % 2 != 0 ? "v" + std::to_string(i) : "");
+        }
+        CorePeer core = connects();
+        core.says(request(values));
+        ASSERT_EQ(loop_.run(), 0);
+        const auto& call = *gateway_.calls.back();
+        EXPECT_EQ((std::vector<std::string>{"7", call.action, call.p2, call.p3, call.p4, call.p5}),
+                  values);
+    }
+}
+
+TEST_F(GtwRequests, TakesARequestCutAnywhere) {
+    const std::string text = request({"7", "RUN", "", "80"});
+    for (std::size_t cut = 1; cut < text.size(); ++cut) {
+        CorePeer core = connects();
+        core.says(text.substr(0, cut));
+        ASSERT_TRUE(is_idle()) << "part of a request is no event, cut at " << cut;
+        core.says(text.substr(cut));
+        ASSERT_EQ(loop_.run(), 0) << cut;
+        ASSERT_EQ(core.hears(), kDone);
+        ASSERT_EQ(gateway_.calls.size(), cut);
+    }
+    // All in one step, a byte at a time.
+    CorePeer core = connects();
+    std::thread sender([&] {
+        for (const char c : text) {
+            core.says(std::string(1, c));
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+    });
+    EXPECT_EQ(loop_.run(), 0);
+    sender.join();
+    EXPECT_EQ(gateway_.calls.size(), text.size());
+}
+
+TEST_F(GtwRequests, IgnoresWhatStandsAroundTheBody) {
+    CorePeer core = connects();
+    std::string text = request({"7", "RUN"});
+    text.insert(text.find('\n') + 1, "\n \n");
+    core.says(text + std::string(3000, 'x'));
+    EXPECT_EQ(loop_.run(), 0);
+    EXPECT_EQ(core.hears(), kDone) << "bytes left unread must not reset the connection";
+}
+
+TEST_F(GtwRequests, ASilentPeerDelaysNobodyAndIsGivenUp) {
+    CorePeer silent = connects();
+    const Clock::time_point start = Clock::now();
+    EXPECT_TRUE(is_idle());
+    CorePeer half = connects();
+    half.says("LengthRequestIs: 000");
+    EXPECT_TRUE(is_idle());
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_TRUE(serves());
+    }
+    EXPECT_LT(Clock::now() - start, seconds(3));
+    expect_failure(
+        silent, std::string(kReceive1) + "'Connection timed out', continuing for the next request");
+    EXPECT_GE(Clock::now() - start, seconds(GtwHandler::kRequestDeadlineSeconds));
+    expect_failure(half, std::string(kReceive2) + "'Connection timed out'");
+    EXPECT_LT(Clock::now() - start, seconds(GtwHandler::kRequestDeadlineSeconds + 2));
+    EXPECT_TRUE(serves());
+}
+
+TEST_F(GtwRequests, APeerThatDripsIsGivenUpAndTheStepEndsInTime) {
+    CorePeer core = connects();
+    std::atomic<bool> is_over{false};
+    std::thread dripper([&] {
+        core.says("LengthRequestIs: 4000\n");
+        while (!is_over) {
+            core.says("x");
+            std::this_thread::sleep_for(milliseconds(2));
+        }
+    });
+    loop_.setSelectTimeout(0, 100000);
+    const Clock::time_point start = Clock::now();
+    EXPECT_EQ(loop_.run(), 0);
+    EXPECT_LT(Clock::now() - start, seconds(2));
+    EXPECT_TRUE(serves());
+    is_over = true;
+    dripper.join();
+}
+
+TEST_F(GtwRequests, ATableFullOfSilentPeersLosesItsOldest) {
+    std::vector<CorePeer> peers;
+    for (std::size_t i = 0; i < GtwHandler::kMaxPendingRequests; ++i) {
+        peers.push_back(connects());
+        peers.back().says("L");
+    }
+    loop_.setSelectTimeout(0, 100000);
+    EXPECT_EQ(loop_.run(), 0);
+    loop_.setSelectTimeout(10, 0);
+    EXPECT_TRUE(serves()) << "a request that arrives whole is served although the table is full";
+    EXPECT_EQ(peers[0].hears(), "");
+    EXPECT_TRUE(logged(std::string(kReceive2) + "'displaced by a later connection'"));
+    CorePeer next = connects();
+    EXPECT_TRUE(is_idle()) << "there is one place";
+    CorePeer last = connects();
+    expect_failure(peers[1], std::string(kReceive2) + "'displaced by a later connection'");
+    peers[2].says(request({"7", "RUN"}).substr(1));
+    EXPECT_EQ(loop_.run(), 0);
+    EXPECT_EQ(peers[2].hears(), kDone);
+}
+
+TEST_F(GtwRequests, RecordsAPeerThatGoesAway) {
+    const std::string whole = request({"7", "RUN"});
+    const auto closed = [](const char* receive) {
+        return receive + std::string("'connection closed by the peer', continuing");
+    };
+    for (const std::size_t bytes : {std::size_t{0}, std::size_t{5}, whole.size() - 1}) {
+        CorePeer core = connects();
+        core.says(whole.substr(0, bytes)).leaves();
+        EXPECT_EQ(loop_.run(), -1);
+        EXPECT_THAT(loop_.getLastError(),
+                    testing::StartsWith(closed(bytes == 0 ? kReceive1 : kReceive2)));
+    }
+    CorePeer core = connects();
+    core.says("Leng");
+    EXPECT_TRUE(is_idle());
+    core.resets();
+    EXPECT_EQ(loop_.run(), -1);
+    EXPECT_THAT(loop_.getLastError(),
+                testing::StartsWith(std::string(kReceive2) + "'Connection reset by peer'"));
+    EXPECT_TRUE(gateway_.calls.empty());
+    // A whole request counts, whether or not its peer waits for the answer.
+    connects().says(whole).leaves();
+    EXPECT_EQ(loop_.run(), 0);
+    EXPECT_EQ(gateway_.calls.size(), 1U);
+    EXPECT_TRUE(serves());
+}
+
+TEST_F(GtwRequests, RefusesABadLengthLine) {
+    const std::string good = request({"7", "RUN"});
+    const auto bad = [](const std::string& number) {
+        return "length of request after 'LengthRequestIs: ' request statement is not a valid "
+               "number "
+               "'" +
+               number + "', continuing for the next request";
+    };
+    for (const char* number : {"", "-1", "12x", " 12", "4097", "2147483647", "2147483648",
+                               "99999999999999999999", "0", "0x10"}) {
+        expect_refusal("LengthRequestIs: " + std::string(number) + "\nRequest: F\n", bad(number));
+    }
+    expect_refusal("\n" + good, bad(""));
+    expect_refusal("lengthrequestis: 5\n", bad("lengthrequestis: 5"));
+    expect_refusal("GET / HTTP/1.1\r\n\r\n", bad("GET / HTTP/1.1\r"));
+    expect_refusal(std::string(65, 'x'), bad(std::string(65, 'x')));
+    expect_refusal(good.substr(good.find('\n') + 1), bad("Request: SERVICE_RUNONELEMENT"));
+    expect_refusal(std::string("\xff\xfe\0\1\n", 5), bad("\xff\xfe").substr(0, 80));
+    expect_refusal(framed(std::string(4096, '\xaa')), bad("4096"));
+    expect_refusal(framed("request: SERVICE_RUNONELEMENT\n"), bad("30"));
+    expect_refusal("LengthRequestIs: 5\nRequest: F\n", bad("5"));
+    EXPECT_TRUE(serves());
+}
+
+TEST_F(GtwRequests, RefusesABadBody) {
+    const std::string function = "Request: F\n";
+    const std::string one = function + "Parameter Count: 1\n";
+    const auto tag = [](const std::string& line, const std::string& expected) {
+        return "strtok parsing '" + line + "' request tag failed, not a well formed request tag '" +
+               expected + "' for request 'F' continuing for the next request";
+    };
+    const auto number = [](const std::string& subject, const std::string& label,
+                           const std::string& value) {
+        return subject + " after '" + label + "' request statement is not a valid number '" +
+               value + "' for request 'F', continuing for the next request";
+    };
+    const std::string values = "number of parameters";
+    expect_refusal(framed(function), tag("", "Parameter Count: "));
+    expect_refusal(framed(function + "Count: 1\n"), tag("Count: 1", "Parameter Count: "));
+    for (const char* count : {"7", "-1", "x", "", "99999999999"}) {
+        expect_refusal(framed(function + "Parameter Count: " + count + "\n"),
+                       number(values, "Parameter Count: ", count));
+    }
+    expect_refusal(framed(one + "Param000 Size: 1\n"),
+                   tag("Param000 Size: 1", "Param000 Length: "));
+    for (const char* length : {"512", "-1", "1x", "", "4294967297"}) {
+        expect_refusal(framed(one + "Param000 Length: " + length + "\n"),
+                       number("parameter length", "Param000 Length: ", length));
+    }
+    expect_refusal(framed(one + "Param000 Length: 1\n7\n"),
+                   "strtok parsing '7' request tag failed, not a well formed  request tag "
+                   "'Param000: ' for request 'F' continuing for the next request");
+    expect_refusal(framed(one + "Param000 Length: 2\nParam000:\n7\n"), tag("7", "Param000: "));
+    expect_refusal(framed("Request: F\nParameter Count: 2\nParam000 Length: 0\nParam001 Length: 1\n"
+                          "Param001:\n77\n"),
+                   tag("77", "Param001: "));
+    expect_refusal(framed(function + "Parameter Count: 0\n\n"), tag("", "Waittime: "));
+    expect_refusal(framed(function + "Parameter Count: 0\nWaittime: soon\n"),
+                   number("waittime parameter", "Waittime: ", "soon"));
+    expect_refusal(framed(function + "Parameter Count: 0\nWaittime: 5\n\nmore\n"),
+                   tag("more", "\\n"));
+    EXPECT_TRUE(serves());
+}
+
+TEST_F(GtwRequests, RefusesAnObjectIdThatIsNoNumber) {
+    for (const char* id : {"", "7x", "x", " 7", "2147483648"}) {
+        expect_refusal(request({id, "RUN"}),
+                       "ObjectID in first parameter <" + std::string(id) +
+                           "> is not a valid number, continuing for the next request");
+    }
+    expect_refusal(request({}), "ObjectID in first parameter <> is not a valid number");
+    EXPECT_TRUE(serves());
+}
+
+TEST_F(GtwRequests, WithoutDescriptorsTheLoopDoesNotSpin) {
+    EXPECT_TRUE(serves());
+    CorePeer core = connects();
+    core.says(request({"7", "RUN"}));
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    rlimit none = before;
+    none.rlim_cur = 3;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(loop_.run(), -1);
+    EXPECT_STREQ(loop_.getLastError(),
+                 (std::string(kReceive1) + "'Too many open files', continuing "
+                                           "for the next request")
+                     .c_str());
+    loop_.setSelectTimeout(0, 500000);
+    const std::clock_t used = std::clock();
+    EXPECT_EQ(loop_.run(), 0);
+    EXPECT_LT(std::clock() - used, CLOCKS_PER_SEC / 5);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    loop_.setSelectTimeout(10, 0);
+    EXPECT_EQ(loop_.run(), 0);
+    EXPECT_EQ(core.hears(), kDone) << "served once the pause is over";
+}
+
+// Descriptors that a child process would inherit.
+std::size_t inheritable() {
+    std::size_t count = 0;
+    for (int fd = 3; fd < 256; ++fd) {
+        const int flags = fcntl(fd, F_GETFD);
+        count += flags != -1 && (flags & FD_CLOEXEC) == 0 ? 1 : 0;
+    }
+    return count;
+}
+
+TEST_F(GtwRequests, ConnectionsAreNotInherited) {
+    const std::size_t before = inheritable();
+    CorePeer core = connects();
+    core.says("L");
+    EXPECT_TRUE(is_idle());
+    EXPECT_EQ(inheritable(), before);
+}
+
+}  // namespace

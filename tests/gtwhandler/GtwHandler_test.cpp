@@ -1,0 +1,160 @@
+#include "gtwhandler/GtwHandler.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/gtwhandler/LoopTest.h"
+
+namespace {
+
+using gtwhandlernamespace::GtwHandler;
+using gtwlistelementnamespace::GtwListElement;
+
+class GtwHandlerTest : public LoopTest {
+  protected:
+    GtwHandlerTest() {
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends_), 0);
+        reader_.reset(ends_[0]);
+        writer_.reset(ends_[1]);
+    }
+    void device_speaks() { EXPECT_EQ(write(writer_.get(), "x", 1), 1); }
+
+    int ends_[2];
+    FileDescriptor reader_;
+    FileDescriptor writer_;
+};
+
+TEST_F(GtwHandlerTest, TakesTwentyGatewaysAndNoMore) {
+    RecordingGateway others[20];
+    for (int i = 0; i < 19; ++i) {
+        EXPECT_EQ(loop_.addGateway(&others[i]), 0);
+    }
+    EXPECT_EQ(loop_.addGateway(reader_.get(), &others[19]), 30);
+    device_speaks();
+    EXPECT_TRUE(is_idle()) << "the refused gateway's descriptor must not be watched";
+    EXPECT_TRUE(serves());
+    EXPECT_EQ(others[18].calls.size(), 1U);
+    EXPECT_TRUE(others[19].calls.empty());
+}
+
+TEST_F(GtwHandlerTest, RefusesADescriptorThatSelectCannotWatch) {
+    EXPECT_EQ(loop_.addGateway(FD_SETSIZE, &gateway_), 30);
+    EXPECT_TRUE(is_idle());
+}
+
+TEST_F(GtwHandlerTest, RemovesAnyGatewayButTheFirst) {
+    RecordingGateway second;
+    RecordingGateway third;
+    ASSERT_EQ(loop_.addGateway(reader_.get(), &second), 0);
+    ASSERT_EQ(loop_.addGateway(&third), 0);
+    EXPECT_EQ(loop_.removeGatewayAtIndex(0), 16);
+    EXPECT_EQ(loop_.removeGatewayAtIndex(3), 16);
+    EXPECT_EQ(loop_.removeGatewayAtIndex(-1), 16);
+    EXPECT_EQ(loop_.removeGateway(&gateway_), 16);
+    EXPECT_EQ(loop_.removeGateway(writer_.get()), 16);
+
+    EXPECT_EQ(loop_.removeGateway(reader_.get()), 0);
+    EXPECT_EQ(loop_.removeGateway(&second), 16);
+    device_speaks();
+    EXPECT_TRUE(is_idle()) << "the removed gateway's descriptor must not be watched";
+    EXPECT_TRUE(serves());
+    EXPECT_TRUE(second.calls.empty());
+    EXPECT_EQ(third.calls.size(), 1U);
+    EXPECT_EQ(loop_.removeGatewayAtIndex(1), 0) << "the third had moved down";
+    EXPECT_TRUE(serves());
+    EXPECT_EQ(third.calls.size(), 1U);
+}
+
+TEST_F(GtwHandlerTest, ServesOneReadyGatewayAStep) {
+    RecordingGateway device;
+    device.result = 42;
+    GtwListElement nobody;
+    EXPECT_EQ(nobody.getHandler(), nullptr);
+    EXPECT_EQ(nobody.getFd(), -1);
+    ASSERT_EQ(loop_.addGateway(nobody.getFd(), nobody.getHandler()), 0);
+    ASSERT_EQ(loop_.addGateway(reader_.get(), &device), 0);
+    device_speaks();
+    EXPECT_EQ(loop_.run(), 42);
+    EXPECT_EQ(loop_.getLastEventKind(), GtwHandler::EventKind::gateway_data);
+    EXPECT_EQ(device.custom_data, std::vector<int>{reader_.get()});
+
+    device_speaks();
+    device.result = 0;
+    EXPECT_TRUE(serves()) << "the core comes first, and the element without a gateway is skipped";
+    EXPECT_EQ(device.custom_data.size(), 1U);
+    EXPECT_EQ(loop_.run(), 0);
+    EXPECT_EQ(device.custom_data.size(), 2U);
+}
+
+TEST_F(GtwHandlerTest, ReportsAFailedSelect) {
+    ASSERT_EQ(loop_.addGateway(reader_.get(), &gateway_), 0);
+    reader_.reset();
+    EXPECT_EQ(loop_.run(), -1);
+    EXPECT_STREQ(loop_.getLastError(),
+                 "GtwHandler::run select failed with error 'Bad file descriptor'");
+}
+
+TEST_F(GtwHandlerTest, WaitsAFreshTimeoutAtEveryStep) {
+    loop_.setSelectTimeout(0, 50000);
+    for (int i = 0; i < 3; ++i) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(loop_.run(), 0);
+        EXPECT_EQ(loop_.getLastEventKind(), GtwHandler::EventKind::select_timeout);
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
+    }
+}
+
+TEST(GtwHandlerEndpoint, IsAPathAPortOrAPortOfTheSystemsChoice) {
+    const char* const path = "/tmp/vexa_variables/sockets/gateway_test.socket";
+    GtwHandler named(path, 0, nullptr);
+    EXPECT_EQ(named.getLocalPortWithCore(), -1);
+    ASSERT_EQ(named.initialize(), 0);
+    struct stat status {};
+    EXPECT_EQ(stat(path, &status), 0);
+    CorePeer core(make_localtcpclient_socket(path));
+    core.says("x");
+    core.leaves();
+    EXPECT_EQ(named.run(), -1);
+
+    GtwHandler chosen(0, nullptr);
+    EXPECT_EQ(chosen.getLocalPortWithCore(), 0);
+    ASSERT_EQ(chosen.initialize(), 0);
+    EXPECT_GT(chosen.getLocalPortWithCore(), 0);
+
+    GtwHandler taken(chosen.getLocalPortWithCore(), 0, nullptr);
+    EXPECT_EQ(taken.getLastError(), nullptr);
+    EXPECT_EQ(taken.initialize(), -1);
+    EXPECT_STREQ(taken.getLastError(),
+                 "GtwHandler::initialize error cannot initialize commands endpoint");
+    taken.setSelectTimeout(0, 0);
+    taken.refreshMaxFd();
+    EXPECT_EQ(taken.run(), 0) << "without an endpoint there is nothing to watch";
+}
+
+TEST(GtwHandlerEndpoint, ReportsTheStartStatus) {
+    GtwHandler loop(4711, 0, nullptr);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(loop.sendStatusToCore(0), 0);
+    EXPECT_EQ(loop.sendStatusToCore(3), 0);
+    EXPECT_EQ(loop.sendStatusToCore(-5), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "0,4711\n0,4711\n-1,-1\n");
+}
+
+class GtwHandlerError : public SystemLogTest {};
+
+TEST_F(GtwHandlerError, IsKeptUpTo255BytesAndLoggedAtInfoLevel) {
+    GtwHandler loop(0, nullptr);
+    EXPECT_EQ(loop.getLastError(), nullptr);
+    loop.setLastError("%s", std::string(300, 'x').c_str());
+    EXPECT_EQ(loop.getLastError(), std::string(255, 'x'));
+    loop.setLastError("100%% of %s", "%s");
+    const char* const no_format = nullptr;
+    loop.setLastError(no_format);
+    EXPECT_STREQ(loop.getLastError(), "100% of %s");
+    ASSERT_TRUE(logged("100% of %s"));
+    EXPECT_EQ(log_.lines().back().priority, 6);
+}
+
+}  // namespace
