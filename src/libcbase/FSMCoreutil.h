@@ -21,13 +21,18 @@ enum fsmcore_result {
 };
 
 /// Sends a plain request to the UNIX socket at `socket_path` and reads the answer, which must
-/// arrive in one receive of at most 1024 bytes. `params`: `param_count` strings without newlines.
-/// `waittime`: the wait time in seconds as text; it goes into the request and bounds each wait of
-/// this call (5 s when it is not 1..3600). A null `waittime` is sent as "5". `out_count`,
-/// `out_params` (both or neither): the answer's parameters; caller frees each and the array with
-/// xfree; an empty parameter is a null slot. 0 and null unless the answer was well formed, whatever
-/// its status. A request that does not fit 1024 bytes, or holds a newline, is refused with
-/// FSMCORE_SEND_FAILED before anything is sent. Every failure has its line in the log.
+/// arrive in one receive of at most 1024 bytes.
+///
+/// `params`: `param_count` strings without newlines; a null one counts as empty.
+/// `waittime`: seconds as text, "5" for null; it goes into the request and bounds the whole call
+/// (5 s when it is not 1..3600).
+///
+/// `out_count`, `out_params` (both or neither): the answer's parameters; caller frees each and the
+/// array with xfree; an empty parameter is a null slot. 0 and null unless the answer was well
+/// formed, whatever its status.
+///
+/// A request that does not fit 1024 bytes, or holds a newline, is refused with FSMCORE_SEND_FAILED
+/// before anything is sent. Every failure has its line in the log.
 int fsmcore_request(const char* socket_path, const char* function, int param_count,
                     const char* const* params, int* out_count, char*** out_params,
                     const char* waittime);
