@@ -187,11 +187,12 @@ bool set_address(const char* path, sockaddr_un& address) {
     if (path == nullptr || *path == '\0') {
         return refuse(EINVAL);
     }
-    if (std::strlen(path) >= sizeof(address.sun_path)) {
+    const std::size_t size = std::strlen(path) + 1;
+    if (size > sizeof(address.sun_path)) {
         return refuse(ENAMETOOLONG);
     }
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, path);
+    std::memcpy(address.sun_path, path, size);
     return true;
 }
 
@@ -351,7 +352,7 @@ bool set_socket_timeouts(int fd, int milliseconds) {
     }
     timeval limit{};
     limit.tv_sec = milliseconds / 1000;
-    limit.tv_usec = milliseconds % 1000 * 1000;
+    limit.tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000;
     return setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) == 0 &&
            setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) == 0;
 }

@@ -87,7 +87,8 @@ void cut_message(char* str, std::size_t len, const char* function) {
 }  // namespace
 
 void* xmalloc(std::size_t size) {
-    void* const block = std::calloc(1, size);
+    // A size of 0 is not handed on: calloc may answer it with null, which means a failure here.
+    void* const block = std::calloc(1, std::max<std::size_t>(size, 1));
     if (block == nullptr) {
         error("memory->xmalloc reports an out of memory for %d new bytes",
               static_cast<int>(std::min<std::size_t>(size, INT_MAX)));
@@ -163,13 +164,11 @@ char* zstrreplace(char* str, const char* needle, const char* replacement, int fr
     char* to = result;
     const char* from = str;
     while (const char* const found = std::strstr(from, needle)) {
-        const auto before = static_cast<std::size_t>(found - from);
-        std::memcpy(to, from, before);
-        std::memcpy(to + before, replacement, replacement_length);
-        to += before + replacement_length;
+        to = std::copy(from, found, to);
+        to = std::copy_n(replacement, replacement_length, to);
         from = found + needle_length;
     }
-    std::memcpy(to, from, std::strlen(from));
+    std::memcpy(to, from, std::strlen(from) + 1);
     return result;
 }
 

@@ -54,7 +54,7 @@ db_request::db_request(int port, const char* query) {
     exchange(port, query);
 }
 
-int db_request::validate_query(std::string query, int* type) {
+int db_request::validate_query(const std::string& query, int* type) {
     if (query.empty()) {
         set_last_error("db_request::validate_query error query is NULL");
         return -1;

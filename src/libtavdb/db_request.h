@@ -37,7 +37,7 @@ class db_request {
 
     /// 0 with the statement's query_type in `*type`, by its first word without regard to case; -1
     /// with the last error set.
-    int validate_query(std::string query, int* type);
+    int validate_query(const std::string& query, int* type);
     /// Appends to `out` the parts of `text` between the separators; the whole text when `separator`
     /// is empty.
     static void split(const std::string& text, const std::string& separator,

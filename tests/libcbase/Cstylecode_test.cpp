@@ -92,7 +92,7 @@ TEST(Descriptor, ClosesWhatItHoldsOnce) {
     const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
     FileDescriptor first(fd);
     FileDescriptor second(std::move(first));
-    EXPECT_FALSE(first);
+    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): that it is empty is the promise
     EXPECT_EQ(second.get(), fd);
     errno = ENOENT;
     second.reset();

@@ -102,8 +102,9 @@ class DatabaseTest : public SystemLogTest {
 };
 
 TEST_F(DatabaseTest, ExchangesTheWorkedExampleHoweverTheAnswerIsCut) {
-    const std::string answer = std::string(kLengthLine) + "\n" + kBody;
-    // In the first line, right behind it, and inside the status label.
+    const std::string answer = std::string(kLengthLine) + "\n\n" + kBody;
+    // In the first line, right behind it, and inside the status label, which an empty line
+    // precedes.
     for (const std::size_t cut :
          {std::size_t{10}, answer.find('\n') + 1, answer.find("ponse: F")}) {
         EXPECT_EQ(asks_and_gets({answer.substr(0, cut), answer.substr(cut)}), DBMANAGER_OK) << cut;

@@ -6,13 +6,15 @@
 
 #include "tests/support/SystemLogTest.h"
 
-// An allocation that fails is a case here, not the end of the program.
+// An allocation that fails is a case here, not the end of the program; the names are the
+// sanitizers'. NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" const char* __asan_default_options() {
     return "allocator_may_return_null=1";
 }
 extern "C" const char* __tsan_default_options() {
     return "allocator_may_return_null=1";
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
