@@ -41,8 +41,8 @@ struct VariableListDeleter {
 using VariableList = std::unique_ptr<linkedlist, VariableListDeleter>;
 
 bool is_version_query(int argc, char** argv) {
-    return argc == 2 && (std::strncmp(argv[1], "-v", 2) == 0 ||
-                         std::strncmp(argv[1], "--version", 9) == 0);
+    return argc == 2 &&
+           (std::strncmp(argv[1], "-v", 2) == 0 || std::strncmp(argv[1], "--version", 9) == 0);
 }
 
 // The object ID behind "--id", or -1. Leading digits count, as in strtol, within 32 bits.
@@ -87,9 +87,9 @@ bool copy_string_variable(linkedlist* variables, const char* name, char* buffer,
 int get_optional_parameters(unsigned int id, char* ip_address, char* username,
                             unsigned int ip_address_size, unsigned int username_size) {
     char query[kQueryBytes];
-    const int length = std::snprintf(query, sizeof(query),
-                                     "SELECT optionalp FROM vexad_object WHERE id = %d",
-                                     static_cast<int>(id));
+    const int length =
+        std::snprintf(query, sizeof(query), "SELECT optionalp FROM vexad_object WHERE id = %d",
+                      static_cast<int>(id));
     if (length < 0 || static_cast<std::size_t>(length) >= sizeof(query)) {
         return kQueryTooLong;
     }
@@ -148,8 +148,8 @@ int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
 
     const int added = loop->addGateway(&handler);
     if (added != 0) {
-        return fail_start(*loop, {"main failed add gateway handler with return code " +
-                                  std::to_string(added)});
+        return fail_start(
+            *loop, {"main failed add gateway handler with return code " + std::to_string(added)});
     }
     info("Initializing the Philips Hue handler");
     const int initialized = handler.init();
@@ -175,8 +175,8 @@ int main(int argc, char** argv) {
     openlogfile();
     auto loop = std::make_unique<GtwHandler>(argc, argv);
     if (!last_error_of(*loop).empty()) {
-        return fail_start(*loop, {"Error during parsing of input parameters.",
-                                  "Error: " + last_error_of(*loop)});
+        return fail_start(
+            *loop, {"Error during parsing of input parameters.", "Error: " + last_error_of(*loop)});
     }
     if (loop->initialize() != 0) {
         return fail_start(*loop, {"Error: " + last_error_of(*loop)});

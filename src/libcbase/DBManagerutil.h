@@ -12,6 +12,9 @@
 #include <string_view>
 #include <vector>
 
+/// The service's TCP port on the local host.
+constexpr int DBMANAGER_PORT = 45168;
+
 /// Local results of dbmanager_socket_request; any other value is the number of the service's status.
 enum dbmanager_result {
     DBMANAGER_OK = 0,
