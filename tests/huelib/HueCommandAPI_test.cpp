@@ -1,0 +1,115 @@
+#include "huelib/HueCommandAPI.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/ScriptedHttpHandler.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+class HueCommandAPITest : public testing::Test {
+  protected:
+    void puts(const std::string& path = "/lights") { sender_.PUTRequest(path, Json::Value()); }
+    /// Between the starts of each request and the one before.
+    std::vector<std::chrono::nanoseconds> gaps() const {
+        std::vector<std::chrono::steady_clock::time_point> starts;
+        for (const auto& request : bridge_->requests()) {
+            starts.push_back(request.started);
+        }
+        std::sort(starts.begin(), starts.end());
+        std::vector<std::chrono::nanoseconds> found;
+        for (std::size_t i = 1; i < starts.size(); ++i) {
+            found.push_back(starts[i] - starts[i - 1]);
+        }
+        return found;
+    }
+
+    std::shared_ptr<ScriptedHttpHandler> bridge_ = std::make_shared<ScriptedHttpHandler>();
+    HueCommandAPI sender_{"10.0.0.1", ScriptedHttpHandler::kUser, bridge_};
+};
+
+}  // namespace
+
+TEST_F(HueCommandAPITest, PutsThePathBehindTheUser) {
+    Json::Value body;
+    body["on"] = true;
+    sender_.PUTRequest("lights/3/state", body);
+    sender_.GETRequest("/lights/3/state", body);
+    sender_.DELETERequest("", body);
+    const char* const expected[][2] = {{"PUT", "/api/test-user/lights/3/state"},
+                                       {"GET", "/api/test-user/lights/3/state"},
+                                       {"DELETE", "/api/test-user"}};
+    const auto requests = bridge_->requests();
+    ASSERT_EQ(requests.size(), 3U);
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+        EXPECT_EQ(requests[i].method, expected[i][0]);
+        EXPECT_EQ(requests[i].uri, expected[i][1]);
+        EXPECT_EQ(requests[i].body, R"({"on":true})");
+        EXPECT_EQ(requests[i].adr, "10.0.0.1");
+        EXPECT_EQ(requests[i].port, 80);
+    }
+}
+
+TEST_F(HueCommandAPITest, StartsNoTwoRequestsWithinTheDelayWhoeverSends) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([copy = sender_] {
+            copy.GETRequest("", Json::Value());
+            copy.PUTRequest("", Json::Value());
+        });
+    }
+    for (std::thread& each : threads) {
+        each.join();
+    }
+    ASSERT_EQ(gaps().size(), 5U);
+    for (const auto gap : gaps()) {
+        EXPECT_GE(gap, HueCommandAPI::minDelay);
+    }
+}
+
+TEST_F(HueCommandAPITest, DoesNotWaitAfterARequestThatTookLong) {
+    bridge_->takes(300ms);
+    for (int i = 0; i < 4; ++i) {
+        puts();
+    }
+    const auto found = gaps();
+    EXPECT_LT(*std::min_element(found.begin(), found.end()), 400ms);
+}
+
+TEST_F(HueCommandAPITest, RetriesOnceAfterAResetOrATimeOut) {
+    for (const int code : {ECONNRESET, ETIMEDOUT}) {
+        bridge_->commands();
+        bridge_->fails("PUT", code);
+        bridge_->answers("PUT", "[7]");
+        EXPECT_EQ(sender_.PUTRequest("", Json::Value())[0], Json::Value(7));
+        puts();
+        ASSERT_EQ(gaps().size(), 2U);
+        EXPECT_GE(gaps()[0], 100ms);
+        EXPECT_GE(gaps()[1], 100ms);
+    }
+}
+
+TEST_F(HueCommandAPITest, GivesUpAfterASecondFailure) {
+    bridge_->fails("PUT", ETIMEDOUT);
+    bridge_->fails("PUT", ECONNRESET);
+    EXPECT_THROW(puts(), std::system_error);
+    EXPECT_EQ(bridge_->requests().size(), 2U);
+}
+
+TEST_F(HueCommandAPITest, OtherFailuresEndTheRequestAndHoldUpNobody) {
+    for (const int code : {ECONNREFUSED, EAGAIN, EPIPE, 0}) {
+        bridge_->fails("PUT", code);
+        EXPECT_THROW(puts(), std::system_error);
+    }
+    bridge_->breaks("PUT");
+    EXPECT_THROW(puts(), std::runtime_error);
+    puts();
+    EXPECT_EQ(bridge_->requests().size(), 6U);
+    const auto found = gaps();
+    EXPECT_LT(*std::min_element(found.begin(), found.end()), 100ms);  // the deadline stays
+}

@@ -1,0 +1,131 @@
+/// A bridge without sockets: answers as a real one would for the lights that it is given, unless
+/// its script says otherwise, and keeps what it was sent. Thread-safe.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "huelib/BaseHttpHandler.h"
+#include "simulator/BridgeLight.h"
+#include "simulator/JsonText.h"
+
+class ScriptedHttpHandler final : public BaseHttpHandler {
+  public:
+    static constexpr const char* kUser = "test-user";
+
+    struct Request {
+        std::string method;
+        std::string uri;
+        std::string body;  // JSON in one line
+        std::string adr;
+        int port;
+        std::chrono::steady_clock::time_point started;
+    };
+
+    /// Lists or replaces a light.
+    void has_light(int id, const Json::Value& description) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        lights_.erase(id);
+        lights_.emplace(id, simulator::BridgeLight(id, description));
+    }
+
+    /// @name The script: what the next requests with this method get
+    /// @{
+    void answers(const std::string& method, const std::string& body) {
+        add(method, [body] { return body; });
+    }
+    void fails(const std::string& method, int code) {
+        add(method, [code]() -> std::string {
+            throw std::system_error(code, std::generic_category(), "scripted");
+        });
+    }
+    void breaks(const std::string& method) {
+        add(method, []() -> std::string { throw std::runtime_error("scripted"); });
+    }
+    /// @}
+    /// How long every request takes from now on.
+    void takes(std::chrono::milliseconds duration) { duration_ = duration; }
+
+    std::vector<Request> requests() const {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return requests_;
+    }
+    /// What was sent since the last call, without what only reads: "PUT /lights/3/state {...}".
+    std::vector<std::string> commands() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        std::vector<std::string> found;
+        for (const Request& request : requests_) {
+            if (request.method != "GET") {
+                found.push_back(request.method + " " + path_of(request.uri) + " " + request.body);
+            }
+        }
+        requests_.clear();
+        return found;
+    }
+
+    std::string send(const std::string&, const std::string&, int) const override { return ""; }
+    std::vector<std::string> sendMulticast(const std::string&, const std::string&, int,
+                                           int) const override {
+        return {};
+    }
+    std::string sendHTTPRequest(std::string method, std::string uri, std::string, std::string body,
+                                const std::string& adr, int port) const override {
+        const auto started = std::chrono::steady_clock::now();
+        std::this_thread::sleep_for(duration_);
+        const Json::Value json = simulator::parse_json(body).value_or(Json::Value());
+        const std::lock_guard<std::mutex> guard(mutex_);
+        requests_.push_back({method, uri, simulator::compact_json(json), adr, port, started});
+        std::deque<std::function<std::string()>>& script = script_[method];
+        if (script.empty()) {
+            return answer_of_lights(method, path_of(uri), json).toStyledString();
+        }
+        const auto scripted = script.front();
+        script.pop_front();
+        return scripted();
+    }
+
+  private:
+    void add(const std::string& method, std::function<std::string()> answer) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        script_[method].push_back(std::move(answer));
+    }
+
+    static std::string path_of(const std::string& uri) {
+        return uri.substr(std::string("/api/").size() + std::string(kUser).size());
+    }
+
+    Json::Value answer_of_lights(const std::string& method, const std::string& path,
+                                 const Json::Value& body) const {
+        Json::Value all(Json::objectValue);
+        for (auto& [id, light] : lights_) {
+            const std::string own = "/lights/" + std::to_string(id);
+            if (path == own && method == "GET") {
+                return light.description();
+            }
+            if (path == own + "/state") {
+                return light.put_state(body);
+            }
+            if (path == own + "/name") {
+                return light.put_name(body);
+            }
+            all[std::to_string(id)] = light.description();
+        }
+        Json::Value root;
+        root["lights"] = all;
+        return path == "/lights" ? all : root;
+    }
+
+    std::chrono::milliseconds duration_{0};
+    mutable std::mutex mutex_;  // guards all below
+    mutable std::map<int, simulator::BridgeLight> lights_;
+    mutable std::map<std::string, std::deque<std::function<std::string()>>> script_;
+    mutable std::vector<Request> requests_;
+};
