@@ -121,21 +121,18 @@ void Gate::answers_bytes(std::string bytes, int times) {
 
 void Gate::recovers() {
     fails(Fault::none);
+    ++recoveries_;
     server_.accept_again();
 }
 
 Gate::Plan Gate::take_plan() {
     const std::lock_guard<std::mutex> lock(mutex_);
     Plan plan = plan_;
+    plan.recoveries = recoveries_;
     if (plan_.times > 0 && --plan_.times == 0) {
         plan_ = {};
     }
     return plan;
-}
-
-bool Gate::is_free() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return plan_.fault == Fault::none;
 }
 
 std::vector<Gate::Request> Gate::requests() const {
@@ -196,7 +193,7 @@ void Gate::deliver(Connection& connection, const Plan& plan, const std::string& 
                 connection.write(answer.substr(
                     0, plan.fault == Fault::stall_in_header ? body / 2 : middle_of_body));
             }
-            connection.hold([this] { return is_free(); });
+            connection.hold([&] { return recoveries_ != plan.recoveries; });
             return;
         case Fault::half:
             report(EventKind::bridge_to_daemon, "sends half an answer");

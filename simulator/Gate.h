@@ -6,6 +6,7 @@
 /// Thread-safe. A fault holds until the next switch or for as many connections as told.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <string>
@@ -71,11 +72,11 @@ class Gate final {
         Fault fault = Fault::none;
         int times = 0;
         std::string bytes;
+        int recoveries = 0;  // at the time when the connection was accepted
     };
 
     void serve(Connection& connection);
     Plan take_plan();
-    bool is_free() const;
     std::string answer_to(const Request& request, const std::string& header, int stop_fd) const;
     void deliver(Connection& connection, const Plan& plan, const std::string& answer);
     void report(EventKind kind, const std::string& text) const;
@@ -85,7 +86,8 @@ class Gate final {
     mutable std::mutex mutex_;  // guards requests_ and plan_
     std::vector<Request> requests_;
     Plan plan_;
-    SocketServer server_;  // last: its threads use the rest
+    std::atomic<int> recoveries_{0};  // a stalled connection is let go at the next one
+    SocketServer server_;             // last: its threads use the rest
 };
 
 }  // namespace simulator

@@ -11,7 +11,6 @@ namespace simulator {
 namespace {
 
 constexpr const char* kDaemonName = "lumivad";
-constexpr std::chrono::seconds kReadyLimit{30};
 constexpr const char* kRoleTag = "tag_complex_element=";
 
 struct DeinitList {
@@ -120,10 +119,6 @@ std::optional<DaemonProcess::StartStatus> House::start() {
         core_.talks_to(status->port);
     }
     return status;
-}
-
-bool House::wait_until_ready() const {
-    return wait_for([this] { return bridge_->count("GET", "/lights") > 0; }, kReadyLimit);
 }
 
 std::optional<DaemonProcess::Ending> House::stop() {

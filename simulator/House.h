@@ -44,8 +44,9 @@ class House final {
     /// Starts the daemon for the installation's bridge and reads its start status, for which it
     /// gets kStartLimit. Nothing when it gave none. Its commands endpoint is told to the core.
     std::optional<DaemonProcess::StartStatus> start();
-    /// True once the daemon has read every light and polled the bridge for the first time.
-    bool wait_until_ready() const;
+    /// True once the daemon has read every light and polled the bridge for the first time, for
+    /// which kReadyLimit is enough.
+    bool is_ready() const { return bridge_->count("GET", "/lights") > 0; }
     /// Stops the daemon; nothing when there is none.
     std::optional<DaemonProcess::Ending> stop();
 
@@ -70,6 +71,7 @@ class House final {
     }
 
     static constexpr std::chrono::seconds kStartLimit{40};
+    static constexpr std::chrono::seconds kReadyLimit{30};
 
     /// The sample installation that stands beside this file.
     static std::string sample_sql();

@@ -11,10 +11,10 @@ void Journal::add(EventKind kind, std::string text) {
         const std::lock_guard<std::mutex> lock(mutex_);
         events_.push_back(event);
     }
-    arrived_.notify_all();
     if (listener_) {
         listener_(event);
     }
+    arrived_.notify_all();  // behind the listener: what a waiter prints follows the event's line
 }
 
 EventSink Journal::sink() {

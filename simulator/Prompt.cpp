@@ -13,6 +13,7 @@ namespace {
 using Words = std::vector<std::string>;
 
 constexpr double kExpectSeconds = 10;
+constexpr double kSettleSeconds = 0.03;  // lets the lines of what was expected come first
 constexpr double kLongestWaitSeconds = 3600;
 
 struct Trouble {
@@ -266,16 +267,21 @@ bool Prompt::expect(const Words& words) {
     }
     const std::string what = joined(words.begin() + 1, last);
     const auto count = last - words.begin();
+    const std::string part = joined(words.begin() + 2, last);
     int id = 0;
     std::function<std::string()> current;
     std::string wanted;
-    if (words[1] == "log") {
-        const std::string part = joined(words.begin() + 2, last);
-        return wait_for([&] { return house_.journal().count(EventKind::log, part, heading_) > 0; },
-                        seconds) ||
-               fail("expected " + what + ": no such line came");
+    if (words[1] == "log" && house_.log() == nullptr) {
+        console_.print("           not checked, the machine keeps its log to itself: " + what);
+        return true;
     }
-    if (words[1] == "light" && count > 4 && to_number(words[2], id)) {
+    if (words[1] == "log") {
+        wanted = "there";
+        current = [&] {
+            const bool is_there = house_.journal().count(EventKind::log, part, heading_) > 0;
+            return std::string(is_there ? "there" : "not there");
+        };
+    } else if (words[1] == "light" && count > 4 && to_number(words[2], id)) {
         wanted = joined(words.begin() + 4, last);
         current = [&] { return light_text(id, words[3]); };
     } else if (words[1] == "object" && count > 3 && to_number(words[2], id)) {
@@ -287,6 +293,7 @@ bool Prompt::expect(const Words& words) {
     if (!wait_for([&] { return current() == wanted; }, seconds)) {
         return fail("expected " + what + ", but it is " + current());
     }
+    wait_for([] { return false; }, kSettleSeconds);
     console_.print("           as expected: " + what);
     return true;
 }

@@ -175,7 +175,8 @@ int run_house(const Arguments& arguments, Console& console) {
         console.print("the machine's log cannot be taken over: the daemon's log lines go there");
     }
     const auto status = house.start();
-    if (!status || status->status != 0 || !house.wait_until_ready()) {
+    house.wait_for([&house] { return house.is_ready() || is_interrupted(); }, House::kReadyLimit);
+    if (!is_interrupted() && (!status || status->status != 0 || !house.is_ready())) {
         console.print("!! the daemon did not come up");
         house.stop();
         return kExitFailure;

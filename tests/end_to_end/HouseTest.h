@@ -1,0 +1,94 @@
+/// A house with the real daemon for each test. When a test fails, what the house and the daemon's
+/// log held is printed.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <iostream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "simulator/House.h"
+#include "simulator/JsonText.h"
+
+class HouseTest : public testing::Test {
+  protected:
+    using Milliseconds = std::chrono::milliseconds;
+
+    // Longer than a poll and the quiet time behind a command, on a busy machine.
+    static constexpr std::chrono::seconds kLimit{20};
+
+    void SetUp() override { ASSERT_NE(house.log(), nullptr) << "/dev/log is taken"; }
+
+    void TearDown() override {
+        if (house.has_daemon() && !expects_end) {
+            EXPECT_TRUE(house.daemon().is_running()) << "the daemon ended by itself";
+            EXPECT_EQ(house.stop()->text(), "exit code 0");
+        }
+        if (HasFailure()) {
+            print_journal();
+        }
+    }
+
+    /// Starts the daemon and waits until it has read every light.
+    void start() {
+        const auto status = house.start();
+        ASSERT_TRUE(status && status->status == 0 && status->port > 0);
+        ASSERT_TRUE(eventually([&] { return house.is_ready(); }));
+    }
+
+    bool eventually(const std::function<bool()>& predicate, Milliseconds limit = kLimit) const {
+        return house.wait_for(predicate, limit);
+    }
+    bool logs(const std::string& part, Milliseconds limit = kLimit) {
+        return house.log()->wait_for(part, limit);
+    }
+    /// Waits until the log holds `part` so many times.
+    bool logs(std::size_t times, const std::string& part) {
+        return eventually([&] { return house.log()->count(part) >= times; });
+    }
+
+    /// The core runs an object and is answered with success.
+    void runs(int object, const std::string& payload) {
+        EXPECT_EQ(house.core().runs(object, payload), 0) << "object " << object;
+    }
+    /// Waits until a member of a light's state is this, as JSON.
+    bool light_is(int id, const std::string& member, const std::string& value) {
+        return eventually(
+            [&] { return simulator::compact_json(house.light(id).state(member)) == value; });
+    }
+    /// Changes a bulb past the daemon; `members` is JSON.
+    void bulb(int id, const std::string& members) {
+        for (const Json::Value& element :
+             house.light(id).changes(*simulator::parse_json(members))) {
+            EXPECT_TRUE(element.isMember("success")) << simulator::compact_json(element);
+        }
+    }
+    /// Waits until the last value that the daemon reported for an object is this.
+    bool is_reported(int object, const std::string& value) {
+        return eventually([&] { return house.core().value(object) == value; });
+    }
+    int polls() { return house.bridge().count("GET", "/lights"); }
+    /// Waits until another poll has begun, and so the one before has been reported whole.
+    bool next_poll_begins() {
+        const int before = polls();
+        return eventually([&] { return polls() > before; });
+    }
+
+    simulator::House house{
+        {LUMIVAD_PATH, simulator::House::sample_sql(), simulator::House::sample_lights()}};
+    bool expects_end = false;  // the test ends the daemon itself
+
+  private:
+    void print_journal() {
+        std::cout << "--- the house and the daemon's log ---\n";
+        for (const simulator::Event& event : house.journal().events()) {
+            std::cout << "  [" << static_cast<int>(event.kind) << "] "
+                      << std::chrono::duration_cast<Milliseconds>(event.time - start_).count()
+                      << " ms: " << event.text << "\n";
+        }
+    }
+
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};

@@ -1,0 +1,94 @@
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "HouseTest.h"
+
+namespace {
+
+class Changes : public HouseTest {};
+
+TEST_F(Changes, AreReportedForEveryRoleOnEveryClass) {
+    start();
+    bulb(1, R"({"on": true, "bri": 254})");
+    bulb(2, R"({"on": false, "bri": 127, "ct": 500})");
+    bulb(3, R"({"hue": 43690, "sat": 254, "bri": 254})");
+    bulb(4, R"({"on": false, "bri": 1, "ct": 153, "hue": 0, "sat": 254})");
+    bulb(5, R"({"on": true, "bri": 100, "ct": 153, "hue": 65535, "sat": 0})");
+    bulb(6, R"({"ct": 326, "hue": 21845, "sat": 254, "bri": 254})");
+    ASSERT_TRUE(is_reported(167, "#55FEFE"));
+
+    const struct {
+        int object;
+        const char* value;
+    } kReports[] = {
+        {111, "1"}, {112, "100"},     {121, "0"},   {122, "50"},      {123, "100"}, {132, "100"},
+        {134, "1"}, {135, "1"},       {136, "254"}, {141, "0"},       {142, "0"},   {143, "0"},
+        {144, "1"}, {145, "0"},       {146, "0"},   {147, "#00FE01"}, {151, "1"},   {152, "39"},
+        {153, "0"}, {157, "#FF0064"}, {162, "100"}, {163, "49"},      {164, "1"},   {165, "254"},
+        {166, "1"}, {167, "#55FEFE"},
+    };
+    for (const auto& report : kReports) {
+        EXPECT_EQ(house.core().history(report.object), std::vector<std::string>{report.value})
+            << "object " << report.object;
+    }
+    EXPECT_EQ(house.core().reports().size(), std::size(kReports)) << "and nothing else";
+    EXPECT_EQ(house.core().reports().front().caller, "100");
+    EXPECT_EQ(house.core().malformed_requests(), 0);
+}
+
+TEST_F(Changes, WithinTheTolerancesAreNotReported) {
+    start();
+    bulb(3, R"({"hue": 0, "sat": 254, "bri": 100})");
+    ASSERT_TRUE(is_reported(134, "100"));
+    ASSERT_TRUE(next_poll_begins());
+    house.core().forget();
+
+    // Red by 5; saturation and value by 5, and the hue byte from 33 to 183.
+    bulb(3, R"({"bri": 105})");
+    bulb(5, R"({"hue": 47031, "sat": 145, "bri": 205})");
+    ASSERT_TRUE(is_reported(152, "80"));
+    ASSERT_TRUE(next_poll_begins());
+    EXPECT_EQ(house.core().reports().size(), 2U) << "the two brightnesses, which have no tolerance";
+    house.core().forget();
+
+    // Now by 6, counted from what drifted before.
+    bulb(3, R"({"bri": 111})");
+    bulb(5, R"({"sat": 151})");
+    EXPECT_TRUE(is_reported(157, "#B797CD"));
+    EXPECT_TRUE(is_reported(134, "111"));
+    // Saturation and value stay; the hue byte goes from 183 to 32, by 151.
+    bulb(5, R"({"hue": 8224})");
+    EXPECT_TRUE(is_reported(157, "#2097CD"));
+    EXPECT_TRUE(house.core().history(135).empty());
+}
+
+TEST_F(Changes, CostOneGetOfAllLightsAPoll) {
+    start();
+    const auto before = house.bridge().requests().size();
+    const int polls_before = polls();
+    ASSERT_TRUE(next_poll_begins());
+    ASSERT_TRUE(next_poll_begins());
+    const auto requests = house.bridge().requests();
+    EXPECT_EQ(requests.size() - before, static_cast<std::size_t>(polls() - polls_before));
+    EXPECT_GE(requests.back().start - requests[requests.size() - 2].start,
+              std::chrono::milliseconds(2900));
+    EXPECT_TRUE(house.core().reports().empty()) << "nothing changed";
+}
+
+TEST_F(Changes, AreNotReadForThreeSecondsAfterACommand) {
+    start();
+    bulb(1, R"({"on": true})");
+    runs(142, "50");
+    ASSERT_TRUE(light_is(4, "bri", "127"));
+    const auto command = house.bridge().requests().back();
+    ASSERT_EQ(command.method, "PUT");
+    EXPECT_TRUE(is_reported(111, "1"));
+    EXPECT_TRUE(is_reported(142, "50")) << "what came of the command";
+    for (const auto& request : house.bridge().requests()) {
+        const auto later = request.start - command.start;
+        EXPECT_FALSE(later > Milliseconds(0) && later < Milliseconds(2900)) << request.path;
+    }
+}
+
+}  // namespace

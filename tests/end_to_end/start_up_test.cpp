@@ -1,0 +1,139 @@
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "HouseTest.h"
+
+namespace {
+
+using simulator::DaemonProcess;
+using Fault = simulator::DatabaseService::Fault;
+
+class StartUp : public HouseTest {
+  protected:
+    using Arguments = std::vector<std::string>;
+
+    /// The daemon prints this line and nothing more, and ends with this exit code.
+    void expect_end(const Arguments& arguments, const std::string& line, int exit_code) {
+        DaemonProcess daemon(LUMIVAD_PATH, arguments);
+        EXPECT_EQ(daemon.reads_line(std::chrono::seconds(30)), line);
+        const auto ending = daemon.wait(kLimit);
+        ASSERT_TRUE(ending);
+        EXPECT_EQ(ending->text(), "exit code " + std::to_string(exit_code));
+        EXPECT_EQ(daemon.reads_line(kLimit), std::nullopt);
+    }
+    void expect_failure(const Arguments& arguments, const std::vector<std::string>& log_lines) {
+        expect_end(arguments, "-1,-1", 1);
+        for (const std::string& line : log_lines) {
+            EXPECT_TRUE(logs(line)) << line;
+        }
+    }
+    void set_optional_parameters(const std::string& text) {
+        house.database().rows("UPDATE vexad_object SET optionalp = \"" + text +
+                              "\" WHERE id = 100");
+    }
+
+    const Arguments kGood{"--id", "100"};
+    const std::string kNoParameters = "Impossible to get required OPTIONALP needed by the runner";
+};
+
+TEST_F(StartUp, PrintsTheVersionForASingleArgumentAndTouchesNothing) {
+    for (const char* argument : {"-v", "-vx", "--version", "--versions"}) {
+        SCOPED_TRACE(argument);
+        expect_end({argument}, "v1.7.8", 0);
+    }
+    EXPECT_TRUE(house.log()->lines().empty());
+    EXPECT_EQ(house.database().connections(), 0);
+}
+
+TEST_F(StartUp, GivesItsPortOnceAndTakesVersionWithOthersForNothing) {
+    DaemonProcess daemon(LUMIVAD_PATH, {"-v", "--id", "100"});
+    const auto status = daemon.start_status(kLimit);
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->status, 0);
+    house.core().talks_to(status->port);
+    EXPECT_EQ(house.core().runs(141, "0"), 0);
+    EXPECT_EQ(daemon.stop().text(), "exit code 0");
+    EXPECT_EQ(daemon.reads_line(kLimit), std::nullopt);
+}
+
+TEST_F(StartUp, RefusesAnObjectIdThatIsNone) {
+    for (const Arguments& arguments :
+         {Arguments{"--id", "0"}, {"--id", "-3"}, {"--id", "abc"}, {"--id"}, {"x", "y"}, {}}) {
+        house.log()->clear();
+        expect_failure(arguments, {"Not found or invalid object ID passed to the runner."});
+    }
+    EXPECT_EQ(house.database().connections(), 0);
+}
+
+TEST_F(StartUp, RefusesOptionalParametersWithoutAddressOrUser) {
+    set_optional_parameters("ip_address='127.0.0.80'");
+    expect_failure(
+        kGood, {"ERR -2: Wrong format for vexad_object (optionalp key: username", kNoParameters});
+    set_optional_parameters("ip_address=5|username='someone'");
+    expect_failure(kGood, {"ERR -2: Wrong format for vexad_object (optionalp key: ip_address"});
+    set_optional_parameters("");
+    house.log()->clear();
+    expect_failure(kGood, {"(optionalp key: username", kNoParameters});
+}
+
+TEST_F(StartUp, ReportsADatabaseThatFails) {
+    for (const Fault fault : {Fault::closes_early, Fault::announces_too_much, Fault::rubbish,
+                              Fault::error_status, Fault::rows_too_short}) {
+        SCOPED_TRACE(static_cast<int>(fault));
+        house.log()->clear();
+        house.database().fails(fault);
+        expect_failure(kGood, {"ERR -2: ", kNoParameters});
+    }
+    house.database().recovers();
+    house.database().hides_column("OPTIONALP");
+    expect_failure(kGood, {"(optionalp key: username"});
+    house.database().vanishes();
+    expect_failure(kGood, {"error calling dbmanager_socket_request <308>"});
+}
+
+TEST_F(StartUp, EndsWithin30SecondsWhenTheDatabaseIsSilent) {
+    house.database().fails(Fault::silent);
+    expect_failure(kGood, {"error calling dbmanager_socket_request <311>", kNoParameters});
+}
+
+TEST_F(StartUp, ComesUpWithADatabaseThatIsSlowOrTalkative) {
+    for (const Fault fault : {Fault::slow, Fault::rows_too_long, Fault::announces_too_little}) {
+        SCOPED_TRACE(static_cast<int>(fault));
+        house.database().fails(fault);
+        const auto status = house.start();
+        EXPECT_TRUE(status && status->status == 0);
+        EXPECT_EQ(house.stop()->text(), "exit code 0");
+    }
+}
+
+TEST_F(StartUp, TakesItsStatusBackWhenTheLightTableCannotBeRead) {
+    house.database().rows("DROP TABLE vexad_object_relation");
+    DaemonProcess daemon(LUMIVAD_PATH, kGood);
+    EXPECT_EQ(daemon.start_status(kLimit)->status, 0);
+    EXPECT_EQ(daemon.start_status(kLimit)->status, -1);
+    const auto ending = daemon.wait(kLimit);
+    ASSERT_TRUE(ending);
+    EXPECT_EQ(ending->text(), "exit code 1");
+    EXPECT_TRUE(logs("Impossible to get initize data structures needed by the runner -2"));
+}
+
+TEST_F(StartUp, GoesOnWithoutTheRowsThatAreIncomplete) {
+    house.database().rows("UPDATE vexad_object SET msp = 'four' WHERE id = 140");
+    start();
+    EXPECT_TRUE(logs("Incomplete or malformed db information: MSP='four', CHILDOBJ_ID='147'"));
+    runs(142, "50");
+    runs(122, "50");
+    EXPECT_TRUE(light_is(2, "bri", "127"));
+    EXPECT_EQ(house.light(4).brightness(), 200U);
+}
+
+TEST_F(StartUp, StandsEmptyForAnObjectThatIsNotThere) {
+    DaemonProcess daemon(LUMIVAD_PATH, {"--id", "999"});
+    EXPECT_EQ(daemon.start_status(kLimit)->status, 0);
+    EXPECT_TRUE(logs("HueHandler->init_light_states - end of initial state updates"));
+    EXPECT_EQ(daemon.stop().text(), "exit code 0");
+    EXPECT_EQ(house.bridge().gate().connections(), 0);
+}
+
+}  // namespace
