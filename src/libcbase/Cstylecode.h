@@ -5,8 +5,13 @@
 /// line in the log at error level, with errno kept. FileDescriptor is the owner to put it into.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
 
 /// The syslog facility of every line; may be changed before openlogfile.
 extern std::int32_t zel_log_facility;
@@ -79,6 +84,15 @@ int make_local_socket(const char* path, int backlog);
 int make_internet_socket(int port, int backlog);
 /// The same on a port that the system chooses, stored in `*port` (1..65535).
 int make_internet_socket_randomport(int* port, int backlog);
+
+/// Bytes that one receive takes.
+constexpr std::size_t kReceiveChunkBytes = 1024;
+/// Sends the whole of `text`, and never waits beyond `deadline`. False with errno, ETIMEDOUT at the
+/// deadline.
+bool send_until(int fd, std::string_view text, std::chrono::steady_clock::time_point deadline);
+/// Appends one receive of at most kReceiveChunkBytes to `text`. The number of bytes, 0 when the
+/// peer has closed, -1 with errno, ETIMEDOUT at the deadline.
+ssize_t receive_until(int fd, std::string& text, std::chrono::steady_clock::time_point deadline);
 
 /// Bounds every blocked send and receive on `fd`; false with errno when the system refuses.
 bool set_socket_timeouts(int fd, int milliseconds);

@@ -1,3 +1,5 @@
+#include "libcbase/Cstylecode.h"
+
 // TLS and base64, apart from the rest of Cstylecode.h: a program that calls neither does not load
 // libssl and libcrypto.
 #include <chrono>
@@ -13,7 +15,6 @@
 #include <openssl/x509v3.h>
 #include <sys/socket.h>
 
-#include "libcbase/Cstylecode.h"
 #include "libcbase/memory.h"
 
 namespace {

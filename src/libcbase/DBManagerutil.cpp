@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include <poll.h>
 #include <strings.h>
 #include <sys/socket.h>
 
@@ -20,7 +19,6 @@ using dbmanager_format::kBodyBytes;
 using dbmanager_format::kExchangeSeconds;
 using dbmanager_format::kRequestBufferBytes;
 
-constexpr std::size_t kReceiveChunkBytes = 1024;
 constexpr const char* kServiceAddress = "127.0.0.1";
 
 constexpr std::string_view kLengthTag = "Response payload length: ";
@@ -99,62 +97,18 @@ class Exchange final {
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    bool send_all(std::string_view text) {
-        while (!text.empty()) {
-            if (!wait_for(POLLOUT)) {
-                return false;
-            }
-            const ssize_t sent =
-                send(fd_.get(), text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-            if (sent >= 0) {
-                text.remove_prefix(static_cast<std::size_t>(sent));
-            } else if (errno != EINTR && errno != EAGAIN) {
-                return false;
-            }
-        }
-        return true;
-    }
+    bool send_all(std::string_view text) { return send_until(fd_.get(), text, deadline_); }
 
-    /// Appends between 1 and kReceiveChunkBytes bytes to `text`.
+    /// Appends one chunk to `text`; a peer that has closed is a failure.
     bool receive_chunk(std::string& text) {
-        char chunk[kReceiveChunkBytes];
-        while (wait_for(POLLIN)) {
-            const ssize_t received = recv(fd_.get(), chunk, sizeof(chunk), MSG_DONTWAIT);
-            if (received > 0) {
-                text.append(chunk, static_cast<std::size_t>(received));
-                return true;
-            }
-            if (received == 0) {
-                errno = ECONNRESET;  // closed before the announced length
-                return false;
-            }
-            if (errno != EINTR && errno != EAGAIN) {
-                return false;
-            }
+        const ssize_t received = receive_until(fd_.get(), text, deadline_);
+        if (received == 0) {
+            errno = ECONNRESET;  // closed before the announced length
         }
-        return false;
+        return received > 0;
     }
 
   private:
-    bool wait_for(short event) {
-        for (;;) {
-            const auto left = std::chrono::ceil<std::chrono::milliseconds>(
-                deadline_ - std::chrono::steady_clock::now());
-            pollfd ready{fd_.get(), event, 0};
-            const int count = poll(&ready, 1, std::max(0, static_cast<int>(left.count())));
-            if (count > 0) {
-                return true;
-            }
-            if (count == 0) {
-                errno = ETIMEDOUT;
-                return false;
-            }
-            if (errno != EINTR) {
-                return false;
-            }
-        }
-    }
-
     FileDescriptor fd_;
     std::chrono::steady_clock::time_point deadline_;
 };

@@ -15,7 +15,8 @@
 /// The service's TCP port on the local host.
 constexpr int DBMANAGER_PORT = 45168;
 
-/// Local results of dbmanager_socket_request; any other value is the number of the service's status.
+/// Local results of dbmanager_socket_request; any other value is the number of the service's
+/// status.
 enum dbmanager_result {
     DBMANAGER_OK = 0,
     DBMANAGER_CONNECT_FAILED = 308,
@@ -26,9 +27,9 @@ enum dbmanager_result {
 
 /// Record of a query's results; made by queryresultsinit, released by queryresultsfree.
 struct queryresults {
-    char* first;  ///< heap string or null
+    char* first;         ///< heap string or null
     std::int32_t count;  ///< -1 until set
-    char* second;  ///< heap string or null
+    char* second;        ///< heap string or null
 };
 queryresults* queryresultsinit();
 /// Frees both texts and the record. 0, or -1 for null.
@@ -39,10 +40,10 @@ int queryresultsfree(queryresults* record);
 /// `function`: DDL-SQL or DML-SQL. `type`: INSERT, SELECT and so on; both without regard to case.
 /// `payload_length`: the statement's length in bytes as decimal text.
 /// Outputs: new heap strings, the caller frees each with xfree (all null on a local failure): the
-/// first line as received, the status ("FSMC-NNN"; "FSMC-008" when there is none), the body's length
-/// as decimal text, and the body from "Response: " on.
-/// Returns the status number or a dbmanager_result; a request of 16384 bytes or more is refused with
-/// DBMANAGER_SEND_FAILED before anything is sent. Every failure has its line in the log.
+/// first line as received, the status ("FSMC-NNN"; "FSMC-008" when there is none), the body's
+/// length as decimal text, and the body from "Response: " on. Returns the status number or a
+/// dbmanager_result; a request of 16384 bytes or more is refused with DBMANAGER_SEND_FAILED before
+/// anything is sent. Every failure has its line in the log.
 int dbmanager_socket_request(int port, const char* function, const char* type,
                              const char* payload_length, const char* statement,
                              char** out_first_line, char** out_status, char** out_body_length,
@@ -74,12 +75,12 @@ std::string compose_request(const Request& request);
 /// Nothing when a line is missing or the statement is not of the announced length.
 std::optional<Request> parse_request(std::string_view text);
 
-/// The whole answer, its "Response payload length: " line included. Values are not escaped: one that
-/// holds a comma or a newline arrives as several.
+/// The whole answer, its "Response payload length: " line included. Values are not escaped: one
+/// that holds a comma or a newline arrives as several.
 std::string compose_response(const Response& response);
 /// Reads an answer's body, from "Response: " on. Never fails: what is missing stays at its default.
-/// Empty lines are ignored; labels and the announced count of rows are not compared with what comes,
-/// but a count below 1 means no rows.
+/// Empty lines are ignored; labels and the announced count of rows are not compared with what
+/// comes, but a count below 1 means no rows.
 Response parse_response(std::string_view body);
 
 /// Cuts a text at every occurrence of `separator` (the whole text when that is empty).

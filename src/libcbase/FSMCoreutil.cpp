@@ -7,7 +7,6 @@
 #include <thread>
 #include <utility>
 
-#include <poll.h>
 #include <strings.h>
 #include <sys/socket.h>
 
@@ -68,63 +67,6 @@ bool copy_parameters(int count, const char* const* params, std::vector<std::stri
     return true;
 }
 
-// Waits until `fd` is ready for `events`; false with errno, ETIMEDOUT once the time has passed,
-// even if it is ready by then: a peer that sends byte by byte must not outrun the deadline.
-bool wait_for(int fd, short events, Clock::time_point deadline) {
-    while (true) {
-        const auto rest =
-            std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (rest <= 0) {
-            errno = ETIMEDOUT;
-            return false;
-        }
-        pollfd watched{fd, events, 0};
-        const int ready = poll(&watched, 1, static_cast<int>(rest));
-        if (ready > 0) {
-            return true;
-        }
-        if (ready < 0 && errno != EINTR) {
-            return false;
-        }
-    }
-}
-
-// True when a call that would have blocked may be tried again.
-bool may_repeat(int fd, short events, Clock::time_point deadline) {
-    return errno == EINTR ||
-           ((errno == EAGAIN || errno == EWOULDBLOCK) && wait_for(fd, events, deadline));
-}
-
-bool send_all(int fd, std::string_view text, Clock::time_point deadline) {
-    while (!text.empty()) {
-        const ssize_t sent = send(fd, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(sent));
-        } else if (!may_repeat(fd, POLLOUT, deadline)) {
-            return false;
-        }
-    }
-    return true;
-}
-
-// Appends one receive to `text`. The number of bytes, 0 when the peer has closed, -1 with errno.
-ssize_t receive(int fd, std::string& text, Clock::time_point deadline) {
-    char chunk[kBufferBytes];
-    while (true) {
-        if (!wait_for(fd, POLLIN, deadline)) {
-            return -1;
-        }
-        const ssize_t received = recv(fd, chunk, sizeof(chunk), MSG_DONTWAIT);
-        if (received >= 0) {
-            text.append(chunk, static_cast<std::size_t>(received));
-            return received;
-        }
-        if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
-            return -1;
-        }
-    }
-}
-
 // One request to the core and its answer, in one of the two forms.
 class CoreCall final {
   public:
@@ -145,7 +87,7 @@ class CoreCall final {
             log("error opening socket FSMCore clientside");
             return FSMCORE_CONNECT_FAILED;
         }
-        if (!send_all(socket_.get(), *request, deadline_)) {
+        if (!send_until(socket_.get(), *request, deadline_)) {
             return send_failure(strerror(errno));
         }
         std::string answer;
@@ -205,7 +147,7 @@ class CoreCall final {
     }
 
     bool receive_plain(std::string& answer) {
-        if (receive(socket_.get(), answer, deadline_) < 0) {
+        if (receive_until(socket_.get(), answer, deadline_) < 0) {
             log(std::string("recv reading response failed with error '") + strerror(errno) + "'");
             return false;
         }
@@ -238,7 +180,7 @@ class CoreCall final {
     }
 
     bool receive_more(std::string& text) const {
-        const ssize_t received = receive(socket_.get(), text, deadline_);
+        const ssize_t received = receive_until(socket_.get(), text, deadline_);
         if (received > 0) {
             return true;
         }

@@ -1,9 +1,10 @@
+#include "libcbase/FSMCoreutil.h"
+
 #include <algorithm>
 #include <utility>
 
 #include <strings.h>
 
-#include "libcbase/FSMCoreutil.h"
 #include "libcbase/utility.h"
 
 namespace fsmcore_format {
