@@ -167,7 +167,9 @@ int GtwHandler::addGateway(int fd, GtwBaseClass* gateway) {
     }
     gateways_[gateway_count_] = std::make_unique<GtwListElement>(fd, gateway);
     ++gateway_count_;
-    watch(fd);
+    if (fd > 0) {
+        watch(fd);
+    }
     return GATEWAY_LIST_OK;
 }
 
@@ -208,9 +210,13 @@ int GtwHandler::removeGatewayAtIndex(int index) {
 void GtwHandler::refreshMaxFd() {
     FD_ZERO(&read_set_);
     highest_fd_ = -1;
-    watch(listener_.get());
+    if (listener_) {
+        watch(listener_.get());
+    }
     for (std::size_t i = 0; i < gateway_count_; ++i) {
-        watch(gateways_[i]->getFd());
+        if (gateways_[i]->getFd() > 0) {
+            watch(gateways_[i]->getFd());
+        }
     }
 }
 
@@ -219,15 +225,12 @@ int GtwHandler::cleanup() {
     return 0;
 }
 
-// Adds a descriptor above 0 to the set.
 void GtwHandler::watch(int fd) {
-    if (fd > 0) {
-        FD_SET(fd, &read_set_);
-        highest_fd_ = std::max(highest_fd_, fd);
-    }
+    FD_SET(fd, &read_set_);
+    highest_fd_ = std::max(highest_fd_, fd);
 }
 
-int GtwHandler::sendStatusToCore(int status) {
+int GtwHandler::sendStatusToCore(int status) const {
     const int printed =
         status >= 0 ? std::printf("%d,%d\n", 0, local_port_) : std::printf("%d,%d\n", -1, -1);
     return printed >= 0 && std::fflush(stdout) == 0 ? 0 : -1;

@@ -84,7 +84,7 @@ class GtwHandler final {
 
     /// Writes the start status, which the parent process reads, to standard output: "0,port" or,
     /// for a negative `status`, "-1,-1". 0, or -1 when standard output refuses.
-    int sendStatusToCore(int status);
+    int sendStatusToCore(int status) const;
 
     /// Keeps at most 255 bytes and logs them at info level. A null format changes nothing.
     [[gnu::format(printf, 2, 3)]] void setLastError(const char* format, ...);

@@ -3,13 +3,18 @@
 #include <chrono>
 #include <csignal>
 #include <functional>
+#include <string>
 #include <thread>
+#include <vector>
 
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "gtwhandler/GtwHandler.h"
-#include "tests/support/SystemLogTest.h"
+#include "simulator/SystemLog.h"
 
 namespace {
 
@@ -18,84 +23,111 @@ using gtwhandlernamespace::GtwHandler;
 
 constexpr int kStuck = -1;
 constexpr int kSurvived = 42;
+constexpr int kNotInitialized = 99;
 
-class GtwSignals : public SystemLogTest {
-  protected:
-    // A child in which the loop's handlers are installed.
-    static pid_t start(const std::function<void()>& body) {
-        const pid_t child = fork();
-        if (child == 0) {
+// A process in which the loop's handlers are installed. It is made while this process has a single
+// thread, as the thread sanitizer asks for, and does its part only when it is released.
+class Child final {
+  public:
+    explicit Child(const std::function<void()>& body) {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        gate_.reset(ends[1]);
+        const FileDescriptor reader(ends[0]);
+        pid_ = fork();
+        if (pid_ == 0) {
             GtwHandler loop(0, nullptr);
-            if (loop.initialize() == 0) {
-                body();
-                _exit(kSurvived);
+            char byte = 0;
+            if (loop.initialize() != 0 || read(reader.get(), &byte, 1) != 1) {
+                _exit(kNotInitialized);
             }
-            _exit(99);
+            body();
+            poll(nullptr, 0, 1);  // where the thread sanitizer delivers a signal
+            _exit(kSurvived);
         }
-        return child;
     }
-    // The child's exit code, 1000 and its signal, or kStuck.
-    static int ending_of(pid_t child) {
+    void release() { EXPECT_EQ(write(gate_.get(), "x", 1), 1); }
+    void receives(int number) const { kill(pid_, number); }
+    // The exit code, 1000 and the signal that killed it, or kStuck.
+    int ending() const {
         const Clock::time_point limit = Clock::now() + std::chrono::seconds(10);
         int status = 0;
-        while (waitpid(child, &status, WNOHANG) == 0) {
+        while (waitpid(pid_, &status, WNOHANG) == 0) {
             if (Clock::now() > limit) {
-                kill(child, SIGKILL);
-                waitpid(child, &status, 0);
+                kill(pid_, SIGKILL);
+                waitpid(pid_, &status, 0);
                 return kStuck;
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
     }
+
+  private:
+    FileDescriptor gate_;
+    pid_t pid_;
 };
 
-TEST_F(GtwSignals, EndWithTheirCodeAndTheirLine) {
-    const struct {
-        int number;
-        int code;
-        const char* line;
-    } cases[] = {
-        {SIGSEGV, 1,
-         "gtwhandler->gtwHandlerSigsegvHandler called, the instance receive a 'Segmentation Fault' "
-         "signal, check code"},
-        {SIGABRT, 1,
-         "gtwhandler->gtwHandlerSigabrtHandler called, the instance receive a 'Abort' signal, "
-         "memory problem"},
-        {SIGPIPE, kSurvived,
-         "gtwhandler->gtwHandlerSigpipeHandler called, the instance receive a 'Pipe' signal, some "
-         "handlers went down"},
-        {SIGCHLD, kSurvived,
-         "gtwhandler->gtwHandlerSigchldHandler called, the instance receive a 'Child' signal, some "
-         "handlers went down"},
-    };
-    for (const auto& signal : cases) {
-        EXPECT_EQ(ending_of(start([&] { raise(signal.number); })), signal.code) << signal.line;
-        ASSERT_TRUE(logged(signal.line));
-        for (const simulator::SystemLog::Line& line : log_.lines()) {
-            EXPECT_EQ(line.text == signal.line ? line.priority : 3, 3);
+struct Case {
+    int number;
+    int code;
+    const char* line;  // empty for none
+};
+constexpr Case kCases[] = {
+    {SIGSEGV, 1,
+     "gtwhandler->gtwHandlerSigsegvHandler called, the instance receive a 'Segmentation Fault' "
+     "signal, check code"},
+    {SIGABRT, 1,
+     "gtwhandler->gtwHandlerSigabrtHandler called, the instance receive a 'Abort' signal, memory "
+     "problem"},
+    {SIGPIPE, kSurvived,
+     "gtwhandler->gtwHandlerSigpipeHandler called, the instance receive a 'Pipe' signal, some "
+     "handlers went down"},
+    {SIGCHLD, kSurvived,
+     "gtwhandler->gtwHandlerSigchldHandler called, the instance receive a 'Child' signal, some "
+     "handlers went down"},
+    {SIGTERM, 0, ""},
+};
+
+TEST(GtwSignals, EndWithTheirCodeAndTheirLine) {
+    std::vector<Child> children;
+    for (const Case& signal : kCases) {
+        children.emplace_back([&] { raise(signal.number); });
+    }
+    simulator::SystemLog log;
+    std::vector<std::string> expected;
+    for (std::size_t i = 0; i < children.size(); ++i) {
+        children[i].release();
+        EXPECT_EQ(children[i].ending(), kCases[i].code) << kCases[i].line;
+        if (*kCases[i].line != '\0') {
+            expected.emplace_back(kCases[i].line);
+            ASSERT_TRUE(log.wait_for(kCases[i].line));
         }
     }
-    log_.clear();
-    EXPECT_EQ(ending_of(start([] { raise(SIGTERM); })), 0);
-    EXPECT_EQ(lines_with("gtwhandler->"), 0U);
+    std::vector<std::string> errors;
+    for (const simulator::SystemLog::Line& line : log.lines()) {
+        errors.push_back(line.priority == 3 ? line.text : "not at error level");
+    }
+    EXPECT_EQ(errors, expected);
 }
 
 // The child is nearly always inside malloc or syslog: a handler that used either would lock up.
-TEST_F(GtwSignals, MayInterruptTheAllocatorAndTheSystemLog) {
-    const pid_t child = start([] {
+TEST(GtwSignals, MayInterruptTheAllocatorAndTheSystemLog) {
+    Child child([] {
         while (true) {
             const std::string text(1000, 'x');
             info("busy %s", text.c_str());
         }
     });
-    ASSERT_TRUE(logged("busy"));
+    simulator::SystemLog log;
+    child.release();
+    ASSERT_TRUE(log.wait_for("busy"));
     for (int i = 0; i < 300; ++i) {
-        kill(child, i % 2 == 0 ? SIGPIPE : SIGCHLD);
+        child.receives(i % 2 == 0 ? SIGPIPE : SIGCHLD);
         std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
-    kill(child, SIGABRT);
-    EXPECT_EQ(ending_of(child), 1);
+    child.receives(SIGABRT);
+    EXPECT_EQ(child.ending(), 1);
 }
 
 }  // namespace

@@ -133,6 +133,21 @@ TEST(GtwHandlerEndpoint, IsAPathAPortOrAPortOfTheSystemsChoice) {
     EXPECT_EQ(taken.run(), 0) << "without an endpoint there is nothing to watch";
 }
 
+TEST(GtwHandlerEndpoint, IsServedAlsoWhenStandardInputWasClosed) {
+    prepare_signal_log();  // or its socket would take the place
+    const FileDescriptor standard_input(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3));
+    close(STDIN_FILENO);
+    {
+        GtwHandler loop(0, nullptr);
+        ASSERT_EQ(loop.initialize(), 0);
+        CorePeer core(make_internettcpclient_socket("127.0.0.1", loop.getLocalPortWithCore()));
+        core.says("x");
+        core.leaves();
+        EXPECT_EQ(loop.run(), -1);
+    }
+    dup2(standard_input.get(), STDIN_FILENO);
+}
+
 TEST(GtwHandlerEndpoint, ReportsTheStartStatus) {
     GtwHandler loop(4711, 0, nullptr);
     testing::internal::CaptureStdout();

@@ -23,7 +23,8 @@ class CorePeer final {
                   static_cast<ssize_t>(text.size()));
         return *this;
     }
-    /// Everything up to the end of the connection; "open" behind it when none came within 10 s.
+    /// Everything up to the end of the connection, then "reset" when that was its end, or "open"
+    /// when none came within 10 s.
     std::string hears() {
         set_socket_timeouts(fd_.get(), 10000);
         std::string text;
@@ -32,7 +33,14 @@ class CorePeer final {
         while ((count = recv(fd_.get(), chunk, sizeof(chunk), 0)) > 0) {
             text.append(chunk, static_cast<std::size_t>(count));
         }
-        return count == 0 || errno == ECONNRESET ? text : text + "open";
+        if (count < 0 && errno != ECONNRESET) {
+            return text + "open";
+        }
+        // A reset may also follow the orderly end.
+        int problem = 0;
+        socklen_t length = sizeof(problem);
+        getsockopt(fd_.get(), SOL_SOCKET, SO_ERROR, &problem, &length);
+        return count == 0 && problem == 0 ? text : text + "reset";
     }
     bool has_answer() const {
         pollfd watched{fd_.get(), POLLIN, 0};
