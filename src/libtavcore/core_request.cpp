@@ -123,10 +123,12 @@ int core_request::run() {
         return -1;
     }
     std::vector<std::string> values;
+    std::vector<const char*> pointers;
+    values.reserve(static_cast<std::size_t>(request_count_));
+    pointers.reserve(values.capacity());
     for (int position = 0; position < request_count_; ++position) {
         values.push_back(sendable_value(position));
     }
-    std::vector<const char*> pointers;
     for (const std::string& value : values) {
         pointers.push_back(value.c_str());
     }

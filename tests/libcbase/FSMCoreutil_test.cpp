@@ -242,7 +242,7 @@ TEST_F(FsmcoreCall, RefusesAnAnswerThatIsNotOne) {
          "strtok parsing 'ParamNNN: ' response tag failed, not a well formed response from FSMCore "
          "for function 'FUNC'"},
         {head + "Param000 Length: 2\nab\n", "strtok parsing 'ParamNNN: ' response tag failed"},
-        {status + "Parameter Count: 0\nmore\n",
+        {head + "Param000 Length: 1\nParam000:\nx\nmore\n",
          "strtok parsing '\\n' response tag failed, not a well formed response from FSMCore for "
          "function 'FUNC'"},
     };
@@ -252,7 +252,7 @@ TEST_F(FsmcoreCall, RefusesAnAnswerThatIsNotOne) {
         core.answers(answer);
         EXPECT_EQ(asks(), FSMCORE_RECEIVE_FAILED) << answer;
         EXPECT_TRUE(logged("FSMCoreutil->fsmcore_request " + message)) << answer;
-        EXPECT_EQ(count_, 0);
+        EXPECT_EQ(count_, 0) << "what was read before the fault is not handed over";
     }
 }
 
