@@ -10,24 +10,28 @@
 namespace gtwhandlernamespace {
 namespace {
 
+// What ends the process may wait for room in the logger's queue; what goes on must not.
+constexpr int kLastWordsMilliseconds = 500;
+
 // The texts are complete at compile time: a handler has no room to compose one.
 template <std::size_t Size>
-void log_text(const char (&text)[Size]) {
-    error_from_signal_handler(text, Size - 1);
+void log_text(const char (&text)[Size], int patience_ms = 0) {
+    error_from_signal_handler(text, Size - 1, patience_ms);
 }
 
 void handle_segmentation_fault(int) {
     log_text(
         "gtwhandler->gtwHandlerSigsegvHandler called, the instance receive a 'Segmentation Fault' "
-        "signal, check code");
+        "signal, check code",
+        kLastWordsMilliseconds);
     _exit(EXIT_FAILURE);
 }
 
 void handle_abort(int) {
     log_text(
         "gtwhandler->gtwHandlerSigabrtHandler called, the instance receive a 'Abort' signal, "
-        "memory "
-        "problem");
+        "memory problem",
+        kLastWordsMilliseconds);
     _exit(EXIT_FAILURE);
 }
 

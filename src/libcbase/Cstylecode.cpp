@@ -9,6 +9,7 @@
 #include <arpa/inet.h>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -137,7 +138,7 @@ void prepare_signal_log() {
     signal_socket.store(fd.release());
 }
 
-void error_from_signal_handler(const char* text, std::size_t length) noexcept {
+void error_from_signal_handler(const char* text, std::size_t length, int patience_ms) noexcept {
     const int fd = signal_socket.load();
     if (fd < 0) {
         return;
@@ -149,8 +150,13 @@ void error_from_signal_handler(const char* text, std::size_t length) noexcept {
     message.msg_namelen = sizeof(signal_address);
     message.msg_iov = parts;
     message.msg_iovlen = 2;
-    // A failure has nowhere to be told.
-    static_cast<void>(sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL));
+    // The logger's queue is short (ten lines on most systems) and may be full at this very moment.
+    constexpr int kPauseMilliseconds = 10;
+    while (sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) < 0 && errno == EAGAIN &&
+           patience_ms > 0) {
+        poll(nullptr, 0, kPauseMilliseconds);
+        patience_ms -= kPauseMilliseconds;
+    }
 }
 
 namespace {

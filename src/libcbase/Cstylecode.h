@@ -36,8 +36,9 @@ void closelogfile();
 /// changes nothing. Without it, or without memory of a system log, the handler's line is lost.
 void prepare_signal_log();
 /// Sends one line at error level to the system log. Async-signal-safe: it may interrupt malloc or
-/// syslog itself. The log's own socket is looked up anew, so a restarted logger is found.
-void error_from_signal_handler(const char* text, std::size_t length) noexcept;
+/// syslog itself. The log's own socket is looked up anew, so a restarted logger is found. While the
+/// logger's queue is full it tries again for `patience_ms`; then the line is lost.
+void error_from_signal_handler(const char* text, std::size_t length, int patience_ms = 0) noexcept;
 
 /// Owner of one descriptor, closed with it.
 class FileDescriptor final {
