@@ -142,7 +142,11 @@ std::string why_not_possible() {
 }
 
 FileDescriptor lock_the_machine() {
-    FileDescriptor file(open(kLockFile, O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    // Read-only is enough for a lock; O_CREAT on another user's file is refused in a sticky folder.
+    FileDescriptor file(open(kLockFile, O_RDONLY | O_CLOEXEC));
+    if (!file && errno == ENOENT) {
+        file.reset(open(kLockFile, O_RDONLY | O_CREAT | O_CLOEXEC, 0644));
+    }
     if (!file) {
         fail(kLockFile);
     }
