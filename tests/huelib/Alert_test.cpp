@@ -122,7 +122,7 @@ TEST(Alert, EndsAtOnceWhenTheColorOrTheBlinkingIsRefused) {
 TEST(Alert, FailsAtTheEndWithoutAStrategyToGoBackWith) {
     const char* const modes[] = {"ct", "hs"};
     for_each_at_once(modes, [](const std::string& mode) {
-        TestLight test(R"({"colormode": ")" + mode + "\"}");
+        TestLight test(R"({"on": false, "colormode": ")" + mode + "\"}");
         if (mode == "ct") {
             test.light.setColorTemperatureStrategy(nullptr);
             EXPECT_FALSE(test.light.alertHueSaturation(9000, 90));
@@ -130,7 +130,7 @@ TEST(Alert, FailsAtTheEndWithoutAStrategyToGoBackWith) {
             test.light.setColorHueStrategy(nullptr);
             EXPECT_FALSE(test.light.alertTemperature(200));
         }
-        EXPECT_EQ(test.bridge->commands().size(), 2U);  // shown and blinked
+        EXPECT_EQ(test.bridge->commands().size(), 2U);  // shown and blinked, not switched off
     });
 }
 

@@ -1,4 +1,5 @@
 // A bridge that answers with JSON of the wrong shape, in every place that is read.
+#include <cmath>
 #include <stdexcept>
 
 #include "huelib/Hue.h"
@@ -85,6 +86,9 @@ TEST(HostileJson, InADescriptionHarmsNoLight) {
             read_everything(test.light);
             test.bridge->answers("GET", description.toStyledString());
         }
+        test.light.updateState(R"({"state": {"xy": [)" + hostile + "," + hostile + "]}}");
+        const XYColor color = std::as_const(test.light).getColorXY();
+        EXPECT_TRUE(std::isfinite(color.x) && std::isfinite(color.y)) << hostile;
         for (const auto& command : kCommands) {  // each refreshes, and so takes one of those
             command(test.light);
         }

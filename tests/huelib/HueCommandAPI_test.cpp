@@ -57,6 +57,7 @@ TEST_F(HueCommandAPITest, PutsThePathBehindTheUser) {
 
 TEST_F(HueCommandAPITest, StartsNoTwoRequestsWithinTheDelayWhoeverSends) {
     std::vector<std::thread> threads;
+    threads.reserve(3);
     for (int i = 0; i < 3; ++i) {
         threads.emplace_back([copy = sender_] {
             copy.GETRequest("", Json::Value());
@@ -102,14 +103,22 @@ TEST_F(HueCommandAPITest, GivesUpAfterASecondFailure) {
 }
 
 TEST_F(HueCommandAPITest, OtherFailuresEndTheRequestAndHoldUpNobody) {
+    const auto shortest_gap = [this] {
+        const auto found = gaps();
+        bridge_->commands();
+        return *std::min_element(found.begin(), found.end());
+    };
     for (const int code : {ECONNREFUSED, EAGAIN, EPIPE, 0}) {
         bridge_->fails("PUT", code);
         EXPECT_THROW(puts(), std::system_error);
     }
-    bridge_->breaks("PUT");
-    EXPECT_THROW(puts(), std::runtime_error);
+    EXPECT_EQ(bridge_->requests().size(), 4U);
+    EXPECT_LT(shortest_gap(), 100ms);  // the deadline stays
+    for (int i = 0; i < 3; ++i) {
+        bridge_->breaks("PUT");
+        EXPECT_THROW(puts(), std::runtime_error);
+    }
     puts();
-    EXPECT_EQ(bridge_->requests().size(), 6U);
-    const auto found = gaps();
-    EXPECT_LT(*std::min_element(found.begin(), found.end()), 100ms);  // the deadline stays
+    EXPECT_EQ(bridge_->requests().size(), 4U);
+    EXPECT_LT(shortest_gap(), 100ms);
 }

@@ -137,6 +137,7 @@ const Answer kAnswers[] = {
     {xy(0.3F, 0.4F), R"([{S"on": true}}, {S"xy": [0.3, 0.4001]}}])", false},
     {xy(0.3F, 0.4F), R"([{S"on": true}}, {S"xy": [0.3]}}])", false},
     {xy(0.3F, 0.4F), R"([{S"on": true}}, {S"xy": [1e300, 0.4]}}])", false},
+    {xy(0.7F, 0.4F), R"([{S"on": true}}, {S"xy": [0.7, 0.4]}}])", true},  // 0.7F is below 0.7
     {xy(NAN, 0.4F), R"([{S"on": true}}, {S"xy": [0, 0.4]}}])", false},
     {loop(true), R"([{S"on": true}}, {S"effect": "colorloop"}}])", true},
     {loop(true), R"([{S"on": true}}, {S"effect": "none"}}])", false},

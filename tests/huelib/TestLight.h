@@ -59,6 +59,7 @@ struct TestLight {
 template <typename Cases, typename Check>
 void for_each_at_once(const Cases& cases, const Check& check) {
     std::vector<std::future<void>> running;
+    running.reserve(std::size(cases));
     for (const auto& one : cases) {
         running.push_back(std::async(std::launch::async, [&check, &one] { check(one); }));
     }
