@@ -1,6 +1,7 @@
 #include "huelib/LightStateChange.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 #include "huelib/HueLight.h"
@@ -12,7 +13,7 @@ namespace {
 std::int64_t tenThousandths(double coordinate) {
     constexpr double kBeyondEveryColor = 1e6;
     const double bounded = std::clamp(coordinate, -kBeyondEveryColor, kBeyondEveryColor);
-    return static_cast<std::int64_t>(bounded * 10000 + 0.5);
+    return static_cast<std::int64_t>(std::trunc(bounded * 10000 + 0.5));
 }
 
 bool coordinatesAgree(const Json::Value& answered, const Json::Value& requested) {
