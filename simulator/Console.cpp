@@ -6,6 +6,7 @@ namespace simulator {
 namespace {
 
 constexpr std::size_t kLongestText = 200;
+constexpr const char* kCleanLine = "\r\033[K";
 
 struct Routine {
     EventKind kind;
@@ -95,15 +96,17 @@ void Console::print(const std::string& text) {
 
 void Console::set_prompt(const std::string& prompt) {
     const std::lock_guard<std::mutex> lock(mutex_);
+    if (!prompt.empty() || !prompt_.empty()) {
+        out_ << kCleanLine << prompt << std::flush;
+    }
     prompt_ = prompt;
-    out_ << prompt_ << std::flush;
 }
 
 void Console::print_line(const std::string& line) {
     if (prompt_.empty()) {
         out_ << line << '\n' << std::flush;
     } else {
-        out_ << "\r\033[K" << line << '\n' << prompt_ << std::flush;
+        out_ << kCleanLine << line << '\n' << prompt_ << std::flush;
     }
 }
 

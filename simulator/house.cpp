@@ -151,10 +151,12 @@ std::optional<std::string> read_line(std::string& unread) {
 }
 
 int run_prompt(Prompt& prompt, Console& console) {
-    if (isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0) {
+    const bool is_terminal = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+    const std::string prompt_text = is_terminal ? "house> " : "";
+    if (is_terminal) {
         console.print("\"help\" shows the commands, \"quit\" ends the house");
-        console.set_prompt("house> ");
     }
+    console.set_prompt(prompt_text);
     std::string unread;
     while (!prompt.is_over()) {
         const auto line = read_line(unread);
@@ -162,7 +164,7 @@ int run_prompt(Prompt& prompt, Console& console) {
             break;
         }
         prompt.run(*line);
-        console.set_prompt(isatty(STDOUT_FILENO) != 0 ? "house> " : "");
+        console.set_prompt(prompt_text);
     }
     console.set_prompt("");
     return 0;
