@@ -91,7 +91,7 @@ HueHandler::HueHandler(unsigned int id, std::string ip_address, std::string user
       bridge_(std::make_unique<Hue>(ip_address, username, http_handler_)) {}
 
 HueHandler::~HueHandler() {
-    worker_stop_.set(true);
+    stop_worker();
     monitoring_.set(false);
     // A start-up that failed before init() has no threads to join.
     if (worker_.joinable()) {
@@ -205,7 +205,7 @@ int HueHandler::didReceiveCustomGatewayData(GtwHandler*, int) {
 int HueHandler::willTerminate(GtwHandler*, CallFromCoreParameters*) {
     error("lumivad will terminate soon");
     monitoring_.set(false);
-    worker_stop_.set(true);
+    stop_worker();
     return 0;
 }
 

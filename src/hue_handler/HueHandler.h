@@ -14,6 +14,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -45,7 +46,8 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     /// The same over another transport and with other times.
     HueHandler(unsigned int id, std::string ip_address, std::string username,
                std::shared_ptr<const IHttpHandler> http_handler, const Timings& timings);
-    /// Stops and joins the threads: waits for the request or the light read that is under way.
+    /// Stops and joins the threads: waits for the request, the read of one light or the report that
+    /// is under way.
     ~HueHandler();
     HueHandler(const HueHandler&) = delete;
     HueHandler& operator=(const HueHandler&) = delete;
@@ -90,6 +92,7 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     void execute_request();
     std::optional<VexadRequest> take_request();
     void carry_out(const VexadRequest& request);
+    void stop_worker();
     void log_unfinished_requests();
 
     // State monitor: HueHandler_monitor.cpp
@@ -98,10 +101,11 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     bool read_light_state(int light_id, HueLightState& stored);
     void poll();
     bool refresh_lights();
-    void report_changes(const HueLight& light, HueLightState& stored);
-    void report_rgb(const HueLight& light, HueLightState& stored);
-    void report_hsv(const HueLight& light, HueLightState& stored);
-    void report(int object_id, const std::string& value, const std::string& failure_line);
+    // These are false when the core let a report's whole wait time pass.
+    bool report_changes(const HueLight& light, HueLightState& stored);
+    bool report_rgb(const HueLight& light, HueLightState& stored);
+    bool report_hsv(const HueLight& light, HueLightState& stored);
+    bool report(int object_id, const std::string& value, const std::string& failure_line);
 
     static constexpr std::uint32_t kRgbTolerance = 5;
     static constexpr std::uint32_t kHueTolerance = 150;  // of the 8-bit hue, 0..255
@@ -117,9 +121,11 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     std::unique_ptr<Hue> bridge_;
     std::map<int, HueLightState> light_table_;  // by bridge light ID; keys are fixed after init()
     std::optional<Clock::time_point> last_request_end_;
+    std::set<int> read_lights_;  // whose state was read once; the monitor's own
 
-    std::mutex queue_mutex_;  // guards queue_, for a push or a pop only
+    std::mutex queue_mutex_;  // guards the two below, for a push or a pop only
     std::deque<VexadRequest> queue_;
+    bool is_queue_closed_ = false;
 
     WaitableFlag worker_stop_;
     WaitableFlag monitoring_;

@@ -15,6 +15,8 @@ namespace {
 constexpr const char* kCoreSocket = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
 constexpr const char* kCoreFunction = "SERVICE_RUNONELEMENT";
 constexpr const char* kReportAction = "SETVALUE";
+// A report that failed faster was refused; a slower one ran into its wait time of 5 s.
+constexpr std::chrono::seconds kPatienceWithCore{2};
 
 bool differs(std::uint8_t a, std::uint8_t b, std::uint32_t tolerance) {
     return static_cast<std::uint32_t>(std::abs(int{a} - int{b})) > tolerance;
@@ -58,7 +60,8 @@ void HueHandler::state_monitor() {
 }
 
 // Lets go of the table between two lights, so that a command waits for one light at most. The keys
-// of the table are fixed by now and may be walked without the mutex.
+// of the table are fixed by now and may be walked without the mutex. A light that was read before
+// is left to the polls: to overwrite its state would hide a change from them.
 int HueHandler::init_light_states() {
     info("HueHandler->init_light_states - initializing states of lights\n");
     int result = 0;
@@ -67,8 +70,13 @@ int HueHandler::init_light_states() {
             result = -1;
             break;
         }
+        if (read_lights_.count(light_id) != 0) {
+            continue;
+        }
         const std::lock_guard<FairMutex> lock(table_mutex_);
-        if (!read_light_state(light_id, stored)) {
+        if (read_light_state(light_id, stored)) {
+            read_lights_.insert(light_id);
+        } else {
             result = -1;
         }
     }
@@ -112,8 +120,16 @@ void HueHandler::poll() {
         return;
     }
     for (auto& [light_id, stored] : light_table_) {
+        if (!monitoring_.get()) {
+            return;
+        }
         try {
-            report_changes(bridge_->peekLight(light_id), stored);
+            if (!report_changes(bridge_->peekLight(light_id), stored)) {
+                error(
+                    "Monitoring thread - the core does not answer, further changes wait for the "
+                    "next poll");
+                return;
+            }
         } catch (const std::exception& problem) {
             error("Monitoring thread error: error reading light (light id = %d) state - %s \n",
                   light_id, problem.what());
@@ -135,84 +151,94 @@ bool HueHandler::refresh_lights() {
 }
 
 // The light is const, so that only the getters which send nothing can be called: one poll is one
-// request, however many lights there are.
-void HueHandler::report_changes(const HueLight& light, HueLightState& stored) {
+// request, however many lights there are. A core that does not answer ends the pass: the table is
+// locked meanwhile, and a command must not wait for one time-out after the other. What was not
+// reported keeps its old stored value and is found again by the next poll.
+bool HueHandler::report_changes(const HueLight& light, HueLightState& stored) {
     const bool is_on = light.isOn();
     if (is_on != stored.on && stored.on_off_object > 0) {
         stored.on = is_on;
-        report(stored.on_off_object, is_on ? "1" : "0", "");
+        if (!report(stored.on_off_object, is_on ? "1" : "0", "")) {
+            return false;
+        }
     }
     const std::uint32_t brightness = light.getBrightness();
     if (brightness != stored.brightness && stored.value_object > 0) {
         stored.brightness = brightness;
-        report(stored.value_object, std::to_string(percent_of_brightness(brightness)),
-               object_line("BRIGHTNESS id ", stored.value_object));
+        if (!report(stored.value_object, std::to_string(percent_of_brightness(brightness)),
+                    object_line("BRIGHTNESS id ", stored.value_object))) {
+            return false;
+        }
     }
     if (light.hasTemperatureControl() && stored.temperature_object > 0) {
         const std::uint32_t mired = light.getColorTemperature();
         if (mired != stored.color_temperature) {
             stored.color_temperature = mired;
-            report(stored.temperature_object, std::to_string(percent_of_mired(mired)),
-                   object_line("TEMPERATURE id ", stored.temperature_object));
+            if (!report(stored.temperature_object, std::to_string(percent_of_mired(mired)),
+                        object_line("TEMPERATURE id ", stored.temperature_object))) {
+                return false;
+            }
         }
     }
-    if (light.hasColorControl()) {
-        report_rgb(light, stored);
-        report_hsv(light, stored);
-    }
+    return !light.hasColorControl() || (report_rgb(light, stored) && report_hsv(light, stored));
 }
 
-void HueHandler::report_rgb(const HueLight& light, HueLightState& stored) {
+bool HueHandler::report_rgb(const HueLight& light, HueLightState& stored) {
     if (stored.r_object < 1 || stored.g_object < 1 || stored.b_object < 1) {
-        return;
+        return true;
     }
     const RGB color = light.getColorRGB();
-    const HueLightState before = stored;
-    store(stored, color);
     const struct {
-        std::uint8_t was;
-        std::uint8_t is;
+        std::uint8_t& stored;
+        std::uint8_t now;
         int object_id;
-    } channels[] = {{before.red, color.r, stored.r_object},
-                    {before.green, color.g, stored.g_object},
-                    {before.blue, color.b, stored.b_object}};
+    } channels[] = {{stored.red, color.r, stored.r_object},
+                    {stored.green, color.g, stored.g_object},
+                    {stored.blue, color.b, stored.b_object}};
     for (const auto& channel : channels) {
-        if (differs(channel.was, channel.is, kRgbTolerance)) {
-            report(channel.object_id, std::to_string(channel.is),
-                   object_line("", channel.object_id));
+        const bool changed = differs(channel.stored, channel.now, kRgbTolerance);
+        channel.stored = channel.now;
+        if (changed && !report(channel.object_id, std::to_string(channel.now),
+                               object_line("", channel.object_id))) {
+            return false;
         }
     }
+    return true;
 }
 
 // A drift that stays within the tolerances from one poll to the next is absorbed on purpose: the
 // bridge rounds, and must not flood the core with it.
-void HueHandler::report_hsv(const HueLight& light, HueLightState& stored) {
+bool HueHandler::report_hsv(const HueLight& light, HueLightState& stored) {
     const HSVColor color = light.getColorHSV();
     const bool changed = differs(stored.hue, color.hue, kHueTolerance) ||
                          differs(stored.saturation, color.saturation, kSaturationTolerance) ||
                          differs(stored.value, color.value, kHsvValueTolerance);
     store(stored, color);
-    if (changed && stored.hsv_object > 0) {
-        // The line names the b object, by which the controller's installers know a colour light.
-        report(stored.hsv_object, text_of_hsv(color.hue, color.saturation, color.value),
-               object_line("", stored.b_object));
+    if (!changed || stored.hsv_object < 1) {
+        return true;
     }
+    // The line names the b object, and always has: the field's log filters know it so.
+    return report(stored.hsv_object, text_of_hsv(color.hue, color.saturation, color.value),
+                  object_line("", stored.b_object));
 }
 
-void HueHandler::report(int object_id, const std::string& value, const std::string& failure_line) {
+bool HueHandler::report(int object_id, const std::string& value, const std::string& failure_line) {
     libtavcore::core_request request(kCoreSocket, kCoreFunction);
-    if (request.get_last_error() != nullptr && *request.get_last_error() != '\0') {
+    if (*request.get_last_error() != '\0') {
         error("Core Request error: %s", request.get_last_error());
-        return;
+        return true;
     }
     request.compose_runonelement(std::to_string(object_id).c_str(), kReportAction, value.c_str(),
                                  nullptr, nullptr, std::to_string(runner_id_).c_str());
-    if (request.run() < 0) {
-        error("ERROR sending vexad request: %s", request.get_last_error());
-        if (!failure_line.empty()) {
-            error("%s", failure_line.c_str());
-        }
+    const Clock::time_point start = Clock::now();
+    if (request.run() >= 0) {
+        return true;
     }
+    error("ERROR sending vexad request: %s", request.get_last_error());
+    if (!failure_line.empty()) {
+        error("%s", failure_line.c_str());
+    }
+    return Clock::now() - start < kPatienceWithCore;
 }
 
 }  // namespace hue_handler

@@ -43,8 +43,8 @@ Outcome dim_light(HueLight& light, HueLightState& stored, std::int32_t percent) 
     return Outcome::done;
 }
 
-// One channel arrives at a time; the stored bytes are the other two. They follow what was sent only
-// once the light has taken it.
+// One channel arrives at a time; the stored bytes are the other two. The byte is stored once it was
+// sent, whatever the bridge made of it.
 Outcome set_channel(HueLight& light, HueLightState& stored, std::uint8_t HueLightState::*channel,
                     std::int32_t value) {
     HueLightState wanted = stored;
@@ -95,14 +95,14 @@ void log_light_problem(const char* problem, int light_id) {
 
 void HueHandler::push_request(const VexadRequest& request) {
     const char* why_lost = nullptr;
-    if (worker_stop_.get()) {
-        why_lost = "lumivad will terminate soon";
-    } else {
+    {
         const std::lock_guard<std::mutex> lock(queue_mutex_);
-        if (queue_.size() < kMaxQueuedRequests) {
-            queue_.push_back(request);
-        } else {
+        if (is_queue_closed_) {
+            why_lost = "lumivad will terminate soon";
+        } else if (queue_.size() >= kMaxQueuedRequests) {
             why_lost = "too many requests are waiting";
+        } else {
+            queue_.push_back(request);
         }
     }
     if (why_lost != nullptr) {
@@ -143,6 +143,9 @@ std::optional<VexadRequest> HueHandler::take_request() {
 // Table mutex held.
 void HueHandler::carry_out(const VexadRequest& request) {
     info("-- Received request: obj_id %d, value %d", request.object_id, request.value);
+    if (request.object_id < 1) {
+        return;  // 0 stands for "no object in this role", and must not match it
+    }
     for (auto& [light_id, stored] : light_table_) {
         if (stored.on_off_object < 1) {
             continue;
@@ -159,6 +162,15 @@ void HueHandler::carry_out(const VexadRequest& request) {
             log_light_problem(problem.what(), light_id);
         }
     }
+}
+
+// From here on a request that arrives is dropped with a line of its own.
+void HueHandler::stop_worker() {
+    {
+        const std::lock_guard<std::mutex> lock(queue_mutex_);
+        is_queue_closed_ = true;
+    }
+    worker_stop_.set(true);
 }
 
 void HueHandler::log_unfinished_requests() {

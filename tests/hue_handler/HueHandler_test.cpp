@@ -62,7 +62,9 @@ TEST_F(HueHandlerTest, ALightTakesNoRoleThatItCannotDo) {
     puts();
     does(23, "50");  // white only
     does(19, "1");   // a preset, not in the table
-    does(11, "1");   // stored as on already
+    does(0, "1");    // stands for no object at all, in the roles of light 2
+    does(-1, "1");
+    does(11, "1");  // stored as on already
     does(11, "5");
     EXPECT_THAT(puts(), IsEmpty());
     EXPECT_EQ(log_.count("Request manager thread error"), 0U);
