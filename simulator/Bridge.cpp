@@ -178,7 +178,7 @@ void Bridge::stalls_in_body(int times) {
 }
 
 void Bridge::sends_garbage(int times) {
-    gate_->answers_bytes(std::string("\x16\x03\x00\xff no http \x80\x81", 16), times);
+    gate_->answers_bytes(std::string("\x16\x03\x00\xff no http \x80\x81", 15), times);
 }
 
 void Bridge::sends_html(int times) {

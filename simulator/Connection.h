@@ -38,7 +38,7 @@ class Connection final {
     /// Closes in order: what was written arrives, although bytes of the peer are still unread.
     void finish();
 
-    static constexpr std::size_t kMessageBytes = 1024 * 1024;
+    static constexpr std::size_t kMessageBytes = 1048576;
 
   private:
     bool wait_ready(short events, std::chrono::steady_clock::time_point deadline) const;

@@ -9,19 +9,19 @@ constexpr std::size_t kLongestText = 200;
 constexpr const char* kCleanLine = "\r\033[K";
 
 struct Routine {
-    EventKind kind;
     const char* text;  // begins with it, or is it when `is_whole`
+    EventKind kind;
     bool is_whole;
 };
 
 // What comes again at every poll, at every light that is read, or at every report.
 constexpr Routine kRoutine[] = {
-    {EventKind::daemon_to_bridge, "GET /lights", true},
-    {EventKind::log, "info: Monitoring thread - starting", false},
-    {EventKind::log, "info: Monitoring thread - light status", false},
-    {EventKind::log, "info: Hue->getLight(", false},
-    {EventKind::log, "warning: libtavcore->compose_runonelement error: ip", false},
-    {EventKind::log, "warning: libtavcore->compose_runonelement error: sessionID", false},
+    {"GET /lights", EventKind::daemon_to_bridge, true},
+    {"info: Monitoring thread - starting", EventKind::log, false},
+    {"info: Monitoring thread - light status", EventKind::log, false},
+    {"info: Hue->getLight(", EventKind::log, false},
+    {"warning: libtavcore->compose_runonelement error: ip", EventKind::log, false},
+    {"warning: libtavcore->compose_runonelement error: sessionID", EventKind::log, false},
 };
 
 const char* direction(EventKind kind) {

@@ -140,7 +140,7 @@ FileDescriptor Core::connects() const {
     return FileDescriptor(make_internettcpclient_socket("127.0.0.1", daemon_port_));
 }
 
-std::string Core::sends_raw(const std::string& bytes, int segments) {
+std::string Core::sends_raw(const std::string& bytes, int segments) const {
     FileDescriptor fd = connects();
     if (!fd) {
         return {};

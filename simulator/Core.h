@@ -69,7 +69,7 @@ class Core final {
     /// Sends a request of these parameters.
     std::optional<int> sends(const std::string& function, std::vector<std::string> parameters);
     /// Sends any bytes, in `segments` pieces a moment apart, and returns the answer as it came.
-    std::string sends_raw(const std::string& bytes, int segments = 1);
+    std::string sends_raw(const std::string& bytes, int segments = 1) const;
     /// A connection to the endpoint on which nothing was said; none when it is refused.
     FileDescriptor connects() const;
     /// @}

@@ -64,6 +64,7 @@ DaemonProcess::DaemonProcess(const std::string& path, const std::vector<std::str
     std::vector<std::string> texts = arguments;
     texts.insert(texts.begin(), path);
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         pointers.push_back(text.data());
     }

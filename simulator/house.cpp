@@ -121,7 +121,7 @@ int run_script(const std::string& path, Prompt& prompt, Console& console) {
             return kExitInterrupted;
         }
         if (!is_done) {
-            console.print(path + ":" + std::to_string(number) + ": " + line);
+            console.print("!! " + path + ", line " + std::to_string(number));
             return kExitFailure;
         }
     }

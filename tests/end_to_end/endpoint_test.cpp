@@ -142,14 +142,14 @@ TEST_F(Endpoint, TermEndsTheProcessAtOnceWhileTheBridgeHangs) {
 
 TEST_F(Endpoint, SignalsAreLoggedAndTheFatalOnesEndWithOne) {
     const struct {
-        int signal;
         const char* line;
+        int signal;
         bool is_fatal;
     } kSignals[] = {
-        {SIGPIPE, "gtwhandler->gtwHandlerSigpipeHandler called", false},
-        {SIGCHLD, "gtwhandler->gtwHandlerSigchldHandler called", false},
-        {SIGSEGV, "gtwhandler->gtwHandlerSigsegvHandler called", true},
-        {SIGABRT, "gtwhandler->gtwHandlerSigabrtHandler called", true},
+        {"gtwhandler->gtwHandlerSigpipeHandler called", SIGPIPE, false},
+        {"gtwhandler->gtwHandlerSigchldHandler called", SIGCHLD, false},
+        {"gtwhandler->gtwHandlerSigsegvHandler called", SIGSEGV, true},
+        {"gtwhandler->gtwHandlerSigabrtHandler called", SIGABRT, true},
     };
     for (const auto& each : kSignals) {
         SCOPED_TRACE(each.line);
