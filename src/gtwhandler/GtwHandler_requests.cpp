@@ -128,14 +128,14 @@ std::optional<int> GtwHandler::acceptRequest(int ready_count) {
         recordReceiveFailure(false, strerror(EMFILE));
         return -1;
     }
-    const bool is_full = pending_.size() == kMaxPendingRequests;
-    if (is_full) {
-        dropOldestRequest();
-    }
     pending_.emplace_back(std::move(connection),
                           Clock::now() + std::chrono::seconds(kRequestDeadlineSeconds));
     const std::optional<int> result = advanceRequest(pending_.size() - 1, ready_count);
-    return is_full && !result ? -1 : result;
+    if (pending_.size() <= kMaxPendingRequests) {
+        return result;
+    }
+    dropOldestRequest();  // the new one has to be waited for
+    return -1;
 }
 
 std::optional<int> GtwHandler::acceptFailed(int reason) {
@@ -175,6 +175,9 @@ int GtwHandler::handleRequest(PendingRequest request, int ready_count) {
         return -1;
     }
     if (!is_same_name(message.function, kRunOnElement)) {
+        setLastError(
+            "GtwHandler::run request '%s' is not supported, continuing for the next request",
+            message.function.c_str());
         answer(request, kStatusUnsupportedFunction);
         last_event_kind_ = EventKind::core_request;
         return ready_count;

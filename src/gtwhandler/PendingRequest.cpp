@@ -62,7 +62,9 @@ PendingRequest::Progress PendingRequest::check() {
     if (tag == std::string_view::npos) {
         return behind_line.size() < announced_
                    ? Progress::arriving
-                   : fail(Progress::bad_length, std::to_string(announced_));
+                   : fail(Progress::bad_length,
+                          received_.substr(kRequestLengthTag.size(),
+                                           line_end_ - kRequestLengthTag.size()));
     }
     body_start_ = line_end_ + 1 + tag;
     return behind_line.size() - tag < announced_ ? Progress::arriving : Progress::complete;
