@@ -8,7 +8,7 @@ class HueLight;
 class BrightnessStrategy {
   public:
     /// `bri` 0..254, 0 switches off; `transition` in steps of 100 ms, 4 is the bridge's default.
-    /// False when the bridge did not confirm everything.
+    /// False when the bridge did not confirm everything; switching off is not checked.
     virtual bool setBrightness(unsigned int bri, std::uint8_t transition,
                                HueLight& light) const = 0;
     /// After a refresh from the bridge.

@@ -1,8 +1,8 @@
 /// The one road by which requests for a bridge user reach the bridge's REST interface.
 ///
 /// A bridge that is sent requests too fast drops them or resets connections. All copies of one
-/// sender therefore share a pacing record: their requests run one at a time, and two of them never
-/// start less than minDelay apart. Any thread may call.
+/// sender therefore share a pacing record: their requests run one at a time, and none starts less
+/// than minDelay after one that went through. Any thread may call.
 #pragma once
 
 #include <chrono>

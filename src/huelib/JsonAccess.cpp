@@ -12,6 +12,10 @@ namespace JsonAccess {
 bool parse(const std::string& text, Json::Value& result) {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
+    // A bridge's answers are less than ten levels deep. Each level costs a tab a line when a
+    // light's entry is written out in styled form: a deep and wide answer of a megabyte would take
+    // hundreds.
+    builder["stackLimit"] = 32;
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     std::string problems;
     try {

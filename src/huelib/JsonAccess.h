@@ -20,8 +20,9 @@ const Json::Value& member(const Json::Value& value, const std::string& name);
 const Json::Value& element(const Json::Value& value, Json::ArrayIndex index);
 
 /// Empty for null and for what JsonCpp does not convert: containers, text where a number is wanted,
-/// numbers out of range (negative ones included), what is not a number.
+/// what is not a number.
 std::optional<bool> toBool(const Json::Value& value);
+/// Empty also for a negative number and for one beyond the type.
 std::optional<unsigned int> toUnsigned(const Json::Value& value);
 std::optional<double> toDouble(const Json::Value& value);
 std::optional<std::string> toString(const Json::Value& value);

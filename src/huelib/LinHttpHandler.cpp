@@ -164,7 +164,7 @@ std::string readAnswer(const Socket& socket, const LinHttpHandler::Limits& limit
     }
 }
 
-// Polls without a pause: the answers of a search come in a burst, and none must be lost.
+// Polls without a pause, on purpose: the caller has given the thread for the whole period.
 std::string collectDatagrams(const Socket& socket, int timeoutSeconds) {
     const auto period = std::chrono::seconds(timeoutSeconds);
     const auto start = steady_clock::now();
@@ -215,7 +215,8 @@ std::string LinHttpHandler::exchange(const std::string& msg, const std::string& 
     }
     writeAll(socket, msg);
     std::string answer = readAnswer(socket, limits);
-    // Exactly three bytes are what a bridge leaves that breaks off; any other length is an answer.
+    // Exactly three bytes count as an answer that broke off, and always have; the check is no more
+    // than that.
     if (answer.size() == kBrokenAnswerBytes) {
         throw std::runtime_error("LinHttpHandler: Failed to store complete response from socket\n");
     }

@@ -14,7 +14,8 @@ class LinHttpHandler : public BaseHttpHandler {
     struct Limits {
         std::chrono::milliseconds blocked{15'000};  ///< for each send, receive and connect
         std::chrono::milliseconds answer{30'000};  ///< for the whole answer, however it trickles in
-        std::size_t answerBytes = std::size_t{8} << 20;
+        /// Several times what a full bridge has to say; parsed JSON takes fifty times its text.
+        std::size_t answerBytes = std::size_t{2} << 20;
     };
 
     /// Throws std::system_error with errno and the step that failed; EAGAIN for an answer that

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "huelib/Hue.h"
+#include "huelib/JsonAccess.h"
 #include "tests/huelib/TestLight.h"
 
 namespace {
@@ -65,6 +66,18 @@ std::string outcome_of_getting(const std::string& root) {
     } catch (const std::runtime_error& problem) {
         return problem.what();
     }
+}
+
+// Written out in styled form, an entry costs a tab a level on every line: what is deep and wide
+// would take hundreds of times its size.
+TEST(HostileJson, WhatIsNestedDeeperThanAnyBridgeDoesIsRefused) {
+    const auto nested = [](std::size_t depth) {
+        return std::string(depth, '[') + std::string(depth, ']');
+    };
+    Json::Value value;
+    EXPECT_TRUE(JsonAccess::parse(nested(30), value));
+    EXPECT_FALSE(JsonAccess::parse(nested(33), value));
+    EXPECT_FALSE(JsonAccess::parse(nested(100000), value));
 }
 
 }  // namespace
