@@ -110,8 +110,8 @@ TEST_F(Commands, RefuseWhatIsNoValue) {
 TEST_F(Commands, BurstIsAnsweredAtOnceCarriedOutInOrderAndPaced) {
     constexpr int kCommands = 30;
     constexpr Milliseconds kPace{100};
-    // A busy machine may hold up one request between its slot and the wire.
-    constexpr Milliseconds kSlack{25};
+    // A busy machine may hold up one request between its slot and the wire, never the whole row.
+    constexpr Milliseconds kSlack{50};
     start();
     house.bridge().gate().forget();
     std::vector<unsigned> wanted;
