@@ -72,12 +72,13 @@ class FileDescriptor final {
 };
 
 /// @name Sockets
+/// A client socket that is not connected after `milliseconds` is given up (ETIMEDOUT), however many
+/// signals arrive. It keeps that limit on each later send and receive (SO_SNDTIMEO, SO_RCVTIMEO).
 /// @{
 
 /// Connected IPv4 stream socket; `ip` is a dotted address.
-int make_internettcpclient_socket(const char* ip, int port);
+int make_internettcpclient_socket(const char* ip, int port, int milliseconds = 10000);
 /// Connected UNIX stream socket; a path longer than the address holds is refused (ENAMETOOLONG).
-/// A peer whose queue stays full is given up after `milliseconds` (ETIMEDOUT).
 int make_localtcpclient_socket(const char* path, int milliseconds = 10000);
 /// Listening UNIX stream socket of mode 0777; a file at `path` is removed first.
 int make_local_socket(const char* path, int backlog);

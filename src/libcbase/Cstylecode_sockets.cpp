@@ -12,12 +12,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-namespace {
-
-constexpr int kConnectMilliseconds = 10000;
-
-}  // namespace
-
 void FileDescriptor::reset(int fd) noexcept {
     if (fd_ >= 0) {
         const int kept = errno;
@@ -81,22 +75,38 @@ bool bind_to(int fd, const Address& address) {
     return bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
 }
 
+// The time until `deadline`, rounded up.
+std::int64_t milliseconds_until(std::chrono::steady_clock::time_point deadline) {
+    return std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())
+        .count();
+}
+
 // Connects within the limit, also to a peer whose queue is full.
 template <typename Address>
 bool connect_within_limit(int fd, const Address& address, int milliseconds) {
-    if (!set_socket_timeouts(fd, milliseconds)) {
-        return false;
-    }
-    // After a signal the call is repeated: on Linux a blocking socket then goes on waiting.
-    while (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        if (errno == EINPROGRESS || errno == EAGAIN) {
-            return refuse(ETIMEDOUT);  // how Linux tells that SO_SNDTIMEO has passed
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    // After a signal the call is repeated, and on Linux a blocking socket then goes on waiting. But
+    // SO_SNDTIMEO would count anew, so each call is given what is left.
+    while (true) {
+        const std::int64_t rest = milliseconds_until(deadline);
+        if (rest <= 0) {
+            return refuse(ETIMEDOUT);
+        }
+        if (!set_socket_timeouts(fd, static_cast<int>(rest))) {
+            return false;
+        }
+        if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
+            return set_socket_timeouts(fd, milliseconds);
+        }
+        // How Linux tells that SO_SNDTIMEO has passed: UNIX, TCP, and TCP after a signal.
+        if (errno == EAGAIN || errno == EINPROGRESS || errno == EALREADY) {
+            return refuse(ETIMEDOUT);
         }
         if (errno != EINTR) {
             return false;
         }
     }
-    return true;
 }
 
 FileDescriptor stream_socket(int family) {
@@ -126,15 +136,14 @@ FileDescriptor bound_internet_socket(int port, const char* function) {
 
 }  // namespace
 
-int make_internettcpclient_socket(const char* ip, int port) {
+int make_internettcpclient_socket(const char* ip, int port, int milliseconds) {
     constexpr const char* kFunction = "make_internettcpclient_socket";
     FileDescriptor fd = stream_socket(AF_INET);
     if (!fd) {
         return fail_with_pid(kFunction, "socket");
     }
     sockaddr_in address{};
-    if (!set_address(ip, port, address) ||
-        !connect_within_limit(fd.get(), address, kConnectMilliseconds)) {
+    if (!set_address(ip, port, address) || !connect_within_limit(fd.get(), address, milliseconds)) {
         return fail_with_pid(kFunction, "connect");
     }
     return fd.release();
@@ -227,9 +236,7 @@ namespace {
 // if the descriptor is ready by then: a peer that goes byte by byte must not outrun the deadline.
 bool wait_until_ready(int fd, short events, std::chrono::steady_clock::time_point deadline) {
     while (true) {
-        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(
-                              deadline - std::chrono::steady_clock::now())
-                              .count();
+        const std::int64_t rest = milliseconds_until(deadline);
         if (rest <= 0) {
             return refuse(ETIMEDOUT);
         }

@@ -1,6 +1,9 @@
 #include "libcbase/Cstylecode.h"
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -10,6 +13,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <net/if.h>
+#include <pthread.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -132,6 +136,54 @@ TEST_F(SocketTest, GivesUpAPeerThatDoesNotAccept) {
     EXPECT_TRUE(
         logged(with_pid("Cstylecode->make_localtcpclient_socket connect failed with error "
                         "'Connection timed out'")));
+}
+
+/// Sends this thread a signal every 20 ms, for 3 s at most.
+class Interruptions final {
+  public:
+    Interruptions() {
+        struct sigaction action {};
+        action.sa_handler = [](int) {};
+        sigaction(SIGUSR1, &action, &before_);
+        sender_ = std::thread([this, receiver = pthread_self()] {
+            for (int i = 0; i < 150 && !is_over_; ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                pthread_kill(receiver, SIGUSR1);
+            }
+        });
+    }
+    ~Interruptions() {
+        is_over_ = true;
+        sender_.join();
+        sigaction(SIGUSR1, &before_, nullptr);
+    }
+
+  private:
+    struct sigaction before_ {};
+    std::atomic<bool> is_over_{false};
+    std::thread sender_;
+};
+
+TEST_F(SocketTest, CountsTheLimitOfAConnectOnWhenSignalsInterruptIt) {
+    int port = 0;
+    const FileDescriptor servers[] = {FileDescriptor(make_local_socket(kSocketPath, 0)),
+                                      FileDescriptor(make_internet_socket_randomport(&port, 0))};
+    // Each queue has room for one, and nobody accepts.
+    const FileDescriptor waiting[] = {
+        FileDescriptor(make_localtcpclient_socket(kSocketPath)),
+        FileDescriptor(make_internettcpclient_socket("127.0.0.1", port))};
+    ASSERT_TRUE(waiting[0] && waiting[1]);
+    const Interruptions interruptions;
+    for (const bool is_local : {true, false}) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(is_local ? make_localtcpclient_socket(kSocketPath, 200)
+                           : make_internettcpclient_socket("127.0.0.1", port, 200),
+                  -1);
+        EXPECT_EQ(errno, ETIMEDOUT) << is_local;
+        const auto taken = std::chrono::steady_clock::now() - start;
+        EXPECT_GE(taken, std::chrono::milliseconds(190));
+        EXPECT_LT(taken, std::chrono::milliseconds(1000)) << is_local;
+    }
 }
 
 TEST_F(SocketTest, RefusesAPathLongerThanTheAddress) {
