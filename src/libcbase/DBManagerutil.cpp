@@ -20,6 +20,7 @@ using dbmanager_format::kExchangeSeconds;
 using dbmanager_format::kRequestBufferBytes;
 
 constexpr const char* kServiceAddress = "127.0.0.1";
+constexpr const char* kClosedByPeer = "connection closed by the peer";
 
 constexpr std::string_view kLengthTag = "Response payload length: ";
 constexpr std::string_view kStatusTag = "Response: ";
@@ -88,7 +89,7 @@ std::optional<std::string_view> line_behind(std::string_view text, std::string_v
 }
 
 // One connection's conversation, which ends at its deadline whatever the peer does. Each operation
-// is false with errno after a failure.
+// is false after a failure, which reason() then tells.
 class Exchange final {
   public:
     Exchange(int fd, std::chrono::steady_clock::time_point deadline)
@@ -102,42 +103,54 @@ class Exchange final {
     /// Appends one chunk to `text`; a peer that has closed is a failure.
     bool receive_chunk(std::string& text) {
         const ssize_t received = receive_until(fd_.get(), text, deadline_);
-        if (received == 0) {
-            errno = ECONNRESET;  // closed before the announced length
-        }
+        is_closed_by_peer_ = received == 0;
         return received > 0;
     }
+
+    /// Receives until `text` has `size` bytes or more.
+    bool receive_up_to(std::size_t size, std::string& text) {
+        while (text.size() < size) {
+            if (!receive_chunk(text)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    const char* reason() const { return is_closed_by_peer_ ? kClosedByPeer : strerror(errno); }
 
   private:
     FileDescriptor fd_;
     std::chrono::steady_clock::time_point deadline_;
+    bool is_closed_by_peer_ = false;
 };
 
 struct Answer {
     std::string first_line;
     std::string body;
+    std::string status;
 };
 
-int fail_to_send(const char* function) {
+int fail_to_send(const char* reason, const char* function) {
     error(
         "DBManagerutil->dbmanager_socket_request send writing request failed with error '%s' for "
         "function %s",
-        strerror(errno), function);
+        reason, function);
     return DBMANAGER_SEND_FAILED;
 }
 
-int fail_to_receive(const char* function) {
+int fail_to_receive(const char* reason, const char* function) {
     error(
         "DBManagerutil->dbmanager_socket_request recv reading response failed with error '%s' for "
         "function %s",
-        strerror(errno), function);
+        reason, function);
     return DBMANAGER_RECEIVE_FAILED;
 }
 
 // The body's announced length; nothing when the line is not of that form, or beyond kBodyBytes.
 std::optional<std::size_t> announced_length(const std::string& first_line) {
     std::int32_t length = 0;
-    if (!begins_with(first_line, kLengthTag) ||
+    if (!begins_with(first_line, kLengthTag) || first_line.find('\0') != std::string::npos ||
         parse_int32(first_line.c_str() + kLengthTag.size(), 10, &length) != PARSE_NUMBER_OK ||
         length < 0 || static_cast<std::size_t>(length) > kBodyBytes) {
         return std::nullopt;
@@ -145,27 +158,26 @@ std::optional<std::size_t> announced_length(const std::string& first_line) {
     return static_cast<std::size_t>(length);
 }
 
-// Collects until `length` bytes stand behind the status tag, wherever the chunks are cut. An answer
-// without the tag is complete when as many bytes have come without it.
-bool receive_body(Exchange& exchange, std::size_t length, std::string& body) {
-    std::size_t searched = 0;
-    for (bool is_tag_found = false;;) {
-        if (!is_tag_found) {
-            const std::size_t tag = body.find(kStatusTag, searched);
-            is_tag_found = tag != std::string::npos;
-            if (is_tag_found) {
-                body.erase(0, tag);
-            } else {
-                searched = body.size() - std::min(body.size(), kStatusTag.size() - 1);
-            }
-        }
-        if (body.size() >= length) {
-            return true;
-        }
-        if (!exchange.receive_chunk(body)) {
+// Receives the body of `length` bytes, from its status tag on, and its status. What came with the
+// last of it is no part of the verdict, which would otherwise depend on how TCP cuts: so the tag is
+// looked for only within `length` bytes behind the first line, and the status within those of the
+// body. Without the tag, what stands behind the first line is the body.
+bool receive_body(Exchange& exchange, std::size_t length, Answer& answer) {
+    if (!exchange.receive_up_to(length, answer.body)) {
+        return false;
+    }
+    const std::size_t tag = std::string_view(answer.body).substr(0, length).find(kStatusTag);
+    if (tag != std::string::npos) {
+        answer.body.erase(0, tag);
+        if (!exchange.receive_up_to(length, answer.body)) {
             return false;
         }
     }
+    // The outputs are C strings: what stands behind a zero byte could not be reached.
+    answer.body.resize(std::min(answer.body.find('\0'), answer.body.size()));
+    const std::string_view announced = std::string_view(answer.body).substr(0, length);
+    answer.status = std::string(line_behind(announced, kStatusTag).value_or(kNoStatus));
+    return true;
 }
 
 int receive_answer(Exchange& exchange, const char* function, Answer& answer) {
@@ -173,13 +185,14 @@ int receive_answer(Exchange& exchange, const char* function, Answer& answer) {
     std::size_t newline = std::string::npos;
     while (newline == std::string::npos && text.size() < kReceiveChunkBytes) {
         if (!exchange.receive_chunk(text)) {
-            return fail_to_receive(function);
+            return fail_to_receive(exchange.reason(), function);
         }
         newline = text.find('\n');
     }
     answer.first_line = text.substr(0, newline);
     const std::optional<std::size_t> length = announced_length(answer.first_line);
-    if (newline == std::string::npos || !length) {
+    // A chunk behind the first may hold the end of a line that is too long.
+    if (newline >= kReceiveChunkBytes || !length) {
         error(
             "DBManagerutil->dbmanager_socket_request strtok parsing 'Response payload length: ' "
             "response tag failed for function %s",
@@ -187,8 +200,8 @@ int receive_answer(Exchange& exchange, const char* function, Answer& answer) {
         return DBMANAGER_RECEIVE_FAILED;
     }
     answer.body = text.substr(newline + 1);
-    if (!receive_body(exchange, *length, answer.body)) {
-        return fail_to_receive(function);
+    if (!receive_body(exchange, *length, answer)) {
+        return fail_to_receive(exchange.reason(), function);
     }
     return DBMANAGER_OK;
 }
@@ -249,8 +262,7 @@ int dbmanager_socket_request(int port, const char* function, const char* type,
     }
     const std::string request = compose_lines(function, type, payload_length, statement);
     if (request.size() >= kRequestBufferBytes) {
-        errno = EMSGSIZE;
-        return fail_to_send(function);
+        return fail_to_send(strerror(EMSGSIZE), function);
     }
     FileDescriptor fd(make_internettcpclient_socket(kServiceAddress, port));
     if (!fd) {
@@ -264,21 +276,18 @@ int dbmanager_socket_request(int port, const char* function, const char* type,
     {
         Exchange exchange(fd.release(), deadline);
         if (!exchange.send_all(request)) {
-            return fail_to_send(function);
+            return fail_to_send(exchange.reason(), function);
         }
         const int result = receive_answer(exchange, function, answer);
         if (result != DBMANAGER_OK) {
             return result;
         }
     }
-    // The outputs are C strings: what stands behind a zero byte could not be reached.
-    answer.body.resize(std::min(answer.body.find('\0'), answer.body.size()));
-    const std::string status(line_behind(answer.body, kStatusTag).value_or(kNoStatus));
     give(out_first_line, answer.first_line);
-    give(out_status, status);
+    give(out_status, answer.status);
     give(out_body_length, std::to_string(answer.body.size()));
     give(out_body, answer.body);
-    return status_number(status);
+    return status_number(answer.status);
 }
 
 namespace dbmanager_format {

@@ -1,6 +1,7 @@
 #include "libcbase/DBManagerutil.h"
 
 #include <chrono>
+#include <cstring>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -51,11 +52,12 @@ class DatabaseTest : public SystemLogTest {
     }
 
     int asks(const char* function = "DML-SQL", const char* type = "SELECT",
-             const std::string& statement = kStatement) {
+             const char* statement = kStatement) {
+        const std::string length = statement ? std::to_string(std::strlen(statement)) : "";
         char* outputs[4];
         const int result = dbmanager_socket_request(
-            server_.port(), function, type, std::to_string(statement.size()).c_str(),
-            statement.c_str(), &outputs[0], &outputs[1], &outputs[2], &outputs[3]);
+            server_.port(), function, type, statement ? length.c_str() : nullptr, statement,
+            &outputs[0], &outputs[1], &outputs[2], &outputs[3]);
         const xstring owners[] = {xstring(outputs[0]), xstring(outputs[1]), xstring(outputs[2]),
                                   xstring(outputs[3])};
         std::string* const copies[] = {&first_line_, &status_, &length_, &body_};
@@ -120,8 +122,33 @@ TEST_F(DatabaseTest, CollectsABodyOfManyChunksAndKeepsWhatCameWithItsEnd) {
     const std::string body = "Response: FSMC-000\n" + std::string(262144 - 19, 'x');
     EXPECT_EQ(asks_and_gets({"response PAYLOAD length: 262144\n\n" + body}), DBMANAGER_OK);
     EXPECT_EQ(body_, body);
-    EXPECT_EQ(asks_and_gets({"Response payload length: 4\nResponse: FSMC-000\n"}), DBMANAGER_OK);
-    EXPECT_EQ(length_, "19");
+    EXPECT_EQ(asks_and_gets({"Response payload length: 19\nResponse: FSMC-000\nmore"}),
+              DBMANAGER_OK);
+    EXPECT_EQ(length_, "23");
+}
+
+TEST_F(DatabaseTest, ComesToOneVerdictHoweverTheAnswerIsCut) {
+    const std::string label = "Response payload length: ";
+    const std::string status = "Response: FSMC-000\n";
+    const struct {
+        std::string answer;
+        int result;
+    } cases[] = {
+        // The status begins within the announced bytes, ends outside them, is not looked for there.
+        {label + "19\n123456789" + status, DBMANAGER_OK},
+        {label + "19\n1234567890" + status, 8},
+        {label + "18\n" + status, 8},
+        {label + "4\n" + status, 8},
+        {label + "0\n" + status, 8},
+    };
+    for (const auto& c : cases) {
+        const std::size_t body = c.answer.find('\n') + 1;
+        for (std::size_t cut = body; cut <= c.answer.size(); cut += 3) {
+            EXPECT_EQ(asks_and_gets({c.answer.substr(0, cut), c.answer.substr(cut)}), c.result)
+                << c.answer << cut;
+            EXPECT_EQ(status_, c.result == DBMANAGER_OK ? "FSMC-000" : "FSMC-008");
+        }
+    }
 }
 
 TEST_F(DatabaseTest, ReturnsTheNumberOfTheStatus) {
@@ -158,14 +185,20 @@ TEST_F(DatabaseTest, RefusesALengthThatIsNone) {
                                  "Payload: 12",
                                  "",
                                  "Response payload length: " + std::string(2000, '1'),
+                                 "Response payload length: 19" + std::string("\0x", 2),
                                  std::string("\0\xFF\x01", 3)};
     for (const std::string& line : lines) {
         EXPECT_EQ(asks_and_gets({line + body}), DBMANAGER_RECEIVE_FAILED) << line;
         EXPECT_EQ(body_, "(null)");
     }
+    // Too long, although its end comes with the second chunk.
+    const std::string digits(1000, '0');
+    EXPECT_EQ(
+        asks_and_gets({"Response payload length: " + digits.substr(30), digits + "19" + body}),
+        DBMANAGER_RECEIVE_FAILED);
     EXPECT_EQ(lines_with("DBManagerutil->dbmanager_socket_request strtok parsing 'Response payload "
                          "length: ' response tag failed for function DML-SQL"),
-              std::size(lines));
+              std::size(lines) + 1);
 }
 
 TEST_F(DatabaseTest, EndsWhenTheServiceClosesEarly) {
@@ -176,7 +209,7 @@ TEST_F(DatabaseTest, EndsWhenTheServiceClosesEarly) {
     }
     EXPECT_EQ(
         lines_with("DBManagerutil->dbmanager_socket_request recv reading response failed with "
-                   "error 'Connection reset by peer' for function DML-SQL"),
+                   "error 'connection closed by the peer' for function DML-SQL"),
         4u);
 }
 
@@ -198,9 +231,9 @@ TEST_F(DatabaseTest, RefusesBeforeAnythingIsSent) {
     // All but the statement, when its length has five digits.
     const std::size_t frame = std::string(kRequest).size() - std::string(kStatement).size() + 3;
     const std::string longest(dbmanager_format::kRequestBufferBytes - 1 - frame, 's');
-    EXPECT_EQ(asks("DML-SQL", "SELECT", longest + "s"), DBMANAGER_SEND_FAILED);
+    EXPECT_EQ(asks("DML-SQL", "SELECT", (longest + "s").c_str()), DBMANAGER_SEND_FAILED);
     EXPECT_EQ(request(), "");
-    EXPECT_EQ(asks("dml-sql", "select", longest), 8);
+    EXPECT_EQ(asks("dml-sql", "select", longest.c_str()), 8);
     EXPECT_EQ(request().size(), dbmanager_format::kRequestBufferBytes - 1);
     EXPECT_EQ(lines_with("DBManagerutil->dbmanager_socket_request send writing request failed with "
                          "error 'Message too long' for function DML-SQL"),
