@@ -38,6 +38,10 @@ constexpr const char* kFunctions[] = {"DDL-SQL", "DML-SQL"};
 constexpr const char* kTypes[] = {"CREATE-TRIGGER", "DROP-TRIGGER", "INSERT", "UPDATE",
                                   "DELETE",         "TRANSACTION",  "SELECT"};
 
+const char* text_or_empty(const char* text) {
+    return text != nullptr ? text : "";
+}
+
 template <std::size_t N>
 bool is_one_of(const char* const (&names)[N], const char* name) {
     return std::any_of(names, names + N,
@@ -252,6 +256,8 @@ int dbmanager_socket_request(int port, const char* function, const char* type,
             *out = nullptr;
         }
     }
+    function = text_or_empty(function);
+    type = text_or_empty(type);
     if (!is_one_of(kFunctions, function)) {
         error("DBManagerutil->dbmanager_socket_request error function %s not supported", function);
         return DBMANAGER_UNSUPPORTED;
@@ -260,7 +266,8 @@ int dbmanager_socket_request(int port, const char* function, const char* type,
         error("DBManagerutil->dbmanager_socket_request error type %s not supported", type);
         return DBMANAGER_UNSUPPORTED;
     }
-    const std::string request = compose_lines(function, type, payload_length, statement);
+    const std::string request =
+        compose_lines(function, type, text_or_empty(payload_length), text_or_empty(statement));
     if (request.size() >= kRequestBufferBytes) {
         return fail_to_send(strerror(EMSGSIZE), function);
     }

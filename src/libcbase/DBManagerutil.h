@@ -38,7 +38,7 @@ int queryresultsfree(queryresults* record);
 /// One exchange with the service on 127.0.0.1 at `port`: one connection, one statement, at most
 /// kExchangeSeconds in all.
 /// `function`: DDL-SQL or DML-SQL. `type`: INSERT, SELECT and so on; both without regard to case.
-/// `payload_length`: the statement's length in bytes as decimal text.
+/// `payload_length`: the statement's length in bytes as decimal text. A null text counts as empty.
 /// Outputs: new heap strings, the caller frees each with xfree (all null on a local failure): the
 /// first line as received, the status ("FSMC-NNN"; "FSMC-008" when there is none), the body's
 /// length as decimal text, and the body from "Response: " on. Returns the status number or a

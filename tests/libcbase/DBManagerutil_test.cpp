@@ -226,6 +226,8 @@ TEST_F(DatabaseTest, RefusesBeforeAnythingIsSent) {
     answers({"Response payload length: 0\n"});
     EXPECT_EQ(asks("DML", "SELECT"), DBMANAGER_UNSUPPORTED);
     EXPECT_EQ(asks("DML-SQL", "VACUUM"), DBMANAGER_UNSUPPORTED);
+    EXPECT_EQ(asks(nullptr), DBMANAGER_UNSUPPORTED);
+    EXPECT_EQ(asks("DML-SQL", nullptr), DBMANAGER_UNSUPPORTED);
     EXPECT_TRUE(logged("DBManagerutil->dbmanager_socket_request error function DML not supported"));
     EXPECT_TRUE(logged("DBManagerutil->dbmanager_socket_request error type VACUUM not supported"));
     // All but the statement, when its length has five digits.
@@ -235,6 +237,9 @@ TEST_F(DatabaseTest, RefusesBeforeAnythingIsSent) {
     EXPECT_EQ(request(), "");
     EXPECT_EQ(asks("dml-sql", "select", longest.c_str()), 8);
     EXPECT_EQ(request().size(), dbmanager_format::kRequestBufferBytes - 1);
+    EXPECT_EQ(asks("DDL-SQL", "TRANSACTION", nullptr), 8);
+    EXPECT_EQ(request(),
+              "Request: DDL-SQL\nType: TRANSACTION\nStatement payload length: \nStatement: \n\n");
     EXPECT_EQ(lines_with("DBManagerutil->dbmanager_socket_request send writing request failed with "
                          "error 'Message too long' for function DML-SQL"),
               1u);
