@@ -208,6 +208,15 @@ void linkedlist_deinit(linkedlist** list) {
 
 namespace {
 
+// A record straight from optionalpvariable_init has no texts yet.
+const char* text_or_empty(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+const char* name_of(const void* data) {
+    return text_or_empty(static_cast<const optionalpvariable*>(data)->name);
+}
+
 struct ReleaseVariable {
     void operator()(optionalpvariable* variable) const {
         optionalpvariable_deinit(variable);
@@ -377,15 +386,15 @@ char* encode_optionalp_variables(linkedlist* list) {
          at = at->next) {
         auto& variable = *static_cast<optionalpvariable*>(at->data);
         text += text.empty() ? "" : "|";
-        text.append(variable.name).append("=");
+        text.append(name_of(&variable)).append("=");
         switch (variable.type) {
             case OPTIONALP_STRING:
-                text.append("'").append(variable.value).append("'");
+                text.append("'").append(text_or_empty(variable.value)).append("'");
                 break;
             case OPTIONALP_LONG:
             case OPTIONALP_DOUBLE:
             case OPTIONALP_BOOLEAN:
-                text.append(variable.value);
+                text.append(text_or_empty(variable.value));
                 break;
             default:
                 variable.type = OPTIONALP_UNKNOWN;
@@ -399,9 +408,8 @@ optionalpvariable* optionalp_variables_searchbyname(linkedlist* list, const char
         return nullptr;
     }
     for (const linkedlistelement* at = list->first; at != nullptr; at = at->next) {
-        auto* const variable = static_cast<optionalpvariable*>(at->data);
-        if (strcasecmp(variable->name, name) == 0) {
-            return variable;
+        if (strcasecmp(name_of(at->data), name) == 0) {
+            return static_cast<optionalpvariable*>(at->data);
         }
     }
     return nullptr;
@@ -412,7 +420,7 @@ int optionalp_variables_deletebynameprefix(linkedlist* list, const char* prefix)
         return -1;
     }
     return remove_matching(*list, [prefix, length = std::strlen(prefix)](const void* data) {
-        return strncasecmp(static_cast<const optionalpvariable*>(data)->name, prefix, length) == 0;
+        return strncasecmp(name_of(data), prefix, length) == 0;
     });
 }
 
@@ -432,8 +440,7 @@ int optionalp_variables_insertorreplace(linkedlist* list, const char* name, cons
     std::swap(*present, *variable);
     // A text may have given the name more than once; from here on it is unique.
     remove_matching(*list, [present, name](const void* data) {
-        return data != present &&
-               strcasecmp(static_cast<const optionalpvariable*>(data)->name, name) == 0;
+        return data != present && strcasecmp(name_of(data), name) == 0;
     });
     return 0;
 }

@@ -62,7 +62,8 @@ struct optionalpvariable {
     std::int32_t boolean_value;  ///< 0 or 1
 };
 
-/// A zeroed record; caller frees with optionalpvariable_deinit and xfree.
+/// A zeroed record, whose null texts count as empty; caller frees with optionalpvariable_deinit and
+/// xfree.
 optionalpvariable* optionalpvariable_init();
 /// Frees the two texts and zeroes the fields; the record itself stays.
 void optionalpvariable_deinit(optionalpvariable* variable);

@@ -178,6 +178,25 @@ TEST_F(OptionalParametersTest, KeepsAsAStringWhatIsNoNumberOfTheBoard) {
     EXPECT_EQ(log_.lines().front().priority, 4);
 }
 
+TEST_F(OptionalParametersTest, ReadsTheNullTextsOfAFreshRecordAsEmpty) {
+    parses("a=1");
+    linkedlist* list = list_.get();
+    for (const optionalpvariabletypes type : {OPTIONALP_STRING, OPTIONALP_LONG}) {
+        optionalpvariable* const fresh = optionalpvariable_init();
+        fresh->type = type;
+        const auto release = [](void* data) {
+            optionalpvariable_deinit(static_cast<optionalpvariable*>(data));
+            xfree(data);
+        };
+        ASSERT_EQ(linkedlist_add(&list, fresh, release), 0);
+    }
+    EXPECT_EQ(encoded(), "=|=''|a=1");
+    EXPECT_EQ(optionalp_variables_insertorreplace(list, "a", "2", OPTIONALP_LONG), 0);
+    EXPECT_EQ(find("A").long_value, 2);
+    EXPECT_EQ(optionalp_variables_deletebynameprefix(list, "b"), 0);
+    EXPECT_EQ(optionalp_variables_deletebynameprefix(list, ""), 3);
+}
+
 TEST_F(OptionalParametersTest, TakesWhatStandsInQuotesAndDropsWhatHasNoName) {
     parses("||a='it\"s' x|\"b\"|=1|b=x'in'y|c=\"no end|d='a\"b\"'|e=k=1|");
     EXPECT_EQ(count(), 5);
