@@ -242,8 +242,14 @@ Variable new_variable(std::string_view name, std::string_view value) {
     return variable;
 }
 
+// Reads what strtol reads where a long has 32 bits: leading blanks are skipped, and an empty text
+// is 0, as no character of it is left over.
 int convert_long(const char* text, std::int32_t* out) {
-    switch (parse_int32(text, 10, out)) {
+    if (*text == '\0') {
+        *out = 0;
+        return 0;
+    }
+    switch (parse_int32(text + std::strspn(text, " \t\n\v\f\r"), 10, out)) {
         case PARSE_NUMBER_OK:
             return 0;
         case PARSE_NUMBER_RANGE:

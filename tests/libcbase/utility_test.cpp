@@ -162,8 +162,9 @@ TEST_F(OptionalParametersTest, FindsANameInAnyCaseTheLatestFirst) {
 
 TEST_F(OptionalParametersTest, KeepsAsAStringWhatIsNoNumberOfTheBoard) {
     parses(
-        "text=12abc|big=3000000000|small=-2147483648|comma=2,5|huge=1e999.|far=1.0e999|none=|p=.");
-    for (const char* name : {"text", "big", "comma", "huge", "far", "none", "p"}) {
+        "text=12abc|big=3000000000|small=-2147483648|comma=2,5|huge=1e999.|far=1.0e999|"
+        "blank= |p=.");
+    for (const char* name : {"text", "big", "comma", "huge", "far", "blank", "p"}) {
         EXPECT_EQ(find(name).type, OPTIONALP_STRING) << name;
     }
     EXPECT_EQ(value("text"), "12abc");
@@ -176,6 +177,16 @@ TEST_F(OptionalParametersTest, KeepsAsAStringWhatIsNoNumberOfTheBoard) {
     EXPECT_EQ(lines_with(start + "double the string '1.0e999': Numerical result out of range"), 1u);
     EXPECT_EQ(lines_with(start), 7u);
     EXPECT_EQ(log_.lines().front().priority, 4);
+}
+
+TEST_F(OptionalParametersTest, TakesAnEmptyValueAndLeadingBlanksAsANumberDoes) {
+    parses("username=|before= \t\v-7|quoted=''|behind=7 ");
+    EXPECT_EQ(find("username").type, OPTIONALP_LONG);
+    EXPECT_EQ(value("username"), "");
+    EXPECT_EQ(find("before").long_value, -7);
+    EXPECT_EQ(find("quoted").type, OPTIONALP_STRING);
+    EXPECT_EQ(find("behind").type, OPTIONALP_STRING);
+    EXPECT_EQ(lines_with("error converting in long"), 1u);
 }
 
 TEST_F(OptionalParametersTest, ReadsTheNullTextsOfAFreshRecordAsEmpty) {
