@@ -151,6 +151,8 @@ class CoreCall final {
             log(std::string("recv reading response failed with error '") + strerror(errno) + "'");
             return false;
         }
+        // A peer that is written in C may send the terminator of its text along.
+        answer.resize(std::min(answer.find('\0'), answer.size()));
         return true;
     }
 

@@ -21,7 +21,7 @@ enum fsmcore_result {
 };
 
 /// Sends a plain request to the UNIX socket at `socket_path` and reads the answer, which must
-/// arrive in one receive of at most 1024 bytes.
+/// arrive in one receive of at most 1024 bytes; it ends at its first NUL, if it has one.
 ///
 /// `params`: `param_count` strings without newlines; a null one counts as empty.
 /// `waittime`: seconds as text, "5" for null; it goes into the request and bounds the whole call
@@ -41,8 +41,9 @@ int fsmcore_request(const char* socket_path, const char* function, int param_cou
 int fsmcore_request_lengthmgm(const char* socket_path, const char* function, int param_count,
                               const char* const* params, int* out_count, char*** out_params,
                               const char* waittime);
-/// Answers a request on a connected socket, which stays open. `params` may be null. FSMCORE_OK, or
-/// FSMCORE_SEND_FAILED (logged, also for an answer beyond 1024 bytes) with the socket closed.
+/// Answers a request on a connected socket, which stays open. `params` may be null, and then means
+/// none, whatever the count. FSMCORE_OK, or FSMCORE_SEND_FAILED (logged, also for an answer beyond
+/// 1024 bytes) with the socket closed.
 int fsmcore_response(int socket, int status, int param_count, const char* const* params);
 
 namespace fsmcore_format {

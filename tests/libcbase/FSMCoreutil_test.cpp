@@ -210,7 +210,8 @@ TEST_F(FsmcoreCall, HandsOverStatusAndParameters) {
     EXPECT_EQ(values_[0], nullptr);
     EXPECT_STREQ(values_[1], "on");
 
-    core.answers("response status: FSMC-042\nPARAMETER COUNT: 0\n");
+    // With the terminator of a C string behind it.
+    core.answers(std::string("response status: FSMC-042\nPARAMETER COUNT: 0\n\n\0x", 49));
     EXPECT_EQ(asks(), 42);
     EXPECT_EQ(count_, 0);
     EXPECT_EQ(fsmcore_request(kPath, "FUNC", 0, nullptr, nullptr, nullptr, nullptr), 42);
