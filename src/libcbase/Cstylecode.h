@@ -33,7 +33,8 @@ void closelogfile();
 
 /// Prepares error_from_signal_handler: opens its datagram socket and composes the line's header
 /// (program name and process ID). Call once, before the handlers are installed; a second call
-/// changes nothing. Without it, or without memory of a system log, the handler's line is lost.
+/// changes nothing. Without it, or while no system log listens on /dev/log as a datagram socket,
+/// the handler's line is lost.
 void prepare_signal_log();
 /// Sends one line at error level to the system log. Async-signal-safe: it may interrupt malloc or
 /// syslog itself. The log's own socket is looked up anew, so a restarted logger is found. While the
@@ -123,6 +124,8 @@ char* libcbase_get_version();
 
 /// @name TLS: TLS 1.2 and above; the daemon itself does not use it
 /// Contexts and connections belong to the caller (SSL_CTX_free, SSL_free); null on failure, logged.
+/// A handshake is given up after 10 s. That is looked at between its steps: a peer that goes byte
+/// by byte within one record can hold the caller for longer.
 /// @{
 struct ssl_ctx_st;
 struct ssl_st;

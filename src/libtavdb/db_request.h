@@ -28,15 +28,16 @@ class db_request {
     const char* get_last_error() const { return last_error_.c_str(); }
     /// Rows that arrived.
     int get_rows_num() const { return static_cast<int>(rows.size()); }
-    /// Columns of the answer; 0 when it has no rows.
+    /// Columns that the answer names; 0 when it announces no rows. May be above 0 although no rows
+    /// arrived.
     int get_fields_num() const { return static_cast<int>(columns_.size()); }
     /// The ID that an INSERT was given; 0 when none was reported.
     int get_last_insert_id() const { return last_insert_id_; }
     /// "0.0.11"
     static const char* get_version() { return "0.0.11"; }
 
-    /// 0 with the statement's query_type in `*type`, by its first word without regard to case; -1
-    /// with the last error set.
+    /// 0 with the statement's query_type in `*type`, by its first six characters without regard to
+    /// case; -1 with the last error set.
     int validate_query(const std::string& query, int* type);
     /// Appends to `out` the parts of `text` between the separators; the whole text when `separator`
     /// is empty.
