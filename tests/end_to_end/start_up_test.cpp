@@ -72,6 +72,9 @@ TEST_F(StartUp, RefusesOptionalParametersWithoutAddressOrUser) {
         kGood, {"ERR -2: Wrong format for vexad_object (optionalp key: username", kNoParameters});
     set_optional_parameters("ip_address=5|username='someone'");
     expect_failure(kGood, {"ERR -2: Wrong format for vexad_object (optionalp key: ip_address"});
+    house.log()->clear();
+    set_optional_parameters("ip_address='127.0.0.80'|username=");
+    expect_failure(kGood, {"(optionalp key: username", kNoParameters});
     set_optional_parameters("");
     house.log()->clear();
     expect_failure(kGood, {"(optionalp key: username", kNoParameters});

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,6 +37,7 @@ class Child final {
         const FileDescriptor reader(ends[0]);
         pid_ = fork();
         if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that breaks off leaves nobody behind
             GtwHandler loop(0, nullptr);
             char byte = 0;
             if (loop.initialize() != 0 || read(reader.get(), &byte, 1) != 1) {
