@@ -36,7 +36,7 @@ class Peer {
     }
 
     std::string asked(const LinHttpHandler::Limits& limits = {}) const {
-        return LinHttpHandler::exchange("?", "localhost", server_.port(), limits);
+        return LinHttpHandler::exchange("?", "127.0.0.1", server_.port(), limits);
     }
     /// Code and text of the system error that asking ends in.
     std::pair<int, std::string> failure(const LinHttpHandler::Limits& limits = {}) const {
