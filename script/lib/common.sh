@@ -1,7 +1,7 @@
-# Sourced by the scripts beside it: where the project stands, and how they talk.
+# Sourced by the scripts one folder up: where the project stands, and how they talk.
 set -euo pipefail
 
-ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 cd "$ROOT"
 
 say() { printf '\n== %s\n' "$*"; }
