@@ -1,6 +1,7 @@
 # Sourced by the scripts one folder up: where the project stands, and how they talk.
 set -euo pipefail
 
+SCRIPT=$(realpath "$0")
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 cd "$ROOT"
 
@@ -14,7 +15,7 @@ die() {
 help_if_asked() {
     case "${1:-}" in
         -h | --help)
-            sed -n '2,/^$/s/^# \{0,1\}//p' "$0"
+            sed -n '2,/^$/s/^# \{0,1\}//p' "$SCRIPT"
             exit 0
             ;;
     esac
