@@ -21,19 +21,16 @@ using Texts = std::vector<std::string>;
 constexpr const char* kStatement = "SELECT optionalp FROM vexad_object WHERE id = 12";
 // The worked example of docs/formats/dbmanager.md.
 constexpr const char* kRequest =
-    "Request: DML-SQL\n"
-    "Type: SELECT\n"
-    "Statement payload length: 48\n"
-    "Statement: SELECT optionalp FROM vexad_object WHERE id = 12\n"
-    "\n";
+    "Request: DML-SQL\nType: SELECT\nStatement payload length: 48\n"
+    "Statement: SELECT optionalp FROM vexad_object WHERE id = 12\n\n";
+const std::string kLabel = "Response payload length: ";
 constexpr const char* kLengthLine = "Response payload length: 141";
 constexpr const char* kBody =
-    "Response: FSMC-000\n"
-    "LastInsertedID: 0\n"
-    "NextRows: 2\n"
-    "Row000001: ID,OPTIONALP\n"
+    "Response: FSMC-000\nLastInsertedID: 0\nNextRows: 2\nRow000001: ID,OPTIONALP\n"
     "Row000002: 12,ip_address='127.0.0.1'|username='lumi'\n"
     "Row000003: 13,\n";
+
+const std::string kCall = "DBManagerutil->dbmanager_socket_request ";
 
 /// A service that answers each request with pieces of text, a short pause between them, and closes.
 class DatabaseTest : public SystemLogTest {
@@ -58,11 +55,10 @@ class DatabaseTest : public SystemLogTest {
         const int result = dbmanager_socket_request(
             server_.port(), function, type, statement ? length.c_str() : nullptr, statement,
             &outputs[0], &outputs[1], &outputs[2], &outputs[3]);
-        const xstring owners[] = {xstring(outputs[0]), xstring(outputs[1]), xstring(outputs[2]),
-                                  xstring(outputs[3])};
         std::string* const copies[] = {&first_line_, &status_, &length_, &body_};
         for (int i = 0; i < 4; ++i) {
-            *copies[i] = owners[i] ? owners[i].get() : "(null)";
+            const xstring owner(outputs[i]);
+            *copies[i] = owner ? owner.get() : "(null)";
         }
         return result;
     }
@@ -71,10 +67,7 @@ class DatabaseTest : public SystemLogTest {
         return asks();
     }
 
-    std::string first_line_;
-    std::string status_;
-    std::string length_;
-    std::string body_;
+    std::string first_line_, status_, length_, body_;
 
   private:
     void serve(simulator::Connection& connection) {
@@ -87,10 +80,8 @@ class DatabaseTest : public SystemLogTest {
         const Texts pieces = pieces_;
         const auto pause = pause_;
         lock.unlock();
-        for (const std::string& piece : pieces) {
-            if (!connection.write(piece)) {
-                break;
-            }
+        for (auto piece = pieces.begin(); piece != pieces.end() && connection.write(*piece);
+             ++piece) {
             std::this_thread::sleep_for(pause);
         }
         connection.finish();
@@ -100,6 +91,8 @@ class DatabaseTest : public SystemLogTest {
     std::string request_;
     Texts pieces_;
     std::chrono::milliseconds pause_{};
+
+  protected:
     simulator::SocketServer server_{[this](simulator::Connection& c) { serve(c); }};
 };
 
@@ -128,18 +121,17 @@ TEST_F(DatabaseTest, CollectsABodyOfManyChunksAndKeepsWhatCameWithItsEnd) {
 }
 
 TEST_F(DatabaseTest, ComesToOneVerdictHoweverTheAnswerIsCut) {
-    const std::string label = "Response payload length: ";
     const std::string status = "Response: FSMC-000\n";
     const struct {
         std::string answer;
         int result;
     } cases[] = {
         // The status begins within the announced bytes, ends outside them, is not looked for there.
-        {label + "19\n123456789" + status, DBMANAGER_OK},
-        {label + "19\n1234567890" + status, 8},
-        {label + "18\n" + status, 8},
-        {label + "4\n" + status, 8},
-        {label + "0\n" + status, 8},
+        {kLabel + "19\n123456789" + status, DBMANAGER_OK},
+        {kLabel + "19\n1234567890" + status, 8},
+        {kLabel + "18\n" + status, 8},
+        {kLabel + "4\n" + status, 8},
+        {kLabel + "0\n" + status, 8},
     };
     for (const auto& c : cases) {
         const std::size_t body = c.answer.find('\n') + 1;
@@ -153,8 +145,7 @@ TEST_F(DatabaseTest, ComesToOneVerdictHoweverTheAnswerIsCut) {
 
 TEST_F(DatabaseTest, ReturnsTheNumberOfTheStatus) {
     const struct {
-        const char* body;
-        const char* status;
+        std::string body, status;
         int result;
     } cases[] = {
         {"Response: FSMC-013\n", "FSMC-013", 13},
@@ -168,24 +159,23 @@ TEST_F(DatabaseTest, ReturnsTheNumberOfTheStatus) {
         {"", "FSMC-008", 8},
     };
     for (const auto& c : cases) {
-        const std::string body = c.body;
-        const std::string line = "Response payload length: " + std::to_string(body.size()) + "\n";
-        EXPECT_EQ(asks_and_gets({line + body}), c.result) << body;
+        const std::string line = kLabel + std::to_string(c.body.size()) + "\n";
+        EXPECT_EQ(asks_and_gets({line + c.body}), c.result) << c.body;
         EXPECT_EQ(status_, c.status);
     }
 }
 
 TEST_F(DatabaseTest, RefusesALengthThatIsNone) {
     const std::string body = "\nResponse: FSMC-000\n";
-    const std::string lines[] = {"Response payload length: 12x",
-                                 "Response payload length: ",
-                                 "Response payload length: -1",
-                                 "Response payload length: 262145",
-                                 "Response payload length: 99999999999999999999",
+    const std::string lines[] = {kLabel + "12x",
+                                 kLabel,
+                                 kLabel + "-1",
+                                 kLabel + "262145",
+                                 kLabel + "99999999999999999999",
                                  "Payload: 12",
                                  "",
-                                 "Response payload length: " + std::string(2000, '1'),
-                                 "Response payload length: 19" + std::string("\0x", 2),
+                                 kLabel + std::string(2000, '1'),
+                                 kLabel + "19" + std::string("\0x", 2),
                                  std::string("\0\xFF\x01", 3)};
     for (const std::string& line : lines) {
         EXPECT_EQ(asks_and_gets({line + body}), DBMANAGER_RECEIVE_FAILED) << line;
@@ -193,24 +183,28 @@ TEST_F(DatabaseTest, RefusesALengthThatIsNone) {
     }
     // Too long, although its end comes with the second chunk.
     const std::string digits(1000, '0');
-    EXPECT_EQ(
-        asks_and_gets({"Response payload length: " + digits.substr(30), digits + "19" + body}),
-        DBMANAGER_RECEIVE_FAILED);
-    EXPECT_EQ(lines_with("DBManagerutil->dbmanager_socket_request strtok parsing 'Response payload "
-                         "length: ' response tag failed for function DML-SQL"),
+    EXPECT_EQ(asks_and_gets({kLabel + digits.substr(30), digits + "19" + body}),
+              DBMANAGER_RECEIVE_FAILED);
+    EXPECT_EQ(lines_with(kCall + "strtok parsing '" + kLabel +
+                         "' response tag failed for function DML-SQL"),
               std::size(lines) + 1);
 }
 
-TEST_F(DatabaseTest, EndsWhenTheServiceClosesEarly) {
+TEST_F(DatabaseTest, EndsWhenTheServiceClosesEarlyOrIsAbsent) {
     for (const char* answer : {"", "Response pay", "Response payload length: 20\n",
                                "Response payload length: 20\nResponse: FSMC-000\n"}) {
         EXPECT_EQ(asks_and_gets({answer}), DBMANAGER_RECEIVE_FAILED) << answer;
         EXPECT_EQ(status_, "(null)");
     }
-    EXPECT_EQ(
-        lines_with("DBManagerutil->dbmanager_socket_request recv reading response failed with "
-                   "error 'connection closed by the peer' for function DML-SQL"),
-        4u);
+    EXPECT_EQ(lines_with(kCall + "recv reading response failed with error "
+                                 "'connection closed by the peer' for function "
+                                 "DML-SQL"),
+              4u);
+    server_.stop();
+    EXPECT_EQ(asks(), DBMANAGER_CONNECT_FAILED);
+    EXPECT_EQ(body_, "(null)");
+    EXPECT_TRUE(logged(kCall + "error opening socket DBManager clientside for function "
+                               "DML-SQL"));
 }
 
 TEST_F(DatabaseTest, GivesUpAServiceThatDribbles) {
@@ -228,8 +222,8 @@ TEST_F(DatabaseTest, RefusesBeforeAnythingIsSent) {
     EXPECT_EQ(asks("DML-SQL", "VACUUM"), DBMANAGER_UNSUPPORTED);
     EXPECT_EQ(asks(nullptr), DBMANAGER_UNSUPPORTED);
     EXPECT_EQ(asks("DML-SQL", nullptr), DBMANAGER_UNSUPPORTED);
-    EXPECT_TRUE(logged("DBManagerutil->dbmanager_socket_request error function DML not supported"));
-    EXPECT_TRUE(logged("DBManagerutil->dbmanager_socket_request error type VACUUM not supported"));
+    EXPECT_TRUE(logged(kCall + "error function DML not supported"));
+    EXPECT_TRUE(logged(kCall + "error type VACUUM not supported"));
     // All but the statement, when its length has five digits.
     const std::size_t frame = std::string(kRequest).size() - std::string(kStatement).size() + 3;
     const std::string longest(dbmanager_format::kRequestBufferBytes - 1 - frame, 's');
@@ -240,24 +234,9 @@ TEST_F(DatabaseTest, RefusesBeforeAnythingIsSent) {
     EXPECT_EQ(asks("DDL-SQL", "TRANSACTION", nullptr), 8);
     EXPECT_EQ(request(),
               "Request: DDL-SQL\nType: TRANSACTION\nStatement payload length: \nStatement: \n\n");
-    EXPECT_EQ(lines_with("DBManagerutil->dbmanager_socket_request send writing request failed with "
-                         "error 'Message too long' for function DML-SQL"),
+    EXPECT_EQ(lines_with(kCall + "send writing request failed with "
+                                 "error 'Message too long' for function DML-SQL"),
               1u);
-}
-
-using DatabaseCallTest = SystemLogTest;
-
-TEST_F(DatabaseCallTest, ReportsAnAbsentDatabase) {
-    int port = 0;
-    FileDescriptor(make_internet_socket_randomport(&port, 1)).reset();
-    char* outputs[4];
-    EXPECT_EQ(dbmanager_socket_request(port, "DDL-SQL", "TRANSACTION", "0", "", &outputs[0],
-                                       &outputs[1], &outputs[2], &outputs[3]),
-              DBMANAGER_CONNECT_FAILED);
-    EXPECT_EQ(outputs[3], nullptr);
-    EXPECT_TRUE(
-        logged("DBManagerutil->dbmanager_socket_request error opening socket DBManager clientside "
-               "for function DDL-SQL"));
 }
 
 TEST(DatabaseFormat, ReadsARequestByTheLengthOfItsStatement) {
@@ -315,24 +294,8 @@ TEST(DatabaseFormat, ReadsWhateverABodyHolds) {
         EXPECT_TRUE(parse_response(none).columns.empty()) << none;
     }
     EXPECT_EQ(parse_response("LastInsertedID: 99999999999\n").last_inserted_id, 0);
-}
-
-TEST(DatabaseFormat, SplitsAtEverySeparator) {
-    using dbmanager_format::split;
-    EXPECT_EQ(split(",a,,b,", ","), (Texts{"", "a", "", "b", ""}));
-    EXPECT_EQ(split("a--b-c", "--"), (Texts{"a", "b-c"}));
-    EXPECT_EQ(split("abc", ""), (Texts{"abc"}));
-    EXPECT_EQ(split("", ","), (Texts{""}));
-}
-
-TEST(QueryResults, StartEmptyAndReleaseTheirTexts) {
-    queryresults* const record = queryresultsinit();
-    EXPECT_EQ(record->count, -1);
-    EXPECT_EQ(record->first, nullptr);
-    record->first = xstrcpy(nullptr, "first");
-    record->second = xstrcpy(nullptr, "second");
-    EXPECT_EQ(queryresultsfree(record), 0);
-    EXPECT_EQ(queryresultsfree(nullptr), -1);
+    EXPECT_EQ(dbmanager_format::split("a--b-c", "--"), (Texts{"a", "b-c"}));
+    EXPECT_EQ(dbmanager_format::split("abc", ""), (Texts{"abc"}));
 }
 
 }  // namespace

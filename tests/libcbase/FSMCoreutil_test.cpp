@@ -17,6 +17,8 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 
+using Texts = std::vector<std::string>;
+
 constexpr Limits kLimits{6, 511};
 
 // The example of docs/formats/fsmcore.md.
@@ -44,7 +46,6 @@ TEST(FsmcoreFormat, ComposesTheExampleAndReadsItBack) {
     EXPECT_EQ(parse_length_line("LengthRequestIs: 000000210", kRequestLengthTag),
               without_length_line(kManagedExample).size());
     EXPECT_EQ(compose_response({0, {"", "on"}}), kAnswerExample);
-    EXPECT_EQ(compose_response({42, {}}), "Response Status: FSMC-042\nParameter Count: 0\n\n");
 
     Request request;
     ASSERT_TRUE(parse_request(kPlainExample, kLimits, request));
@@ -52,7 +53,7 @@ TEST(FsmcoreFormat, ComposesTheExampleAndReadsItBack) {
     EXPECT_EQ(request.waittime, "5");
     Response response;
     ASSERT_TRUE(parse_response(kAnswerExample, response));
-    EXPECT_EQ(response.parameters, (std::vector<std::string>{"", "on"}));
+    EXPECT_EQ(response.parameters, (Texts{"", "on"}));
 }
 
 TEST(FsmcoreFormat, ReadsEveryCombinationOfEmptyAndOtherValues) {
@@ -93,75 +94,47 @@ TEST(FsmcoreFormat, RefusesToComposeWhatCouldNotBeReadBack) {
         EXPECT_FALSE(compose_response({0, {bad}}));
     }
     EXPECT_FALSE(compose_response({-1, {}}));
-    EXPECT_TRUE(compose_request(Form::plain, {"F", std::vector<std::string>(1000), "5"}));
-    EXPECT_FALSE(compose_request(Form::plain, {"F", std::vector<std::string>(1001), "5"}));
+    EXPECT_TRUE(compose_request(Form::plain, {"F", Texts(1000), "5"}));
+    EXPECT_FALSE(compose_request(Form::plain, {"F", Texts(1001), "5"}));
 }
 
-struct BadMessage {
-    std::string text;
-    Fault fault;
-    int parameter;
-    std::string offending;
-};
-
+// More of them are among the tests of the gateway loop.
 TEST(FsmcoreFormat, NamesTheFaultOfARequest) {
-    const std::string head = "Request: F\nParameter Count: 1\n";
-    const BadMessage cases[] = {
-        {"", Fault::first_tag, 0, ""},
-        {"request: F\n", Fault::first_tag, 0, "request: F"},
-        {"Request: F\n", Fault::count_tag, 0, ""},
-        {"Request: F\nparameter count: 0\n", Fault::count_tag, 0, "parameter count: 0"},
-        {"Request: F\nParameter Count: -1\n", Fault::count_number, 0, "-1"},
-        {"Request: F\nParameter Count: 7\n", Fault::count_number, 0, "7"},
-        {"Request: F\nParameter Count: 2147483648\n", Fault::count_number, 0, "2147483648"},
-        {"Request: F\nParameter Count: \n", Fault::count_number, 0, ""},
-        {std::string("Request: F\nParameter Count: 1\0\n", 30), Fault::count_number, 0,
-         std::string("1\0", 2)},
-        {head, Fault::length_tag, 0, ""},
-        {head + "Param00 Length: 1\n", Fault::length_tag, 0, "Param00 Length: 1"},
-        {head + "Param00x Length: 1\n", Fault::length_tag, 0, "Param00x Length: 1"},
-        {head + "Param000 Length: 1x\n", Fault::length_number, 0, "1x"},
-        {head + "Param000 Length: 512\n", Fault::length_number, 0, "512"},
-        {head + "Param000 Length: -3\n", Fault::length_number, 0, "-3"},
-        {head + "Param000 Length: 2\nab\n", Fault::value_tag, 0, "ab"},
-        {head + "Param000 Length: 2\nParam000: ab\nab\n", Fault::value_tag, 0, "Param000: ab"},
-        {head + "Param000 Length: 2\nParam000:\n", Fault::value_mismatch, 0, ""},
-        {head + "Param000 Length: 2\nParam000:\na\n", Fault::value_mismatch, 0, "a"},
-        {head + "Param000 Length: 2\nParam000:\nabc\n", Fault::value_mismatch, 0, "abc"},
-        {head + std::string("Param000 Length: 2\nParam000:\na\0\n", 32), Fault::value_mismatch, 0,
-         std::string("a\0", 2)},
-        {"Request: F\nParameter Count: 2\nParam000 Length: 0\nParam001 Length: x\n",
-         Fault::length_number, 1, "x"},
-        {"Request: F\nParameter Count: 0\n\n", Fault::waittime_tag, 0, ""},
-        {"Request: F\nParameter Count: 0\nWaittime: 5s\n", Fault::waittime_number, 0, "5s"},
-        {"Request: F\nParameter Count: 0\nWaittime: 5\n\nmore", Fault::trailing, 0, "more"},
+    const std::string count = "Request: F\nParameter Count: ";
+    const std::string head = count + "1\n";
+    const std::string length = head + "Param000 Length: ";
+    const std::string nul("\0\n", 2);
+    const struct {
+        std::string text;
+        Fault fault;
+        std::string offending;
+        int parameter = 0;
+    } cases[] = {
+        {"", Fault::first_tag, ""},
+        {"Request: F\n", Fault::count_tag, ""},
+        {count + "2147483648\n", Fault::count_number, "2147483648"},
+        {count + "1" + nul, Fault::count_number, "1" + nul.substr(0, 1)},
+        {head, Fault::length_tag, ""},
+        {head + "Param00 Length: 1\n", Fault::length_tag, "Param00 Length: 1"},
+        {head + "Param00x Length: 1\n", Fault::length_tag, "Param00x Length: 1"},
+        {length + "2\nParam000: ab\nab\n", Fault::value_tag, "Param000: ab"},
+        {length + "2\nParam000:\n", Fault::value_mismatch, ""},
+        {length + "2\nParam000:\nabc\n", Fault::value_mismatch, "abc"},
+        {length + "2\nParam000:\na" + nul, Fault::value_mismatch, "a" + nul.substr(0, 1)},
+        {count + "2\nParam000 Length: 0\nParam001 Length: x\n", Fault::length_number, "x", 1},
     };
-    for (const BadMessage& bad : cases) {
-        Request request;
+    Request request;
+    for (const auto& bad : cases) {
         const ParseResult result = parse_request(bad.text, kLimits, request);
         EXPECT_EQ(result.fault, bad.fault) << bad.text;
         EXPECT_EQ(result.parameter, bad.parameter) << bad.text;
         EXPECT_EQ(result.offending, bad.offending) << bad.text;
     }
-}
-
-TEST(FsmcoreFormat, TakesLabelsWithOtherDigitsAndValuesUpToTheLimit) {
+    // Labels count by their form, whatever their digits, and the longest value fits.
     const std::string longest(511, 'x');
-    Request request;
-    EXPECT_TRUE(parse_request("Request: F\nParameter Count: 1\nParam042 Length: 511\nParam7" +
-                                  std::string("77:\n") + longest + "\nWaittime: 5",
-                              kLimits, request));
-    EXPECT_EQ(request.parameters, std::vector<std::string>{longest});
-}
-
-TEST(FsmcoreFormat, TakesALengthLineOnlyWithItsTagAndANumber) {
-    EXPECT_EQ(parse_length_line("LengthRequestIs: 0012", kRequestLengthTag), 12);
-    EXPECT_EQ(parse_length_line("LENGTHRESPONSEIS: 7", kResponseLengthTag, Letters::any_case), 7);
-    for (const char* line :
-         {"", "LengthRequestIs:", "LengthRequestIs: ", "LengthRequestIs: 1 ", "LengthRequestIs: -1",
-          "LengthRequestIs: 99999999999", "lengthrequestis: 12", "12"}) {
-        EXPECT_FALSE(parse_length_line(line, kRequestLengthTag)) << line;
-    }
+    EXPECT_TRUE(parse_request(
+        head + "Param042 Length: 511\nParam777:\n" + longest + "\nWaittime: 5", kLimits, request));
+    EXPECT_EQ(request.parameters, Texts{longest});
 }
 
 // A client call against a core of the test's making.
@@ -169,35 +142,27 @@ class FsmcoreCall : public SystemLogTest {
   protected:
     static constexpr const char* kPath = "/tmp/vexa_variables/sockets/call_test.socket";
 
-    ~FsmcoreCall() override { forget_answer(); }
-
-    int asks(const std::vector<const char*>& params = {}, const char* waittime = "5") {
-        return asks_by(fsmcore_request, params, waittime);
-    }
-    int asks_lengthmgm(const char* waittime = "5") {
-        return asks_by(fsmcore_request_lengthmgm, {"7", "", "RUN"}, waittime);
-    }
-    void forget_answer() {
-        for (int i = 0; i < count_; ++i) {
-            xfree(values_[i]);
-        }
-        xfree(values_);
-    }
-
-    int count_ = 0;
-    char** values_ = nullptr;
-    Clock::duration taken_{};
-
-  private:
-    template <typename Call>
-    int asks_by(Call call, const std::vector<const char*>& params, const char* waittime) {
-        forget_answer();
+    int asks(const std::vector<const char*>& params = {}, const char* waittime = "5",
+             bool is_length_managed = false) {
+        int count = 0;
+        char** values = nullptr;
         const Clock::time_point start = Clock::now();
-        const int result = call(kPath, "FUNC", static_cast<int>(params.size()), params.data(),
-                                &count_, &values_, waittime);
+        const int result = (is_length_managed ? fsmcore_request_lengthmgm : fsmcore_request)(
+            kPath, "FUNC", static_cast<int>(params.size()), params.data(), &count, &values,
+            waittime);
         taken_ = Clock::now() - start;
+        answer_.clear();
+        for (int i = 0; i < count; ++i) {
+            const xstring value(values[i]);
+            answer_.emplace_back(value ? value.get() : "(null)");
+        }
+        xfree(values);
         return result;
     }
+    int asks_lengthmgm(const char* waittime = "5") { return asks({"7", "RUN"}, waittime, true); }
+
+    Texts answer_;
+    Clock::duration taken_{};
 };
 
 TEST_F(FsmcoreCall, HandsOverStatusAndParameters) {
@@ -206,46 +171,43 @@ TEST_F(FsmcoreCall, HandsOverStatusAndParameters) {
     EXPECT_EQ(asks({"7", "", "RUN"}), 0);
     EXPECT_EQ(core.last_request(),
               compose_request(Form::plain, {"FUNC", {"7", "", "RUN"}, "5"}).value());
-    ASSERT_EQ(count_, 2);
-    EXPECT_EQ(values_[0], nullptr);
-    EXPECT_STREQ(values_[1], "on");
-
+    EXPECT_EQ(answer_, (Texts{"(null)", "on"}));
     // With the terminator of a C string behind it.
     core.answers(std::string("response status: FSMC-042\nPARAMETER COUNT: 0\n\n\0x", 49));
     EXPECT_EQ(asks(), 42);
-    EXPECT_EQ(count_, 0);
+    EXPECT_TRUE(answer_.empty());
     EXPECT_EQ(fsmcore_request(kPath, "FUNC", 0, nullptr, nullptr, nullptr, nullptr), 42);
 }
 
 TEST_F(FsmcoreCall, RefusesAnAnswerThatIsNotOne) {
-    const std::string status = "Response Status: FSMC-000\n";
-    const std::string head = status + "Parameter Count: 1\n";
+    const std::string status = "Response Status: FSMC-";
+    const std::string count = status + "000\nParameter Count: ";
+    const std::string head = count + "1\nParam000 ";
+    const std::string ends = " for function 'FUNC'";
+    const std::string ill = ", not a well formed response from FSMCore" + ends;
+    const auto no_tag = [](const std::string& tag) {
+        return "strtok parsing '" + tag + "' response tag failed";
+    };
+    const std::string no_number = "error strtol with error 'Invalid argument'" + ends;
     const std::pair<std::string, std::string> cases[] = {
-        {"", "strtok parsing 'Response Status: ' response tag failed for function 'FUNC'"},
-        {"\x80\xff rubbish", "strtok parsing 'Response Status: ' response tag failed"},
+        {"", no_tag("Response Status: ") + ends},
+        {"\x80\xff rubbish", no_tag("Response Status: ")},
         {"Response Status: fsmc-000\nParameter Count: 0\n",
-         "error: FSMCore response not in the FSMC-NNN format for function 'FUNC'"},
-        {"Response Status: FSMC-0x0\n", "error strtol with error 'Invalid argument' for function"},
-        {"Response Status: FSMC--1\n", "error strtol with error 'Invalid argument' for function"},
-        {"Response Status: FSMC-3000000000\n",
-         "error strtol with error 'Numerical result out of range' for function 'FUNC'"},
-        {status, "strtok parsing 'Parameter Count: ' response tag failed for function 'FUNC'"},
-        {status + "Parameter Count: 1x\n",
-         "number of parameters after 'Parameter Count: ' response statement is not a valid number "
-         "for function 'FUNC'"},
-        {status + "Parameter Count: 2147483647\n",
-         "strtok parsing 'ParamNNN Length: ' response tag "
-         "failed, not a well formed response from FSMCore for function 'FUNC'"},
-        {head + "Param000 Length: -2\n",
-         "parameter length after 'ParamNNN Length: ' response statement is not a valid number, not "
-         "a well formed response from FSMCore for function 'FUNC'"},
-        {head + "Param000 Length: 3\nParam000:\nab\n",
-         "strtok parsing 'ParamNNN: ' response tag failed, not a well formed response from FSMCore "
-         "for function 'FUNC'"},
-        {head + "Param000 Length: 2\nab\n", "strtok parsing 'ParamNNN: ' response tag failed"},
-        {head + "Param000 Length: 1\nParam000:\nx\nmore\n",
-         "strtok parsing '\\n' response tag failed, not a well formed response from FSMCore for "
-         "function 'FUNC'"},
+         "error: FSMCore response not in the FSMC-NNN format" + ends},
+        {status + "0x0\n", no_number},
+        {status + "-1\n", no_number},
+        {status + "3000000000\n", "error strtol with error 'Numerical result out of range'" + ends},
+        {status + "000\n", no_tag("Parameter Count: ") + ends},
+        {count + "1x\n",
+         "number of parameters after 'Parameter Count: ' response statement is not a valid number" +
+             ends},
+        {count + "2147483647\n", no_tag("ParamNNN Length: ") + ill},
+        {head + "Length: -2\n",
+         "parameter length after 'ParamNNN Length: ' response statement is not a valid number" +
+             ill},
+        {head + "Length: 3\nParam000:\nab\n", no_tag("ParamNNN: ") + ill},
+        {head + "Length: 2\nab\n", no_tag("ParamNNN: ") + ill},
+        {head + "Length: 1\nParam000:\nx\nmore\n", no_tag("\\n") + ill},
     };
     ScriptedCore core(kPath);
     for (const auto& [answer, message] : cases) {
@@ -253,7 +215,7 @@ TEST_F(FsmcoreCall, RefusesAnAnswerThatIsNotOne) {
         core.answers(answer);
         EXPECT_EQ(asks(), FSMCORE_RECEIVE_FAILED) << answer;
         EXPECT_TRUE(logged("FSMCoreutil->fsmcore_request " + message)) << answer;
-        EXPECT_EQ(count_, 0) << "what was read before the fault is not handed over";
+        EXPECT_TRUE(answer_.empty()) << "what was read before the fault is not handed over";
     }
 }
 
@@ -308,35 +270,32 @@ TEST_F(FsmcoreCall, TakesALengthManagedAnswerCutAnywhere) {
             peer.write(answer.substr(cut) + "ignored");
         });
         ASSERT_EQ(asks_lengthmgm(), 0) << cut;
-        ASSERT_EQ(count_, 2);
-        EXPECT_STREQ(values_[1], "on");
+        EXPECT_EQ(answer_, (Texts{"(null)", "on"}));
     }
     EXPECT_EQ(core.last_request(),
-              compose_request(Form::length_managed, {"FUNC", {"7", "", "RUN"}, "5"}).value());
+              compose_request(Form::length_managed, {"FUNC", {"7", "RUN"}, "5"}).value());
 }
 
 TEST_F(FsmcoreCall, RefusesALengthManagedAnswerThatIsNotOne) {
     const std::string name = "FSMCoreutil->fsmcore_request_lengthmgm ";
-    const std::string tag = name +
-                            "strtok parsing 'LengthResponseIs: ' response tag failed for function "
-                            "'FUNC'";
-    const std::string number = name +
-                               "length of request after 'LengthResponseIs: ' response statement is "
-                               "not a valid number ";
+    const std::string number =
+        name +
+        "length of request after 'LengthResponseIs: ' response statement is not a valid number ";
     const std::string receive = name + "recv reading request failed with error ";
+    const std::string next = ", continuing for the next request";
     const std::pair<std::string, std::string> cases[] = {
-        {kAnswerExample, tag},
-        {std::string(100, 'x'), tag},
-        {"LengthResponseIs: 12x\n", number + "'12x', continuing for the next request"},
+        {std::string(100, 'x'),
+         name + "strtok parsing 'LengthResponseIs: ' response tag failed for function 'FUNC'"},
+        {"LengthResponseIs: 12x\n", number + "'12x'" + next},
         {"LengthResponseIs: -5\n", number + "'-5'"},
         {"LengthResponseIs: 262145\n", number + "'262145'"},
-        {"LengthResponseIs: 50\nResponse", receive + "'connection closed by the peer', continuing "
-                                                     "for the next request"},
-        {"LengthRes", receive + "'connection closed by the peer'"},
+        {"LengthRes", receive + "'connection closed by the peer'" + next},
+        {"LengthResponseIs: 50\nResponse", receive + "'connection closed by the peer'" + next},
         {"LengthResponseIs: 8\nResponse", name + "strtok parsing 'Response Status: ' response"},
     };
     ScriptedCore core(kPath);
     for (const auto& [answer, message] : cases) {
+        log_.clear();
         core.answers(answer);
         EXPECT_EQ(asks_lengthmgm(), FSMCORE_RECEIVE_FAILED) << answer;
         EXPECT_TRUE(logged(message)) << message;
@@ -347,46 +306,30 @@ TEST_F(FsmcoreCall, RefusesALengthManagedAnswerThatIsNotOne) {
     EXPECT_TRUE(logged(receive + "'Connection timed out'"));
 }
 
-class FsmcoreResponse : public SystemLogTest {
-  protected:
-    FsmcoreResponse() {
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends_), 0);
-        peer_.reset(ends_[1]);
+TEST_F(FsmcoreCall, AnswersWithoutWaitingAndClosesTheSocketWhenItCannot) {
+    for (const bool reads : {true, false}) {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        const FileDescriptor peer(ends[1]);
+        if (reads) {
+            const char* const values[] = {"", "on"};
+            ASSERT_EQ(fsmcore_response(ends[0], 7, 0, nullptr), FSMCORE_OK);
+            ASSERT_EQ(fsmcore_response(ends[0], 0, 2, values), FSMCORE_OK);
+            char text[256] = "";
+            EXPECT_GT(recv(peer.get(), text, sizeof(text) - 1, 0), 0);
+            EXPECT_EQ(text, "Response Status: FSMC-007\nParameter Count: 0\n\n" +
+                                std::string(kAnswerExample));
+        }
+        const std::string large(kBufferBytes, 'x');
+        while (!reads && send(ends[0], large.data(), large.size(), MSG_DONTWAIT) > 0) {
+        }
+        const char* const values[] = {large.c_str()};
+        EXPECT_EQ(fsmcore_response(ends[0], 0, reads ? 1 : 0, values), FSMCORE_SEND_FAILED);
+        EXPECT_EQ(fcntl(ends[0], F_GETFD), -1);
     }
-    bool is_open() const { return fcntl(ends_[0], F_GETFD) != -1; }
-
-    int ends_[2];
-    FileDescriptor peer_;
-};
-
-TEST_F(FsmcoreResponse, WritesThePlainFormAndLeavesTheSocketOpen) {
-    const char* const values[] = {"", "on"};
-    ASSERT_EQ(fsmcore_response(ends_[0], 7, 0, nullptr), FSMCORE_OK);
-    ASSERT_EQ(fsmcore_response(ends_[0], 0, 2, values), FSMCORE_OK);
-    char text[256] = "";
-    EXPECT_GT(recv(peer_.get(), text, sizeof(text) - 1, 0), 0);
-    EXPECT_EQ(text,
-              "Response Status: FSMC-007\nParameter Count: 0\n\n" + std::string(kAnswerExample));
-    EXPECT_TRUE(is_open());
-    const FileDescriptor closed_here(ends_[0]);
-}
-
-TEST_F(FsmcoreResponse, ClosesTheSocketWhenTheAnswerDoesNotFit) {
-    const std::string large(kBufferBytes, 'x');
-    const char* const values[] = {large.c_str()};
-    EXPECT_EQ(fsmcore_response(ends_[0], 0, 1, values), FSMCORE_SEND_FAILED);
-    EXPECT_FALSE(is_open());
     EXPECT_TRUE(
         logged("FSMCoreutil->fsmcore_response send writing response failed with error "
                "'Message too long'"));
-}
-
-TEST_F(FsmcoreResponse, DoesNotWaitForAPeerThatDoesNotRead) {
-    const std::string block(4096, 'x');
-    while (send(ends_[0], block.data(), block.size(), MSG_DONTWAIT) > 0) {
-    }
-    EXPECT_EQ(fsmcore_response(ends_[0], 0, 0, nullptr), FSMCORE_SEND_FAILED);
-    EXPECT_FALSE(is_open());
 }
 
 }  // namespace

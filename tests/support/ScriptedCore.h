@@ -42,19 +42,16 @@ class ScriptedCore final {
 
   private:
     void serve(simulator::Connection& peer) {
-        const std::string request = peer.read_until(
-            [](const std::string& text) {
-                const std::size_t last_line = text.rfind("\nWaittime: ");
-                return last_line != std::string::npos &&
-                       text.find("\n\n", last_line) != std::string::npos;
-            },
-            std::chrono::seconds(5));
-        Script script;
-        {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            requests_.push_back(request);
-            script = script_;
-        }
+        const auto is_whole = [](const std::string& text) {
+            const std::size_t last_line = text.rfind("\nWaittime: ");
+            return last_line != std::string::npos &&
+                   text.find("\n\n", last_line) != std::string::npos;
+        };
+        const std::string request = peer.read_until(is_whole, std::chrono::seconds(5));
+        std::unique_lock<std::mutex> lock(mutex_);
+        requests_.push_back(request);
+        const Script script = script_;
+        lock.unlock();
         if (script) {
             script(peer);
         }
