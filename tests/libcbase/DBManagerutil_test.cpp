@@ -196,10 +196,9 @@ TEST_F(DatabaseTest, EndsWhenTheServiceClosesEarlyOrIsAbsent) {
         EXPECT_EQ(asks_and_gets({answer}), DBMANAGER_RECEIVE_FAILED) << answer;
         EXPECT_EQ(status_, "(null)");
     }
-    EXPECT_EQ(lines_with(kCall + "recv reading response failed with error "
-                                 "'connection closed by the peer' for function "
-                                 "DML-SQL"),
-              4u);
+    const std::string closed =
+        "recv reading response failed with error 'connection closed by the peer'";
+    EXPECT_EQ(lines_with(kCall + closed + " for function DML-SQL"), 4u);
     server_.stop();
     EXPECT_EQ(asks(), DBMANAGER_CONNECT_FAILED);
     EXPECT_EQ(body_, "(null)");
@@ -273,8 +272,6 @@ TEST(DatabaseFormat, ComposesTheWorkedExampleAndReadsItBack) {
     const auto parsed = parse_response(kBody);
     EXPECT_EQ(parsed.columns, (Texts{"ID", "OPTIONALP"}));
     EXPECT_EQ(parsed.rows, response.rows);
-    EXPECT_EQ(compose_response({"FSMC-000", 7, {"ID"}, {}}),
-              "Response payload length: 49\nResponse: FSMC-000\nLastInsertedID: 7\nNextRows: 0\n");
 }
 
 TEST(DatabaseFormat, ReadsWhateverABodyHolds) {
