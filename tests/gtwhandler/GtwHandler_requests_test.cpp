@@ -2,7 +2,6 @@
 #include <ctime>
 #include <thread>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
@@ -24,15 +23,14 @@ class GtwRequests : public LoopTest {
     // The peer's request fails in one step with a last error that begins so, unanswered.
     void expect_failure(CorePeer& core, const std::string& message) {
         EXPECT_EQ(loop_.run(), -1);
-        const std::string text = loop_.getLastError() != nullptr ? loop_.getLastError() : "";
-        EXPECT_EQ(text.substr(0, message.size()), message);
+        ASSERT_NE(loop_.getLastError(), nullptr);
+        EXPECT_THAT(loop_.getLastError(), testing::StartsWith(message));
         EXPECT_THAT(core.hears(), testing::AnyOf("", "reset"));
     }
     void expect_refusal(const std::string& bytes, const std::string& message) {
         SCOPED_TRACE(bytes);
         CorePeer core = connects();
-        core.says(bytes);
-        expect_failure(core, "GtwHandler::run " + message);
+        expect_failure(core.says(bytes), "GtwHandler::run " + message);
         EXPECT_TRUE(gateway_.calls.empty());
     }
 };
@@ -47,14 +45,12 @@ TEST_F(GtwRequests, AnswersBeforeTheGatewaysSeeTheCall) {
     EXPECT_EQ(loop_.run(), 5) << "the last callback's result";
     EXPECT_EQ(loop_.getLastEventKind(), GtwHandler::EventKind::core_request);
     EXPECT_EQ(core.hears(), kDone);
-    EXPECT_TRUE(gateway_.was_answered);
-    EXPECT_TRUE(second.was_answered);
+    EXPECT_TRUE(gateway_.was_answered && second.was_answered);
     ASSERT_EQ(gateway_.calls.size(), 1U);
     const auto& call = *gateway_.calls[0];
     EXPECT_EQ(call.objectId, -2147483648L);
     EXPECT_EQ(call.action + "|" + call.p2 + "|" + call.p3 + "|" + call.p4 + "|" + call.p5,
               "RUN||three||" + std::string(511, 'x'));
-    EXPECT_TRUE(second.quits.empty());
 }
 
 TEST_F(GtwRequests, QuitReachesEveryGatewayBeforeItsAnswer) {
@@ -66,9 +62,7 @@ TEST_F(GtwRequests, QuitReachesEveryGatewayBeforeItsAnswer) {
     EXPECT_EQ(loop_.run(), 0);
     EXPECT_EQ(core.hears(), kDone);
     ASSERT_EQ(second.quits.size(), 1U);
-    EXPECT_EQ(second.quits[0]->p2, "");
-    EXPECT_FALSE(gateway_.was_answered);
-    EXPECT_FALSE(second.was_answered);
+    EXPECT_FALSE(gateway_.was_answered || second.was_answered);
     EXPECT_TRUE(gateway_.calls.empty());
 }
 
@@ -82,8 +76,7 @@ TEST_F(GtwRequests, AnotherFunctionReachesNoGateway) {
         EXPECT_TRUE(
             logged("GtwHandler::run request '" + std::string(function) + "' is not supported"));
     }
-    EXPECT_TRUE(gateway_.calls.empty());
-    EXPECT_TRUE(gateway_.quits.empty());
+    EXPECT_TRUE(gateway_.calls.empty() && gateway_.quits.empty());
 }
 
 TEST_F(GtwRequests, ReadsEveryCombinationOfEmptyValues) {
@@ -191,23 +184,19 @@ TEST_F(GtwRequests, ATableFullOfSilentPeersLosesItsOldest) {
 
 TEST_F(GtwRequests, RecordsAPeerThatGoesAway) {
     const std::string whole = request({"7", "RUN"});
-    const auto closed = [](const char* receive) {
-        return receive + std::string("'connection closed by the peer', continuing");
+    const auto fails = [this](const char* receive, const char* reason) {
+        EXPECT_EQ(loop_.run(), -1);
+        EXPECT_THAT(loop_.getLastError(), testing::StartsWith(std::string(receive) + reason));
     };
     for (const std::size_t bytes : {std::size_t{0}, std::size_t{5}, whole.size() - 1}) {
-        CorePeer core = connects();
-        core.says(whole.substr(0, bytes)).leaves();
-        EXPECT_EQ(loop_.run(), -1);
-        EXPECT_THAT(loop_.getLastError(),
-                    testing::StartsWith(closed(bytes == 0 ? kReceive1 : kReceive2)));
+        connects().says(whole.substr(0, bytes)).leaves();
+        fails(bytes == 0 ? kReceive1 : kReceive2, "'connection closed by the peer', continuing");
     }
     CorePeer core = connects();
     core.says("Leng");
     EXPECT_TRUE(is_idle());
     core.resets();
-    EXPECT_EQ(loop_.run(), -1);
-    EXPECT_THAT(loop_.getLastError(),
-                testing::StartsWith(std::string(kReceive2) + "'Connection reset by peer'"));
+    fails(kReceive2, "'Connection reset by peer'");
     EXPECT_TRUE(gateway_.calls.empty());
     // A whole request counts, whether or not its peer waits for the answer.
     connects().says(whole).leaves();
@@ -220,8 +209,7 @@ TEST_F(GtwRequests, RefusesABadLengthLine) {
     const std::string good = request({"7", "RUN"});
     const auto bad = [](const std::string& number) {
         return "length of request after 'LengthRequestIs: ' request statement is not a valid "
-               "number "
-               "'" +
+               "number '" +
                number + "', continuing for the next request";
     };
     for (const char* number : {"", "-1", "12x", " 12", "4097", "2147483647", "2147483648",
@@ -240,50 +228,43 @@ TEST_F(GtwRequests, RefusesABadLengthLine) {
     EXPECT_TRUE(serves());
 }
 
-TEST_F(GtwRequests, RefusesABadBody) {
-    const std::string function = "Request: F\n";
-    const std::string one = function + "Parameter Count: 1\n";
+TEST_F(GtwRequests, RefusesABadBodyAndAnObjectIdThatIsNoNumber) {
+    const auto refused = [this](const std::string& body, const std::string& message) {
+        expect_refusal(framed("Request: F\n" + body), message + " for request 'F'" +
+                                                          (message.front() == 's' ? "" : ",") +
+                                                          " continuing for the next request");
+    };
     const auto tag = [](const std::string& line, const std::string& expected) {
         return "strtok parsing '" + line + "' request tag failed, not a well formed request tag '" +
-               expected + "' for request 'F' continuing for the next request";
+               expected + "'";
     };
-    const auto number = [](const std::string& subject, const std::string& label,
-                           const std::string& value) {
-        return subject + " after '" + label + "' request statement is not a valid number '" +
-               value + "' for request 'F', continuing for the next request";
+    const auto number = [](const std::string& label, const std::string& value) {
+        return " after '" + label + "' request statement is not a valid number '" + value + "'";
     };
-    const std::string values = "number of parameters";
-    expect_refusal(framed(function), tag("", "Parameter Count: "));
-    expect_refusal(framed(function + "Count: 1\n"), tag("Count: 1", "Parameter Count: "));
-    for (const char* count : {"7", "-1", "x", "", "99999999999"}) {
-        expect_refusal(framed(function + "Parameter Count: " + count + "\n"),
-                       number(values, "Parameter Count: ", count));
+    const std::string one = "Parameter Count: 1\n";
+    const std::string none = "Parameter Count: 0\n";
+    refused("", tag("", "Parameter Count: "));
+    refused("Count: 1\n", tag("Count: 1", "Parameter Count: "));
+    for (const std::string count : {"7", "-1", "x", "", "99999999999"}) {
+        refused("Parameter Count: " + count + "\n",
+                "number of parameters" + number("Parameter Count: ", count));
     }
-    expect_refusal(framed(one + "Param000 Size: 1\n"),
-                   tag("Param000 Size: 1", "Param000 Length: "));
-    for (const char* length : {"512", "-1", "1x", "", "4294967297"}) {
-        expect_refusal(framed(one + "Param000 Length: " + length + "\n"),
-                       number("parameter length", "Param000 Length: ", length));
+    refused(one + "Param000 Size: 1\n", tag("Param000 Size: 1", "Param000 Length: "));
+    for (const std::string length : {"512", "-1", "1x", "", "4294967297"}) {
+        refused(one + "Param000 Length: " + length + "\n",
+                "parameter length" + number("Param000 Length: ", length));
     }
-    expect_refusal(framed(one + "Param000 Length: 1\n7\n"),
-                   "strtok parsing '7' request tag failed, not a well formed  request tag "
-                   "'Param000: ' for request 'F' continuing for the next request");
-    expect_refusal(framed(one + "Param000 Length: 2\nParam000:\n7\n"), tag("7", "Param000: "));
-    expect_refusal(framed("Request: F\nParameter Count: 2\nParam000 Length: 0\nParam001 Length: 1\n"
-                          "Param001:\n77\n"),
-                   tag("77", "Param001: "));
-    expect_refusal(framed(function + "Parameter Count: 0\n\n"), tag("", "Waittime: "));
-    expect_refusal(framed(function + "Parameter Count: 0\nWaittime: soon\n"),
-                   number("waittime parameter", "Waittime: ", "soon"));
-    expect_refusal(framed(function + "Parameter Count: 0\nWaittime: 5\n\nmore\n"),
-                   tag("more", "\\n"));
-    EXPECT_TRUE(serves());
-}
-
-TEST_F(GtwRequests, RefusesAnObjectIdThatIsNoNumber) {
-    for (const char* id : {"", "7x", "x", " 7", "2147483648"}) {
+    refused(one + "Param000 Length: 1\n7\n",
+            "strtok parsing '7' request tag failed, not a well formed  request tag 'Param000: '");
+    refused(one + "Param000 Length: 2\nParam000:\n7\n", tag("7", "Param000: "));
+    refused("Parameter Count: 2\nParam000 Length: 0\nParam001 Length: 1\nParam001:\n77\n",
+            tag("77", "Param001: "));
+    refused(none + "\n", tag("", "Waittime: "));
+    refused(none + "Waittime: soon\n", "waittime parameter" + number("Waittime: ", "soon"));
+    refused(none + "Waittime: 5\n\nmore\n", tag("more", "\\n"));
+    for (const std::string id : {"", "7x", "x", " 7", "2147483648"}) {
         expect_refusal(request({id, "RUN"}),
-                       "ObjectID in first parameter <" + std::string(id) +
+                       "ObjectID in first parameter <" + id +
                            "> is not a valid number, continuing for the next request");
     }
     expect_refusal(request({}), "ObjectID in first parameter <> is not a valid number");
@@ -300,10 +281,8 @@ TEST_F(GtwRequests, WithoutDescriptorsTheLoopDoesNotSpin) {
     none.rlim_cur = 3;
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
     EXPECT_EQ(loop_.run(), -1);
-    EXPECT_STREQ(loop_.getLastError(),
-                 (std::string(kReceive1) + "'Too many open files', continuing "
-                                           "for the next request")
-                     .c_str());
+    EXPECT_EQ(loop_.getLastError(),
+              kReceive1 + std::string("'Too many open files', continuing for the next request"));
     loop_.setSelectTimeout(0, 500000);
     const std::clock_t used = std::clock();
     EXPECT_EQ(loop_.run(), 0);
@@ -312,24 +291,6 @@ TEST_F(GtwRequests, WithoutDescriptorsTheLoopDoesNotSpin) {
     loop_.setSelectTimeout(10, 0);
     EXPECT_EQ(loop_.run(), 0);
     EXPECT_EQ(core.hears(), kDone) << "served once the pause is over";
-}
-
-// Descriptors that a child process would inherit.
-std::size_t inheritable() {
-    std::size_t count = 0;
-    for (int fd = 3; fd < 256; ++fd) {
-        const int flags = fcntl(fd, F_GETFD);
-        count += flags != -1 && (flags & FD_CLOEXEC) == 0 ? 1 : 0;
-    }
-    return count;
-}
-
-TEST_F(GtwRequests, ConnectionsAreNotInherited) {
-    const std::size_t before = inheritable();
-    CorePeer core = connects();
-    core.says("L");
-    EXPECT_TRUE(is_idle());
-    EXPECT_EQ(inheritable(), before);
 }
 
 }  // namespace

@@ -79,8 +79,7 @@ class RecordingGateway final : public gtwbasenamespace::GtwBaseClass {
 
     int result = 0;
     const CorePeer* watched = nullptr;
-    std::vector<std::unique_ptr<Parameters>> calls;
-    std::vector<std::unique_ptr<Parameters>> quits;
+    std::vector<std::unique_ptr<Parameters>> calls, quits;
     std::vector<int> custom_data;
     bool was_answered = false;
 

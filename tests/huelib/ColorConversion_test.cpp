@@ -18,11 +18,10 @@ TEST(ColorConversion, TurnsAWishInRgbIntoHueAndSaturation) {
     };
     for (const auto& each : cases) {
         const HSVColor found = hsvOfRGB(each.wish.r, each.wish.g, each.wish.b);
-        const auto name =
-            testing::PrintToString(std::vector<int>{each.wish.r, each.wish.g, each.wish.b});
-        EXPECT_EQ(found.hue, each.expected.hue) << name;
-        EXPECT_EQ(found.saturation, each.expected.saturation) << name;
-        EXPECT_EQ(found.value, each.expected.value) << name;
+        EXPECT_EQ(
+            (std::vector<int>{found.hue, found.saturation, found.value}),
+            (std::vector<int>{each.expected.hue, each.expected.saturation, each.expected.value}))
+            << int{each.wish.r} << "," << int{each.wish.g} << "," << int{each.wish.b};
     }
 }
 
@@ -39,9 +38,9 @@ TEST(ColorConversion, ReadsTheBridgesColorAsRgb) {
     };
     for (const auto& each : cases) {
         const RGB found = rgbOfBridge(each.hue, each.sat, each.bri);
-        EXPECT_EQ(found.r, each.r) << each.hue;
-        EXPECT_EQ(found.g, each.g) << each.hue;
-        EXPECT_EQ(found.b, each.b) << each.hue;
+        EXPECT_EQ((std::vector<int>{found.r, found.g, found.b}),
+                  (std::vector<int>{each.r, each.g, each.b}))
+            << each.hue;
     }
 }
 

@@ -2,70 +2,56 @@
 #include <cmath>
 #include <stdexcept>
 
+#include <gmock/gmock.h>
+
 #include "huelib/Hue.h"
 #include "huelib/JsonAccess.h"
 #include "tests/huelib/TestLight.h"
 
 namespace {
 
-const char* const kHostile[] = {"null",
-                                "true",
-                                "-1",
-                                "4294967296",
-                                "18446744073709551615",
-                                "-9223372036854775808",
-                                "0.5",
-                                "1e300",
-                                "-1e300",
-                                R"("text")",
-                                R"("")",
-                                "[]",
-                                R"([[1], {"a": []}])",
-                                "{}",
-                                R"({"success": 1, "state": []})"};
+const std::vector<std::string> kHostile = [] {
+    std::vector<std::string> texts;
+    for (const Json::Value& each : *simulator::parse_json(R"([null, true, -1, 4294967296,
+            18446744073709551615, -9223372036854775808, 0.5, 1e300, -1e300, "text", "", [],
+            [[1], {"a": []}], {}, {"success": 1, "state": []}])")) {
+        texts.push_back(simulator::compact_json(each));
+    }
+    return texts;
+}();
 
-const char* const kStateMembers[] = {"on", "bri", "hue", "sat", "ct", "xy", "effect", "colormode"};
-
-const std::function<bool(HueLight&)> kCommands[] = {
-    [](HueLight& light) { return light.setBrightness(77, 9); },
-    [](HueLight& light) { return light.setColorTemperature(277, 9); },
-    [](HueLight& light) { return light.setColorHue(7, 9); },
-    [](HueLight& light) { return light.setColorSaturation(7, 9); },
-    [](HueLight& light) { return light.setColorHueSaturation(7, 7, 9); },
-    [](HueLight& light) {
-        return light.setColorXY({0.125F, 0.125F, 0}, 9);
-    },
-    [](HueLight& light) { return light.setColorLoop(true); },
-    [](HueLight& light) { return light.setName("name"); },
-    [](HueLight& light) { return light.alert(); },
+const Act kCommands[] = {
+    act(&HueLight::setBrightness)(77, 9),
+    act (&HueLight::setColorTemperature)(277, 9),
+    act (&HueLight::setColorHue)(7, 9),
+    act (&HueLight::setColorSaturation)(7, 9),
+    act (&HueLight::setColorHueSaturation)(7, 7, 9),
+    act (&HueLight::setColorXY)({0.125F, 0.125F, 0}, 9),
+    act (&HueLight::setColorLoop)(true),
+    act (&HueLight::setName)("name"),
+    act (&HueLight::alert)(),
 };
 
-void read_everything(const HueLight& light) {
-    light.isOn();
-    light.getName();
-    light.getModelId();
-    light.getUId();
-    light.getSwVersion();
-    light.getBrightness();
-    light.getColorTemperature();
-    light.getColorHueSaturation();
-    light.getColorXY();
-    light.getColorRGB();
-    light.getColorHSV();
+void reads_everything(HueLight& light, const std::string& description) {
+    light.updateState(description);
+    const HueLight& cached = light;
+    cached.isOn();
+    cached.getName();
+    cached.getBrightness();
+    cached.getColorTemperature();
+    cached.getColorHueSaturation();
+    cached.getColorRGB();
+    cached.getColorHSV();
+    const XYColor color = cached.getColorXY();
+    EXPECT_TRUE(std::isfinite(color.x) && std::isfinite(color.y)) << description;
 }
 
-std::string outcome_of_getting(const std::string& root) {
+void expect_refusal(const std::string& root, const testing::Matcher<std::string>& message) {
     auto bridge = std::make_shared<ScriptedHttpHandler>();
     bridge->answers("GET", root);
     Hue hue("bridge", ScriptedHttpHandler::kUser, bridge);
-    try {
-        hue.getLight(1);
-        return "a light";
-    } catch (const Json::Exception& problem) {
-        return std::string("Json exception ") + problem.what();
-    } catch (const std::runtime_error& problem) {
-        return problem.what();
-    }
+    EXPECT_THAT([&] { hue.getLight(1); }, testing::ThrowsMessage<std::runtime_error>(message))
+        << root;
 }
 
 // Written out in styled form, an entry costs a tab a level on every line: what is deep and wide
@@ -85,43 +71,37 @@ TEST(HostileJson, WhatIsNestedDeeperThanAnyBridgeDoesIsRefused) {
 TEST(HostileJson, InADescriptionHarmsNoLight) {
     for_each_at_once(kHostile, [](const std::string& hostile) {
         TestLight test;
-        test.light.updateState(R"({"state": )" + hostile + "}");
-        read_everything(test.light);
-        for (const char* name : {"type", "name", "modelid", "uniqueid", "swversion"}) {
-            test.light.updateState(R"({"state": {}, ")" + std::string(name) + "\": " + hostile +
-                                   "}");
-            read_everything(test.light);
+        HueLight& light = test.light;
+        reads_everything(light, R"({"state": )" + hostile + "}");
+        reads_everything(light, R"({"state": {}, "name": )" + hostile + "}");
+        reads_everything(light, R"({"state": {"xy": [)" + hostile + "," + hostile + "]}}");
+        for (const char* name : {"on", "bri", "hue", "sat", "ct", "xy", "effect", "colormode"}) {
+            const std::string description =
+                description_with("{\"" + std::string(name) + "\": " + hostile + "}")
+                    .toStyledString();
+            reads_everything(light, description);
+            test.bridge->answers("GET", description);
         }
-        for (const char* name : kStateMembers) {
-            const Json::Value description =
-                description_with("{\"" + std::string(name) + "\": " + hostile + "}");
-            test.light.updateState(description.toStyledString());
-            read_everything(test.light);
-            test.bridge->answers("GET", description.toStyledString());
-        }
-        test.light.updateState(R"({"state": {"xy": [)" + hostile + "," + hostile + "]}}");
-        const XYColor color = std::as_const(test.light).getColorXY();
-        EXPECT_TRUE(std::isfinite(color.x) && std::isfinite(color.y)) << hostile;
         for (const auto& command : kCommands) {  // each refreshes, and so takes one of those
-            command(test.light);
+            command(light);
         }
     });
 }
 
 TEST(HostileJson, AsAnAnswerConfirmsNothing) {
-    std::vector<std::pair<std::string, const std::function<bool(HueLight&)>*>> cases;
+    std::vector<std::pair<std::string, const Act*>> cases;
     for (const auto& command : kCommands) {
-        for (const char* hostile : kHostile) {
+        for (const std::string& hostile : kHostile) {
             cases.emplace_back(hostile, &command);
         }
     }
     for_each_at_once(cases, [](const auto& one) {
-        const std::string& hostile = one.first;
+        const auto& [hostile, command] = one;
         TestLight test;
         for (const std::string& answer :
              {hostile, "[" + hostile + "]", R"([{"success": )" + hostile + "}]"}) {
             test.bridge->answers("PUT", answer);
-            EXPECT_FALSE((*one.second)(test.light)) << answer;
+            EXPECT_FALSE((*command)(test.light)) << answer;
         }
         if (hostile == "null" || hostile == "true") {
             return;
@@ -135,18 +115,18 @@ TEST(HostileJson, AsAnAnswerConfirmsNothing) {
             answer.append(element);
         }
         test.bridge->answers("PUT", answer.toStyledString());
-        EXPECT_FALSE((*one.second)(test.light)) << answer.toStyledString();
+        EXPECT_FALSE((*command)(test.light)) << answer.toStyledString();
     });
 }
 
 TEST(HostileJson, InTheListOfLightsEndsInTheDocumentedErrors) {
     const std::string not_valid = "Error in Hue getLight(): light id is not valid";
-    for (const std::string hostile : kHostile) {
-        EXPECT_EQ(outcome_of_getting(hostile), not_valid) << hostile;
-        EXPECT_EQ(outcome_of_getting(R"({"lights": )" + hostile + "}"), not_valid) << hostile;
+    for (const std::string& hostile : kHostile) {
+        expect_refusal(hostile, not_valid);
+        expect_refusal(R"({"lights": )" + hostile + "}", not_valid);
         for (const std::string& entry : {hostile, R"({"modelid": )" + hostile + "}"}) {
-            const std::string outcome = outcome_of_getting(R"({"lights": {"1": )" + entry + "}}");
-            EXPECT_EQ(outcome.rfind("HueLight type ", 0), 0U) << outcome;
+            expect_refusal(R"({"lights": {"1": )" + entry + "}}",
+                           testing::StartsWith("HueLight type "));
         }
         auto bridge = std::make_shared<ScriptedHttpHandler>();
         Hue hue("bridge", ScriptedHttpHandler::kUser, bridge);

@@ -3,11 +3,13 @@
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
+#include <functional>
+#include <future>
 #include <system_error>
 #include <thread>
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <pthread.h>
 #include <sys/socket.h>
 
@@ -24,6 +26,17 @@ std::ptrdiff_t open_descriptors() {
     return std::distance(begin(all), end(all));
 }
 
+/// Code and text of the system error that something ends in.
+using Failure = std::pair<int, std::string>;
+Failure failure_of(const std::function<std::string()>& asking) {
+    try {
+        return {0, "answered " + asking()};
+    } catch (const std::system_error& problem) {
+        EXPECT_EQ(problem.code().category(), std::generic_category());
+        return {problem.code().value(), problem.what()};
+    }
+}
+
 /// A TCP peer that reads the request "?" and then does what it is told.
 class Peer {
   public:
@@ -34,18 +47,11 @@ class Peer {
           }) {
         server_.listen_tcp("127.0.0.1", 0);
     }
-
     std::string asked(const LinHttpHandler::Limits& limits = {}) const {
-        return LinHttpHandler::exchange("?", "127.0.0.1", server_.port(), limits);
+        return LinHttpHandler::exchange("?", "127.0.0.1", port(), limits);
     }
-    /// Code and text of the system error that asking ends in.
-    std::pair<int, std::string> failure(const LinHttpHandler::Limits& limits = {}) const {
-        try {
-            return {0, "answered " + asked(limits)};
-        } catch (const std::system_error& problem) {
-            EXPECT_EQ(problem.code().category(), std::generic_category());
-            return {problem.code().value(), problem.what()};
-        }
+    Failure failure(const LinHttpHandler::Limits& limits = {}) const {
+        return failure_of([&] { return asked(limits); });
     }
     int port() const { return server_.port(); }
 
@@ -60,51 +66,10 @@ SocketServer::Handler says(const std::string& text) {
     };
 }
 
-std::pair<int, std::string> read_failure(int code) {
+Failure read_failure(int code) {
     return {code, "LinHttpHandler: Failed to read response from socket: " +
                       std::generic_category().message(code)};
 }
-
-/// A UDP peer that answers one search with the given datagrams.
-class Responder {
-  public:
-    explicit Responder(std::vector<std::string> datagrams)
-        : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in own{};
-        own.sin_family = AF_INET;
-        own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof own;
-        EXPECT_EQ(::bind(socket_.get(), reinterpret_cast<sockaddr*>(&own), size), 0);
-        ::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&own), &size);
-        port = ntohs(own.sin_port);
-        EXPECT_TRUE(set_socket_timeouts(socket_.get(), 5000));
-        thread_ = std::thread([this, datagrams = std::move(datagrams)] {
-            char search[100];
-            sockaddr_in asker{};
-            socklen_t asker_size = sizeof asker;
-            auto* address = reinterpret_cast<sockaddr*>(&asker);
-            const ssize_t count =
-                ::recvfrom(socket_.get(), search, sizeof search, 0, address, &asker_size);
-            received.assign(search, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-            for (const std::string& text : datagrams) {
-                ::sendto(socket_.get(), text.data(), text.size(), 0, address, asker_size);
-            }
-        });
-    }
-    ~Responder() { ends(); }
-    void ends() {
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-    }
-
-    int port = 0;
-    std::string received;
-
-  private:
-    FileDescriptor socket_;
-    std::thread thread_;
-};
 
 }  // namespace
 
@@ -122,13 +87,9 @@ TEST(LinHttpHandler, TakesExactlyThreeBytesForABrokenAnswer) {
     for (const char* text : {"", "ab", "abcd"}) {
         EXPECT_EQ(Peer(says(text)).asked(), text);
     }
-    try {
-        Peer(says("abc")).asked();
-        ADD_FAILURE() << "answered";
-    } catch (const std::runtime_error& problem) {
-        EXPECT_STREQ(problem.what(),
-                     "LinHttpHandler: Failed to store complete response from socket\n");
-    }
+    EXPECT_THAT([] { Peer(says("abc")).asked(); },
+                testing::ThrowsMessage<std::runtime_error>(
+                    "LinHttpHandler: Failed to store complete response from socket\n"));
 }
 
 TEST(LinHttpHandler, NamesTheStepAndTheErrorAndLeavesNoDescriptor) {
@@ -140,21 +101,13 @@ TEST(LinHttpHandler, NamesTheStepAndTheErrorAndLeavesNoDescriptor) {
     EXPECT_EQ(Peer([](Connection& peer) { peer.hold([] { return false; }); }).failure(tight),
               read_failure(EAGAIN));
     EXPECT_EQ(Peer(says(std::string(1001, 'x'))).failure(tight), read_failure(EMSGSIZE));
-    int closed_port = Peer(says("")).port();
-    try {
-        LinHttpHandler().send("?", "127.0.0.1", closed_port);
-        ADD_FAILURE() << "connected";
-    } catch (const std::system_error& problem) {
-        EXPECT_EQ(problem.code().value(), ECONNREFUSED);
-        EXPECT_STREQ(problem.what(),
-                     "LinHttpHandler: Failed to connect socket: Connection refused");
-    }
-    try {
-        LinHttpHandler().send("?", "no such host", 80);
-        ADD_FAILURE() << "resolved";
-    } catch (const std::system_error& problem) {
-        EXPECT_EQ(std::string(problem.what()).rfind("LinHttpHandler: gethostbyname: ", 0), 0U);
-    }
+    const int closed_port = Peer(says("")).port();
+    EXPECT_EQ(
+        failure_of([&] { return LinHttpHandler().send("?", "127.0.0.1", closed_port); }),
+        Failure(ECONNREFUSED, "LinHttpHandler: Failed to connect socket: Connection refused"));
+    EXPECT_THAT([] { LinHttpHandler().send("?", "no such host", 80); },
+                testing::ThrowsMessage<std::system_error>(
+                    testing::StartsWith("LinHttpHandler: gethostbyname: ")));
     EXPECT_EQ(open_descriptors(), before);
 }
 
@@ -179,15 +132,10 @@ TEST(LinHttpHandler, SurvivesAPeerThatClosesUnderALongRequest) {
         connection.reset();
     });
     server.listen_tcp("127.0.0.1", 0);
-    std::string request;
-    request.resize(32'000'000);  // more than the sockets' buffers hold
-    try {
-        LinHttpHandler().send(request, "127.0.0.1", server.port());
-        ADD_FAILURE() << "sent";
-    } catch (const std::system_error& problem) {
-        EXPECT_STREQ(problem.what(),
-                     "LinHttpHandler: Failed to write message to socket: Broken pipe");
-    }
+    const std::string request(32'000'000, 'x');  // more than the sockets' buffers hold
+    EXPECT_EQ(
+        failure_of([&] { return LinHttpHandler().send(request, "127.0.0.1", server.port()); }),
+        Failure(EPIPE, "LinHttpHandler: Failed to write message to socket: Broken pipe"));
 }
 
 TEST(LinHttpHandler, SignalsDoNotBreakAnExchange) {
@@ -214,20 +162,32 @@ TEST(LinHttpHandler, SignalsDoNotBreakAnExchange) {
     sigaction(SIGUSR1, &before, nullptr);
 }
 
-TEST(LinHttpHandler, CutsTheAnswersOfASearchAtEmptyLines) {
+TEST(LinHttpHandler, SearchesForTheWholeTimeoutAndCutsTheAnswersAtEmptyLines) {
     const std::string end = "\r\n\r\n";
-    Responder responder({"one" + end + "two" + end, "one" + end, "in ", "parts" + end + "rest"});
-    const auto answers = LinHttpHandler().sendMulticast("who?", "127.0.0.1", responder.port, 1);
-    responder.ends();
-    EXPECT_EQ(answers, (std::vector<std::string>{"one", "two", "one", "in parts"}));
-    EXPECT_EQ(responder.received, "who?");
-}
-
-TEST(LinHttpHandler, SearchesForTheWholeTimeout) {
-    Responder responder({});
+    const FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    auto* const any_address = reinterpret_cast<sockaddr*>(&address);
+    socklen_t size = sizeof address;
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(::bind(socket.get(), any_address, size), 0);
+    ::getsockname(socket.get(), any_address, &size);
+    const int port = ntohs(address.sin_port);
+    set_socket_timeouts(socket.get(), 5000);
+    auto responder = std::async(std::launch::async, [&] {
+        char search[100] = "";
+        ::recvfrom(socket.get(), search, sizeof search - 1, 0, any_address, &size);
+        for (const std::string& text :
+             {"one" + end + "two" + end, "one" + end, std::string("in "), "parts" + end + "rest"}) {
+            ::sendto(socket.get(), text.data(), text.size(), 0, any_address, size);
+        }
+        return std::string(search);
+    });
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_TRUE(LinHttpHandler().sendMulticast("who?", "127.0.0.1", responder.port, 1).empty());
+    EXPECT_EQ(LinHttpHandler().sendMulticast("who?", "127.0.0.1", port, 1),
+              (std::vector<std::string>{"one", "two", "one", "in parts"}));
     EXPECT_GE(std::chrono::steady_clock::now() - start, 1s);
+    EXPECT_EQ(responder.get(), "who?");
     EXPECT_THROW(LinHttpHandler().sendMulticast("who?", "no such host", 1900, 1),
                  std::system_error);
 }

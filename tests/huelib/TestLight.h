@@ -1,6 +1,7 @@
 /// A light with every capability on a bridge of its own, for the tests of lights and strategies.
 #pragma once
 
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -20,8 +21,7 @@ inline Json::Value description_with(const std::string& changes) {
     Json::Value description = *simulator::parse_json(R"({
         "state": {"on": true, "bri": 100, "hue": 1000, "sat": 200, "ct": 300, "xy": [0.5, 0.25],
                   "effect": "none", "alert": "none", "colormode": "hs"},
-        "type": "Extended color light", "name": "Lamp", "modelid": "LCT015", "swversion": "1.2",
-        "uniqueid": "00:17", "manufacturername": "maker", "productname": "lamp"})");
+        "name": "Lamp", "modelid": "LCT015", "swversion": "1.2"})");
     const Json::Value changed = *simulator::parse_json(changes);
     for (const std::string& name : changed.getMemberNames()) {
         description["state"][name] = changed[name];
@@ -29,37 +29,41 @@ inline Json::Value description_with(const std::string& changes) {
     return description;
 }
 
+inline const std::string kPut = "PUT /lights/3/state ";
+
 struct TestLight {
     static constexpr int kId = 3;
 
     explicit TestLight(const std::string& state_changes = "{}")
-        : bridge(with_light(description_with(state_changes))),
+        : bridge(std::make_shared<ScriptedHttpHandler>(kId, description_with(state_changes))),
           light(kId, sender(), std::make_shared<SimpleBrightnessStrategy>(),
                 std::make_shared<ExtendedColorTemperatureStrategy>(),
                 std::make_shared<ExtendedColorHueStrategy>()) {}
 
-    static std::shared_ptr<ScriptedHttpHandler> with_light(const Json::Value& description) {
-        auto handler = std::make_shared<ScriptedHttpHandler>();
-        handler->has_light(kId, description);
-        return handler;
-    }
     HueCommandAPI sender() const { return {"bridge", ScriptedHttpHandler::kUser, bridge}; }
 
-    TestLight& simple() {
+    void simple() {
         light.setColorTemperatureStrategy(std::make_shared<SimpleColorTemperatureStrategy>());
         light.setColorHueStrategy(std::make_shared<SimpleColorHueStrategy>());
-        return *this;
     }
 
     std::shared_ptr<ScriptedHttpHandler> bridge;
     HueLight light;
 };
 
+/// A command to a light: act(&HueLight::setBrightness)(value, transition).
+using Act = std::function<bool(HueLight&)>;
+template <typename... Parameters>
+auto act(bool (HueLight::*method)(Parameters...)) {
+    return [=](Parameters... values) -> Act {
+        return [=](HueLight& light) { return (light.*method)(values...); };
+    };
+}
+
 /// Runs every case on a thread of its own: each waits most of its time for its paced sender.
 template <typename Cases, typename Check>
 void for_each_at_once(const Cases& cases, const Check& check) {
     std::vector<std::future<void>> running;
-    running.reserve(std::size(cases));
     for (const auto& one : cases) {
         running.push_back(std::async(std::launch::async, [&check, &one] { check(one); }));
     }

@@ -7,9 +7,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <stdexcept>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -22,13 +20,15 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     static constexpr const char* kUser = "test-user";
 
     struct Request {
-        std::string method;
-        std::string uri;
+        std::string method, uri;
         std::string body;  // JSON in one line
         std::string adr;
         int port;
         std::chrono::steady_clock::time_point started;
     };
+
+    ScriptedHttpHandler() = default;
+    ScriptedHttpHandler(int id, const Json::Value& description) { has_light(id, description); }
 
     /// Lists or replaces a light.
     void has_light(int id, const Json::Value& description) {
@@ -37,20 +37,14 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
         lights_.emplace(id, simulator::BridgeLight(id, description));
     }
 
-    /// @name The script: what the next requests with this method get
-    /// @{
+    /// What the next request with this method gets that has none yet: a body, or an exception.
     void answers(const std::string& method, const std::string& body) {
         add(method, [body] { return body; });
     }
-    void fails(const std::string& method, int code) {
-        add(method, [code]() -> std::string {
-            throw std::system_error(code, std::generic_category(), "scripted");
-        });
+    template <typename Exception>
+    void fails(const std::string& method, const Exception& failure) {
+        add(method, [failure]() -> std::string { throw failure; });
     }
-    void breaks(const std::string& method) {
-        add(method, []() -> std::string { throw std::runtime_error("scripted"); });
-    }
-    /// @}
     /// How long every request takes from now on.
     void takes(std::chrono::milliseconds duration) { duration_ = duration; }
 
@@ -83,7 +77,7 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
         const Json::Value json = simulator::parse_json(body).value_or(Json::Value());
         const std::lock_guard<std::mutex> guard(mutex_);
         requests_.push_back({method, uri, simulator::compact_json(json), adr, port, started});
-        std::deque<std::function<std::string()>>& script = script_[method];
+        auto& script = script_[method];
         if (script.empty()) {
             return answer_of_lights(method, path_of(uri), json).toStyledString();
         }
@@ -110,11 +104,8 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
             if (path == own && method == "GET") {
                 return light.description();
             }
-            if (path == own + "/state") {
-                return light.put_state(body);
-            }
-            if (path == own + "/name") {
-                return light.put_name(body);
+            if (path.rfind(own + "/", 0) == 0) {
+                return path == own + "/name" ? light.put_name(body) : light.put_state(body);
             }
             all[std::to_string(id)] = light.description();
         }
