@@ -102,10 +102,10 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     void poll();
     bool refresh_lights();
     // These are false when the core let a report's whole wait time pass.
-    bool report_changes(const HueLight& light, HueLightState& stored);
-    bool report_rgb(const HueLight& light, HueLightState& stored);
-    bool report_hsv(const HueLight& light, HueLightState& stored);
-    bool report(int object_id, const std::string& value, const std::string& failure_line);
+    bool report_changes(const HueLight& light, HueLightState& stored) const;
+    bool report_rgb(const HueLight& light, HueLightState& stored) const;
+    bool report_hsv(const HueLight& light, HueLightState& stored) const;
+    bool report(int object_id, const std::string& value, const std::string& failure_line) const;
 
     static constexpr std::uint32_t kRgbTolerance = 5;
     static constexpr std::uint32_t kHueTolerance = 150;  // of the 8-bit hue, 0..255
@@ -116,8 +116,8 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     const Timings timings_;
     std::shared_ptr<const IHttpHandler> http_handler_;
 
-    FairMutex
-        table_mutex_;  // guards bridge_, light_table_ and last_request_end_; never with the other
+    // Guards bridge_, light_table_ and last_request_end_. Never held together with queue_mutex_.
+    FairMutex table_mutex_;
     std::unique_ptr<Hue> bridge_;
     std::map<int, HueLightState> light_table_;  // by bridge light ID; keys are fixed after init()
     std::optional<Clock::time_point> last_request_end_;

@@ -154,7 +154,7 @@ bool HueHandler::refresh_lights() {
 // request, however many lights there are. A core that does not answer ends the pass: the table is
 // locked meanwhile, and a command must not wait for one time-out after the other. What was not
 // reported keeps its old stored value and is found again by the next poll.
-bool HueHandler::report_changes(const HueLight& light, HueLightState& stored) {
+bool HueHandler::report_changes(const HueLight& light, HueLightState& stored) const {
     const bool is_on = light.isOn();
     if (is_on != stored.on && stored.on_off_object > 0) {
         stored.on = is_on;
@@ -183,7 +183,7 @@ bool HueHandler::report_changes(const HueLight& light, HueLightState& stored) {
     return !light.hasColorControl() || (report_rgb(light, stored) && report_hsv(light, stored));
 }
 
-bool HueHandler::report_rgb(const HueLight& light, HueLightState& stored) {
+bool HueHandler::report_rgb(const HueLight& light, HueLightState& stored) const {
     if (stored.r_object < 1 || stored.g_object < 1 || stored.b_object < 1) {
         return true;
     }
@@ -208,7 +208,7 @@ bool HueHandler::report_rgb(const HueLight& light, HueLightState& stored) {
 
 // A drift that stays within the tolerances from one poll to the next is absorbed on purpose: the
 // bridge rounds, and must not flood the core with it.
-bool HueHandler::report_hsv(const HueLight& light, HueLightState& stored) {
+bool HueHandler::report_hsv(const HueLight& light, HueLightState& stored) const {
     const HSVColor color = light.getColorHSV();
     const bool changed = differs(stored.hue, color.hue, kHueTolerance) ||
                          differs(stored.saturation, color.saturation, kSaturationTolerance) ||
@@ -222,7 +222,8 @@ bool HueHandler::report_hsv(const HueLight& light, HueLightState& stored) {
                   object_line("", stored.b_object));
 }
 
-bool HueHandler::report(int object_id, const std::string& value, const std::string& failure_line) {
+bool HueHandler::report(int object_id, const std::string& value,
+                        const std::string& failure_line) const {
     libtavcore::core_request request(kCoreSocket, kCoreFunction);
     if (*request.get_last_error() != '\0') {
         error("Core Request error: %s", request.get_last_error());
