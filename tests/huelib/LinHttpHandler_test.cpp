@@ -132,7 +132,8 @@ TEST(LinHttpHandler, SurvivesAPeerThatClosesUnderALongRequest) {
         connection.reset();
     });
     server.listen_tcp("127.0.0.1", 0);
-    const std::string request(32'000'000, 'x');  // more than the sockets' buffers hold
+    std::string request;
+    request.resize(32'000'000, 'x');  // more than the sockets' buffers hold
     EXPECT_EQ(
         failure_of([&] { return LinHttpHandler().send(request, "127.0.0.1", server.port()); }),
         Failure(EPIPE, "LinHttpHandler: Failed to write message to socket: Broken pipe"));

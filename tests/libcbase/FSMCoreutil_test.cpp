@@ -173,7 +173,7 @@ TEST_F(FsmcoreCall, HandsOverStatusAndParameters) {
               compose_request(Form::plain, {"FUNC", {"7", "", "RUN"}, "5"}).value());
     EXPECT_EQ(answer_, (Texts{"(null)", "on"}));
     // With the terminator of a C string behind it.
-    core.answers(std::string("response status: FSMC-042\nPARAMETER COUNT: 0\n\n\0x", 49));
+    core.answers(std::string("response status: FSMC-042\nPARAMETER COUNT: 0\n\n\0x", 48));
     EXPECT_EQ(asks(), 42);
     EXPECT_TRUE(answer_.empty());
     EXPECT_EQ(fsmcore_request(kPath, "FUNC", 0, nullptr, nullptr, nullptr, nullptr), 42);
