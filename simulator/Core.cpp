@@ -96,6 +96,10 @@ void Core::serve(Connection& connection) {
         connection.hold([this] { return fault_ == Fault::none; });
         return;
     }
+    if (fault == Fault::late) {
+        const auto end = std::chrono::steady_clock::now() + kLatePause;
+        connection.hold([end] { return std::chrono::steady_clock::now() >= end; });
+    }
     if (fault == Fault::rubbish) {
         connection.write("\x01\xff no answer at all \x80\n\n");
     } else if (fault == Fault::error_status || !record(text)) {

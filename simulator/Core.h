@@ -23,6 +23,7 @@ class Core final {
     enum class Fault {
         none,
         silent,        ///< accepts and never answers
+        late,          ///< answers as it should, kLatePause later
         rubbish,       ///< answers bytes that are no answer
         error_status,  ///< answers FSMC-013
     };
@@ -75,6 +76,7 @@ class Core final {
     /// @}
 
     static constexpr std::chrono::seconds kAnswerLimit{10};
+    static constexpr std::chrono::seconds kLatePause{1};
 
   private:
     void serve(Connection& connection);

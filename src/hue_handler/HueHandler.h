@@ -101,7 +101,7 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     bool read_light_state(int light_id, HueLightState& stored);
     void poll();
     bool refresh_lights();
-    // These are false when the core let a report's whole wait time pass.
+    // These are false when the pass has spent its time on reports.
     bool report_changes(const HueLight& light, HueLightState& stored) const;
     bool report_rgb(const HueLight& light, HueLightState& stored) const;
     bool report_hsv(const HueLight& light, HueLightState& stored) const;
@@ -121,7 +121,9 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     std::unique_ptr<Hue> bridge_;
     std::map<int, HueLightState> light_table_;  // by bridge light ID; keys are fixed after init()
     std::optional<Clock::time_point> last_request_end_;
-    std::set<int> read_lights_;  // whose state was read once; the monitor's own
+    // The monitor's own.
+    std::set<int> read_lights_;        // whose state was read once
+    Clock::time_point reports_end_{};  // until then a pass may go on reporting
 
     std::mutex queue_mutex_;  // guards the two below, for a push or a pop only
     std::deque<VexadRequest> queue_;

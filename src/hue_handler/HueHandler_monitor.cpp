@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kCoreSocket = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
 constexpr const char* kCoreFunction = "SERVICE_RUNONELEMENT";
 constexpr const char* kReportAction = "SETVALUE";
-// A report that failed faster was refused; a slower one ran into its wait time of 5 s.
+// What one pass may spend on reports; a core that is well takes a few milliseconds for one.
 constexpr std::chrono::seconds kPatienceWithCore{2};
 
 bool differs(std::uint8_t a, std::uint8_t b, std::uint32_t tolerance) {
@@ -119,6 +119,7 @@ void HueHandler::poll() {
     if (!refresh_lights()) {
         return;
     }
+    reports_end_ = Clock::now() + kPatienceWithCore;
     for (auto& [light_id, stored] : light_table_) {
         if (!monitoring_.get()) {
             return;
@@ -126,8 +127,8 @@ void HueHandler::poll() {
         try {
             if (!report_changes(bridge_->peekLight(light_id), stored)) {
                 error(
-                    "Monitoring thread - the core does not answer, further changes wait for the "
-                    "next poll");
+                    "Monitoring thread - the core is slow or does not answer, further changes wait "
+                    "for the next poll");
                 return;
             }
         } catch (const std::exception& problem) {
@@ -151,8 +152,8 @@ bool HueHandler::refresh_lights() {
 }
 
 // The light is const, so that only the getters which send nothing can be called: one poll is one
-// request, however many lights there are. A core that does not answer ends the pass: the table is
-// locked meanwhile, and a command must not wait for one time-out after the other. What was not
+// request, however many lights there are. A core that is slow or silent ends the pass: the table is
+// locked meanwhile, and a command must not wait for one report after the other. What was not
 // reported keeps its old stored value and is found again by the next poll.
 bool HueHandler::report_changes(const HueLight& light, HueLightState& stored) const {
     const bool is_on = light.isOn();
@@ -231,15 +232,13 @@ bool HueHandler::report(int object_id, const std::string& value,
     }
     request.compose_runonelement(std::to_string(object_id).c_str(), kReportAction, value.c_str(),
                                  nullptr, nullptr, std::to_string(runner_id_).c_str());
-    const Clock::time_point start = Clock::now();
-    if (request.run() >= 0) {
-        return true;
+    if (request.run() < 0) {
+        error("ERROR sending vexad request: %s", request.get_last_error());
+        if (!failure_line.empty()) {
+            error("%s", failure_line.c_str());
+        }
     }
-    error("ERROR sending vexad request: %s", request.get_last_error());
-    if (!failure_line.empty()) {
-        error("%s", failure_line.c_str());
-    }
-    return Clock::now() - start < kPatienceWithCore;
+    return Clock::now() < reports_end_;
 }
 
 }  // namespace hue_handler

@@ -121,12 +121,27 @@ TEST_F(MonitorTest, ACoreThatDoesNotAnswerCostsOneWaitAPollAndNoChange) {
     log_.clear();
     bridge_.light(1).changes(*simulator::parse_json(R"({"on":false,"bri":3,"ct":200})"));
     bridge_.light(2).turns_on();
-    ASSERT_TRUE(logged("Monitoring thread - the core does not answer"));
+    ASSERT_TRUE(logged("Monitoring thread - the core is slow or does not answer"));
     // One report is given up; a second one would have taken until now plus 5 s.
     EXPECT_EQ(log_.count("ERROR sending vexad request"), 1U);
     core_.recovers();
     EXPECT_TRUE(eventually([this] { return core_.value(12) == "1" && core_.value(21) == "1"; }));
     EXPECT_FALSE(core_.value(11).has_value());  // the report that was given up
+}
+
+TEST_F(MonitorTest, ACoreThatAnswersLateHoldsUpNoCommandAndLosesNoChange) {
+    starts();
+    core_.fails(simulator::Core::Fault::late);
+    bridge_.light(1).changes(
+        *simulator::parse_json(R"({"on":false,"bri":3,"ct":200,"hue":40000,"sat":254})"));
+    bridge_.light(2).turns_on();
+    ASSERT_TRUE(logged("Monitoring thread - the core is slow or does not answer"));
+    EXPECT_LE(core_.reports().size(), 3U);  // of nine, each of which takes a second
+    core_.recovers();
+    EXPECT_TRUE(
+        eventually([this] { return core_.value(17).has_value() && core_.value(21) == "1"; }));
+    EXPECT_EQ(core_.value(11), "0");
+    EXPECT_EQ(core_.value(12), "1");
 }
 
 TEST_F(MonitorTest, AReportThatFailsIsNamedByItsObject) {
