@@ -1,0 +1,248 @@
+#include "simulator/ChildProcess.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <thread>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace simulator {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using Words = ChildProcess::Words;
+
+constexpr milliseconds kWaitSlice{5};
+
+struct Pipe {
+    FileDescriptor reader;
+    FileDescriptor writer;
+};
+
+Pipe make_pipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+}
+
+// The list that exec takes; good as long as `words`.
+std::vector<char*> pointers_to(Words& words) {
+    std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// This process's environment with `changes` in it.
+Words environment_with(const Words& changes) {
+    Words all = changes;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string own = *variable;
+        const std::string name = own.substr(0, own.find('=') + 1);
+        const bool is_changed =
+            std::any_of(changes.begin(), changes.end(),
+                        [&](const std::string& change) { return change.rfind(name, 0) == 0; });
+        if (!is_changed) {
+            all.push_back(own);
+        }
+    }
+    return all;
+}
+
+// What the child needs, composed before the fork: it must not allocate.
+struct Image {
+    const char* path;
+    char* const* arguments;
+    char* const* environment;
+    pid_t parent;
+    int output;
+    int errors;
+};
+
+// In the child: only async-signal-safe calls, since the parent has threads. Sends errno to `report`
+// when the program cannot be run.
+[[noreturn]] void become(const Image& image, int report) {
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    signal(SIGPIPE,
+           SIG_DFL);  // ignored here for the HTTP server's sake, and that would be inherited
+    const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == image.parent && setpgid(0, 0) == 0 &&
+        dup2(null, STDIN_FILENO) >= 0 && dup2(image.output, STDOUT_FILENO) >= 0 &&
+        dup2(image.errors, STDERR_FILENO) >= 0) {
+        execve(image.path, image.arguments, image.environment);
+    }
+    const int problem = errno;
+    [[maybe_unused]] const ssize_t written = write(report, &problem, sizeof(problem));
+    _exit(127);
+}
+
+milliseconds left_until(Clock::time_point deadline) {
+    return std::max(milliseconds(0),
+                    std::chrono::duration_cast<milliseconds>(deadline - Clock::now()));
+}
+
+}  // namespace
+
+std::string ChildProcess::Ending::text() const {
+    return (was_signalled ? "signal " : "exit code ") + std::to_string(code) +
+           (was_killed ? ", killed since it did not follow SIGTERM" : "");
+}
+
+ChildProcess::ChildProcess(Setup setup) : listener_(std::move(setup.listener)) {
+    start(setup);
+}
+
+ChildProcess::~ChildProcess() {
+    stop();
+}
+
+void ChildProcess::start(Setup& setup) {
+    Pipe output = make_pipe();
+    Pipe errors = make_pipe();
+    Pipe report = make_pipe();
+    Words words = setup.arguments;
+    words.insert(words.begin(), setup.path);
+    Words environment = environment_with(setup.environment);
+    const std::vector<char*> arguments = pointers_to(words);
+    const std::vector<char*> variables = pointers_to(environment);
+    const Image image{
+        setup.path.c_str(),  arguments.data(),
+        variables.data(),    getpid(),
+        output.writer.get(), setup.reads_errors ? errors.writer.get() : STDERR_FILENO};
+    pid_ = fork();
+    if (pid_ == 0) {
+        become(image, report.writer.get());
+    }
+    report.writer.reset();
+    int problem = errno;
+    if (pid_ < 0 || read(report.reader.get(), &problem, sizeof(problem)) != 0) {
+        if (pid_ > 0) {
+            waitpid(pid_, nullptr, 0);
+        }
+        throw std::system_error(problem, std::generic_category(), setup.path);
+    }
+    channels_[0].reader = std::move(output.reader);
+    if (setup.reads_errors) {
+        channels_[1].reader = std::move(errors.reader);
+    }
+}
+
+ChildProcess::Result ChildProcess::run(const std::string& path, const Words& arguments,
+                                       const Words& environment, milliseconds limit) {
+    return ChildProcess({path, arguments, environment, true, {}}).finish(limit);
+}
+
+void ChildProcess::take(Stream stream) {
+    Channel& channel = channels_[stream == Stream::output ? 0 : 1];
+    char chunk[4096];
+    const ssize_t length = read(channel.reader.get(), chunk, sizeof(chunk));
+    if (length <= 0) {
+        channel.reader.reset();
+        return;
+    }
+    const std::size_t room = kKeptBytes - channel.text.size();
+    channel.text.append(chunk, std::min(room, static_cast<std::size_t>(length)));
+    for (std::size_t end; (end = channel.text.find('\n', channel.told)) != std::string::npos;) {
+        if (listener_) {
+            listener_(stream, channel.text.substr(channel.told, end - channel.told));
+        }
+        channel.told = end + 1;
+    }
+}
+
+bool ChildProcess::reads(milliseconds limit) {
+    const auto deadline = Clock::now() + limit;
+    while (!is_at_end()) {
+        // poll passes over a descriptor of -1.
+        pollfd ready[2] = {{channels_[0].reader.get(), POLLIN, 0},
+                           {channels_[1].reader.get(), POLLIN, 0}};
+        const int count = poll(ready, 2, static_cast<int>(left_until(deadline).count()));
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return false;
+        }
+        for (const Stream stream : {Stream::output, Stream::errors}) {
+            if (ready[stream == Stream::output ? 0 : 1].revents != 0) {
+                take(stream);
+            }
+        }
+        return true;
+    }
+    return false;
+}
+
+std::optional<std::string> ChildProcess::reads_line(milliseconds limit) {
+    const auto deadline = Clock::now() + limit;
+    const std::string& text = channels_[0].text;
+    while (text.find('\n', next_line_) == std::string::npos) {
+        if (!channels_[0].reader || !reads(left_until(deadline))) {
+            return std::nullopt;
+        }
+    }
+    const std::size_t end = text.find('\n', next_line_);
+    std::string line = text.substr(next_line_, end - next_line_);
+    next_line_ = end + 1;
+    return line;
+}
+
+ChildProcess::Result ChildProcess::finish(milliseconds limit) {
+    const auto deadline = Clock::now() + limit;
+    while (reads(left_until(deadline))) {
+    }
+    const auto by_itself = wait(left_until(deadline));
+    const Ending ending = by_itself ? *by_itself : stop();
+    while (reads(milliseconds(0))) {  // its last words
+    }
+    return {ending, channels_[0].text, channels_[1].text};
+}
+
+void ChildProcess::signals(int number) const {
+    if (!ending_) {
+        kill(pid_, number);
+    }
+}
+
+std::optional<ChildProcess::Ending> ChildProcess::wait(milliseconds limit) {
+    const auto deadline = Clock::now() + limit;
+    while (!ending_) {
+        int status = 0;
+        if (waitpid(pid_, &status, WNOHANG) == pid_) {
+            const bool was_signalled = WIFSIGNALED(status);
+            ending_ = Ending{was_signalled, was_signalled ? WTERMSIG(status) : WEXITSTATUS(status),
+                             false};
+        } else if (Clock::now() >= deadline) {
+            return std::nullopt;
+        } else {
+            std::this_thread::sleep_for(kWaitSlice);
+        }
+    }
+    return ending_;
+}
+
+ChildProcess::Ending ChildProcess::stop() {
+    signals(SIGTERM);
+    if (!wait(kStopLimit)) {
+        signals(SIGKILL);
+        wait(kStopLimit);
+        ending_->was_killed = true;
+    }
+    return *ending_;
+}
+
+}  // namespace simulator
