@@ -79,10 +79,10 @@ bool runAlert(HueLight& light, std::initializer_list<std::string_view> acceptedM
     }
     std::this_thread::sleep_for(kBlinking);
 
-    if (!(light.*mode->canRestore)()) {
-        return false;
-    }
     const bool restored = restore(light);
+    if (wasOn) {
+        return restored;
+    }
     // Showing the alert has switched the light on.
-    return wasOn ? restored : light.OffNoRefresh(kAlertTransition);
+    return light.OffNoRefresh(kAlertTransition) && (light.*mode->canRestore)();
 }

@@ -1,6 +1,8 @@
 #include "huelib/Hue.h"
 
+#include <chrono>
 #include <cstdio>
+#include <iostream>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -14,6 +16,10 @@ namespace {
 using LightCatalogue::HueControl;
 using LightCatalogue::LightClass;
 using LightCatalogue::TemperatureControl;
+
+constexpr int kHttpPort = 80;
+constexpr std::chrono::seconds kPairingPeriod{35};
+constexpr std::chrono::seconds kBetweenPairingAttempts{1};
 
 // Lights are kept by the low 8 bits of their id.
 unsigned char keyOf(int id) {
@@ -47,6 +53,40 @@ Hue::Hue(const std::string& bridgeIp, const std::string& user,
       extendedColorTemperatureStrategy(std::make_shared<ExtendedColorTemperatureStrategy>()),
       http_handler(std::move(handler)),
       commands(bridgeIp, user, http_handler) {}
+
+std::string Hue::requestUsername(const std::string& bridgeIp) {
+    using Clock = std::chrono::steady_clock;
+    std::cout << "Please press the link Button! You've got 35 secs!\n" << std::flush;
+    Json::Value request;
+    request["devicetype"] = "Lumakit#User";
+
+    const Clock::time_point start = Clock::now();
+    Clock::time_point lastAttempt = start;
+    for (Clock::time_point now = start; now - start < kPairingPeriod; now = Clock::now()) {
+        // Asked again at once, on purpose: the caller has given the thread for the whole period.
+        if (now - lastAttempt <= kBetweenPairingAttempts) {
+            continue;
+        }
+        lastAttempt = now;
+        const Json::Value answer = http_handler->POSTJson("/api", request, bridgeIp, kHttpPort);
+        const Json::Value& first = JsonAccess::element(answer, 0);
+        const std::string name = JsonAccess::asString(
+            JsonAccess::member(JsonAccess::member(first, "success"), "username"));
+        if (!name.empty()) {
+            username = name;
+            ip = bridgeIp;
+            commands = HueCommandAPI(ip, username, http_handler);
+            std::cout << "Success! Link button was pressed!\n"
+                      << "Username is \"" << username << "\"\n"
+                      << std::flush;
+            return username;
+        }
+        if (!JsonAccess::member(first, "error").isNull()) {
+            std::cout << "Link button not pressed!\n" << std::flush;
+        }
+    }
+    return "";
+}
 
 void Hue::refreshState() {
     if (username.empty()) {

@@ -36,6 +36,13 @@ class Hue {
     /// a new Hue for a bridge that has moved.
     void setIP(const std::string& bridgeIp) { ip = bridgeIp; }
 
+    /// Registers a user on the bridge at `bridgeIp` while somebody presses its link button: asks
+    /// once a second for 35 s, keeping its processor busy, and tells on standard output how it
+    /// goes. The new name, with which this object then sends to that address; empty, and nothing is
+    /// changed, when the bridge gave none in time. Lights that were got before keep the user that
+    /// they had. Asks past the pacing of other requests.
+    std::string requestUsername(const std::string& bridgeIp);
+
     /// Reads everything that the bridge knows; nothing without a user name. An answer that lists no
     /// lights is logged, and the old state stays.
     void refreshState();

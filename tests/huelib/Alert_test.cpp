@@ -93,15 +93,22 @@ TEST(Alert, EndsAtOnceWhenTheColorOrTheBlinkingIsRefused) {
     }
 }
 
-TEST(Alert, FailsAtTheEndWithoutAStrategyToGoBackWith) {
-    TestLight test(R"({"on": false, "colormode": "ct"})");
-    test.light.setColorTemperatureStrategy(nullptr);
-    EXPECT_FALSE(test.light.alertHueSaturation(9000, 90));
-    EXPECT_EQ(test.bridge->commands().size(), 2U);  // shown and blinked, not switched off
-    TestLight other(R"({"on": false})");
-    other.light.setColorHueStrategy(nullptr);
-    EXPECT_FALSE(other.light.alertTemperature(200));
-    EXPECT_EQ(other.bridge->commands().size(), 2U);
+TEST(Alert, FailsAtTheEndWithoutAStrategyToGoBackWithAndStillSwitchesOff) {
+    for (const bool was_on : {true, false}) {
+        const std::string on = was_on ? R"({"on": true, )" : R"({"on": false, )";
+        TestLight test(on + R"("colormode": "ct"})");
+        test.light.setColorTemperatureStrategy(nullptr);
+        EXPECT_FALSE(test.light.alertHueSaturation(9000, 90));
+        TestLight other(on + R"("colormode": "hs"})");
+        other.light.setColorHueStrategy(nullptr);
+        EXPECT_FALSE(other.light.alertTemperature(200));
+        for (TestLight* each : {&test, &other}) {
+            const Commands sent = each->bridge->commands();
+            ASSERT_EQ(sent.size(), was_on ? 2U : 3U);  // shown, blinked
+            EXPECT_EQ(sent[1], kPut + R"({"alert":"select"})");
+            EXPECT_TRUE(was_on || sent[2] == kPut + R"({"on":false,"transitiontime":1})");
+        }
+    }
 }
 
 TEST(Alert, BlinksADarkLightWhenTheAlertColorIsGrey) {

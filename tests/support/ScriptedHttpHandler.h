@@ -45,6 +45,8 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     void fails(const std::string& method, const Exception& failure) {
         add(method, [failure]() -> std::string { throw failure; });
     }
+    /// What a search gets.
+    void announces(const std::vector<std::string>& answers) { announced_ = answers; }
     /// How long every request takes from now on.
     void takes(std::chrono::milliseconds duration) { duration_ = duration; }
 
@@ -68,7 +70,7 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     std::string send(const std::string&, const std::string&, int) const override { return ""; }
     std::vector<std::string> sendMulticast(const std::string&, const std::string&, int,
                                            int) const override {
-        return {};
+        return announced_;
     }
     std::string sendHTTPRequest(std::string method, std::string uri, std::string, std::string body,
                                 const std::string& adr, int port) const override {
@@ -93,7 +95,8 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     }
 
     static std::string path_of(const std::string& uri) {
-        return uri.substr(std::string("/api/").size() + std::string(kUser).size());
+        const std::string user_path = std::string("/api/") + kUser;
+        return uri.rfind(user_path, 0) == 0 ? uri.substr(user_path.size()) : uri;
     }
 
     Json::Value answer_of_lights(const std::string& method, const std::string& path,
@@ -115,6 +118,7 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     }
 
     std::chrono::milliseconds duration_{0};
+    std::vector<std::string> announced_;
     mutable std::mutex mutex_;  // guards all below
     mutable std::map<int, simulator::BridgeLight> lights_;
     mutable std::map<std::string, std::deque<std::function<std::string()>>> script_;

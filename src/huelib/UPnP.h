@@ -1,0 +1,21 @@
+/// Search for devices on the local network by SSDP (Simple Service Discovery Protocol).
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "huelib/IHttpHandler.h"
+
+class UPnP {
+  public:
+    /// What the devices that answer tell of themselves: the LOCATION of their description and their
+    /// SERVER text, each pair once, in order of first arrival. Keys are taken as bridges write
+    /// them, in capitals; an answer that lacks one of the two is skipped.
+    ///
+    /// Blocks for 5 s and keeps its processor busy meanwhile. Exceptions of the transport
+    /// propagate.
+    static std::vector<std::pair<std::string, std::string>> getDevices(
+        const std::shared_ptr<const IHttpHandler>& handler);
+};

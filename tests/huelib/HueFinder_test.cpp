@@ -1,0 +1,159 @@
+#include "huelib/HueFinder.h"
+
+#include <system_error>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "huelib/UPnP.h"
+#include "tests/support/ScriptedHttpHandler.h"
+
+namespace {
+
+using Devices = std::vector<std::pair<std::string, std::string>>;
+
+const std::string kBridgeServer = "Linux/3.14.0 UPnP/1.0 IpBridge/1.20.0";
+
+std::string answer(const std::string& location, const std::string& server = kBridgeServer) {
+    return "HTTP/1.1 200 OK\r\nEXT:\r\nLOCATION: " + location + "\r\nSERVER: " + server +
+           "\r\nST: upnp:rootdevice";
+}
+
+std::string description(const std::string& serial_number, const std::string& filling = "") {
+    return "<?xml version=\"1.0\"?>\n<root><device>"
+           "<manufacturer>Royal Philips Electronics</manufacturer>\n"
+           "<manufacturerURL>http://www.philips.com</manufacturerURL>\n"
+           "<modelName>Philips hue bridge 2015" +
+           filling + "</modelName>\n<serialNumber>" + serial_number +
+           "</serialNumber></device></root>";
+}
+
+std::string replaced(std::string text, const std::string& part, const std::string& other) {
+    return text.replace(text.find(part), part.size(), other);
+}
+
+struct Network {
+    explicit Network(const std::vector<std::string>& answers) { handler->announces(answers); }
+    Devices devices() const { return UPnP::getDevices(handler); }
+    /// "address serial", for each bridge found.
+    std::vector<std::string> bridges() const {
+        std::vector<std::string> found;
+        for (const HueFinder::HueIdentification& bridge : HueFinder(handler).FindBridges()) {
+            found.push_back(bridge.ip + " " + bridge.mac);
+        }
+        return found;
+    }
+
+    std::shared_ptr<ScriptedHttpHandler> handler = std::make_shared<ScriptedHttpHandler>();
+};
+
+using Found = std::vector<std::string>;
+
+}  // namespace
+
+TEST(UPnP, TakesEachPairOfLocationAndServerOnceInOrderOfArrival) {
+    const Network network({answer("http://b/", "two"), answer("http://a/", "one"),
+                           answer("http://b/", "two"), answer("http://b/", "three")});
+    EXPECT_EQ(network.devices(),
+              (Devices{{"http://b/", "two"}, {"http://a/", "one"}, {"http://b/", "three"}}));
+}
+
+TEST(UPnP, TakesTheLastLineOfAnAnswerWhole) {
+    EXPECT_EQ(Network({"SERVER: s\r\nLOCATION: http://a/"}).devices(),
+              (Devices{{"http://a/", "s"}}));
+    EXPECT_EQ(Network({"LOCATION: http://a/\r\nSERVER:"}).devices(), (Devices{{"http://a/", ""}}));
+}
+
+TEST(UPnP, SkipsWhatLacksAKey) {
+    EXPECT_EQ(Network({"", "HTTP/1.1 200 OK", "LOCATION: http://a/", "SERVER: s", "LOCATI",
+                       "location: http://a/\r\nserver: s", std::string(60'000, '\xff')})
+                  .devices(),
+              Devices());
+}
+
+TEST(UPnP, IsDoneInTimeWithAsManyAnswersAsItsTransportKeeps) {
+    std::vector<std::string> many;
+    for (int i = 0; i < 200'000; ++i) {
+        many.push_back("LOCATION: " + std::to_string(i) + "\r\nSERVER: s");
+    }
+    EXPECT_EQ(Network(many).devices().size(), many.size());  // in minutes if each met each other
+}
+
+TEST(HueFinder, FindsTheBridgesAmongTheDevices) {
+    const Network network({answer("http://10.0.0.1:1900/igd.xml", "Router UPnP/1.0"),
+                           answer("http://10.0.0.2:80/description.xml"),
+                           answer("http://10.0.0.3")});
+    network.handler->answers("GET", description("00178821b0b5"));
+    network.handler->answers("GET", description("aa"));
+    EXPECT_EQ(network.bridges(), (Found{"10.0.0.2 00178821b0b5", "10.0.0.3 aa"}));
+    const auto requests = network.handler->requests();  // nobody asked the router
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_EQ(requests[0].uri + " " + requests[0].adr, "/description.xml 10.0.0.2");
+    EXPECT_EQ(requests[0].port, 80);
+}
+
+TEST(HueFinder, SkipsTheOneDeviceThatIsNoBridge) {
+    const std::string good = description("aa");
+    const std::string others[] = {
+        replaced(good, "Royal Philips Electronics", "Signify"),
+        replaced(good, "www.philips", "wwwxphilips"),
+        replaced(good, "Philips hue bridge 2015", "Philips hue <b>bridge</b>"),
+        replaced(good, "Philips hue bridge 2015", "Hue bridge"),
+        replaced(good, "<serialNumber>aa</serialNumber>", ""),
+        description("a a"),
+        description(""),
+        "",
+        "{\"no\": \"xml\"}",
+        std::string(1 << 20, '<'),
+    };
+    std::vector<std::string> answers{answer("no slashes")};
+    for (std::size_t i = 0; i < std::size(others); ++i) {
+        answers.push_back(answer("http://10.0.0." + std::to_string(i) + ":80/"));
+    }
+    answers.push_back(answer("http://good:80/"));
+    const Network network(answers);
+    for (const std::string& other : others) {
+        network.handler->answers("GET", other);
+    }
+    network.handler->answers("GET", good);
+    EXPECT_EQ(network.bridges(), (Found{"good aa"}));
+}
+
+// The standard library's expressions recurse for each character: a long run in a description must
+// not reach the end of the stack.
+TEST(HueFinder, BearsADescriptionOfAMegabyte) {
+    const std::string megabyte(1 << 20, 'a');
+    const Network network({answer("http://a:80/"), answer("http://b:80/"), answer("http://c:80/"),
+                           answer("http://d:80/")});
+    network.handler->answers("GET", description("aa", megabyte));
+    network.handler->answers("GET", description(megabyte));
+    network.handler->answers("GET",
+                             description("aa", std::string(3800, ' ')));  // all of it looked at
+    network.handler->answers("GET", description("aa") + megabyte);
+    EXPECT_EQ(network.bridges(), (Found{"c aa", "d aa"}));
+}
+
+TEST(HueFinder, FailsAsAWholeWhenADescriptionCannotBeRead) {
+    const Network network({answer("http://a:80/"), answer("http://b:80/")});
+    network.handler->answers("GET", description("aa"));
+    network.handler->fails("GET", std::system_error(ECONNREFUSED, std::generic_category(), "no"));
+    EXPECT_THROW(network.bridges(), std::system_error);
+}
+
+TEST(HueFinder, NeedsNoRequestForABridgeWhoseUserItKnows) {
+    const Network network({});
+    HueFinder finder(network.handler);
+    finder.AddUsername("aa", "old");
+    finder.AddUsername("aa", "new");
+    const Hue bridge = finder.GetBridge({"10.0.0.2", "aa"});
+    EXPECT_EQ(bridge.getBridgeIP() + " " + bridge.getUsername(), "10.0.0.2 new");
+    EXPECT_TRUE(network.handler->requests().empty());
+}
+
+TEST(HueFinder, PairsWithABridgeThatItDoesNotKnow) {
+    const Network network({});
+    network.handler->answers("POST", R"([{"success": {"username": "fresh"}}])");
+    HueFinder finder(network.handler);
+    EXPECT_EQ(finder.GetBridge({"10.0.0.2", "aa"}).getUsername(), "fresh");
+    EXPECT_EQ(finder.GetAllUsernames(), (std::map<std::string, std::string>{{"aa", "fresh"}}));
+}
