@@ -52,9 +52,7 @@ std::string http_answer(const std::string& status, const std::string& type,
 }  // namespace
 
 Bridge::Bridge(const Setup& setup, EventSink sink)
-    : username_(setup.username),
-      sink_(std::move(sink)),
-      server_(std::make_unique<httplib::Server>()) {
+    : sink_(std::move(sink)), users_(setup.username), server_(std::make_unique<httplib::Server>()) {
     for (const std::string& id : setup.lights.getMemberNames()) {
         const int number = std::atoi(id.c_str());
         lights_.emplace(number, BridgeLight(number, setup.lights[id]));
@@ -70,10 +68,16 @@ Bridge::Bridge(const Setup& setup, EventSink sink)
         throw std::runtime_error("no port for the bridge's server");
     }
     gate_ = std::make_unique<Gate>(setup.address, setup.port, port_behind, sink_);
+    const std::string authority = setup.address + ":" + std::to_string(port());
+    description_ = bridge_description(authority);
+    if (SsdpResponder::is_possible()) {
+        responder_ = std::make_unique<SsdpResponder>(answers_to_search(authority));
+    }
     thread_ = std::thread([this] { server_->listen_after_bind(); });
 }
 
 Bridge::~Bridge() {
+    responder_.reset();
     gate_.reset();
     // Its stop does nothing before its loop runs.
     while (!server_->is_running()) {
@@ -84,6 +88,11 @@ Bridge::~Bridge() {
 }
 
 void Bridge::answer(const httplib::Request& request, httplib::Response& response) {
+    if (request.method == "GET" && request.path == "/description.xml") {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        response.set_content(description_, "text/xml");
+        return;
+    }
     response.set_content(compact_json(route(request.method, request.path, request.body)),
                          "application/json");
 }
@@ -94,14 +103,14 @@ Json::Value Bridge::route(const std::string& method, const std::string& path,
     if (parts.empty() || parts[0] != "api") {
         return not_available(path);
     }
+    const std::lock_guard<std::mutex> lock(mutex_);
     if (parts.size() < 2) {
-        return no_such_method(method, "/");
+        return method == "POST" ? users_.pair(body) : no_such_method(method, "/");
     }
-    if (parts[1] != username_) {
+    if (!users_.knows(parts[1])) {
         return only(bridge_error(BridgeError::unauthorized, "/", "unauthorized user"));
     }
     parts.erase(parts.begin(), parts.begin() + 2);
-    const std::lock_guard<std::mutex> lock(mutex_);
     if (parts.empty()) {
         Json::Value root;
         for (const char* member : {"config", "groups", "rules", "scenes", "schedules", "sensors"}) {
@@ -160,6 +169,28 @@ Json::Value Bridge::route_lights(const std::string& method, const std::vector<st
     return part.empty() || part == "name" ? light.put_name(*request) : not_available(resource);
 }
 
+void Bridge::announces(const std::string& raw_answer) {
+    if (!responder_) {
+        throw std::logic_error("nobody can search for this bridge");
+    }
+    responder_->adds({std::chrono::milliseconds(0), raw_answer});
+}
+
+void Bridge::describes_itself_as(const std::string& xml) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    description_ = xml;
+}
+
+void Bridge::presses_link_button() {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        users_.presses_link_button();
+    }
+    if (sink_) {
+        sink_(EventKind::house, "somebody presses the bridge's link button");
+    }
+}
+
 std::vector<int> Bridge::light_ids() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     std::vector<int> ids;
@@ -193,10 +224,9 @@ void Bridge::sends_body(const std::string& body, int times) {
 
 int Bridge::count(const std::string& method, const std::string& path) const {
     const std::vector<Gate::Request> seen = gate_->requests();
-    const std::string whole = "/api/" + username_ + path;
     return static_cast<int>(
         std::count_if(seen.begin(), seen.end(), [&](const Gate::Request& request) {
-            return request.method == method && request.path == whole;
+            return request.method == method && Gate::without_user(request.path) == path;
         }));
 }
 

@@ -1,5 +1,5 @@
 /// The house's bridge: a real HTTP server with the v1 REST interface, which keeps each light's
-/// state as a bridge does, behind a gate that can be told to fail.
+/// state as a bridge does, behind a gate that can be told to fail. It can be found and paired with.
 ///
 /// Thread-safe. The faults are switched by one controlling thread.
 #pragma once
@@ -13,9 +13,12 @@
 
 #include <json/value.h>
 
+#include "simulator/BridgeIdentity.h"
 #include "simulator/BridgeLight.h"
+#include "simulator/BridgeUsers.h"
 #include "simulator/Gate.h"
 #include "simulator/Journal.h"
+#include "simulator/SsdpResponder.h"
 
 namespace httplib {
 class Server;
@@ -31,8 +34,8 @@ class Bridge final {
     static constexpr int kHttpPort = 80;
 
     struct Setup {
-        std::string username;
-        Json::Value lights;  ///< as a bridge delivers them: an object of descriptions by light id
+        std::string username;  ///< empty for a bridge that nobody has paired with
+        Json::Value lights;    ///< as a bridge delivers them: an object of descriptions by light id
         std::string address = kAddress;
         int port = kHttpPort;
     };
@@ -70,6 +73,19 @@ class Bridge final {
     std::vector<int> light_ids() const;
     int port() const { return gate_->port(); }
 
+    /// @name Being found and paired with
+    /// @{
+    /// False outside a private sandbox: a search does not reach it there.
+    bool is_discoverable() const { return responder_ != nullptr; }
+    static std::string serial_number() { return kBridgeSerialNumber; }
+    /// From now on every search is answered this too, first of all; one datagram, whatever it is.
+    void announces(const std::string& raw_answer);
+    /// From now on /description.xml is this.
+    void describes_itself_as(const std::string& xml);
+    /// For 30 s, whoever asks becomes a user.
+    void presses_link_button();
+    /// @}
+
     /// @name Faults; each holds for so many connections, or until the next one or recovers()
     /// @{
     void refuses() { gate_->refuses(); }
@@ -91,7 +107,7 @@ class Bridge final {
     /// @name What it saw
     /// @{
     std::vector<Gate::Request> requests() const { return gate_->requests(); }
-    /// How many requests of this method had this path behind the user's name ("/lights").
+    /// How many requests of this method had this path behind a user's name ("/lights").
     int count(const std::string& method, const std::string& path) const;
     Gate& gate() { return *gate_; }
     /// @}
@@ -103,13 +119,15 @@ class Bridge final {
                              const std::string& body);
     Json::Value lights_json() const;
 
-    std::string username_;
     EventSink sink_;
-    mutable std::mutex mutex_;  // guards lights_
+    mutable std::mutex mutex_;  // guards users_, description_ and lights_
+    BridgeUsers users_;
+    std::string description_;
     std::map<int, BridgeLight> lights_;
     std::unique_ptr<httplib::Server> server_;
     std::thread thread_;
     std::unique_ptr<Gate> gate_;
+    std::unique_ptr<SsdpResponder> responder_;
 };
 
 using Bulb = Bridge::Bulb;

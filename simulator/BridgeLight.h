@@ -17,8 +17,10 @@ enum class BridgeError {
     invalid_json = 2,
     resource_not_available = 3,
     method_not_available = 4,
+    missing_parameters = 5,
     parameter_not_available = 6,
     invalid_value = 7,
+    link_button_not_pressed = 101,
     device_is_off = 201,
 };
 

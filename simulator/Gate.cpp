@@ -59,13 +59,6 @@ std::string shortened(std::string text) {
     return text;
 }
 
-// "/api/someone/lights/3" is "/lights/3" to a person.
-std::string without_user(const std::string& path) {
-    const std::size_t user = path.find('/', 1);
-    const std::size_t rest = user == std::string::npos ? user : path.find('/', user + 1);
-    return rest == std::string::npos ? "/" : path.substr(rest);
-}
-
 std::string describe_answer(const std::string& answer) {
     const auto json = parse_json(answer.substr(std::min(body_position(answer), answer.size())));
     if (!json) {
@@ -86,7 +79,7 @@ std::string describe_answer(const std::string& answer) {
 std::string describe_request(const Gate::Request& request) {
     const auto json = parse_json(request.body);
     const bool has_content = json && json->isObject() && !json->empty();
-    return request.method + " " + without_user(request.path) +
+    return request.method + " " + Gate::without_user(request.path) +
            (has_content ? " " + compact_json(*json) : "");
 }
 
@@ -101,6 +94,15 @@ Gate::Gate(const std::string& address, int port, int port_behind, EventSink sink
 
 Gate::~Gate() {
     server_.stop();
+}
+
+std::string Gate::without_user(const std::string& path) {
+    static const std::string kUsers = "/api/";
+    if (path.rfind(kUsers, 0) != 0) {
+        return path;
+    }
+    const std::size_t rest = path.find('/', kUsers.size());
+    return rest == std::string::npos ? "/" : path.substr(rest);
 }
 
 void Gate::report(EventKind kind, const std::string& text) const {

@@ -65,6 +65,9 @@ class Gate final {
     void forget();
     /// @}
 
+    /// "/api/someone/lights/3" is "/lights/3" to a person; a path that names no user stays.
+    static std::string without_user(const std::string& path);
+
     static constexpr std::chrono::milliseconds kSlowPause{1};
 
   private:

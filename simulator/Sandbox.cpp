@@ -1,6 +1,8 @@
 #include "simulator/Sandbox.h"
 
+#include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -9,7 +11,10 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
 #include <net/if.h>
+#include <netinet/in.h>
 #include <sched.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
@@ -71,6 +76,46 @@ void raise_loopback() {
     }
 }
 
+// What is sent to a multicast group comes back to its members on the loopback: a search for bridges
+// finds the house's own, and nothing else. Through netlink, since the route needs the scope of a
+// host: without that, the older request leaves such datagrams without a sender.
+void route_multicast_to_loopback() {
+    struct {
+        nlmsghdr header;
+        rtmsg route;
+        rtattr group_label;
+        in_addr group;
+        rtattr device_label;
+        std::uint32_t device;
+    } request{};
+    request.header.nlmsg_len = sizeof(request);
+    request.header.nlmsg_type = RTM_NEWROUTE;
+    request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_CREATE | NLM_F_ACK;
+    request.route.rtm_family = AF_INET;
+    request.route.rtm_dst_len = 4;
+    request.route.rtm_table = RT_TABLE_MAIN;
+    request.route.rtm_protocol = RTPROT_BOOT;
+    request.route.rtm_scope = RT_SCOPE_HOST;
+    request.route.rtm_type = RTN_UNICAST;
+    request.group_label = {RTA_LENGTH(sizeof(request.group)), RTA_DST};
+    request.group.s_addr = htonl(INADDR_UNSPEC_GROUP);
+    request.device_label = {RTA_LENGTH(sizeof(request.device)), RTA_OIF};
+    request.device = if_nametoindex("lo");
+    struct {
+        nlmsghdr header;
+        nlmsgerr result;
+    } answer{};
+    const FileDescriptor netlink(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
+    if (!netlink || send(netlink.get(), &request, sizeof(request), 0) < 0 ||
+        recv(netlink.get(), &answer, sizeof(answer), 0) < static_cast<ssize_t>(sizeof(answer))) {
+        fail("multicast route");
+    }
+    if (answer.result.error != 0) {
+        errno = -answer.result.error;
+        fail("multicast route");
+    }
+}
+
 // A /dev with the usual nodes but without the machine's log: an ordinary user may not make device
 // nodes, so the machine's own are bound into a fresh tmpfs.
 void make_private_dev(const fs::path& staging) {
@@ -104,6 +149,7 @@ void enter_namespaces() {
     unshare_namespaces();
     mount_or_fail("none", "/", nullptr, MS_REC | MS_PRIVATE);
     raise_loopback();
+    route_multicast_to_loopback();
     mount_or_fail("tmpfs", kVariablesDirectory, "tmpfs", MS_NOSUID | MS_NODEV);
     make_private_dev(fs::path(kVariablesDirectory) / "dev");
 }

@@ -13,7 +13,8 @@ namespace simulator {
 class Sandbox final {
   public:
     /// Enters new network and mount namespaces (as an ordinary user by way of a user namespace):
-    /// loopback up, an empty directory for the controller's sockets, a /dev whose log is free.
+    /// loopback up and multicast on it, an empty directory for the controller's sockets, a /dev
+    /// whose log is free.
     /// Where the system forbids that, stays on the machine's own loopback, ports and paths, once no
     /// other house is on them (waits for up to `kLockSeconds`; throws std::runtime_error after
     /// that).

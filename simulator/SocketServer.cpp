@@ -8,7 +8,6 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -21,25 +20,6 @@ constexpr int kBacklog = 64;
 
 [[noreturn]] void fail(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
-}
-
-FileDescriptor make_event() {
-    FileDescriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (!event) {
-        fail("eventfd");
-    }
-    return event;
-}
-
-// Cannot fail: a counter that nobody reads is far from full.
-void set_event(const FileDescriptor& event) {
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t length = write(event.get(), &one, sizeof(one));
-}
-
-void clear_event(const FileDescriptor& event) {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t length = read(event.get(), &count, sizeof(count));
 }
 
 FileDescriptor open_tcp(const std::string& ip, int port) {
@@ -68,8 +48,7 @@ int port_of(const FileDescriptor& fd) {
 
 }  // namespace
 
-SocketServer::SocketServer(Handler handler)
-    : handler_(std::move(handler)), refuse_event_(make_event()), stop_event_(make_event()) {}
+SocketServer::SocketServer(Handler handler) : handler_(std::move(handler)) {}
 
 SocketServer::~SocketServer() {
     stop();
@@ -104,9 +83,9 @@ void SocketServer::listen_again() {
 void SocketServer::refuse() {
     const std::lock_guard<std::mutex> lock(verbs_mutex_);
     if (acceptor_.joinable()) {
-        set_event(refuse_event_);
+        refuse_event_.set();
         acceptor_.join();
-        clear_event(refuse_event_);
+        refuse_event_.clear();
         listener_.reset();
     }
 }
@@ -121,9 +100,9 @@ void SocketServer::accept_again() {
 void SocketServer::stop() {
     refuse();
     const std::lock_guard<std::mutex> lock(verbs_mutex_);
-    set_event(stop_event_);
+    stop_event_.set();
     serving_.clear();  // waits for each
-    clear_event(stop_event_);
+    stop_event_.clear();
     if (!path_.empty()) {
         unlink(path_.c_str());
     }
@@ -131,7 +110,7 @@ void SocketServer::stop() {
 
 void SocketServer::accept_loop() {
     for (;;) {
-        pollfd ready[2] = {{listener_.get(), POLLIN, 0}, {refuse_event_.get(), POLLIN, 0}};
+        pollfd ready[2] = {{listener_.get(), POLLIN, 0}, {refuse_event_.fd(), POLLIN, 0}};
         if (poll(ready, 2, -1) < 0) {
             continue;
         }
@@ -154,7 +133,7 @@ void SocketServer::serve(FileDescriptor fd) {
     // closed when the handler returns and not when its future is looked at.
     auto held = std::make_shared<FileDescriptor>(std::move(fd));
     serving_.push_back(std::async(std::launch::async, [this, held] {
-        Connection connection(std::move(*held), stop_event_.get());
+        Connection connection(std::move(*held), stop_event_.fd());
         handler_(connection);
     }));
 }

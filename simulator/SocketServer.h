@@ -14,6 +14,7 @@
 
 #include "libcbase/Cstylecode.h"
 #include "simulator/Connection.h"
+#include "simulator/WakeUp.h"
 
 namespace simulator {
 
@@ -51,8 +52,8 @@ class SocketServer final {
     std::string path_;
     int port_ = 0;
     FileDescriptor listener_;
-    FileDescriptor refuse_event_;  // ends the acceptor
-    FileDescriptor stop_event_;    // ends every connection
+    WakeUp refuse_event_;  // ends the acceptor
+    WakeUp stop_event_;    // ends every connection
     std::atomic<int> connections_{0};
     std::list<std::future<void>> serving_;  // of the acceptor, and of stop() when that has ended
     std::mutex verbs_mutex_;                // keeps the verbs apart
