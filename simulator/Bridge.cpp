@@ -107,7 +107,7 @@ Json::Value Bridge::route(const std::string& method, const std::string& path,
     if (parts.size() < 2) {
         return method == "POST" ? users_.pair(body) : no_such_method(method, "/");
     }
-    if (!users_.knows(parts[1])) {
+    if (is_forgetful_ || !users_.knows(parts[1])) {
         return only(bridge_error(BridgeError::unauthorized, "/", "unauthorized user"));
     }
     parts.erase(parts.begin(), parts.begin() + 2);
@@ -198,6 +198,20 @@ std::vector<int> Bridge::light_ids() const {
         ids.push_back(id);
     }
     return ids;
+}
+
+void Bridge::loses_light(int id) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    lost_lights_.insert(lights_.extract(id));
+}
+
+void Bridge::recovers() {
+    is_forgetful_ = false;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        lights_.merge(lost_lights_);
+    }
+    gate_->recovers();
 }
 
 void Bridge::stalls_in_header(int times) {

@@ -4,6 +4,8 @@
 /// Thread-safe. The faults are switched by one controlling thread.
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -89,19 +91,26 @@ class Bridge final {
     /// @name Faults; each holds for so many connections, or until the next one or recovers()
     /// @{
     void refuses() { gate_->refuses(); }
+    /// A connection neither opens nor fails.
+    void hangs() { gate_->hangs(); }
     void drops_connections(int times = Gate::kForever) { gate_->fails(Gate::Fault::reset, times); }
     void stalls(int times = Gate::kForever) { gate_->fails(Gate::Fault::stall, times); }
     void stalls_in_header(int times = Gate::kForever);
     void stalls_in_body(int times = Gate::kForever);
     void sends_half(int times = Gate::kForever) { gate_->fails(Gate::Fault::half, times); }
     void sends_slowly(int times = Gate::kForever) { gate_->fails(Gate::Fault::slow, times); }
+    void sends_slowly(std::chrono::milliseconds pause) { gate_->answers_slowly(pause); }
     /// Bytes that are no HTTP.
     void sends_garbage(int times = Gate::kForever);
     /// A page with status 503.
     void sends_html(int times = Gate::kForever);
     /// A good header and this body.
     void sends_body(const std::string& body, int times = Gate::kForever);
-    void recovers() { gate_->recovers(); }
+    /// Takes nobody for its user any more.
+    void forgets_users() { is_forgetful_ = true; }
+    void loses_light(int id);
+    /// Ends every fault, and has every light again.
+    void recovers();
     /// @}
 
     /// @name What it saw
@@ -120,10 +129,12 @@ class Bridge final {
     Json::Value lights_json() const;
 
     EventSink sink_;
-    mutable std::mutex mutex_;  // guards users_, description_ and lights_
+    mutable std::mutex mutex_;  // guards users_, description_ and the lights
     BridgeUsers users_;
     std::string description_;
     std::map<int, BridgeLight> lights_;
+    std::map<int, BridgeLight> lost_lights_;
+    std::atomic<bool> is_forgetful_{false};
     std::unique_ptr<httplib::Server> server_;
     std::thread thread_;
     std::unique_ptr<Gate> gate_;

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "libcbase/FSMCoreutil.h"
 #include "libcbase/utility.h"
@@ -17,6 +18,7 @@ using fsmcore_format::Limits;
 
 constexpr std::chrono::seconds kRequestLimit{5};
 constexpr Limits kLimits{16, 512};
+constexpr std::size_t kPartOfReport = 20;
 constexpr int kErrorStatus = 13;
 constexpr const char* kService = "SERVICE_RUNONELEMENT";
 constexpr std::chrono::milliseconds kSegmentPause{20};
@@ -32,8 +34,10 @@ bool is_whole(const std::string& text) {
 }  // namespace
 
 Core::Core(EventSink sink, const std::string& socket_path)
-    : sink_(std::move(sink)), server_([this](Connection& connection) { serve(connection); }) {
-    server_.listen_unix(socket_path);
+    : sink_(std::move(sink)),
+      socket_path_(socket_path),
+      server_([this](Connection& connection) { serve(connection); }) {
+    server_.listen_unix(socket_path_);
 }
 
 Core::~Core() {
@@ -65,6 +69,11 @@ void Core::forget() {
     reports_.clear();
 }
 
+void Core::loses_socket() {
+    server_.refuse();
+    unlink(socket_path_.c_str());
+}
+
 void Core::recovers() {
     fault_ = Fault::none;
     server_.accept_again();
@@ -90,6 +99,12 @@ bool Core::record(const std::string& text) {
 }
 
 void Core::serve(Connection& connection) {
+    if (fault_ == Fault::gone) {
+        connection.read_until([](const std::string& text) { return text.size() > kPartOfReport; },
+                              kRequestLimit);
+        connection.reset();
+        return;
+    }
     const std::string text = connection.read_until(is_whole, kRequestLimit);
     const Fault fault = fault_;
     if (fault == Fault::silent) {

@@ -23,6 +23,7 @@ class Core final {
     enum class Fault {
         none,
         silent,        ///< accepts and never answers
+        gone,          ///< takes half a report, and resets the connection
         late,          ///< answers as it should, kLatePause later
         rubbish,       ///< answers bytes that are no answer
         error_status,  ///< answers FSMC-013
@@ -55,7 +56,12 @@ class Core final {
     /// @name Faults
     /// @{
     void fails(Fault fault) { fault_ = fault; }
+    /// Refuses connections; its socket's file stays.
     void vanishes() { server_.refuse(); }
+    /// The same without the file.
+    void loses_socket();
+    /// A connection neither opens nor fails.
+    void hangs() { server_.hang(); }
     void recovers();
     /// @}
 
@@ -83,6 +89,7 @@ class Core final {
     bool record(const std::string& request);
 
     EventSink sink_;
+    std::string socket_path_;
     mutable std::mutex mutex_;  // guards reports_
     std::vector<Report> reports_;
     std::atomic<int> malformed_{0};

@@ -18,8 +18,8 @@ class DaemonProcess final : public ChildProcess {
     };
 
     /// Starts the program at `path`; throws std::system_error when that is not possible.
-    DaemonProcess(const std::string& path, const Words& arguments)
-        : ChildProcess({path, arguments, {}, false, {}}) {}
+    DaemonProcess(const std::string& path, const Words& arguments, const Words& environment = {})
+        : ChildProcess({path, arguments, environment, false, {}}) {}
 
     /// The next line of its output as a start status; nothing when there is none, or another text.
     std::optional<StartStatus> start_status(std::chrono::milliseconds limit);

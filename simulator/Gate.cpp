@@ -113,12 +113,17 @@ void Gate::report(EventKind kind, const std::string& text) const {
 
 void Gate::fails(Fault fault, int times) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    plan_ = {fault, times, {}};
+    plan_ = {fault, times, {}, kSlowPause, 0};
 }
 
 void Gate::answers_bytes(std::string bytes, int times) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    plan_ = {Fault::replaced, times, std::move(bytes)};
+    plan_ = {Fault::replaced, times, std::move(bytes), kSlowPause, 0};
+}
+
+void Gate::answers_slowly(std::chrono::milliseconds pause, int times) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    plan_ = {Fault::slow, times, {}, pause, 0};
 }
 
 void Gate::recovers() {
@@ -142,9 +147,15 @@ std::vector<Gate::Request> Gate::requests() const {
     return requests_;
 }
 
+std::vector<Gate::Request> Gate::changes() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return changes_;
+}
+
 void Gate::forget() {
     const std::lock_guard<std::mutex> lock(mutex_);
     requests_.clear();
+    changes_.clear();
 }
 
 std::chrono::milliseconds Gate::smallest_gap() const {
@@ -178,9 +189,17 @@ void Gate::serve(Connection& connection) {
         requests_.push_back(request);
     }
     report(EventKind::daemon_to_bridge, describe_request(request));
-    const bool is_answered = plan.fault != Fault::stall && plan.fault != Fault::replaced;
-    deliver(connection, plan,
-            is_answered ? answer_to(request, header, connection.stop_fd()) : plan.bytes);
+    if (plan.fault == Fault::stall || plan.fault == Fault::replaced) {
+        deliver(connection, plan, plan.bytes);
+        return;
+    }
+    const std::string answer = answer_to(request, header, connection.stop_fd());
+    if (request.method == "PUT" && answer.find("\"success\"") != std::string::npos &&
+        answer.find("\"error\"") == std::string::npos) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        changes_.push_back(request);
+    }
+    deliver(connection, plan, answer);
 }
 
 void Gate::deliver(Connection& connection, const Plan& plan, const std::string& answer) {
@@ -203,7 +222,7 @@ void Gate::deliver(Connection& connection, const Plan& plan, const std::string& 
             break;
         case Fault::slow:
             report(EventKind::bridge_to_daemon, describe_answer(answer) + ", byte by byte");
-            connection.write_slowly(answer, kSlowPause);
+            connection.write_slowly(answer, plan.pause);
             break;
         default:
             report(EventKind::bridge_to_daemon, describe_answer(answer));

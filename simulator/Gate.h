@@ -26,7 +26,7 @@ class Gate final {
         stall_in_header,  ///< stops in the middle of the answer's header
         stall_in_body,    ///< stops in the middle of the answer's body
         half,             ///< closes in the middle of the answer's body
-        slow,             ///< the answer byte by byte, kSlowPause apart
+        slow,             ///< the answer byte by byte, kSlowPause apart unless told otherwise
         replaced,         ///< other bytes instead of the answer; the request has no effect
     };
 
@@ -51,13 +51,19 @@ class Gate final {
     void fails(Fault fault, int times = kForever);
     /// Sends `bytes`, a whole HTTP answer or not, instead of the next answers.
     void answers_bytes(std::string bytes, int times = kForever);
+    /// The answer byte by byte, `pause` apart.
+    void answers_slowly(std::chrono::milliseconds pause, int times = kForever);
     void refuses() { server_.refuse(); }
+    /// A connection to it neither opens nor fails.
+    void hangs() { server_.hang(); }
     void recovers();
     /// @}
 
     /// @name What it saw
     /// @{
     std::vector<Request> requests() const;
+    /// Those PUTs that the server behind took without an error, whatever became of its answer.
+    std::vector<Request> changes() const;
     /// Connections accepted, those that failed on command included.
     int connections() const { return server_.connections(); }
     /// Between the starts of two requests; the largest duration when there were fewer than two.
@@ -75,6 +81,7 @@ class Gate final {
         Fault fault = Fault::none;
         int times = 0;
         std::string bytes;
+        std::chrono::milliseconds pause = kSlowPause;
         int recoveries = 0;  // at the time when the connection was accepted
     };
 
@@ -86,8 +93,9 @@ class Gate final {
 
     int port_behind_;
     EventSink sink_;
-    mutable std::mutex mutex_;  // guards requests_ and plan_
+    mutable std::mutex mutex_;  // guards requests_, changes_ and plan_
     std::vector<Request> requests_;
+    std::vector<Request> changes_;
     Plan plan_;
     std::atomic<int> recoveries_{0};  // a stalled connection is let go at the next one
     SocketServer server_;             // last: its threads use the rest

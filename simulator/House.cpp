@@ -71,6 +71,7 @@ std::string House::sample_lights() {
 
 House::House(const Options& options, Journal::Listener listener)
     : daemon_path_(options.daemon),
+      environment_(options.environment),
       journal_(std::move(listener)),
       log_(take_over_log()),
       database_(load_text_file(options.sql_file), journal_.sink()),
@@ -110,7 +111,7 @@ void House::take_log_line(const SystemLog::Line& line) {
 
 std::optional<DaemonProcess::StartStatus> House::start() {
     daemon_ = std::make_unique<DaemonProcess>(
-        daemon_path_, std::vector<std::string>{"--id", std::to_string(runner_)});
+        daemon_path_, std::vector<std::string>{"--id", std::to_string(runner_)}, environment_);
     const auto status = daemon_->start_status(kStartLimit);
     if (status) {
         journal_.add(EventKind::house,

@@ -26,6 +26,7 @@ class House final {
         std::string daemon;                         ///< path of the program
         std::string sql_file = sample_sql();        ///< the installation
         std::string lights_file = sample_lights();  ///< the bridge's lights
+        std::vector<std::string> environment = {};  ///< of the daemon, "NAME=value"
     };
 
     /// An object of the installation that has a role for a light.
@@ -82,6 +83,7 @@ class House final {
     void take_log_line(const SystemLog::Line& line);
 
     std::string daemon_path_;
+    std::vector<std::string> environment_;
     Journal journal_;
     std::unique_ptr<SystemLog> log_;
     DatabaseService database_;

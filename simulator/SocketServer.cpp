@@ -22,16 +22,21 @@ constexpr int kBacklog = 64;
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-FileDescriptor open_tcp(const std::string& ip, int port) {
-    FileDescriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const int yes = 1;
+sockaddr_in tcp_address(const std::string& ip, int port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     inet_pton(AF_INET, ip.c_str(), &address.sin_addr);
+    return address;
+}
+
+FileDescriptor open_tcp(const std::string& ip, int port, int backlog) {
+    FileDescriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int yes = 1;
+    const sockaddr_in address = tcp_address(ip, port);
     if (!fd || setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes)) != 0 ||
         bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
-        listen(fd.get(), kBacklog) != 0) {
+        listen(fd.get(), backlog) != 0) {
         fail(ip + ":" + std::to_string(port));
     }
     return fd;
@@ -67,16 +72,23 @@ void SocketServer::listen_unix(const std::string& path) {
     listen_again();
 }
 
-void SocketServer::listen_again() {
+FileDescriptor SocketServer::open_listener(int backlog) {
     if (path_.empty()) {
-        listener_ = open_tcp(ip_, port_);
-        port_ = port_of(listener_);
-    } else {
-        listener_.reset(make_local_socket(path_.c_str(), kBacklog));
-        if (!listener_) {
-            fail(path_);
-        }
+        FileDescriptor fd = open_tcp(ip_, port_, backlog);
+        port_ = port_of(fd);
+        return fd;
     }
+    FileDescriptor fd(make_local_socket(path_.c_str(), backlog));
+    if (!fd) {
+        fail(path_);
+    }
+    return fd;
+}
+
+void SocketServer::listen_again() {
+    waiting_clients_.clear();
+    listener_.reset();
+    listener_ = open_listener(kBacklog);
     acceptor_ = std::thread([this] { accept_loop(); });
 }
 
@@ -86,8 +98,35 @@ void SocketServer::refuse() {
         refuse_event_.set();
         acceptor_.join();
         refuse_event_.clear();
-        listener_.reset();
     }
+    listener_.reset();
+    waiting_clients_.clear();
+}
+
+// The kernel keeps one more than the backlog, and a second client on its way.
+void SocketServer::hang() {
+    refuse();
+    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    listener_ = open_listener(0);
+    for (int i = 0; i < 3; ++i) {
+        waiting_clients_.push_back(open_waiting_client());
+    }
+}
+
+FileDescriptor SocketServer::open_waiting_client() const {
+    const int kind = SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK;
+    FileDescriptor fd(socket(path_.empty() ? AF_INET : AF_UNIX, kind, 0));
+    const sockaddr_in tcp = tcp_address(ip_, port_);
+    sockaddr_un local{};
+    local.sun_family = AF_UNIX;
+    path_.copy(local.sun_path, sizeof(local.sun_path) - 1);
+    const int result =
+        path_.empty() ? connect(fd.get(), reinterpret_cast<const sockaddr*>(&tcp), sizeof(tcp))
+                      : connect(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local));
+    if (result != 0 && errno != EINPROGRESS && errno != EAGAIN) {
+        fail("a client that waits");
+    }
+    return fd;
 }
 
 void SocketServer::accept_again() {

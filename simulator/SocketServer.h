@@ -1,7 +1,7 @@
 /// A listening socket of the house: accepts, and serves each connection on a thread of its own.
 ///
-/// The verbs (listen, refuse, accept_again, stop) belong to one controlling thread at a time; the
-/// handler runs on the server's threads, several at once.
+/// The verbs (listen, refuse, hang, accept_again, stop) belong to one controlling thread at a time;
+/// the handler runs on the server's threads, several at once.
 #pragma once
 
 #include <atomic>
@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "libcbase/Cstylecode.h"
 #include "simulator/Connection.h"
@@ -33,6 +34,9 @@ class SocketServer final {
 
     /// Closes the listening socket: from now on a connection is refused. Open ones go on.
     void refuse();
+    /// Listens, but takes nobody in and has no room left for those who wait: from now on a
+    /// connection neither opens nor fails. Open ones go on.
+    void hang();
     /// Listens again where it did before.
     void accept_again();
     /// Refuses, tells the handlers to end and waits for them, which takes well under a second.
@@ -44,6 +48,8 @@ class SocketServer final {
 
   private:
     void listen_again();
+    FileDescriptor open_listener(int backlog);
+    FileDescriptor open_waiting_client() const;
     void accept_loop();
     void serve(FileDescriptor fd);
 
@@ -52,8 +58,9 @@ class SocketServer final {
     std::string path_;
     int port_ = 0;
     FileDescriptor listener_;
-    WakeUp refuse_event_;  // ends the acceptor
-    WakeUp stop_event_;    // ends every connection
+    std::vector<FileDescriptor> waiting_clients_;  // fill the queue of one that hangs
+    WakeUp refuse_event_;                          // ends the acceptor
+    WakeUp stop_event_;                            // ends every connection
     std::atomic<int> connections_{0};
     std::list<std::future<void>> serving_;  // of the acceptor, and of stop() when that has ended
     std::mutex verbs_mutex_;                // keeps the verbs apart

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <system_error>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -53,13 +52,16 @@ SystemLog::Line parse(std::string datagram) {
 
 }  // namespace
 
-SystemLog::SystemLog() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    int ends[2];
-    if (!socket_ || pipe2(ends, O_CLOEXEC) != 0) {
+SystemLog::SystemLog() {
+    open();
+    thread_ = std::thread([this] { receive(); });
+}
+
+void SystemLog::open() {
+    socket_.reset(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!socket_) {
         throw std::system_error(errno, std::generic_category(), "system log");
     }
-    stop_reader_.reset(ends[0]);
-    stop_writer_.reset(ends[1]);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, kLogPath, sizeof(address.sun_path) - 1);
@@ -73,13 +75,35 @@ SystemLog::SystemLog() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) 
         throw std::system_error(errno, std::generic_category(), kLogPath);
     }
     chmod(kLogPath, 0666);
-    thread_ = std::thread([this] { receive(); });
 }
 
 SystemLog::~SystemLog() {
-    stop_writer_.reset();  // the reader's end reports a hang-up
-    thread_.join();
-    unlink(kLogPath);
+    vanishes();
+}
+
+void SystemLog::vanishes() {
+    stops_reading();
+    if (socket_) {
+        unlink(kLogPath);
+        socket_.reset();
+    }
+}
+
+void SystemLog::stops_reading() {
+    if (thread_.joinable()) {
+        stop_.set();
+        thread_.join();
+        stop_.clear();
+    }
+}
+
+void SystemLog::recovers() {
+    if (!socket_) {
+        open();
+    }
+    if (!thread_.joinable()) {
+        thread_ = std::thread([this] { receive(); });
+    }
 }
 
 void SystemLog::on_line(std::function<void(const Line&)> listener) {
@@ -90,7 +114,7 @@ void SystemLog::on_line(std::function<void(const Line&)> listener) {
 void SystemLog::receive() {
     char buffer[8192];
     for (;;) {
-        pollfd ready[2] = {{socket_.get(), POLLIN, 0}, {stop_reader_.get(), POLLIN, 0}};
+        pollfd ready[2] = {{socket_.get(), POLLIN, 0}, {stop_.fd(), POLLIN, 0}};
         if (poll(ready, 2, -1) < 0) {
             continue;
         }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "libcbase/Cstylecode.h"
+#include "simulator/WakeUp.h"
 
 namespace simulator {
 
@@ -41,14 +42,23 @@ class SystemLog final {
                   std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
     void clear();
 
+    /// @name Faults, which belong to one controlling thread
+    /// @{
+    /// Nobody takes lines any more: there is no /dev/log.
+    void vanishes();
+    /// Takes lines until its queue is full, and keeps none.
+    void stops_reading();
+    void recovers();
+    /// @}
+
   private:
+    void open();
     void receive();
     void keep(const Line& line);
     std::size_t count_locked(const std::string& part) const;
 
     FileDescriptor socket_;
-    FileDescriptor stop_reader_;
-    FileDescriptor stop_writer_;
+    WakeUp stop_;
     std::function<void(const Line&)> listener_;
     mutable std::mutex mutex_;  // guards lines_ and listener_
     mutable std::condition_variable arrived_;
