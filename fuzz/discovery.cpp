@@ -1,0 +1,61 @@
+// The search for bridges. The first part of the input is what devices announce; then come their
+// descriptions.
+#include <algorithm>
+#include <cctype>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "fuzz/support/ScriptedBridge.h"
+#include "fuzz/support/ScriptedPeer.h"
+#include "huelib/HueFinder.h"
+#include "huelib/UPnP.h"
+
+namespace {
+
+using fuzzing::Cuts;
+using fuzzing::require;
+
+constexpr std::size_t kMostCollected = std::size_t{4} << 20;
+
+std::size_t count_devices(const std::shared_ptr<fuzzing::ScriptedBridge>& network) {
+    const auto devices = UPnP::getDevices(network);
+    std::size_t bytes = 0;
+    for (const auto& device : devices) {
+        bytes += device.first.size() + device.second.size();
+        require((device.first + device.second).find("\r\n") == std::string::npos,
+                "a value is one line");
+        require(std::count(devices.begin(), devices.end(), device) == 1, "a device is told once");
+    }
+    require(bytes <= kMostCollected, "what is collected is bounded");
+    return devices.size();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    fuzzing::set_clock_step(std::chrono::milliseconds(2));  // the search looks at it all the time
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::vector<std::string> parts = fuzzing::parts_of(data, size);
+    const auto network = std::make_shared<fuzzing::ScriptedBridge>(parts, 1);
+    std::size_t devices = 0;
+    {
+        const fuzzing::ScriptedPeer peer(parts[0], Cuts::none, fuzzing::End::stalls);
+        devices = count_devices(network);
+    }
+    const fuzzing::ScriptedPeer peer(parts[0], Cuts::random, fuzzing::End::stalls);
+    const auto bridges = HueFinder(network).FindBridges();
+    require(network->requests().size() <= devices, "a device is asked once");
+    require(bridges.size() <= network->requests().size(), "a bridge has described itself");
+    for (const auto& [ip, mac] : bridges) {
+        require(ip.find(':') == std::string::npos, "an address has no port");
+        require(!mac.empty() &&
+                    std::all_of(mac.begin(), mac.end(),
+                                [](unsigned char c) { return std::isalnum(c) || c == '_'; }),
+                "a serial number is one word");
+    }
+    return 0;
+}
