@@ -1,0 +1,99 @@
+/// The real tool in front of a bridge with the lights of the sample house.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulator/Bridge.h"
+#include "simulator/ChildProcess.h"
+#include "simulator/House.h"
+#include "simulator/JsonText.h"
+
+class HuectlTest : public testing::Test {
+  protected:
+    using Words = simulator::ChildProcess::Words;
+    using Result = simulator::ChildProcess::Result;
+
+    static constexpr const char* kUser = "installer";
+    static constexpr std::chrono::seconds kLimit{60};
+
+    /// Runs "huectl WORDS..." to its end.
+    static Result runs(const Words& words, const Words& environment = {}) {
+        return simulator::ChildProcess::run(HUECTL_PATH, words, environment, kLimit);
+    }
+    /// Runs "huectl light" for a light of this bridge.
+    static Result light(int id, const Words& options = {}) {
+        Words words = {"light", kAddress, kUser, std::to_string(id)};
+        words.insert(words.end(), options.begin(), options.end());
+        return runs(words);
+    }
+    static Result lights(const std::string& user = kUser) {
+        return runs({"lights", kAddress, user});
+    }
+
+    /// Gives a light other members, as JSON, in its description and in its state.
+    void has_light(int id, const std::string& description, const std::string& state = "{}") {
+        Json::Value& light = lights_[std::to_string(id)];
+        light = lights_["4"];
+        merge(light, description);
+        merge(light["state"], state);
+        restart();
+    }
+    void lacks(int id, const std::string& member_of_state) {
+        lights_[std::to_string(id)]["state"].removeMember(member_of_state);
+        restart();
+    }
+
+    simulator::Bridge& bridge() { return *bridge_; }
+    /// The changes that the bridge was sent, in their order: "PUT /lights/4/state {...}".
+    std::vector<std::string> changes() const {
+        std::vector<std::string> found;
+        for (const auto& request : bridge_->requests()) {
+            if (request.method != "GET") {
+                const std::string user_path = std::string("/api/") + kUser;
+                found.push_back(request.method + " " + request.path.substr(user_path.size()) + " " +
+                                simulator::compact_json(*simulator::parse_json(request.body)));
+            }
+        }
+        return found;
+    }
+
+    static constexpr const char* kAddress = simulator::Bridge::kAddress;
+
+  private:
+    static void merge(Json::Value& value, const std::string& members) {
+        const Json::Value added = *simulator::parse_json(members);
+        for (const std::string& name : added.getMemberNames()) {
+            value[name] = added[name];
+        }
+    }
+    void restart() {
+        bridge_.reset();
+        bridge_ = std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{kUser, lights_});
+    }
+
+    Json::Value lights_ = simulator::load_json_file(simulator::House::sample_lights());
+    std::unique_ptr<simulator::Bridge> bridge_ =
+        std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{kUser, lights_});
+};
+
+/// Ended with this code, and with one line on standard error that holds `part`.
+MATCHER_P2(EndsWith, code, part, "") {
+    const std::string& errors = arg.errors;
+    const bool is_one_line = errors.find('\n') == errors.size() - 1;
+    *result_listener << "exit code " << arg.exit_code() << ", errors: " << errors
+                     << "output: " << arg.output;
+    return arg.exit_code() == code && errors.find(part) != std::string::npos && is_one_line &&
+           errors.rfind("huectl: ", 0) == 0;
+}
+
+/// Ended with 0 and printed nothing but its result.
+MATCHER(Succeeds, "") {
+    *result_listener << "exit code " << arg.exit_code() << ", errors: " << arg.errors;
+    return arg.exit_code() == 0 && arg.errors.empty();
+}

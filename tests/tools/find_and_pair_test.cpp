@@ -1,0 +1,125 @@
+#include <csignal>
+#include <string>
+
+#include "HuectlTest.h"
+#include "Terminal.h"
+
+namespace {
+
+using simulator::ChildProcess;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+class FindAndPair : public HuectlTest {
+  protected:
+    /// Runs "huectl WORDS..." on the terminal.
+    std::unique_ptr<ChildProcess> starts(const Words& words) {
+        ChildProcess::Setup setup;
+        setup.path = "/bin/sh";
+        setup.arguments = terminal.words_for(HUECTL_PATH, words);
+        setup.environment = {"TERM=linux"};
+        return std::make_unique<ChildProcess>(setup);
+    }
+
+    static constexpr const char* kParameters =
+        "ip_address='127\\.0\\.0\\.80'\\|username='[0-9A-Za-z-]+'\n$";
+
+    Terminal terminal;
+};
+
+TEST_F(FindAndPair, ListsTheBridgesThatAnswer) {
+    const Result result = runs({"discover"});
+    EXPECT_EQ(result.exit_code(), 0);
+    EXPECT_EQ(result.output, "address     serial number\n127.0.0.80  0017880ae670\n");
+    EXPECT_EQ(result.errors, "Searching for bridges: 5 s left\n") << "no terminal, no redrawing";
+}
+
+TEST_F(FindAndPair, SaysWhatToDoAboutABridgeOfANewerMake) {
+    bridge().describes_itself_as(
+        "<manufacturer>Signify</manufacturer><modelName>Philips hue bridge 2015</modelName>"
+        "<serialNumber>0017880ae670</serialNumber>");
+    const Result result = runs({"discover", "--json"});
+    EXPECT_EQ(result.exit_code(), 1);
+    EXPECT_THAT(result.errors, HasSubstr("give the address by hand: huectl pair ADDRESS\n"));
+    EXPECT_TRUE(simulator::parse_json(result.output));
+}
+
+TEST_F(FindAndPair, EndsAtOnceOnCtrlCAndCleansItsLine) {
+    const auto search = starts({"discover"});
+    ASSERT_TRUE(terminal.shows("4 s left"));
+    search->signals(SIGINT);
+    const auto ending = search->wait(std::chrono::seconds(2));
+    ASSERT_TRUE(ending);
+    EXPECT_EQ(ending->text(), "signal " + std::to_string(SIGINT));
+    EXPECT_EQ(terminal.lines().back(), "");
+}
+
+TEST_F(FindAndPair, PrintsWhatTheDatabaseNeeds) {
+    bridge().presses_link_button();
+    const Result result = runs({"pair", kAddress});
+    EXPECT_EQ(result.exit_code(), 0);
+    EXPECT_THAT(result.output, testing::StartsWith("Please press the link Button!"));
+    EXPECT_THAT(result.output, testing::ContainsRegex(std::string("\n") + kParameters));
+    const std::string user = result.output.substr(result.output.rfind("='") + 2);
+    EXPECT_EQ(lights(user.substr(0, user.find('\''))).exit_code(), 0);
+}
+
+TEST_F(FindAndPair, KeepsStandardOutputForOneDocument) {
+    bridge().presses_link_button();
+    const Result result = runs({"pair", kAddress, "--json"});
+    EXPECT_EQ(result.exit_code(), 0);
+    EXPECT_THAT(result.errors, HasSubstr("Success! Link button was pressed!\n"));
+    const auto document = simulator::parse_json(result.output);
+    ASSERT_TRUE(document);
+    EXPECT_THAT((*document)["optional_parameters"].asString() + "\n", MatchesRegex(kParameters));
+}
+
+TEST_F(FindAndPair, ShowsTheCountdownBelowWholeLines) {
+    const auto pairing = starts({"pair", kAddress});
+    EXPECT_TRUE(terminal.shows("Link button not pressed!"));
+    EXPECT_TRUE(terminal.shows("33 s left"));
+    EXPECT_THAT(terminal.lines().back(), HasSubstr("Press the button on the bridge: "));
+    bridge().presses_link_button();
+    EXPECT_TRUE(pairing->wait(std::chrono::seconds(10)));
+    const std::vector<std::string> lines = terminal.lines();
+    EXPECT_EQ(lines.front(), "Please press the link Button! You've got 35 secs!");
+    for (const std::string& line : lines) {
+        EXPECT_THAT(line, Not(HasSubstr("s left")));
+    }
+    EXPECT_THAT(lines[lines.size() - 2] + "\n", MatchesRegex(kParameters));
+}
+
+TEST_F(FindAndPair, IsGivenUpWhenNobodyPressesTheButton) {
+    const Result result = runs({"pair", kAddress});
+    EXPECT_EQ(result.exit_code(), 1);
+    EXPECT_THAT(result.errors, HasSubstr("huectl: the link button was not pressed in time"));
+    EXPECT_THAT(result.errors, Not(HasSubstr("\r")));
+    EXPECT_THAT(result.output, testing::EndsWith("Link button not pressed!\n"));
+}
+
+TEST_F(FindAndPair, RefusesAUserNameThatCannotBeStored) {
+    for (const char* name : {"a'b", "a\\\"b", "a|b", "a b", "a/b", "\\u001b[2J\\n"}) {
+        bridge().sends_body(std::string(R"([{"success": {"username": ")") + name + "\"}}]");
+        const Result result = runs({"pair", kAddress});
+        EXPECT_EQ(result.exit_code(), 1) << name;
+        EXPECT_THAT(result.errors, HasSubstr("huectl: the bridge gave a user name")) << name;
+        EXPECT_THAT(result.output, Not(HasSubstr("ip_address"))) << name;
+        EXPECT_EQ(result.output.find('\033'), std::string::npos);
+    }
+    bridge().refuses();
+    EXPECT_EQ(runs({"pair", kAddress}).exit_code(), 3);
+}
+
+TEST_F(FindAndPair, AsksOnTheTerminalBeforeALightIsForgotten) {
+    for (const auto& [answer, exit_code] : {std::pair("n\n", 1), std::pair("y\n", 0)}) {
+        const auto forgetting = starts({"forget", kAddress, kUser, "4"});
+        EXPECT_TRUE(terminal.shows("Remove light 4 \"Living room\" from the bridge? [y/N]"));
+        terminal.types(answer);
+        const auto ending = forgetting->wait(std::chrono::seconds(10));
+        EXPECT_TRUE(ending && ending->code == exit_code) << answer;
+    }
+    EXPECT_THAT(bridge().light_ids(), Not(testing::Contains(4)));
+}
+
+}  // namespace

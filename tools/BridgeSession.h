@@ -1,0 +1,47 @@
+/// One bridge as the tool talks to it: requests whose failures are Failures with an advice.
+///
+/// One thread uses a session.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <json/value.h>
+
+#include "ObservingHttpHandler.h"
+#include "huelib/Hue.h"
+#include "huelib/HueCommandAPI.h"
+
+namespace huectl {
+
+/// Runs `action`, which talks to `peer`, and turns the exceptions of the client library into
+/// Failures that name it.
+void talk_to(const std::string& peer, const std::function<void()>& action);
+
+class BridgeSession final {
+  public:
+    /// Sends nothing.
+    BridgeSession(const std::string& address, const std::string& user);
+
+    /// What the bridge tells of all its lights: an object by light id, whose content is the
+    /// bridge's.
+    Json::Value lights();
+    /// What it tells of one light: an object with a "state".
+    Json::Value light(int id);
+    /// Runs `action` on the client library's bridge, behind the requests that were sent before. A
+    /// Failure when the bridge refuses something, or when `action` answers false; `what` names it.
+    void carry_out(const std::string& what, const std::function<bool(Hue&)>& action);
+
+  private:
+    Json::Value read(const std::string& path);
+    void expect_no_refusal(const std::string& what);
+
+    std::string address_;
+    std::shared_ptr<const ObservingHttpHandler> transport_;
+    HueCommandAPI sender_;
+    Hue bridge_;
+    bool has_read_ = false;  // with sender_, which bridge_ does not know of
+};
+
+}  // namespace huectl

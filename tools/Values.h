@@ -1,0 +1,45 @@
+/// Reading of what a person writes on the command line. Pure functions; a text that does not fit is
+/// a usage Failure that names `what` and says what would fit.
+#pragma once
+
+#include <string>
+
+#include "huelib/HSVColor.h"
+#include "huelib/RGB.h"
+#include "huelib/XYColor.h"
+
+namespace huectl {
+
+struct NumberRange {
+    unsigned smallest, largest;
+    const char* unit;
+};
+
+constexpr NumberRange kPercent{0, 100, "percent"};
+constexpr NumberRange kMired{153, 500, "mired"};
+/// Those of which the truncated reciprocal lies in kMired.
+constexpr NumberRange kKelvin{2000, 6535, "kelvin"};
+constexpr NumberRange kMilliseconds{0, 25500, "milliseconds"};
+constexpr NumberRange kLightId{1, 65535, "a light's number"};
+
+/// Decimal digits only.
+unsigned number_of(const std::string& what, const std::string& text, const NumberRange& range);
+/// Six hex digits. Not grey, black or white: those have no hue, and a light shows its hue only.
+RGB rgb_of(const std::string& what, const std::string& text);
+/// "H,S,V", 0..255 each, not all 0.
+HSVColor hsv_of(const std::string& what, const std::string& text);
+/// "X,Y", 0..1 each.
+XYColor xy_of(const std::string& what, const std::string& text);
+bool switch_of(const std::string& what, const std::string& text);
+/// 1 to 32 printable characters.
+std::string name_of(const std::string& what, const std::string& text);
+
+/// A host name or dotted address, as short as the daemon can keep.
+std::string address_of(const std::string& text);
+/// What can stand in a request line behind "/api/".
+std::string user_of(const std::string& text);
+
+/// Longest address and user name that the daemon keeps of its optional parameters.
+constexpr std::size_t kParameterBytes = 127;
+
+}  // namespace huectl

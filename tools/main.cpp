@@ -1,0 +1,64 @@
+// huectl: finds, pairs with and tests Hue bridges from a command line.
+#include <cstdio>
+#include <string>
+
+#include <json/writer.h>
+#include <unistd.h>
+
+#include "CommandLine.h"
+#include "Failure.h"
+#include "ProgressLine.h"
+#include "Text.h"
+#include "libcbase/Cstylecode.h"
+
+namespace {
+
+using huectl::ExitCode;
+using huectl::Failure;
+
+// Non-ASCII characters are escaped, so that no locale and no name can spoil the document.
+std::string document_of(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "  ";
+    return Json::writeString(builder, value) + "\n";
+}
+
+void print(const std::string& text) {
+    if (!huectl::write_all(STDOUT_FILENO, text)) {
+        throw Failure(ExitCode::refused,
+                      "done, but standard output does not take the result; write it elsewhere");
+    }
+}
+
+ExitCode report(const Failure& failure, bool is_for_scripts) {
+    const std::string message = huectl::printable(failure.what());
+    huectl::write_all(STDERR_FILENO, "huectl: " + message + "\n");
+    if (is_for_scripts) {
+        Json::Value document;
+        document["error"] = message;
+        huectl::write_all(STDOUT_FILENO, document_of(document));
+    }
+    return failure.exit_code();
+}
+
+ExitCode run(int argc, char** argv) {
+    try {
+        const auto command_line = huectl::read_command_line(argc, argv);
+        if (command_line) {
+            const huectl::Result result = command_line->command();
+            print(command_line->is_for_scripts ? document_of(result.json) : result.text);
+        }
+        return ExitCode::done;
+    } catch (const Failure& failure) {
+        return report(failure, huectl::asks_for_json(argc, argv));
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    openlogfile();
+    const ExitCode exit_code = run(argc, argv);
+    closelogfile();
+    return static_cast<int>(exit_code);
+}
