@@ -83,9 +83,13 @@ bool GtwHandler::openCommandsEndpoint() {
     } else if (local_port_ > kAnyPort) {
         listener_.reset(make_internet_socket(local_port_, kBacklog));
     }
+    if (listener_.get() >= FD_SETSIZE) {
+        error("GtwHandler::initialize the commands endpoint got descriptor %d, select takes %d",
+              listener_.get(), FD_SETSIZE);
+        listener_.reset();
+    }
     // A connection may be gone again by the time that it is accepted: the accept must not wait.
-    if (listener_ &&
-        (listener_.get() >= FD_SETSIZE || fcntl(listener_.get(), F_SETFL, O_NONBLOCK) != 0)) {
+    if (listener_ && fcntl(listener_.get(), F_SETFL, O_NONBLOCK) != 0) {
         listener_.reset();
     }
     return static_cast<bool>(listener_);

@@ -41,11 +41,12 @@ class GtwHandler final {
     };
 
     static constexpr std::size_t kMaxGateways = 20;
-    /// Requests that may be arriving at the same time; a further one displaces the oldest.
+    /// Requests that may be arriving at the same time, fewer when descriptors are short; a further
+    /// one displaces the oldest.
     static constexpr std::size_t kMaxPendingRequests = 32;
     /// A request that has not arrived this long after its connection is given up.
     static constexpr int kRequestDeadlineSeconds = 5;
-    /// Pause after a connection that could not be accepted, such as for want of descriptors.
+    /// Pause after a connection that could not be accepted while no request was there to displace.
     static constexpr int kAcceptPauseMilliseconds = 1000;
 
     /// The commands endpoint is a UNIX socket at `name` (copied), a TCP socket at `port`, or a TCP
@@ -115,7 +116,9 @@ class GtwHandler final {
     std::optional<int> advanceRequests(const fd_set& ready, int ready_count);
     std::optional<int> advanceRequest(std::size_t index, int ready_count);
     std::optional<int> acceptRequest(int ready_count);
+    FileDescriptor acceptConnection();
     std::optional<int> acceptFailed(int reason);
+    bool placeNewest();
     std::optional<int> serveGateway(const fd_set& ready, int ready_count);
 
     PendingRequest takeRequest(std::size_t index);

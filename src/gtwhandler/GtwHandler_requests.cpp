@@ -6,6 +6,8 @@
 #include <utility>
 
 #include <strings.h>
+#include <sys/resource.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 
 #include "gtwhandler/GtwHandler.h"
@@ -59,6 +61,22 @@ std::string numbered(std::string tag, int parameter) {
 
 bool is_same_name(const std::string& name, const char* other) {
     return name.size() == std::strlen(other) && strcasecmp(name.c_str(), other) == 0;
+}
+
+// What a connection fewer would remedy.
+bool is_shortage(int reason) {
+    return reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM;
+}
+
+// Requests that are awaited leave a few descriptors to the threads that serve the complete ones:
+// for the bridge, the core and the resolver. None reaches what select cannot watch.
+int end_of_roomy_descriptors() {
+    constexpr rlim_t kSpareDescriptors = 4;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur > FD_SETSIZE + kSpareDescriptors) {
+        return FD_SETSIZE;
+    }
+    return static_cast<int>(limit.rlim_cur) - static_cast<int>(kSpareDescriptors);
 }
 
 // Bytes left unread would make the close a reset, which may overtake the answer.
@@ -119,23 +137,29 @@ std::optional<int> GtwHandler::advanceRequest(std::size_t index, int ready_count
 }
 
 std::optional<int> GtwHandler::acceptRequest(int ready_count) {
-    FileDescriptor connection(
-        accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    FileDescriptor connection = acceptConnection();
     if (!connection) {
         return acceptFailed(errno);
-    }
-    if (connection.get() >= FD_SETSIZE) {
-        recordReceiveFailure(false, strerror(EMFILE));
-        return -1;
     }
     pending_.emplace_back(std::move(connection),
                           Clock::now() + std::chrono::seconds(kRequestDeadlineSeconds));
     const std::optional<int> result = advanceRequest(pending_.size() - 1, ready_count);
-    if (pending_.size() <= kMaxPendingRequests) {
-        return result;
+    if (result) {
+        return result;  // a request that arrives whole needs no place
     }
-    dropOldestRequest();  // the new one has to be waited for
-    return -1;
+    return placeNewest() ? std::nullopt : std::make_optional(-1);
+}
+
+// A connection that cannot be accepted for want of descriptors gets that of the oldest request.
+FileDescriptor GtwHandler::acceptConnection() {
+    while (true) {
+        FileDescriptor connection(
+            accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (connection || !is_shortage(errno) || pending_.empty()) {
+            return connection;
+        }
+        dropOldestRequest();
+    }
 }
 
 std::optional<int> GtwHandler::acceptFailed(int reason) {
@@ -147,11 +171,27 @@ std::optional<int> GtwHandler::acceptFailed(int reason) {
     // The connection stays in the queue and the endpoint ready: without a pause the loop would
     // spin.
     accept_pause_end_ = Clock::now() + std::chrono::milliseconds(kAcceptPauseMilliseconds);
-    if (!pending_.empty()) {
-        dropOldestRequest();
-    }
     recordReceiveFailure(false, strerror(reason));
     return -1;
+}
+
+// Finds a place for the request that has just begun to arrive, at the cost of the oldest ones. True
+// when there was one free.
+bool GtwHandler::placeNewest() {
+    const int roomy_end = end_of_roomy_descriptors();
+    bool has_displaced = false;
+    while (pending_.size() > 1 &&
+           (pending_.size() > kMaxPendingRequests || pending_.back().fd() >= roomy_end)) {
+        dropOldestRequest();
+        pending_.back().lower_descriptor();
+        has_displaced = true;
+    }
+    if (pending_.back().fd() >= FD_SETSIZE) {
+        takeRequest(pending_.size() - 1).abandon();  // select cannot watch it
+        recordReceiveFailure(false, strerror(EMFILE));
+        return false;
+    }
+    return !has_displaced;
 }
 
 PendingRequest GtwHandler::takeRequest(std::size_t index) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/socket.h>
 
 #include "libcbase/FSMCoreutil.h"
@@ -39,6 +40,13 @@ PendingRequest::Progress PendingRequest::advance() {
 
 std::string_view PendingRequest::body() const {
     return std::string_view(received_).substr(body_start_, announced_);
+}
+
+void PendingRequest::lower_descriptor() {
+    FileDescriptor lowest(fcntl(fd(), F_DUPFD_CLOEXEC, 0));
+    if (lowest && lowest.get() < fd()) {
+        connection_ = std::move(lowest);
+    }
 }
 
 void PendingRequest::abandon() {

@@ -42,6 +42,8 @@ class PendingRequest final {
     /// A complete request from "Request: " on, of the announced length.
     std::string_view body() const;
 
+    /// Moves the connection to the lowest descriptor that is free, if that is below its own.
+    void lower_descriptor();
     FileDescriptor release_connection() { return std::move(connection_); }
     /// Closes the connection without an answer.
     void abandon();

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include "HouseTest.h"
@@ -98,6 +99,23 @@ TEST_F(Endpoint, SilentSlowAndBrokenPeersDelayNobody) {
     }
     runs(111, "0");
     EXPECT_TRUE(light_is(1, "on", "false"));
+}
+
+TEST_F(Endpoint, ManySilentPeersAndFewDescriptorsDelayNobody) {
+    start();
+    const rlimit few{24, 24};
+    ASSERT_EQ(prlimit(house.daemon().pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+    std::vector<FileDescriptor> silent;
+    for (int command = 0; command < 20; ++command) {
+        for (int i = 0; i < 5; ++i) {
+            silent.push_back(house.core().connects());
+        }
+        const auto asked = Clock::now();
+        runs(111, command % 2 == 0 ? "0" : "1");
+        EXPECT_LT(Clock::now() - asked, std::chrono::milliseconds(700));
+    }
+    runs(122, "20");
+    EXPECT_TRUE(light_is(2, "bri", "50")) << "the bridge must be reached with what is left";
 }
 
 TEST_F(Endpoint, AnswersAFunctionThatItDoesNotKnowAndRunsNothing) {

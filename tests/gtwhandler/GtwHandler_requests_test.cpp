@@ -1,9 +1,7 @@
 #include <atomic>
-#include <ctime>
 #include <thread>
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include "gtwhandler/GtwHandler.h"
 #include "tests/gtwhandler/LoopTest.h"
@@ -269,28 +267,6 @@ TEST_F(GtwRequests, RefusesABadBodyAndAnObjectIdThatIsNoNumber) {
     }
     expect_refusal(request({}), "ObjectID in first parameter <> is not a valid number");
     EXPECT_TRUE(serves());
-}
-
-TEST_F(GtwRequests, WithoutDescriptorsTheLoopDoesNotSpin) {
-    EXPECT_TRUE(serves());
-    CorePeer core = connects();
-    core.says(request({"7", "RUN"}));
-    rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    rlimit none = before;
-    none.rlim_cur = 3;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    EXPECT_EQ(loop_.run(), -1);
-    EXPECT_EQ(loop_.getLastError(),
-              kReceive1 + std::string("'Too many open files', continuing for the next request"));
-    loop_.setSelectTimeout(0, 500000);
-    const std::clock_t used = std::clock();
-    EXPECT_EQ(loop_.run(), 0);
-    EXPECT_LT(std::clock() - used, CLOCKS_PER_SEC / 5);
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-    loop_.setSelectTimeout(10, 0);
-    EXPECT_EQ(loop_.run(), 0);
-    EXPECT_EQ(core.hears(), kDone) << "served once the pause is over";
 }
 
 }  // namespace
