@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -18,97 +17,6 @@
 #include <unistd.h>
 
 #include "libcbase/memory.h"
-
-std::int32_t zel_log_facility = LOG_LOCAL0;
-
-namespace {
-
-constexpr std::size_t kLineBytes = 1024;
-constexpr const char* kInterface = "eth0";
-constexpr std::size_t kHardwareAddressBytes = 6;
-
-// Keeps errno for the caller, across calls that may set it.
-class KeepErrno final {
-  public:
-    KeepErrno() = default;
-    ~KeepErrno() { errno = errno_; }
-    KeepErrno(const KeepErrno&) = delete;
-    KeepErrno& operator=(const KeepErrno&) = delete;
-
-  private:
-    int errno_ = errno;
-};
-
-// The line is made on the stack: xmalloc reports here that memory is out. The text goes to syslog
-// as an argument, so that a '%' that came from outside is not read as a format.
-[[gnu::format(printf, 2, 0)]] void log_line(int level, const char* format, va_list arguments) {
-    const KeepErrno keep;
-    char line[kLineBytes];
-    if (std::vsnprintf(line, sizeof(line), format, arguments) >= 0) {
-        syslog(zel_log_facility | level, "%s", line);
-    }
-}
-
-}  // namespace
-
-void openlogfile() {
-    openlog(nullptr, LOG_PID | LOG_CONS, zel_log_facility);
-}
-
-void closelogfile() {
-    closelog();
-}
-
-void error(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_ERR, format, arguments);
-    va_end(arguments);
-}
-
-void warning(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_WARNING, format, arguments);
-    va_end(arguments);
-}
-
-void info(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_INFO, format, arguments);
-    va_end(arguments);
-}
-
-void verbose_info(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_INFO, format, arguments);
-    va_end(arguments);
-}
-
-void logged_info(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_INFO, format, arguments);
-    va_end(arguments);
-}
-
-void debug(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_DEBUG, format, arguments);
-    va_end(arguments);
-}
-
-void verbose_debug(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_DEBUG, format, arguments);
-    va_end(arguments);
-}
-
-void byteinfo(const char* /*format*/, ...) {}
 
 namespace {
 
@@ -143,7 +51,7 @@ void error_from_signal_handler(const char* text, std::size_t length, int patienc
     if (fd < 0) {
         return;
     }
-    const KeepErrno keep;
+    const int kept = errno;
     iovec parts[2] = {{signal_header, signal_header_length}, {const_cast<char*>(text), length}};
     msghdr message{};
     message.msg_name = &signal_address;
@@ -157,9 +65,13 @@ void error_from_signal_handler(const char* text, std::size_t length, int patienc
         poll(nullptr, 0, kPauseMilliseconds);
         patience_ms -= kPauseMilliseconds;
     }
+    errno = kept;
 }
 
 namespace {
+
+constexpr const char* kInterface = "eth0";
+constexpr std::size_t kHardwareAddressBytes = 6;
 
 enum class InterfaceAnswer { kGiven, kNoSocket, kNoInterface };
 

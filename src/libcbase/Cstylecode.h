@@ -13,6 +13,10 @@
 
 #include <sys/types.h>
 
+// A namespace that callers do not see, for the linker only: these also go into the installed
+// huelib, and programs that use it have an error() or info() of their own.
+inline namespace cbase_log {
+
 /// The syslog facility of every line; may be changed before openlogfile.
 extern std::int32_t zel_log_facility;
 
@@ -30,6 +34,8 @@ void closelogfile();
 [[gnu::format(printf, 1, 2)]] void verbose_debug(const char* format, ...);
 /// Logs nothing: a place to put traces that are compiled but not wanted.
 [[gnu::format(printf, 1, 2)]] void byteinfo(const char* format, ...);
+
+}  // namespace cbase_log
 
 /// Prepares error_from_signal_handler: opens its datagram socket and composes the line's header
 /// (program name and process ID). Call once, before the handlers are installed; a second call
