@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <thread>
+#include <utility>
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -47,6 +48,11 @@ Core::~Core() {
 std::vector<Core::Report> Core::reports() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return reports_;
+}
+
+std::vector<Core::Report> Core::takes_reports() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(reports_, {});
 }
 
 std::vector<std::string> Core::history(int object) const {

@@ -46,6 +46,8 @@ class Core final {
     std::optional<std::string> value(int object) const;
     std::vector<std::string> history(int object) const;
     std::vector<Report> reports() const;
+    /// The reports since the last call, which are forgotten.
+    std::vector<Report> takes_reports();
     /// Requests that were no SETVALUE in the form that the core expects.
     int malformed_requests() const { return malformed_; }
     int connections() const { return server_.connections(); }

@@ -199,6 +199,9 @@ void Gate::serve(Connection& connection) {
         const std::lock_guard<std::mutex> lock(mutex_);
         changes_.push_back(request);
     }
+    if (exchange_listener_) {
+        exchange_listener_(request, answer.substr(std::min(body_position(answer), answer.size())));
+    }
     deliver(connection, plan, answer);
 }
 

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -61,6 +62,11 @@ class Gate final {
 
     /// @name What it saw
     /// @{
+    /// Called with each request that the server behind has answered, before the answer goes out, so
+    /// in the order in which a client that waits for its answers sees them. On a connection's
+    /// thread, and what it does delays the answer. Set before the first request.
+    using ExchangeListener = std::function<void(const Request&, const std::string& body)>;
+    void on_exchange(ExchangeListener listener) { exchange_listener_ = std::move(listener); }
     std::vector<Request> requests() const;
     /// Those PUTs that the server behind took without an error, whatever became of its answer.
     std::vector<Request> changes() const;
@@ -93,6 +99,7 @@ class Gate final {
 
     int port_behind_;
     EventSink sink_;
+    ExchangeListener exchange_listener_;
     mutable std::mutex mutex_;  // guards requests_, changes_ and plan_
     std::vector<Request> requests_;
     std::vector<Request> changes_;

@@ -132,6 +132,14 @@ std::optional<DaemonProcess::Ending> House::stop() {
     return ending;
 }
 
+void House::forget() {
+    journal_.forget();
+    bridge_->gate().forget();
+    if (log_) {
+        log_->clear();
+    }
+}
+
 std::vector<House::RoleObject> House::objects() {
     std::vector<RoleObject> objects;
     const auto rows = database_.rows(

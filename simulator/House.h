@@ -60,6 +60,9 @@ class House final {
     /// After start().
     DaemonProcess& daemon() { return *daemon_; }
     Journal& journal() { return journal_; }
+    /// Lets go of the events, requests and log lines so far, so that a house that stands for hours
+    /// does not grow. The core's reports stay.
+    void forget();
     bool has_daemon() const { return daemon_ != nullptr; }
 
     /// The database's ID of the bridge that the daemon serves.

@@ -40,6 +40,11 @@ std::size_t Journal::size() const {
     return events_.size();
 }
 
+void Journal::forget() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    events_.clear();
+}
+
 bool Journal::wait_for(const std::function<bool()>& predicate,
                        std::chrono::milliseconds limit) const {
     const auto deadline = std::chrono::steady_clock::now() + limit;

@@ -46,6 +46,8 @@ class Journal final {
     /// How many events of `kind` hold `part`, from the event of index `since` on.
     std::size_t count(EventKind kind, const std::string& part, std::size_t since = 0) const;
     std::size_t size() const;
+    /// Lets go of the events so far; for a house that stands for hours.
+    void forget();
 
     /// True as soon as `predicate` is. It is asked at every event, and at least every
     /// kPollPeriod; it may read any part of the house.

@@ -16,7 +16,16 @@ namespace simulator {
 namespace {
 
 constexpr const char* kLogPath = "/dev/log";
+constexpr const char* kMark = "mark of catches_up";
+constexpr std::chrono::seconds kCatchUpLimit{5};
 constexpr std::size_t kStampLength = 16;  // "Nov 22 21:21:49 "
+
+sockaddr_un log_address() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, kLogPath, sizeof(address.sun_path) - 1);
+    return address;
+}
 
 // "<131>Nov 22 21:21:49 lumivad[123]: text", the time stamp being optional.
 SystemLog::Line parse(std::string datagram) {
@@ -62,9 +71,7 @@ void SystemLog::open() {
     if (!socket_) {
         throw std::system_error(errno, std::generic_category(), "system log");
     }
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, kLogPath, sizeof(address.sun_path) - 1);
+    const sockaddr_un address = log_address();
     const auto* name = reinterpret_cast<const sockaddr*>(&address);
     // What a log that is gone left behind, outside a sandbox, is in nobody's use.
     const FileDescriptor probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -121,12 +128,24 @@ void SystemLog::receive() {
         if ((ready[0].revents & POLLIN) != 0) {
             const ssize_t length = recv(socket_.get(), buffer, sizeof(buffer), MSG_DONTWAIT);
             if (length > 0) {
-                keep(parse(std::string(buffer, static_cast<std::size_t>(length))));
+                take(std::string(buffer, static_cast<std::size_t>(length)));
             }
         } else if (ready[1].revents != 0) {
             return;
         }
     }
+}
+
+void SystemLog::take(std::string datagram) {
+    if (datagram != kMark) {
+        keep(parse(std::move(datagram)));
+        return;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);  // so that a waiter cannot miss it
+        ++marks_seen_;
+    }
+    arrived_.notify_all();
 }
 
 void SystemLog::keep(const Line& line) {
@@ -166,6 +185,19 @@ bool SystemLog::wait_for(const std::string& part, std::chrono::milliseconds limi
 void SystemLog::clear() {
     const std::lock_guard<std::mutex> lock(mutex_);
     lines_.clear();
+}
+
+void SystemLog::catches_up() {
+    const std::lock_guard<std::mutex> one_at_a_time(mark_mutex_);
+    const sockaddr_un address = log_address();
+    const FileDescriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const std::uint64_t before = marks_seen_;
+    if (sendto(sender.get(), kMark, std::strlen(kMark), 0,
+               reinterpret_cast<const sockaddr*>(&address), sizeof(address)) < 0) {
+        throw std::system_error(errno, std::generic_category(), kLogPath);
+    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    arrived_.wait_for(lock, kCatchUpLimit, [this, before] { return marks_seen_ != before; });
 }
 
 }  // namespace simulator

@@ -3,8 +3,10 @@
 /// One at a time in a sandbox. Thread-safe.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -41,6 +43,8 @@ class SystemLog final {
     bool wait_for(const std::string& part,
                   std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
     void clear();
+    /// Returns when every line that was sent before this call is kept and the listener has had it.
+    void catches_up();
 
     /// @name Faults, which belong to one controlling thread
     /// @{
@@ -54,6 +58,7 @@ class SystemLog final {
   private:
     void open();
     void receive();
+    void take(std::string datagram);
     void keep(const Line& line);
     std::size_t count_locked(const std::string& part) const;
 
@@ -63,6 +68,9 @@ class SystemLog final {
     mutable std::mutex mutex_;  // guards lines_ and listener_
     mutable std::condition_variable arrived_;
     std::vector<Line> lines_;
+    // A mark is sent among the lines, which arrive in the order in which they were sent.
+    std::mutex mark_mutex_;  // one mark at a time
+    std::atomic<std::uint64_t> marks_seen_{0};
     std::thread thread_;
 };
 
