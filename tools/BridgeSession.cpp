@@ -68,11 +68,7 @@ Json::Value BridgeSession::light(int id) {
 }
 
 void BridgeSession::carry_out(const std::string& what, const std::function<bool(Hue&)>& action) {
-    if (has_read_) {
-        // Each sender paces its own requests only.
-        std::this_thread::sleep_for(HueCommandAPI::minDelay);
-        has_read_ = false;
-    }
+    take_turn(Sender::bridge);
     bool is_confirmed = false;
     talk_to(address_, [&] { is_confirmed = action(bridge_); });
     expect_no_refusal(what);
@@ -82,11 +78,19 @@ void BridgeSession::carry_out(const std::string& what, const std::function<bool(
 }
 
 Json::Value BridgeSession::read(const std::string& path) {
+    take_turn(Sender::session);
     Json::Value answer;
     talk_to(address_, [&] { answer = sender_.GETRequest(path, Json::Value(Json::objectValue)); });
-    has_read_ = true;
     expect_no_refusal(path);
     return answer;
+}
+
+// Each of the two senders paces its own requests only.
+void BridgeSession::take_turn(Sender next) {
+    if (last_ != Sender::nobody && last_ != next) {
+        std::this_thread::sleep_for(HueCommandAPI::minDelay);
+    }
+    last_ = next;
 }
 
 void BridgeSession::expect_no_refusal(const std::string& what) {

@@ -29,19 +29,22 @@ class BridgeSession final {
     Json::Value lights();
     /// What it tells of one light: an object with a "state".
     Json::Value light(int id);
-    /// Runs `action` on the client library's bridge, behind the requests that were sent before. A
-    /// Failure when the bridge refuses something, or when `action` answers false; `what` names it.
+    /// Runs `action` on the client library's bridge. A Failure when the bridge refuses something,
+    /// or when `action` answers false; `what` names it.
     void carry_out(const std::string& what, const std::function<bool(Hue&)>& action);
 
   private:
+    enum class Sender { nobody, session, bridge };
+
     Json::Value read(const std::string& path);
+    void take_turn(Sender next);
     void expect_no_refusal(const std::string& what);
 
     std::string address_;
     std::shared_ptr<const ObservingHttpHandler> transport_;
     HueCommandAPI sender_;
     Hue bridge_;
-    bool has_read_ = false;  // with sender_, which bridge_ does not know of
+    Sender last_ = Sender::nobody;
 };
 
 }  // namespace huectl

@@ -98,14 +98,7 @@ Result light(const Access& access, int id, const LightOptions& options) {
     for (const Step& step : steps) {
         session.carry_out(step.option, [&](Hue& bridge) { return step.act(bridge.peekLight(id)); });
     }
-    Json::Value after;
-    session.carry_out("light", [&](Hue& bridge) {
-        HueLight& changed = bridge.peekLight(id);
-        changed.refreshState();
-        after = changed.getState();
-        return true;
-    });
-    return result_of(LightReport(id, after));
+    return result_of(LightReport(id, session.light(id)));
 }
 
 Result forget(const Access& access, int id, bool is_confirmed) {

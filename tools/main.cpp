@@ -1,5 +1,5 @@
 // huectl: finds, pairs with and tests Hue bridges from a command line.
-#include <cstdio>
+#include <exception>
 #include <string>
 
 #include <json/writer.h>
@@ -9,7 +9,6 @@
 #include "Failure.h"
 #include "ProgressLine.h"
 #include "Text.h"
-#include "libcbase/Cstylecode.h"
 
 namespace {
 
@@ -51,14 +50,14 @@ ExitCode run(int argc, char** argv) {
         return ExitCode::done;
     } catch (const Failure& failure) {
         return report(failure, huectl::asks_for_json(argc, argv));
+    } catch (const std::exception&) {
+        return report({ExitCode::refused, "the memory or the threads did not suffice; try again"},
+                      huectl::asks_for_json(argc, argv));
     }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    openlogfile();
-    const ExitCode exit_code = run(argc, argv);
-    closelogfile();
-    return static_cast<int>(exit_code);
+    return static_cast<int>(run(argc, argv));
 }
