@@ -1,7 +1,7 @@
 // How inputs for a bridge are changed: besides bytes, whole values of the JSON in one of the parts.
 // The JSON library is not instrumented, so bytes alone would seldom make another well-formed
 // answer.
-#include <cstring>
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -98,6 +98,6 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
     if (text.size() > max_size) {
         return LLVMFuzzerMutate(data, size, max_size);
     }
-    std::memcpy(data, text.data(), text.size());
+    std::copy(text.begin(), text.end(), data);
     return text.size();
 }

@@ -1,0 +1,63 @@
+// What the tool shows of a light, whatever the bridge tells: harmless text, and one JSON document.
+// The input is a light's description, or any text.
+#include <string>
+#include <string_view>
+
+#include <json/writer.h>
+
+#include "fuzz/support/Surroundings.h"
+#include "huelib/JsonAccess.h"
+#include "tools/LightReport.h"
+#include "tools/Text.h"
+
+namespace {
+
+using fuzzing::require;
+
+constexpr std::size_t kLimit = 40;
+constexpr std::size_t kLongestRow = 1000;
+
+// By bytes, another way than the product looks: no control character, also none of two bytes.
+bool is_harmless(std::string_view text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const bool is_second = i > 0 && static_cast<unsigned char>(text[i - 1]) == 0xC2;
+        if (byte < 0x20 || byte == 0x7F || (is_second && byte < 0xA0)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void check_text(std::string_view text) {
+    const std::string shown = huectl::printable(text);
+    require(is_harmless(shown), "a text cannot steer the terminal");
+    require(huectl::is_printable(shown), "what was made printable is");
+    require(huectl::printable(text, kLimit).size() <= 4 * kLimit, "a text is cut at its limit");
+    require(huectl::length_of(huectl::printable(text, kLimit)) <= kLimit,
+            "a text is cut at its limit");
+}
+
+void check_light(const Json::Value& description) {
+    const huectl::LightReport report(3, description);
+    std::string row = huectl::table({report.row()});
+    require(!row.empty() && row.back() == '\n', "a row is a line");
+    row.pop_back();
+    require(is_harmless(row) && row.size() <= kLongestRow, "a row is one short line");
+    Json::Value reread;
+    require(
+        JsonAccess::parse(Json::writeString(Json::StreamWriterBuilder(), report.json()), reread),
+        "a report is JSON");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    check_text(text);
+    Json::Value description;
+    if (JsonAccess::parse(text, description)) {
+        check_light(description);
+    }
+    return 0;
+}
