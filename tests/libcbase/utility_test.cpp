@@ -163,6 +163,15 @@ TEST_F(OptionalParametersTest, TakesWhatStandsInQuotesAndDropsWhatHasNoName) {
     }
 }
 
+TEST_F(OptionalParametersTest, LosesWhatStandsBehindASingleQuoteOnceAndNothingMore) {
+    parses("a=\"it's\"|b='x\"y'|c=\"z\"");
+    EXPECT_EQ(encoded(), "c='z'|b='y''|a='it's'");
+    parses(encoded().c_str());
+    EXPECT_EQ(encoded(), "a='it'|b='y'|c='z'");
+    parses(encoded().c_str());
+    EXPECT_EQ(encoded(), "c='z'|b='y'|a='it'");
+}
+
 TEST_F(OptionalParametersTest, ReplacesInPlaceAndDeletesByPrefixAlsoAtTheHead) {
     parses("b=1|a=1|B=2|c=3");
     linkedlist* list = list_.get();
