@@ -9,6 +9,7 @@
 
 #include "huelib/JsonAccess.h"
 #include "huelib/LightCatalogue.h"
+#include "huelib/LightDescription.h"
 #include "libcbase/Cstylecode.h"
 
 namespace {
@@ -92,9 +93,9 @@ void Hue::refreshState() {
     if (username.empty()) {
         return;
     }
-    Json::Value answer = commands.GETRequest("", emptyObject());
+    const Json::Value answer = commands.GETRequest("", emptyObject());
     if (answer.isObject() && answer.isMember("lights")) {
-        state = std::move(answer);
+        state = LightList(answer["lights"]);
     } else {
         error("Answer in Hue::refreshState of http_handler->GETJson(...) is not expected!");
     }
@@ -112,20 +113,19 @@ HueLight& Hue::getLight(int id) {
     info("Hue->getLight(%d) - light not found, refreshing state\n", id);
     refreshState();
     info("Hue->getLight(%d) - light not found, refreshing state done\n", id);
-    if (!isListed(id)) {
+    const LightList::Entry* const listed = state.find(id);
+    if (listed == nullptr) {
         error("Hue->getLight(%d) - light id is not valid\n", id);
         throw std::runtime_error("Error in Hue getLight(): light id is not valid");
     }
-    return makeLight(id);
+    return makeLight(id, *listed);
 }
 
-HueLight& Hue::makeLight(int id) {
-    const Json::Value& entry = JsonAccess::member(listedLights(), std::to_string(id));
-    info("Hue->getLight(%d) - state: %s\n", id, entry.toStyledString().c_str());
-    const std::string modelId = JsonAccess::asString(JsonAccess::member(entry, "modelid"));
-    info("Hue->getLight(%d) - type: %s\n", id, modelId.c_str());
+HueLight& Hue::makeLight(int id, const LightList::Entry& listed) {
+    info("Hue->getLight(%d) - state: %s\n", id, listed.styledText.c_str());
+    info("Hue->getLight(%d) - type: %s\n", id, listed.modelId.c_str());
 
-    const LightClass driven = classOfSupportedModel(modelId);
+    const LightClass driven = classOfSupportedModel(listed.modelId);
     std::shared_ptr<const ColorTemperatureStrategy> temperature;
     if (driven.temperature == TemperatureControl::simple) {
         temperature = simpleColorTemperatureStrategy;
@@ -161,7 +161,7 @@ bool Hue::lightExists(int id) {
 }
 
 bool Hue::lightExists(int id) const {
-    return lights.count(keyOf(id)) != 0 || isListed(id);
+    return lights.count(keyOf(id)) != 0 || state.find(id) != nullptr;
 }
 
 bool Hue::removeLight(int id) {
@@ -183,18 +183,16 @@ void Hue::refreshLights() {
     for (auto& [id, light] : lights) {
         const std::string name = std::to_string(id);
         if (answer.isObject() && answer.isMember(name)) {
-            light.updateState(answer[name].toStyledString());
+            // No more of it than the light will keep: the text of what is nested is many times its
+            // size.
+            light.updateState(LightDescription::kept(answer[name]).toStyledString());
         }
     }
 }
 
 std::vector<std::reference_wrapper<HueLight>> Hue::getAllLights() {
     refreshState();
-    const Json::Value& listed = listedLights();
-    // A copy: making a light reads the state anew.
-    const Json::Value::Members names =
-        listed.isObject() ? listed.getMemberNames() : Json::Value::Members();
-    for (const std::string& name : names) {
+    for (const std::string& name : state.names()) {  // a copy: making a light reads the state anew
         getLight(std::stoi(name));
     }
     std::vector<std::reference_wrapper<HueLight>> all;
@@ -212,13 +210,4 @@ std::string Hue::getPictureOfLight(int id) const {
 
 std::string Hue::getPictureOfModel(const std::string& modelId) const {
     return std::string(LightCatalogue::pictureOfModel(modelId));
-}
-
-bool Hue::isListed(int id) const {
-    const Json::Value& listed = listedLights();
-    return listed.isObject() && listed.isMember(std::to_string(id));
-}
-
-const Json::Value& Hue::listedLights() const {
-    return JsonAccess::member(state, "lights");
 }

@@ -13,13 +13,12 @@
 #include <string>
 #include <vector>
 
-#include <json/value.h>
-
 #include "huelib/ExtendedColorHueStrategy.h"
 #include "huelib/ExtendedColorTemperatureStrategy.h"
 #include "huelib/HueCommandAPI.h"
 #include "huelib/HueLight.h"
 #include "huelib/IHttpHandler.h"
+#include "huelib/LightList.h"
 #include "huelib/SimpleBrightnessStrategy.h"
 #include "huelib/SimpleColorHueStrategy.h"
 #include "huelib/SimpleColorTemperatureStrategy.h"
@@ -71,13 +70,11 @@ class Hue {
     std::string getPictureOfModel(const std::string& modelId) const;
 
   private:
-    HueLight& makeLight(int id);
-    bool isListed(int id) const;
-    const Json::Value& listedLights() const;
+    HueLight& makeLight(int id, const LightList::Entry& listed);
 
     std::string ip;
     std::string username;
-    Json::Value state;  // from the bridge: read through JsonAccess
+    LightList state;  // what is read of the last answer that listed lights
     std::map<unsigned char, HueLight> lights;
     std::shared_ptr<SimpleBrightnessStrategy> simpleBrightnessStrategy;
     std::shared_ptr<SimpleColorHueStrategy> simpleColorHueStrategy;

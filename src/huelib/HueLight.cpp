@@ -3,14 +3,11 @@
 #include "huelib/CachedLightState.h"
 #include "huelib/ColorConversion.h"
 #include "huelib/JsonAccess.h"
+#include "huelib/LightDescription.h"
 #include "huelib/LightStateChange.h"
 #include "libcbase/Cstylecode.h"
 
 namespace {
-
-bool isDescription(const Json::Value& value) {
-    return value.isObject() && value.isMember("state");
-}
 
 // What the bridge confirms under `key` in the first element of its answer; null when it does not.
 const Json::Value& confirmedValue(const Json::Value& answer, const std::string& key) {
@@ -253,10 +250,7 @@ Json::Value HueLight::SendPutRequest(const Json::Value& request, const std::stri
 }
 
 void HueLight::refreshState() {
-    Json::Value answer = commands.GETRequest(path(), Json::Value(Json::objectValue));
-    if (isDescription(answer)) {
-        state = std::move(answer);
-    } else {
+    if (!keep(commands.GETRequest(path(), Json::Value(Json::objectValue)))) {
         error("Answer in HueLight::refreshState of http_handler->GETJson(...) is not expected!");
     }
 }
@@ -265,8 +259,8 @@ void HueLight::updateState(const std::string& json) {
     Json::Value description;
     if (!JsonAccess::parse(json, description)) {
         error("Problem crerating JSON object from received string state.");
-    } else if (isDescription(description)) {
-        state = std::move(description);
+    } else {
+        keep(description);
     }
 }
 
@@ -280,6 +274,15 @@ unsigned int HueLight::MiredToKelvin(unsigned int mired) const {
 
 std::string HueLight::path() const {
     return "/lights/" + std::to_string(id);
+}
+
+bool HueLight::keep(const Json::Value& description) {
+    Json::Value kept = LightDescription::kept(description);
+    if (kept.isNull()) {
+        return false;
+    }
+    state = std::move(kept);
+    return true;
 }
 
 bool HueLight::switchTo(bool on, std::uint8_t transition) {

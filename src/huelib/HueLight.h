@@ -1,5 +1,5 @@
-/// The image of one light on the bridge: its number, the last description that the bridge gave of
-/// it, and the strategies that know how to drive it.
+/// The image of one light on the bridge: its number, what is read of the last description that the
+/// bridge gave of it, and the strategies that know how to drive it.
 ///
 /// Copied by value freely; copies share the strategies and the pacing of the sender. No lock of its
 /// own: a light belongs to whoever guards the bridge object. Getters of a const light read the
@@ -116,13 +116,15 @@ class HueLight {
 
     /// For the maker of the light, which knows its model.
     void setColorType(ColorType type) { colorType = type; }
-    /// The last description; null until the first successful refresh. From outside: read it through
-    /// JsonAccess. Valid until the next refresh or update.
+    /// What LightDescription keeps of the last description; null until the first successful
+    /// refresh. From outside: read it through JsonAccess. Valid until the next refresh or update.
     const Json::Value& getState() const { return state; }
 
   private:
     /// "/lights/<id>": the path of the light's requests and the start of the answers' keys.
     std::string path() const;
+    /// False when it is no description; the old one then stays.
+    bool keep(const Json::Value& description);
     bool switchTo(bool on, std::uint8_t transition);
     std::string text(const char* name) const;
 

@@ -2,14 +2,31 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <memory>
 
 #include <json/reader.h>
 
 namespace JsonAccess {
+namespace {
+
+// A value takes a hundred bytes and more once it is parsed, be it two bytes of text. A bridge's own
+// are about twenty bytes long: this many of them do not go into the largest answer that is read.
+constexpr std::ptrdiff_t kMaxValues = 200000;
+
+// Not below the number of values behind the first, since each stands behind one of these.
+std::ptrdiff_t separatorsIn(const std::string& text) {
+    return std::count_if(text.begin(), text.end(),
+                         [](char c) { return c == ',' || c == '[' || c == '{'; });
+}
+
+}  // namespace
 
 bool parse(const std::string& text, Json::Value& result) {
+    if (separatorsIn(text) > kMaxValues) {
+        return false;
+    }
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
     // A bridge's answers are less than ten levels deep. Each level costs a tab a line when a

@@ -9,7 +9,8 @@
 
 namespace JsonAccess {
 
-/// False when `text` is not JSON or is nested too deeply; `result` is then unspecified.
+/// False when `text` is not JSON, is nested too deeply or holds more values than a bridge has;
+/// `result` is then unspecified.
 bool parse(const std::string& text, Json::Value& result);
 
 /// The member of an object; null when there is none or `value` is no object. Lives as long as

@@ -6,6 +6,7 @@
 
 #include "huelib/Hue.h"
 #include "huelib/JsonAccess.h"
+#include "huelib/LinHttpHandler.h"
 #include "tests/huelib/TestLight.h"
 
 namespace {
@@ -64,6 +65,25 @@ TEST(HostileJson, WhatIsNestedDeeperThanAnyBridgeDoesIsRefused) {
     EXPECT_TRUE(JsonAccess::parse(nested(30), value));
     EXPECT_FALSE(JsonAccess::parse(nested(33), value));
     EXPECT_FALSE(JsonAccess::parse(nested(100000), value));
+}
+
+// Two bytes of text are a hundred in memory.
+TEST(HostileJson, MoreValuesThanTheLargestBridgeHasAreRefused) {
+    constexpr std::size_t kLongestAnswer = LinHttpHandler::Limits().answerBytes;
+    const std::string light = simulator::compact_json(description_with("{}"));
+    std::string lights = "{";
+    for (int id = 1; lights.size() < kLongestAnswer; ++id) {
+        lights += "\"" + std::to_string(id) + "\":" + light + ",";
+    }
+    Json::Value value;
+    EXPECT_TRUE(JsonAccess::parse(lights + "\"0\":{}}", value)) << "a bridge's own are longer";
+    for (const char* item : {"1,", "[],", "{},"}) {
+        std::string many = "[";
+        while (many.size() < kLongestAnswer) {
+            many += item;
+        }
+        EXPECT_FALSE(JsonAccess::parse(many + "1]", value)) << item;
+    }
 }
 
 }  // namespace

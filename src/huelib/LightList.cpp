@@ -1,0 +1,65 @@
+#include "huelib/LightList.h"
+
+#include <memory>
+#include <ostream>
+#include <streambuf>
+
+#include <json/writer.h>
+
+#include "huelib/JsonAccess.h"
+#include "huelib/LightDescription.h"
+
+namespace {
+
+// A buffer that is full when a log line would be.
+class LineBuffer final : public std::streambuf {
+  public:
+    LineBuffer() { setp(text, text + sizeof text); }
+    std::string written() const { return {pbase(), pptr()}; }
+
+  private:
+    char text[LightList::kMaxStyledBytes];
+};
+
+// The beginning of what toStyledString gives, which may be many times the size of the answer.
+std::string beginningOfStyledText(const Json::Value& value) {
+    LineBuffer buffer;
+    std::ostream stream(&buffer);
+    stream.exceptions(std::ios::badbit);
+    const std::unique_ptr<Json::StreamWriter> writer(Json::StreamWriterBuilder().newStreamWriter());
+    try {
+        writer->write(value, &stream);
+        stream << '\n';
+    } catch (const std::ios::failure&) {
+        // The buffer is full, and the writer has no more to do.
+    }
+    return buffer.written();
+}
+
+}  // namespace
+
+LightList::LightList(const Json::Value& lights) {
+    if (!lights.isObject()) {
+        return;
+    }
+    for (auto light = lights.begin(); light != lights.end() && entries.size() < kMaxLights;
+         ++light) {
+        const std::string modelId = JsonAccess::asString(JsonAccess::member(*light, "modelid"));
+        entries.emplace(LightDescription::keptText(light.name()),
+                        Entry{LightDescription::keptText(modelId), beginningOfStyledText(*light)});
+    }
+}
+
+const LightList::Entry* LightList::find(int id) const {
+    const auto found = entries.find(std::to_string(id));
+    return found != entries.end() ? &found->second : nullptr;
+}
+
+std::vector<std::string> LightList::names() const {
+    std::vector<std::string> result;
+    result.reserve(entries.size());
+    for (const auto& entry : entries) {
+        result.push_back(entry.first);
+    }
+    return result;
+}

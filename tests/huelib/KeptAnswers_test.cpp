@@ -1,0 +1,108 @@
+// What stays of a bridge's answers: all that is read, and no more of it, however much it says.
+#include <cstddef>
+
+#include <malloc.h>
+
+#include "huelib/Hue.h"
+#include "tests/huelib/TestLight.h"
+#include "tests/support/SystemLogTest.h"
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#include <sanitizer/allocator_interface.h>
+#endif
+
+namespace {
+
+std::size_t heap_in_use() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return __sanitizer_get_current_allocated_bytes();
+#else
+    const auto info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+#endif
+}
+
+// A description with something of everything in bulk, by far most of it of no interest.
+Json::Value talkative(const std::string& model) {
+    Json::Value description = description_with("{}");
+    const std::string text(50000, 'x');
+    description["modelid"] = model;
+    for (const char* name : {"name", "uniqueid", "extra"}) {
+        description[name] = text;
+    }
+    for (int i = 0; i < 2000; ++i) {
+        const std::string name = "a" + std::to_string(i);
+        description[name] = description["state"][name] = i;
+        description["state"]["xy"].append(i);
+    }
+    for (const char* name : {"effect", "mode"}) {
+        description["state"][name] = text;
+    }
+    description["state"]["reachable"] = description;
+    return description;
+}
+
+class KeptAnswers : public SystemLogTest {
+  protected:
+    std::shared_ptr<ScriptedHttpHandler> bridge_ = std::make_shared<ScriptedHttpHandler>();
+    Hue hue_{"bridge", ScriptedHttpHandler::kUser, bridge_};
+};
+
+TEST_F(KeptAnswers, DoNotGrowWithWhatABridgeSays) {
+    constexpr int kLights = 6;
+    for (int id = 1; id <= kLights; ++id) {
+        bridge_->has_light(id, description_with("{}"));
+        hue_.getLight(id);
+    }
+    const std::size_t before = heap_in_use();
+    {
+        Json::Value root;
+        for (int id = 1; id <= kLights; ++id) {
+            const std::string name = std::to_string(id);
+            root["lights"][name] = talkative("LCT001");
+            bridge_->answers("GET", root["lights"][name].toStyledString());
+            hue_.getLight(id);
+        }
+        bridge_->answers("GET", root["lights"].toStyledString());
+        hue_.refreshLights();
+        for (int id = 0; id < 3000; ++id) {
+            root["lights"][std::to_string(id)]["modelid"] = std::string(300, 'm');
+        }
+        bridge_->answers("GET", root.toStyledString());
+        hue_.refreshState();
+    }
+    bridge_->commands();  // the bridge forgets what it was asked
+    log_.clear();
+    // A list of 256 lights with the beginning of each, and what the lights keep.
+    EXPECT_LT(heap_in_use(), before + std::size_t{500000});
+    EXPECT_TRUE(std::as_const(hue_).lightExists(1));
+}
+
+TEST_F(KeptAnswers, HoldAllThatIsRead) {
+    bridge_->has_light(3, *simulator::parse_json(R"({
+        "state": {"on": true, "bri": 1, "hue": 2, "sat": 3, "ct": 4, "xy": [0.5, 0.25, 7],
+                  "effect": "colorloop", "colormode": "xy", "reachable": false},
+        "type": "a", "name": 5, "modelid": "LCT001", "swversion": "b", "uniqueid": "c",
+        "manufacturername": "d", "productname": "e", "luminaireuniqueid": "f", "extra": {}})"));
+    const HueLight& light = hue_.getLight(3);
+    EXPECT_EQ(light.getType() + light.getName() + light.getModelId() + light.getSwVersion() +
+                  light.getUId() + light.getManufacturername() + light.getProductname() +
+                  light.getLuminaireUId(),
+              "a5LCT001bcdef");
+    EXPECT_EQ(simulator::compact_json(light.getState()["state"]),
+              R"({"bri":1,"colormode":"xy","ct":4,"effect":"colorloop","hue":2,"on":true,)"
+              R"("reachable":false,"sat":3,"xy":[0.5,0.25]})");
+}
+
+TEST_F(KeptAnswers, AreLoggedAsTheBridgeGaveThem) {
+    const Json::Value brief = description_with("{}");
+    bridge_->has_light(1, brief);
+    bridge_->has_light(2, talkative("LCT001"));
+    hue_.getLight(1);
+    hue_.getLight(2);
+    EXPECT_TRUE(logged("Hue->getLight(1) - state: " + brief.toStyledString()));
+    const std::string line = "Hue->getLight(2) - state: " + talkative("LCT001").toStyledString();
+    EXPECT_TRUE(logged(line.substr(0, 1023)));
+}
+
+}  // namespace
