@@ -244,11 +244,14 @@ int Bridge::count(const std::string& method, const std::string& path) const {
         }));
 }
 
-Json::Value Bridge::Bulb::state(const std::string& member) const {
+Json::Value Bridge::Bulb::state() const {
     const std::lock_guard<std::mutex> lock(bridge_.mutex_);
     const auto found = bridge_.lights_.find(id_);
-    return found == bridge_.lights_.end() ? Json::Value()
-                                          : found->second.description()["state"][member];
+    return found == bridge_.lights_.end() ? Json::Value() : found->second.description()["state"];
+}
+
+Json::Value Bridge::Bulb::state(const std::string& member) const {
+    return state().get(member, Json::Value());
 }
 
 std::string Bridge::Bulb::name() const {

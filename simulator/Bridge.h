@@ -49,6 +49,8 @@ class Bridge final {
 
         /// A member of the light's state; null when there is no such light or member.
         Json::Value state(const std::string& member) const;
+        /// The whole state; null when there is no such light.
+        Json::Value state() const;
         std::string name() const;
         bool is_on() const { return state("on").asBool(); }
         unsigned brightness() const { return state("bri").asUInt(); }

@@ -1,0 +1,242 @@
+#include "simulator/Soak.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <thread>
+
+#include "hue_handler/UnitConversion.h"
+
+namespace simulator {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+constexpr seconds kBetweenSamples{60};
+constexpr milliseconds kStep{20};
+constexpr milliseconds kHalfPace = SoakLedger::kPace / 2;  // twice as fast as the bridge is driven
+constexpr seconds kPatience{60};                           // beyond what the queue takes
+constexpr seconds kForACommand{1};
+
+// A soak of seconds is a test: the same life, only quicker.
+struct Rhythm {
+    milliseconds shortest_burst, longest_burst, shortest_quiet, longest_quiet;
+    milliseconds first_reboot, shortest_between_reboots, longest_between_reboots, longest_reboot;
+};
+constexpr Rhythm kLong{seconds(5), seconds(20), seconds(4), seconds(12),
+                       minutes(2), minutes(2),  minutes(5), seconds(5)};
+constexpr Rhythm kShort{seconds(2), seconds(4), seconds(3), seconds(5),
+                        seconds(3), minutes(2), minutes(5), seconds(1)};
+
+const Rhythm& rhythm_of(milliseconds duration) {
+    return duration < minutes(1) ? kShort : kLong;
+}
+
+std::string payload_of(const std::string& role, int value) {
+    if (role != "hsv") {
+        return std::to_string(value);
+    }
+    const auto byte = [value](int shift) { return static_cast<std::uint8_t>(value >> shift); };
+    return hue_handler::text_of_hsv(byte(16), byte(8), byte(0));
+}
+
+}  // namespace
+
+Soak::Soak(const Plan& plan, Printer printer)
+    : plan_(plan),
+      print_(std::move(printer)),
+      installation_(plan.lights),
+      house_({plan.daemon, installation_.sql_file(), installation_.lights_file()},
+             [this](const Event& event) {
+                 if (event.kind == EventKind::log) {
+                     ledger_.takes_line(event.text);
+                 }
+             }),
+      objects_(house_.objects()),
+      lights_(house_.bridge().light_ids()),
+      random_(plan.seed) {
+    if (house_.log() == nullptr) {
+        throw std::runtime_error("the daemon's log cannot be taken over, which the accounts need");
+    }
+    ledger_.knows(objects_);
+    house_.bridge().gate().on_exchange(
+        [this](const Gate::Request& request, const std::string& answer) {
+            house_.log()->catches_up();  // what the daemon wrote before it asked
+            ledger_.takes_exchange(request, answer, house_.core().takes_reports());
+        });
+}
+
+bool Soak::run() {
+    if (!comes_up()) {
+        return is_over();
+    }
+    load();
+    compare_truths();
+    sample();
+    judge_growth();
+    const auto ending = house_.stop();
+    check(ending && ending->is_success(), "the daemon did not end as it should");
+    return is_over();
+}
+
+bool Soak::comes_up() {
+    print_("seed " + std::to_string(plan_.seed) + ", " + std::to_string(lights_.size()) +
+           " lights, " + std::to_string(objects_.size()) + " objects");
+    const auto status = house_.start();
+    const bool is_up = status && status->status == 0 &&
+                       waits_for([this] { return ledger_.counts().polls > 0; },
+                                 kPatience + kForACommand * plan_.lights);
+    check(is_up, "the daemon did not come up");
+    start_ = last_sample_ = Clock::now();
+    last_counts_ = ledger_.counts();
+    return is_up;
+}
+
+void Soak::check(bool holds, const std::string& fault) {
+    if (!holds) {
+        faults_.push_back(fault);
+        print_("!! " + fault);
+    }
+}
+
+// Not by std::uniform_int_distribution, whose numbers are another library's own choice.
+int Soak::pick(int from, int to) {
+    return from + static_cast<int>(random_() % static_cast<unsigned>(to - from + 1));
+}
+
+Soak::Milliseconds Soak::pick(Milliseconds from, Milliseconds to) {
+    return Milliseconds(pick(static_cast<int>(from.count()), static_cast<int>(to.count())));
+}
+
+bool Soak::waits_for(const std::function<bool()>& predicate, Milliseconds limit) {
+    return house_.wait_for(predicate, limit);
+}
+
+void Soak::load() {
+    const Rhythm& rhythm = rhythm_of(plan_.duration);
+    next_change_ = next_sample_ = start_;
+    next_reboot_step_ = start_ + rhythm.first_reboot;
+    const Clock::time_point end = start_ + plan_.duration;
+    while (Clock::now() < end && house_.daemon().is_running()) {
+        burst(std::min(end, Clock::now() + pick(rhythm.shortest_burst, rhythm.longest_burst)));
+        quiet();
+    }
+    check(house_.daemon().is_running(), "the daemon ended by itself");
+    house_.bridge().recovers();
+}
+
+void Soak::burst(Clock::time_point end) {
+    Clock::time_point next = Clock::now();
+    while (Clock::now() < end) {
+        live_on();
+        if (Clock::now() < next) {
+            std::this_thread::sleep_for(kStep);
+            continue;
+        }
+        Milliseconds worth{};
+        command(random_command(worth));
+        next += worth;
+    }
+}
+
+// Until the queue is empty and the polls have had their turn.
+void Soak::quiet() {
+    const Rhythm& rhythm = rhythm_of(plan_.duration);
+    const auto limit = Clock::now() + kPatience + kForACommand * ledger_.open();
+    while (ledger_.open() > 0 && Clock::now() < limit) {
+        live_on();
+        std::this_thread::sleep_for(kStep);
+    }
+    check(ledger_.open() == 0, "the queue does not drain");
+    const auto end = Clock::now() + pick(rhythm.shortest_quiet, rhythm.longest_quiet);
+    while (Clock::now() < end) {
+        live_on();
+        std::this_thread::sleep_for(kStep);
+    }
+}
+
+// What happens besides the commands.
+void Soak::live_on() {
+    if (Clock::now() >= next_change_) {
+        change_a_bulb();
+        next_change_ = Clock::now() + pick(Milliseconds(200), Milliseconds(1800));
+    }
+    if (Clock::now() >= next_reboot_step_) {
+        go_on_with_reboot();
+    }
+    if (Clock::now() >= next_sample_) {
+        next_sample_ += std::min<Milliseconds>(kBetweenSamples, plan_.duration / 2);
+        sample();
+    }
+}
+
+void Soak::command(const SoakCommand& command) {
+    const auto object = std::find_if(objects_.begin(), objects_.end(),
+                                     [&](const auto& one) { return one.id == command.object; });
+    ledger_.sends(command);
+    if (house_.core().runs(command.object, payload_of(object->role, command.value)) == 0) {
+        ledger_.is_acknowledged();
+    }
+}
+
+SoakCommand Soak::random_command(Milliseconds& worth) {
+    const House::RoleObject& object =
+        objects_[static_cast<std::size_t>(pick(0, static_cast<int>(objects_.size()) - 1))];
+    worth = kHalfPace;
+    if (object.role == "on_off") {
+        return {object.id, pick(0, 1)};
+    }
+    if (object.role == "hsv") {
+        return {object.id, pick(0, 0xFFFFFF)};
+    }
+    if (object.role != "value" && object.role != "temperature") {
+        return {object.id, pick(0, 255)};
+    }
+    worth = 2 * kHalfPace;  // asks for the light's state first
+    return {object.id, pick(0, 100)};
+}
+
+void Soak::change_a_bulb() {
+    const int light =
+        lights_[static_cast<std::size_t>(pick(0, static_cast<int>(lights_.size()) - 1))];
+    Bulb bulb = house_.light(light);
+    Json::Value change;
+    const int kind = pick(0, 3);
+    if (kind == 0) {
+        change["on"] = !bulb.is_on();
+    } else if (kind == 1 && !bulb.state("ct").isNull()) {
+        change["ct"] = pick(153, 500);
+    } else if (kind == 2 && !bulb.state("hue").isNull()) {
+        change["hue"] = pick(0, 65535);
+        change["sat"] = pick(0, 254);
+    } else {
+        change["bri"] = pick(1, 254);
+    }
+    bulb.changes(change);
+}
+
+void Soak::go_on_with_reboot() {
+    Bridge& bridge = house_.bridge();
+    const Rhythm& rhythm = rhythm_of(plan_.duration);
+    switch (reboot_) {
+        case Reboot::up:
+            bridge.drops_connections();
+            reboot_ = Reboot::resetting;
+            next_reboot_step_ = Clock::now() + pick(Milliseconds(300), rhythm.longest_reboot / 2);
+            break;
+        case Reboot::resetting:
+            bridge.refuses();
+            reboot_ = Reboot::refusing;
+            next_reboot_step_ = Clock::now() + pick(Milliseconds(300), rhythm.longest_reboot);
+            break;
+        case Reboot::refusing:
+            bridge.recovers();
+            ++reboots_;
+            reboot_ = Reboot::up;
+            next_reboot_step_ = Clock::now() + pick(rhythm.shortest_between_reboots,
+                                                    rhythm.longest_between_reboots);
+    }
+}
+
+}  // namespace simulator
