@@ -164,7 +164,6 @@ class Parser final {
         CLI::App& command =
             add("light", "Show or change one light", "light [OPTIONS] ADDRESS [USER] ID",
                 std::string(kLightNote) + kUserNote, [this] {
-                    steps_of(options_);  // so that a wrong option is told before anything is sent
                     return [words = light_words_of(words_), options = options_] {
                         return light(words.access, words.id, options);
                     };

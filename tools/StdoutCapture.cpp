@@ -33,8 +33,6 @@ StdoutCapture::StdoutCapture() {
         fail("standard output");
     }
     is_capturing_ = true;
-    // A pipe would get its lines in blocks, long after they were printed.
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);
 }
 
 StdoutCapture::~StdoutCapture() {
