@@ -13,11 +13,13 @@ endif()
 # does not use, and its archive members then stay out of the link.
 target_link_options(lumivad_options INTERFACE -Wl,--as-needed)
 
-# lumivad_library(NAME SOURCES ... LIBRARIES ...): one static library of src/ or the simulator.
+# lumivad_library(NAME SOURCES ... LIBRARIES ...): one static library of src/ or the simulator. What
+# holds for this build only is kept out of what an installed library asks of its users.
 function(lumivad_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
-    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
-    target_link_libraries(${name} PUBLIC ${ARG_LIBRARIES} PRIVATE lumivad_options)
-    target_link_options(${name} INTERFACE -Wl,--as-needed)
+    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+    target_link_libraries(${name} PUBLIC ${ARG_LIBRARIES}
+        PRIVATE $<BUILD_INTERFACE:lumivad_options>)
+    target_link_options(${name} INTERFACE $<BUILD_INTERFACE:-Wl,--as-needed>)
 endfunction()
