@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# Uses what `cmake --install` installs as somebody else's project does. CTest runs one case at a
+# time and sets BUILD, SOURCE, WORK, LIBDIR, BINDIR and VERSION, and for CMake and the compiler
+# CMAKE_GENERATOR, CXX and CXXFLAGS.
+#
+#   installed.sh CASE
+
+set -euo pipefail
+
+prefix=$WORK/prefix
+example=$WORK/example
+export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
+
+fail() {
+    echo "$*" >&2
+    exit 1
+}
+
+compile() {
+    # shellcheck disable=SC2086 # words
+    "$CXX" -std=c++17 $CXXFLAGS "$@"
+}
+
+# Moved after it was installed: a path of the build or of the first place would lead nowhere.
+install_and_move() {
+    rm -rf "$WORK"
+    mkdir -p "$WORK"
+    local component
+    for component in daemon library; do
+        env -u DESTDIR cmake --install "$BUILD" --prefix "$WORK/first" --component $component
+    done
+    mv "$WORK/first" "$prefix"
+    ! grep -rIlF -e "$SOURCE" -e "$WORK/first" "$prefix" || fail "these name a folder of the build"
+    cp -r "$SOURCE/examples" "$example"
+}
+
+# The program starts, and refuses a wrong command line with its own exit code.
+starts() {
+    local code=0
+    "$1" 2>/dev/null || code=$?
+    ((code == 2)) || fail "$1: exit code $code"
+}
+
+build_with_find_package() {
+    cmake -S "$example" -B "$example/build" -DCMAKE_PREFIX_PATH="$prefix"
+    cmake --build "$example/build"
+    starts "$example/build/dim_a_light"
+}
+
+build_with_pkg_config() {
+    # shellcheck disable=SC2046 # words
+    compile "$example/dim_a_light.cpp" $(pkg-config --cflags --libs --static huelib) \
+        -o "$WORK/dim_by_pkg_config"
+    starts "$WORK/dim_by_pkg_config"
+    [[ $(pkg-config --modversion huelib) == "$VERSION" ]] || fail "huelib.pc has another version"
+}
+
+# With the warnings of a strict user, who has nothing but the installed headers.
+compile_every_header_alone() {
+    local header
+    for header in "$prefix"/include/huelib/*.h; do
+        # shellcheck disable=SC2046 # words
+        echo "#include \"huelib/${header##*/}\"" |
+            compile -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fsyntax-only \
+                $(pkg-config --cflags huelib) -x c++ - || fail "${header##*/}"
+    done
+}
+
+# A program with functions named as the library's own log functions.
+link_beside_own_log_functions() {
+    cat >"$WORK/own_log.cpp" <<'CPP'
+#include <cstdlib>
+
+#include "huelib/Hue.h"
+#include "huelib/LinHttpHandler.h"
+
+void error(const char*, ...) { std::abort(); }
+void warning(const char*, ...) { std::abort(); }
+void info(const char*, ...) { std::abort(); }
+void debug(const char*, ...) { std::abort(); }
+
+int main() {
+    Hue bridge("127.0.0.1", "", std::make_shared<LinHttpHandler>());
+    try {
+        bridge.getLight(1);
+    } catch (const std::exception&) {
+        return 0;
+    }
+    return 1;
+}
+CPP
+    # shellcheck disable=SC2046 # words
+    compile "$WORK/own_log.cpp" $(pkg-config --cflags --libs --static huelib) -o "$WORK/own_log"
+    "$WORK/own_log" || fail "the library called the program's own function"
+}
+
+# The daemon's board has no room for what it never calls.
+load_no_openssl() {
+    local needed
+    needed=$(objdump -p "$prefix/$BINDIR/lumivad" | grep NEEDED)
+    [[ $needed != *libssl* && $needed != *libcrypto* ]] || fail "$needed"
+}
+
+"$1"
