@@ -71,7 +71,7 @@ Bridge::Bridge(const Setup& setup, EventSink sink)
     const std::string authority = setup.address + ":" + std::to_string(port());
     description_ = bridge_description(authority);
     if (SsdpResponder::is_possible()) {
-        responder_ = std::make_unique<SsdpResponder>(answers_to_search(authority));
+        responder_ = std::make_unique<SsdpResponder>(answers_to_search(authority), sink_);
     }
     thread_ = std::thread([this] { server_->listen_after_bind(); });
 }

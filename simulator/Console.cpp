@@ -34,10 +34,16 @@ const char* direction(EventKind kind) {
             return "daemon -> bridge";
         case EventKind::bridge_to_daemon:
             return "bridge -> daemon";
+        case EventKind::huectl_to_bridge:
+            return "huectl -> bridge";
+        case EventKind::bridge_to_huectl:
+            return "bridge -> huectl";
         case EventKind::daemon_to_database:
             return "daemon -> database";
         case EventKind::log:
             return "log";
+        case EventKind::huectl:
+            return "huectl";
         case EventKind::house:
             return "house";
     }

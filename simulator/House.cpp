@@ -72,6 +72,7 @@ std::string House::sample_lights() {
 House::House(const Options& options, Journal::Listener listener)
     : daemon_path_(options.daemon),
       environment_(options.environment),
+      huectl_path_(options.huectl),
       journal_(std::move(listener)),
       log_(take_over_log()),
       database_(load_text_file(options.sql_file), journal_.sink()),
@@ -82,7 +83,11 @@ House::House(const Options& options, Journal::Listener listener)
     Bridge::Setup setup;
     setup.lights = load_json_file(options.lights_file);
     find_bridge(setup);
-    bridge_ = std::make_unique<Bridge>(setup, journal_.sink());
+    if (!options.is_paired) {
+        setup.username.clear();
+        stores_parameters("");
+    }
+    bridge_ = std::make_unique<Bridge>(setup, bridge_sink());
 }
 
 House::~House() {
@@ -102,6 +107,17 @@ void House::find_bridge(Bridge::Setup& setup) {
     setup.username = text_of(variables.get(), "username");
 }
 
+EventSink House::bridge_sink() {
+    return [this](EventKind kind, std::string text) {
+        if (is_tool_asking_ && kind == EventKind::daemon_to_bridge) {
+            kind = EventKind::huectl_to_bridge;
+        } else if (is_tool_asking_ && kind == EventKind::bridge_to_daemon) {
+            kind = EventKind::bridge_to_huectl;
+        }
+        journal_.add(kind, std::move(text));
+    };
+}
+
 void House::take_log_line(const SystemLog::Line& line) {
     if (line.ident == kDaemonName) {
         journal_.add(EventKind::log,
@@ -110,6 +126,7 @@ void House::take_log_line(const SystemLog::Line& line) {
 }
 
 std::optional<DaemonProcess::StartStatus> House::start() {
+    polls_before_ = polls();
     daemon_ = std::make_unique<DaemonProcess>(
         daemon_path_, std::vector<std::string>{"--id", std::to_string(runner_)}, environment_);
     const auto status = daemon_->start_status(kStartLimit);
@@ -138,6 +155,39 @@ void House::forget() {
     if (log_) {
         log_->clear();
     }
+}
+
+ChildProcess::Result House::runs_huectl(const ChildProcess::Words& arguments,
+                                        const std::function<bool()>& is_over) {
+    const auto deadline = std::chrono::steady_clock::now() + kToolLimit;
+    const auto listener = [this](ChildProcess::Stream, const std::string& line) {
+        journal_.add(EventKind::huectl, line);
+    };
+    ChildProcess tool({huectl_path_, arguments, {}, true, listener});
+    is_tool_asking_ = !has_daemon();
+    // At the end of its output it may still be on its way out.
+    while ((tool.reads(Journal::kPollPeriod) || !tool.wait(Journal::kPollPeriod)) && !is_over() &&
+           std::chrono::steady_clock::now() < deadline) {
+    }
+    ChildProcess::Result result = tool.finish(std::chrono::milliseconds(0));
+    is_tool_asking_ = false;
+    return result;
+}
+
+void House::presses_button_in(std::chrono::milliseconds delay) {
+    button_.reset();  // the one before must not be at it when the new one begins
+    button_ = std::make_unique<DelayedAction>(delay, [this] { bridge_->presses_link_button(); });
+}
+
+void House::stores_parameters(const std::string& text) {
+    std::string quoted;
+    for (const char c : text) {
+        quoted += c == '\'' ? "''" : std::string(1, c);
+    }
+    database_.rows("UPDATE vexad_object SET optionalp = '" + quoted +
+                   "' WHERE id = " + std::to_string(runner_));
+    journal_.add(EventKind::house,
+                 "the database's bridge has the optional parameters \"" + text + "\"");
 }
 
 std::vector<House::RoleObject> House::objects() {

@@ -1,9 +1,11 @@
 /// A whole house for the daemon to live in: system log, core, database service, bridge and, once
-/// started, the daemon itself, with one journal of what they say to each other.
+/// started, the daemon itself, with one journal of what they say to each other. An installer may
+/// run the tool huectl in it.
 ///
 /// Stands in a sandbox. Its verbs belong to one controlling thread.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -12,9 +14,11 @@
 #include <vector>
 
 #include "simulator/Bridge.h"
+#include "simulator/ChildProcess.h"
 #include "simulator/Core.h"
 #include "simulator/DaemonProcess.h"
 #include "simulator/DatabaseService.h"
+#include "simulator/DelayedAction.h"
 #include "simulator/Journal.h"
 #include "simulator/SystemLog.h"
 
@@ -23,10 +27,13 @@ namespace simulator {
 class House final {
   public:
     struct Options {
-        std::string daemon;                         ///< path of the program
+        std::string daemon = {};                    ///< path of the program
         std::string sql_file = sample_sql();        ///< the installation
         std::string lights_file = sample_lights();  ///< the bridge's lights
         std::vector<std::string> environment = {};  ///< of the daemon, "NAME=value"
+        std::string huectl = {};                    ///< path of the tool
+        /// When false nobody has paired with the bridge yet, and the database does not know it.
+        bool is_paired = true;
     };
 
     /// An object of the installation that has a role for a light.
@@ -47,9 +54,20 @@ class House final {
     std::optional<DaemonProcess::StartStatus> start();
     /// True once the daemon has read every light and polled the bridge for the first time, for
     /// which kReadyLimit is enough.
-    bool is_ready() const { return bridge_->count("GET", "/lights") > 0; }
+    bool is_ready() const { return has_daemon() && polls() > polls_before_; }
     /// Stops the daemon; nothing when there is none.
     std::optional<DaemonProcess::Ending> stop();
+
+    /// Runs the tool to its end, for which it gets kToolLimit, or until `is_over`; its lines are
+    /// reported as it prints them. The journal tells its requests to the bridge from the daemon's
+    /// only while no daemon runs.
+    ChildProcess::Result runs_huectl(
+        const ChildProcess::Words& arguments,
+        const std::function<bool()>& is_over = [] { return false; });
+    /// Presses the bridge's link button after `delay`, while whatever else goes on.
+    void presses_button_in(std::chrono::milliseconds delay);
+    /// Puts `text` into the database as the optional parameters of the daemon's bridge.
+    void stores_parameters(const std::string& text);
 
     Core& core() { return core_; }
     Bridge& bridge() { return *bridge_; }
@@ -76,6 +94,7 @@ class House final {
 
     static constexpr std::chrono::seconds kStartLimit{40};
     static constexpr std::chrono::seconds kReadyLimit{30};
+    static constexpr std::chrono::seconds kToolLimit{60};
 
     /// The sample installation that stands beside this file.
     static std::string sample_sql();
@@ -83,16 +102,22 @@ class House final {
 
   private:
     void find_bridge(Bridge::Setup& setup);
+    EventSink bridge_sink();
+    int polls() const { return bridge_->count("GET", "/lights"); }
     void take_log_line(const SystemLog::Line& line);
 
     std::string daemon_path_;
     std::vector<std::string> environment_;
+    std::string huectl_path_;
     Journal journal_;
     std::unique_ptr<SystemLog> log_;
     DatabaseService database_;
     Core core_;
+    std::atomic<bool> is_tool_asking_{false};  // and not the daemon
     std::unique_ptr<Bridge> bridge_;
+    std::unique_ptr<DelayedAction> button_;
     int runner_ = 0;
+    int polls_before_ = 0;                   // the start of the daemon
     std::unique_ptr<DaemonProcess> daemon_;  // last: it goes first
 };
 

@@ -18,9 +18,12 @@ enum class EventKind {
     daemon_to_core,
     daemon_to_bridge,
     bridge_to_daemon,
+    huectl_to_bridge,
+    bridge_to_huectl,
     daemon_to_database,
     log,
-    house,  ///< what was done to the house itself
+    huectl,  ///< a line that the tool printed
+    house,   ///< what was done to the house itself
 };
 
 struct Event {

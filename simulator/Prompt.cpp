@@ -1,20 +1,9 @@
 #include "simulator/Prompt.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <sstream>
-
-#include "libcbase/utility.h"
-#include "simulator/JsonText.h"
 
 namespace simulator {
 namespace {
-
-using Words = std::vector<std::string>;
-
-constexpr double kExpectSeconds = 10;
-constexpr double kSettleSeconds = 0.03;  // lets the lines of what was expected come first
-constexpr double kLongestWaitSeconds = 3600;
 
 struct Trouble {
     const char* name;
@@ -31,52 +20,6 @@ constexpr Trouble kTroubles[] = {
     {"half", [](Bridge& bridge) { bridge.sends_half(); }},
     {"slow", [](Bridge& bridge) { bridge.sends_slowly(); }},
 };
-
-bool to_number(const std::string& text, int& number) {
-    std::int32_t parsed = 0;
-    const bool is_number = parse_int32(text.c_str(), 10, &parsed) == PARSE_NUMBER_OK;
-    number = parsed;
-    return is_number;
-}
-
-bool to_seconds(const std::string& text, double& seconds) {
-    char* end = nullptr;
-    seconds = std::strtod(text.c_str(), &end);
-    return end != text.c_str() && *end == '\0' && seconds >= 0 && seconds <= kLongestWaitSeconds;
-}
-
-std::string joined(Words::const_iterator first, Words::const_iterator last) {
-    std::string text;
-    for (; first != last; ++first) {
-        text += (text.empty() ? "" : " ") + *first;
-    }
-    return text;
-}
-
-// "on", "off", "bri 254", "hue 21845 sat 128", "xy 0.3 0.2", in any mixture; null when it is wrong.
-Json::Value members_of(const Words& words, std::size_t at) {
-    Json::Value members;
-    for (; at < words.size(); ++at) {
-        const std::string& name = words[at];
-        int number = 0;
-        double x = 0;
-        double y = 0;
-        if (name == "on" || name == "off") {
-            members["on"] = name == "on";
-        } else if (name == "xy" && at + 2 < words.size() && to_seconds(words[at + 1], x) &&
-                   to_seconds(words[at + 2], y)) {
-            members["xy"].append(x);
-            members["xy"].append(y);
-            at += 2;
-        } else if (name != "xy" && at + 1 < words.size() && to_number(words[at + 1], number)) {
-            members[name] = number;
-            ++at;
-        } else {
-            return {};
-        }
-    }
-    return members;
-}
 
 }  // namespace
 
@@ -96,12 +39,20 @@ const Prompt::Command Prompt::kCommands[] = {
     {"bridge", 2, &Prompt::bridge, "bridge cut|reset|stall|garbage|html|half|slow|restore",
      "the bridge fails in this way until it is restored"},
     {"core", 2, &Prompt::core, "core cut|silent|restore", "the core's socket fails in this way"},
+    {"huectl", 2, &Prompt::huectl, "huectl WORD...",
+     "the installer runs the tool: discover, pair 127.0.0.80, ..."},
+    {"button", 1, &Prompt::button, "button [soon|in SECONDS]",
+     "somebody presses the bridge's link button: now, after 2 to 6 seconds, or then"},
+    {"store", 1, &Prompt::store, "store",
+     "the bridge's parameters that huectl printed last go into the database"},
+    {"start", 1, &Prompt::start, "start", "starts the daemon, unless it runs"},
     {"wait", 2, &Prompt::wait, "wait SECONDS", "lets time pass"},
     {"expect", 3, &Prompt::expect, "expect light ID FIELD VALUE [within S]",
      "waits for a light to be so: power on, bri 127, ct 326, hue 21845, name Hall"},
     {"", 0, nullptr, "expect object ID VALUE [within S]",
      "waits for the daemon to report this value last"},
     {"", 0, nullptr, "expect log TEXT [within S]", "waits for a log line since the last heading"},
+    {"", 0, nullptr, "expect printed TEXT", "looks for it in what huectl printed last"},
     {"say", 2, &Prompt::say, "say TEXT", "a heading in the transcript"},
     {"help", 1, &Prompt::print_help, "help", "these lines"},
     {"quit", 1, &Prompt::quit, "quit", "stops the daemon and the house"},
@@ -208,20 +159,6 @@ void Prompt::list_lights() {
     }
 }
 
-std::string Prompt::light_text(int id, const std::string& field) {
-    if (field == "name") {
-        return house_.light(id).name();
-    }
-    const Json::Value value = house_.light(id).state(field == "power" ? "on" : field);
-    if (value.isBool()) {
-        return value.asBool() ? "on" : "off";
-    }
-    if (value.isArray() && value.size() == 2) {
-        return compact_json(value[0]) + " " + compact_json(value[1]);
-    }
-    return value.isNull() ? "" : value.asString();
-}
-
 bool Prompt::bridge(const Words& words) {
     for (const Trouble& trouble : kTroubles) {
         if (words[1] == trouble.name) {
@@ -253,48 +190,6 @@ bool Prompt::wait(const Words& words) {
         return fail("no number of seconds: " + words[1]);
     }
     wait_for([] { return false; }, seconds);
-    return true;
-}
-
-bool Prompt::expect(const Words& words) {
-    auto last = words.end();
-    double seconds = kExpectSeconds;
-    if (words.size() > 4 && *(words.end() - 2) == "within") {
-        if (!to_seconds(words.back(), seconds)) {
-            return fail("no number of seconds: " + words.back());
-        }
-        last -= 2;
-    }
-    const std::string what = joined(words.begin() + 1, last);
-    const auto count = last - words.begin();
-    const std::string part = joined(words.begin() + 2, last);
-    int id = 0;
-    std::function<std::string()> current;
-    std::string wanted;
-    if (words[1] == "log" && house_.log() == nullptr) {
-        console_.print("           not checked, the machine keeps its log to itself: " + what);
-        return true;
-    }
-    if (words[1] == "log") {
-        wanted = "there";
-        current = [&] {
-            const bool is_there = house_.journal().count(EventKind::log, part, heading_) > 0;
-            return std::string(is_there ? "there" : "not there");
-        };
-    } else if (words[1] == "light" && count > 4 && to_number(words[2], id)) {
-        wanted = joined(words.begin() + 4, last);
-        current = [&] { return light_text(id, words[3]); };
-    } else if (words[1] == "object" && count > 3 && to_number(words[2], id)) {
-        wanted = joined(words.begin() + 3, last);
-        current = [&] { return house_.core().value(id).value_or("nothing"); };
-    } else {
-        return fail("it is: expect light ID FIELD VALUE, expect object ID VALUE, expect log TEXT");
-    }
-    if (!wait_for([&] { return current() == wanted; }, seconds)) {
-        return fail("expected " + what + ", but it is " + current());
-    }
-    wait_for([] { return false; }, kSettleSeconds);
-    console_.print("           as expected: " + what);
     return true;
 }
 

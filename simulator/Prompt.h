@@ -2,12 +2,12 @@
 #pragma once
 
 #include <functional>
-#include <map>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "simulator/Console.h"
 #include "simulator/House.h"
+#include "simulator/PromptWords.h"
 
 namespace simulator {
 
@@ -26,8 +26,11 @@ class Prompt final {
     static std::string help();
 
   private:
-    using Words = std::vector<std::string>;
     struct Command;
+    struct Expectation {
+        std::string wanted;
+        std::function<std::string()> current;
+    };
     static const Command kCommands[];
 
     bool set(const Words& words);
@@ -35,6 +38,10 @@ class Prompt final {
     bool list(const Words& words);
     bool bridge(const Words& words);
     bool core(const Words& words);
+    bool huectl(const Words& words);
+    bool button(const Words& words);
+    bool store(const Words& words);
+    bool start(const Words& words);
     bool wait(const Words& words);
     bool expect(const Words& words);
     bool say(const Words& words);
@@ -44,13 +51,17 @@ class Prompt final {
     bool fail(const std::string& text);
     void list_lights();
     void list_objects();
+    std::string why_not_checked(const Words& what);
+    std::optional<Expectation> expectation_of(const Words& what);
     std::string light_text(int id, const std::string& field);
     bool wait_for(const std::function<bool()>& predicate, double seconds);
 
     House& house_;
     Console& console_;
     std::function<bool()> is_interrupted_;
-    std::size_t heading_ = 0;  // index of the first event behind the last heading
+    std::size_t heading_ = 0;             // index of the first event behind the last heading
+    std::optional<std::string> printed_;  // by huectl, the last time
+    std::string parameters_;              // the last ones that huectl printed for the database
     bool is_over_ = false;
 };
 

@@ -72,8 +72,11 @@ bool SsdpResponder::is_possible() {
            own.sin_addr.s_addr == htonl(INADDR_LOOPBACK);
 }
 
-SsdpResponder::SsdpResponder(std::vector<Answer> answers)
-    : socket_(join_group()), answers_(std::move(answers)), thread_([this] { serve(); }) {}
+SsdpResponder::SsdpResponder(std::vector<Answer> answers, EventSink sink)
+    : sink_(std::move(sink)),
+      socket_(join_group()),
+      answers_(std::move(answers)),
+      thread_([this] { serve(); }) {}
 
 SsdpResponder::~SsdpResponder() {
     stop_.set();
@@ -113,6 +116,9 @@ void SsdpResponder::receive() {
         return;
     }
     const std::string target = header_value(message, "ST");
+    if (sink_) {
+        sink_(EventKind::daemon_to_bridge, "M-SEARCH, to every device: " + target);
+    }
     const auto now = Clock::now();
     const std::lock_guard<std::mutex> lock(mutex_);
     for (const Answer& answer : answers_) {

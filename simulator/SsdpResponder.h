@@ -14,6 +14,7 @@
 #include <netinet/in.h>
 
 #include "libcbase/Cstylecode.h"
+#include "simulator/Journal.h"
 #include "simulator/WakeUp.h"
 
 namespace simulator {
@@ -33,7 +34,7 @@ class SsdpResponder final {
     static bool is_possible();
 
     /// Listens; throws std::system_error.
-    explicit SsdpResponder(std::vector<Answer> answers);
+    explicit SsdpResponder(std::vector<Answer> answers, EventSink sink = {});
     ~SsdpResponder();
 
     /// One more answer, to whatever is searched for; not checked in any way.
@@ -50,6 +51,7 @@ class SsdpResponder final {
     void receive();
     void send_what_is_due();
 
+    EventSink sink_;
     FileDescriptor socket_;
     WakeUp stop_;
     std::mutex mutex_;  // guards answers_ and additions_

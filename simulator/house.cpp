@@ -67,10 +67,13 @@ std::optional<Arguments> parse_arguments(int argc, char** argv) {
         std::string* text = option == "--daemon"   ? &arguments.house.daemon
                             : option == "--sql"    ? &arguments.house.sql_file
                             : option == "--lights" ? &arguments.house.lights_file
+                            : option == "--huectl" ? &arguments.house.huectl
                             : option == "--script" ? &arguments.script
                                                    : nullptr;
         if (text != nullptr && i + 1 < argc) {
             *text = argv[++i];
+        } else if (option == "--unpaired") {
+            arguments.house.is_paired = false;
         } else if (option == "--all") {
             arguments.shows_all = true;
         } else if (option == "--help") {
@@ -85,12 +88,16 @@ std::optional<Arguments> parse_arguments(int argc, char** argv) {
 void print_help(std::FILE* out) {
     std::fprintf(
         out,
-        "house [--daemon PATH] [--sql FILE] [--lights FILE] [--script FILE] [--all]\n\n"
+        "house [--daemon PATH] [--huectl PATH] [--sql FILE] [--lights FILE] [--unpaired]"
+        " [--script FILE] [--all]\n\n"
         "Starts a house of its own (core, database, bridge with lights, system log) and the"
         " daemon\nin it, prints what they say to each other, and takes commands.\n\n"
         "  --daemon PATH   the program to run (lumivad beside this program's folder)\n"
+        "  --huectl PATH   the tool of the command huectl (beside this program's folder too)\n"
         "  --sql FILE      the installation (%s)\n"
         "  --lights FILE   the bridge's lights (%s)\n"
+        "  --unpaired      nobody has paired with the bridge yet, and the daemon waits for the"
+        " command\n                  start\n"
         "  --script FILE   takes the commands from FILE; the first one that fails ends it"
         " with exit code 1\n"
         "  --all           prints also what is said at every poll in the same words\n\n"
@@ -98,13 +105,13 @@ void print_help(std::FILE* out) {
         House::sample_sql().c_str(), House::sample_lights().c_str(), Prompt::help().c_str());
 }
 
-// build/release/simulator/house starts build/release/src/lumivad.
-std::string daemon_beside() {
+// build/release/simulator/house runs build/release/src/lumivad.
+std::string program_beside(const std::string& name) {
     char path[4096];
     const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
     const std::string self(path, static_cast<std::size_t>(length > 0 ? length : 0));
     const std::string folder = self.substr(0, self.rfind('/'));
-    return folder.substr(0, folder.rfind('/')) + "/src/lumivad";
+    return folder.substr(0, folder.rfind('/')) + name;
 }
 
 int run_script(const std::string& path, Prompt& prompt, Console& console) {
@@ -176,16 +183,15 @@ int run_house(const Arguments& arguments, Console& console) {
     if (house.log() == nullptr) {
         console.print("the machine's log cannot be taken over: the daemon's log lines go there");
     }
-    const auto status = house.start();
-    house.wait_for([&house] { return house.is_ready() || is_interrupted(); }, House::kReadyLimit);
-    if (!is_interrupted() && (!status || status->status != 0 || !house.is_ready())) {
-        console.print("!! the daemon did not come up");
-        house.stop();
+    Prompt prompt(house, console, is_interrupted);
+    if (arguments.house.is_paired && !prompt.run("start")) {
         return kExitFailure;
     }
-    Prompt prompt(house, console, is_interrupted);
     const int result = arguments.script.empty() ? run_prompt(prompt, console)
                                                 : run_script(arguments.script, prompt, console);
+    if (!house.has_daemon()) {
+        return result;
+    }
     const bool was_running = house.daemon().is_running();
     const auto ending = house.stop();
     if (!was_running || !ending || !ending->is_success()) {
@@ -204,7 +210,10 @@ int main(int argc, char** argv) {
         return arguments ? 0 : kExitUsage;
     }
     if (arguments->house.daemon.empty()) {
-        arguments->house.daemon = daemon_beside();
+        arguments->house.daemon = program_beside("/src/lumivad");
+    }
+    if (arguments->house.huectl.empty()) {
+        arguments->house.huectl = program_beside("/tools/huectl");
     }
     try {
         // First, while there is one thread.
@@ -213,7 +222,8 @@ int main(int argc, char** argv) {
         Console console(std::cout, arguments->shows_all);
         if (!sandbox.is_private()) {
             console.print("no namespaces here (" + sandbox.reason() +
-                          "): the house stands on the machine's own loopback, ports and paths");
+                          "): the house stands on the machine's own loopback, ports and paths, "
+                          "and no search finds its bridge");
         }
         return run_house(*arguments, console);
     } catch (const std::exception& problem) {

@@ -1,0 +1,91 @@
+// The commands of the way from an unknown bridge to a daemon that runs.
+#include <random>
+#include <sstream>
+#include <system_error>
+
+#include "simulator/Prompt.h"
+
+namespace simulator {
+namespace {
+
+// Long enough for the tool to be waiting, and well within its patience.
+constexpr double kSoonestSeconds = 2;
+constexpr double kLatestSeconds = 6;
+
+double soon() {
+    std::random_device source;
+    return std::uniform_real_distribution<double>(kSoonestSeconds, kLatestSeconds)(source);
+}
+
+// The line of the parameters, which names the address first; empty when there is none.
+std::string parameters_in(const std::string& printed) {
+    std::istringstream text(printed);
+    for (std::string line; std::getline(text, line);) {
+        if (line.rfind("ip_address='", 0) == 0) {
+            return line;
+        }
+    }
+    return {};
+}
+
+}  // namespace
+
+bool Prompt::huectl(const Words& words) {
+    console_.print("           $ " + joined(words.begin(), words.end()));
+    if (words[1] == "discover" && !house_.bridge().is_discoverable()) {
+        console_.print("           not run, the search would leave the house for the network");
+        printed_.reset();
+        return true;
+    }
+    ChildProcess::Result result;
+    try {
+        result = house_.runs_huectl({words.begin() + 1, words.end()}, is_interrupted_);
+    } catch (const std::system_error& problem) {
+        return fail(problem.what());
+    }
+    printed_ = result.output + result.errors;
+    const std::string parameters = parameters_in(result.output);
+    if (!parameters.empty()) {
+        parameters_ = parameters;
+    }
+    return result.ending.is_success() || fail("huectl ended with " + result.ending.text());
+}
+
+bool Prompt::button(const Words& words) {
+    double seconds = 0;
+    if (words.size() == 1) {
+        house_.bridge().presses_link_button();
+        return true;
+    }
+    if (words[1] == "soon") {
+        seconds = soon();
+    } else if (words[1] != "in" || words.size() != 3 || !to_seconds(words[2], seconds)) {
+        return fail("it is: button [soon|in SECONDS]");
+    }
+    house_.presses_button_in(std::chrono::milliseconds(static_cast<long long>(seconds * 1000)));
+    return true;
+}
+
+bool Prompt::store(const Words&) {
+    if (parameters_.empty()) {
+        return fail("huectl has not printed a bridge's parameters yet");
+    }
+    house_.stores_parameters(parameters_);
+    return true;
+}
+
+bool Prompt::start(const Words&) {
+    if (house_.has_daemon() && house_.daemon().is_running()) {
+        return fail("the daemon runs already");
+    }
+    const auto status = house_.start();
+    const bool is_ready =
+        wait_for([this] { return house_.is_ready(); }, House::kReadyLimit.count());
+    if (is_interrupted_() || (status && status->status == 0 && is_ready)) {
+        return true;
+    }
+    house_.stop();
+    return fail("the daemon did not come up");
+}
+
+}  // namespace simulator
