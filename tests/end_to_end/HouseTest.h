@@ -19,6 +19,15 @@ class HouseTest : public testing::Test {
     // Longer than a poll and the quiet time behind a command, on a busy machine.
     static constexpr std::chrono::seconds kLimit{20};
 
+    explicit HouseTest(const simulator::House::Options& options = with_daemon()) : house(options) {}
+
+    /// The sample installation, with the daemon that was built.
+    static simulator::House::Options with_daemon() {
+        simulator::House::Options options;
+        options.daemon = LUMIVAD_PATH;
+        return options;
+    }
+
     void SetUp() override { ASSERT_NE(house.log(), nullptr) << "/dev/log is taken"; }
 
     void TearDown() override {
@@ -76,8 +85,7 @@ class HouseTest : public testing::Test {
         return eventually([&] { return polls() > before; });
     }
 
-    simulator::House house{
-        {LUMIVAD_PATH, simulator::House::sample_sql(), simulator::House::sample_lights()}};
+    simulator::House house;
     bool expects_end = false;  // the test ends the daemon itself
 
   private:
