@@ -1,6 +1,7 @@
 /// Logging to the system log, sockets, TLS helpers and the host's network identity.
 ///
 /// Logging: one line of at most 1023 characters a call, facility LOG_LOCAL0; any thread may call.
+/// A system log that nobody reads loses lines, which are counted, and holds nobody up.
 /// Sockets: each creator returns a close-on-exec descriptor that the caller owns, or -1 after one
 /// line in the log at error level, with errno kept. FileDescriptor is the owner to put it into.
 #pragma once

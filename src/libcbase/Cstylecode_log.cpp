@@ -3,8 +3,15 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <mutex>
 
+#include <paths.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
+#include <unistd.h>
 
 inline namespace cbase_log {
 
@@ -26,13 +33,72 @@ class KeepErrno final {
     int errno_ = errno;
 };
 
+// Owns a socket to the system log through which nothing is sent.
+class LogProbe final {
+  public:
+    LogProbe() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, _PATH_LOG, sizeof(address.sun_path) - 1);
+        is_connected_ =
+            connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    }
+    ~LogProbe() {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+    }
+    LogProbe(const LogProbe&) = delete;
+    LogProbe& operator=(const LogProbe&) = delete;
+
+    // False when the log's queue is full and stays so for that long. A log that is not there, or is
+    // of another kind, holds nobody up.
+    bool finds_room(int patience_ms) const {
+        pollfd queue{fd_, POLLOUT, 0};
+        int ready = 0;
+        do {
+            ready = is_connected_ ? poll(&queue, 1, patience_ms) : 1;
+        } while (ready < 0 && errno == EINTR);
+        return ready != 0;
+    }
+
+  private:
+    int fd_;
+    bool is_connected_;
+};
+
+std::mutex log_mutex;  // guards lost_lines, and held for a line
+unsigned long lost_lines = 0;
+
+// syslog waits for room in the queue of the system log, without an end when nobody reads it, and
+// its own socket cannot be told not to. So a probe looks first. It is made anew for each line: the
+// log may have been restarted. (Another program may still take the last place in between.)
+void write_line(int level, const char* line) {
+    constexpr int kPatienceMilliseconds = 250;  // once: then lines are lost until there is room
+    const std::lock_guard<std::mutex> lock(log_mutex);
+    const LogProbe probe;
+    if (!probe.finds_room(lost_lines == 0 ? kPatienceMilliseconds : 0)) {
+        ++lost_lines;
+        return;
+    }
+    if (lost_lines > 0) {
+        syslog(zel_log_facility | LOG_WARNING, "%lu log lines lost", lost_lines);
+        lost_lines = 0;
+        if (!probe.finds_room(0)) {
+            lost_lines = 1;
+            return;
+        }
+    }
+    syslog(zel_log_facility | level, "%s", line);
+}
+
 // The line is made on the stack: xmalloc reports here that memory is out. The text goes to syslog
 // as an argument, so that a '%' that came from outside is not read as a format.
 [[gnu::format(printf, 2, 0)]] void log_line(int level, const char* format, va_list arguments) {
     const KeepErrno keep;
     char line[kLineBytes];
     if (std::vsnprintf(line, sizeof(line), format, arguments) >= 0) {
-        syslog(zel_log_facility | level, "%s", line);
+        write_line(level, line);
     }
 }
 

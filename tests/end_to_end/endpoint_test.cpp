@@ -118,6 +118,22 @@ TEST_F(Endpoint, ManySilentPeersAndFewDescriptorsDelayNobody) {
     EXPECT_TRUE(light_is(2, "bri", "50")) << "the bridge must be reached with what is left";
 }
 
+TEST_F(Endpoint, ASystemLogThatNobodyReadsDelaysNobody) {
+    start();
+    house.log()->stops_reading();
+    auto asked = Clock::now();
+    for (int i = 0; i < 400; ++i) {  // each has two lines; some systems' queue is long
+        EXPECT_EQ(house.core().sends_raw("rubbish\n"), "");
+        ASSERT_LT(Clock::now() - asked, std::chrono::seconds(20));
+    }
+    asked = Clock::now();
+    runs(111, "1");
+    EXPECT_LT(Clock::now() - asked, std::chrono::milliseconds(500));
+    EXPECT_TRUE(light_is(1, "on", "true"));
+    house.log()->recovers();
+    EXPECT_TRUE(logs("log lines lost"));
+}
+
 TEST_F(Endpoint, AnswersAFunctionThatItDoesNotKnowAndRunsNothing) {
     start();
     EXPECT_NE(house.core().sends("SERVICE_OTHER", {"111", "RUN", "1"}), 0);

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -55,6 +56,29 @@ TEST_F(LogTest, CutsALineAt1023CharactersAndReadsItsTextOnce) {
     ASSERT_TRUE(logged("100%"));
     EXPECT_EQ(log_.lines().front().text, "start " + std::string(1017, 'x'));
     EXPECT_EQ(log_.lines().back().text, "100% of %s and %n");
+}
+
+TEST_F(LogTest, AFullLogHoldsNobodyUpAndCountsWhatIsLost) {
+    log_.stops_reading();
+    std::size_t written = 2000;
+    std::future<void> writer = std::async(std::launch::async, [written] {
+        for (std::size_t i = 0; i < written; ++i) {
+            error("one of many");
+        }
+    });
+    EXPECT_EQ(writer.wait_for(std::chrono::seconds(2)), std::future_status::ready);
+    log_.recovers();
+    writer.wait();
+    for (bool is_heard = false; !is_heard && written < 2200; ++written) {
+        error("one once more");
+        is_heard = log_.wait_for("one once more", std::chrono::milliseconds(50));
+    }
+    std::size_t lost = 0;
+    for (const auto& line : log_.lines()) {
+        lost += line.text.find("lines lost") != std::string::npos ? std::stoul(line.text) : 0;
+    }
+    EXPECT_GT(lost, 0U);
+    EXPECT_EQ(log_.count("one ") + lost, written);
 }
 
 TEST(SignalLog, ReachesALogThatWasRestarted) {
