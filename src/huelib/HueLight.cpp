@@ -14,6 +14,22 @@ const Json::Value& confirmedValue(const Json::Value& answer, const std::string& 
     return JsonAccess::member(JsonAccess::member(JsonAccess::element(answer, 0), "success"), key);
 }
 
+// Why the bridge did not take a PUT, in its own words; empty when it took all of it.
+std::string refusalIn(const Json::Value& answer) {
+    if (!answer.isArray() || answer.empty()) {
+        return "the answer is not expected";
+    }
+    for (const Json::Value& element : answer) {
+        if (JsonAccess::member(element, "success").isNull()) {
+            const Json::Value& problem = JsonAccess::member(element, "error");
+            const std::string text =
+                JsonAccess::asString(JsonAccess::member(problem, "description"));
+            return text.empty() ? "the answer is not expected" : text;
+        }
+    }
+    return "";
+}
+
 }  // namespace
 
 HueLight::HueLight(int lightId, const HueCommandAPI& sender,
@@ -246,7 +262,15 @@ bool HueLight::OffNoRefresh(std::uint8_t transition) {
 }
 
 Json::Value HueLight::SendPutRequest(const Json::Value& request, const std::string& subPath) {
-    return commands.PUTRequest(path() + subPath, request);
+    Json::Value answer = commands.PUTRequest(path() + subPath, request);
+    // Not every operation looks at its answer: a command that came to nothing must not pass in
+    // silence.
+    const std::string refusal = refusalIn(answer);
+    if (!refusal.empty()) {
+        error("HueLight->SendPutRequest the bridge refused the request: %s (light id = %d)\n",
+              refusal.c_str(), id);
+    }
+    return answer;
 }
 
 void HueLight::refreshState() {

@@ -101,7 +101,8 @@ class HueLight {
 
     virtual bool OnNoRefresh(std::uint8_t transition = kDefaultTransition);
     virtual bool OffNoRefresh(std::uint8_t transition = kDefaultTransition);
-    /// PUT of `request` to "/lights/<id>" and `subPath`; returns the answer, not examined.
+    /// PUT of `request` to "/lights/<id>" and `subPath`; returns the answer, whatever it is; what
+    /// the bridge refuses has a line in the log.
     virtual Json::Value SendPutRequest(const Json::Value& request, const std::string& subPath);
     /// Reads the description from the bridge. An answer that is none is logged, and the old
     /// description stays.

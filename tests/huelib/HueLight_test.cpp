@@ -30,6 +30,22 @@ TEST_F(HueLightTest, SwitchesWithoutLookingAtTheAnswer) {
     EXPECT_FALSE(light_.isOn());
 }
 
+TEST_F(HueLightTest, TellsTheLogWhatTheBridgeRefusesAlsoWhereNobodyLooksAtTheAnswer) {
+    bridge_.answers("PUT", R"([{"error": {"type": 1, "description": "unauthorized user"}}])");
+    light_.On(4);
+    bridge_.answers("PUT", R"([{"success": {}}, {"error": {"description": "it is off, 100%n"}}])");
+    light_.setColorHSV({1, 2, 3}, 4);
+    EXPECT_TRUE(logged("refused the request: unauthorized user (light id = 3)"));
+    EXPECT_TRUE(logged("refused the request: it is off, 100%n (light id = 3)"));
+    for (const char* answer : {"null", "7", "{}", "[]", "[null]", R"([{"error": 1}])"}) {
+        bridge_.answers("PUT", answer);
+        light_.Off(4);
+    }
+    light_.Off(4);
+    EXPECT_EQ(lines_with("refused the request: the answer is not expected (light id = 3)"), 6U);
+    EXPECT_EQ(lines_with("refused the request: "), 8U) << "what was taken has no line";
+}
+
 TEST_F(HueLightTest, IsRenamedAndBlinksOnlyWhenTheBridgeConfirmsExactlyThat) {
     EXPECT_TRUE(light_.setName("Desk"));
     EXPECT_TRUE(light_.alert());
