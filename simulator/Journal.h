@@ -46,6 +46,8 @@ class Journal final {
     EventSink sink();
 
     std::vector<Event> events() const;
+    /// All of them as text, a line each with the milliseconds since the first one.
+    std::string transcript() const;
     /// How many events of `kind` hold `part`, from the event of index `since` on.
     std::size_t count(EventKind kind, const std::string& part, std::size_t since = 0) const;
     std::size_t size() const;

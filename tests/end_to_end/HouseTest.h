@@ -36,7 +36,7 @@ class HouseTest : public testing::Test {
             EXPECT_EQ(house.stop()->text(), "exit code 0");
         }
         if (HasFailure()) {
-            print_journal();
+            std::cout << house.journal().transcript();
         }
     }
 
@@ -87,16 +87,4 @@ class HouseTest : public testing::Test {
 
     simulator::House house;
     bool expects_end = false;  // the test ends the daemon itself
-
-  private:
-    void print_journal() {
-        std::cout << "--- the house and the daemon's log ---\n";
-        for (const simulator::Event& event : house.journal().events()) {
-            std::cout << "  [" << static_cast<int>(event.kind) << "] "
-                      << std::chrono::duration_cast<Milliseconds>(event.time - start_).count()
-                      << " ms: " << event.text << "\n";
-        }
-    }
-
-    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };

@@ -7,7 +7,6 @@
 namespace {
 
 using simulator::Bridge;
-using simulator::Core;
 
 class BridgeFailures : public HouseTest {
   protected:
@@ -144,28 +143,6 @@ TEST_F(BridgeFailures, BadDescriptionsAtTheStartHurtNobody) {
     EXPECT_TRUE(logs("Error in Hue getLight(): light id is not valid (light id = 6)"));
     EXPECT_TRUE(logs("HueHandler->init_light_states - end of initial state updates"));
     EXPECT_TRUE(comes_again(1));
-}
-
-TEST_F(HouseTest, CoreThatFailsCostsItsReportsOnly) {
-    start();
-    const std::vector<std::function<void(Core&)>> troubles = {
-        [](Core& core) { core.fails(Core::Fault::rubbish); },
-        [](Core& core) { core.fails(Core::Fault::error_status); },
-        [](Core& core) { core.fails(Core::Fault::silent); },
-        [](Core& core) { core.vanishes(); },
-    };
-    for (std::size_t i = 0; i < troubles.size(); ++i) {
-        SCOPED_TRACE(i);
-        troubles[i](house.core());
-        bulb(1, i % 2 == 0 ? R"({"on": true})" : R"({"on": false})");
-        EXPECT_TRUE(logs(i + 1, "ERROR sending vexad request: "));
-    }
-    runs(121, "0");
-    EXPECT_TRUE(light_is(2, "on", "false"));
-    EXPECT_TRUE(house.core().reports().empty());
-    house.core().recovers();
-    bulb(1, R"({"on": true})");
-    EXPECT_TRUE(is_reported(111, "1"));
 }
 
 }  // namespace

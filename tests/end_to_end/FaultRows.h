@@ -1,0 +1,36 @@
+/// The fault matrix: what may fail around the daemon, one row a fault.
+///
+/// The tests run each row once in a house of its own, the program torture again and again at random
+/// moments. A row says what happens; what must hold afterwards is the trial's own.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Trial.h"
+
+struct FaultRow {
+    enum class Length {
+        seconds,  ///< runs as a test too
+        minutes,  ///< waits for the daemon's own limits
+        quarter_of_an_hour,
+    };
+    enum class Needs {
+        nothing,
+        shim,         ///< a library in the daemon
+        plain_build,  ///< no sanitizer: it needs descriptors and memory of its own
+    };
+
+    const char* name;   ///< of the test
+    const char* fault;  ///< for the table
+    void (*run)(Trial&);
+    Length length = Length::seconds;
+    Needs needs = Needs::nothing;
+};
+
+/// Of the bridge, of the core and the database, and of the daemon's own process.
+std::vector<FaultRow> bridge_rows();
+std::vector<FaultRow> service_rows();
+std::vector<FaultRow> process_rows();
+/// All of them.
+std::vector<FaultRow> fault_rows();

@@ -1,0 +1,174 @@
+// What a bridge does.
+#include "FaultRows.h"
+
+namespace {
+
+using Length = FaultRow::Length;
+using Milliseconds = Trial::Milliseconds;
+using simulator::Bridge;
+
+// The commands that are asked for meet the fault: each fails, with its line.
+void fails(Trial& trial, const std::string& line, int commands) {
+    trial.asks(commands);
+    trial.awaits_log(line);
+    trial.awaits_settled();
+    trial.pauses();
+}
+
+void refuses(Trial& trial) {
+    trial.starts();
+    trial.pauses(Milliseconds(4000));
+    trial.bridge().refuses();
+    trial.changes_a_bulb();
+    fails(trial, "Connection refused (light id = ", 5);
+    trial.awaits_log("Connection refused (bridge disconnected)");
+}
+
+void reboots(Trial& trial) {
+    trial.starts();
+    trial.pauses(Milliseconds(4000));
+    trial.bridge().drops_connections();
+    fails(trial, "Connection reset by peer (light id = ", 3);
+    trial.bridge().refuses();
+    fails(trial, "Connection refused (light id = ", 3);
+}
+
+void is_down_at_the_start(Trial& trial) {
+    trial.bridge().refuses();
+    trial.requires_that(trial.house().start().has_value(), "the daemon does not start");
+    trial.awaits_log("Connection refused (light id = 6)");
+    fails(trial, "peekLight(): light id is not valid", 5);
+    trial.pauses(Milliseconds(30000));
+    trial.bridge().recovers();
+    const auto start = Trial::Clock::now();
+    trial.awaits(
+        "a second read of the lights",
+        [&] { return trial.log().count("end of initial state updates") > 1; },
+        std::chrono::minutes(20));
+    trial.sees("the lights are known " +
+               text_of(std::chrono::duration_cast<Milliseconds>(Trial::Clock::now() - start)) +
+               " after the bridge");
+}
+
+// A bridge that hangs is given up by the daemon after a time that a test does not wait for: it
+// comes back in the middle, and the time-out is what the longer rows are for.
+void hangs(Trial& trial, void (*how)(Bridge&), bool until_given_up, const std::string& line) {
+    trial.starts();
+    trial.pauses(Milliseconds(4000));
+    how(trial.bridge());
+    const int before = trial.bridge().gate().connections();
+    trial.asks(3);
+    if (until_given_up) {
+        trial.changes_a_bulb();
+        trial.awaits_log(line, std::chrono::seconds(60));
+    } else {
+        trial.awaits("a request that hangs",
+                     [&] { return trial.bridge().gate().connections() > before; });
+        trial.asks(2);
+    }
+}
+
+void hang_in_connect(Bridge& bridge) {
+    bridge.hangs();
+}
+void hang_before_the_answer(Bridge& bridge) {
+    bridge.stalls();
+}
+void hang_in_header(Bridge& bridge) {
+    bridge.stalls_in_header();
+}
+void hang_in_body(Bridge& bridge) {
+    bridge.stalls_in_body();
+}
+// The answer on a light has some 350 bytes: that would take a minute.
+void trickle(Bridge& bridge) {
+    bridge.sends_slowly(Milliseconds(170));
+}
+
+constexpr const char* kUnavailable = "Resource temporarily unavailable (light id = ";
+
+void answers_badly(Trial& trial, const std::function<void(Bridge&)>& how, const std::string& line) {
+    trial.starts();
+    trial.pauses(Milliseconds(4000));
+    how(trial.bridge());
+    fails(trial, line, 5);
+}
+
+constexpr const char* kNoJson = "strToJsonValue() (light id = ";
+constexpr const char* kNotConfirmed = "the bridge did not confirm the command (light id = ";
+
+void loses_a_light(Trial& trial) {
+    trial.starts();
+    trial.pauses(Milliseconds(4000));
+    trial.bridge().loses_light(4);
+    fails(trial, kNotConfirmed, 10);
+    trial.awaits_log("(light id = 4)");
+}
+
+void has_a_light_too_few_at_the_start(Trial& trial) {
+    trial.bridge().loses_light(3);
+    trial.starts();
+    trial.asks(5);
+    trial.awaits_log("Error in Hue getLight(): light id is not valid (light id = 3)");
+}
+
+}  // namespace
+
+std::vector<FaultRow> bridge_rows() {
+    return {
+        {"BridgeRefuses", "bridge refuses every connection", refuses},
+        {"BridgeReboots", "bridge reboots: resets, then refuses, then is back", reboots},
+        {"BridgeIsDownAtTheStart", "bridge is down while the daemon starts", is_down_at_the_start,
+         Length::quarter_of_an_hour},
+        {"BridgeHangs", "bridge takes a request, and hangs for a moment",
+         [](Trial& trial) { hangs(trial, hang_before_the_answer, false, {}); }},
+        {"BridgeHangsInTheHeader", "bridge hangs for a moment in the middle of a header",
+         [](Trial& trial) { hangs(trial, hang_in_header, false, {}); }},
+        {"BridgeHangsInTheBody", "bridge hangs for a moment in the middle of a body",
+         [](Trial& trial) { hangs(trial, hang_in_body, false, {}); }},
+        {"BridgeHangsInConnectForLong", "bridge hangs in the connect",
+         [](Trial& trial) { hangs(trial, hang_in_connect, true, "(light id = "); },
+         Length::minutes},
+        {"BridgeHangsForLong", "bridge takes requests and never answers",
+         [](Trial& trial) { hangs(trial, hang_before_the_answer, true, kUnavailable); },
+         Length::minutes},
+        {"BridgeHangsInTheHeaderForLong", "bridge hangs in the middle of every header",
+         [](Trial& trial) { hangs(trial, hang_in_header, true, kUnavailable); }, Length::minutes},
+        {"BridgeHangsInTheBodyForLong", "bridge hangs in the middle of every body",
+         [](Trial& trial) { hangs(trial, hang_in_body, true, kUnavailable); }, Length::minutes},
+        {"BridgeTrickles", "bridge sends a byte every 170 ms",
+         [](Trial& trial) { hangs(trial, trickle, true, kUnavailable); }, Length::minutes},
+        {"BridgeIsSlow", "bridge sends a byte a millisecond",
+         [](Trial& trial) {
+             trial.starts();
+             trial.bridge().sends_slowly();
+             trial.changes_a_bulb();
+             trial.asks(3);
+             trial.awaits_settled();
+         }},
+        {"BridgeSendsPages", "bridge answers with a 503 page",
+         [](Trial& trial) {
+             answers_badly(
+                 trial, [](Bridge& bridge) { bridge.sends_html(); }, kNoJson);
+         }},
+        {"BridgeSendsGarbage", "bridge answers with bytes that are no HTTP",
+         [](Trial& trial) {
+             answers_badly(
+                 trial, [](Bridge& bridge) { bridge.sends_garbage(); },
+                 "Failed to find body in response (light id = ");
+         }},
+        {"BridgeSendsHalf", "bridge closes in the middle of every answer",
+         [](Trial& trial) {
+             answers_badly(
+                 trial, [](Bridge& bridge) { bridge.sends_half(); }, kNoJson);
+         }},
+        {"BridgeForgetsItsUser", "the user name is deleted at the bridge",
+         [](Trial& trial) {
+             answers_badly(
+                 trial, [](Bridge& bridge) { bridge.forgets_users(); }, kNotConfirmed);
+         }},
+        {"BridgeLosesALight", "a light is removed from the bridge, and added again", loses_a_light},
+        {"BridgeHasALightTooFew", "a light is missing at the start, and added later",
+         has_a_light_too_few_at_the_start},
+    };
+}

@@ -1,0 +1,241 @@
+// What happens to the daemon's endpoint, resources, clock and process.
+#include <csignal>
+#include <fstream>
+#include <map>
+#include <thread>
+
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+#include "FaultRows.h"
+#include "libcbase/FSMCoreutil.h"
+
+namespace {
+
+using Length = FaultRow::Length;
+using Milliseconds = Trial::Milliseconds;
+using Needs = FaultRow::Needs;
+using simulator::DaemonProcess;
+
+constexpr int kDaySeconds = 86400;
+
+// More than the test itself may have open by default.
+void allow_descriptors(rlim_t count) {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur < count) {
+        limit.rlim_cur = std::min(count, limit.rlim_max);
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+// Connections that say nothing, and a command among every fifty: it is behind them in the
+// endpoint's queue, which holds a few more than that.
+void meets_silent_peers(Trial& trial, int count) {
+    std::vector<FileDescriptor> peers;
+    for (int i = 1; i <= count; ++i) {
+        peers.push_back(trial.core().connects());
+        if (i % 50 == 0) {
+            trial.asks(1);
+        }
+    }
+    trial.awaits_log("displaced by a later connection");
+}
+
+// Every beginning of a request, closed in order or reset.
+void meets_cut_requests(Trial& trial) {
+    const std::string text = *fsmcore_format::compose_request(
+        fsmcore_format::Form::length_managed,
+        {"SERVICE_RUNONELEMENT", {"131", "RUN", "1", "", "", "CORE"}, "5"});
+    trial.starts();
+    for (std::size_t cut = 0; cut < text.size(); ++cut) {
+        FileDescriptor peer = trial.core().connects();
+        trial.requires_that(
+            send(peer.get(), text.data(), cut, MSG_NOSIGNAL) == static_cast<ssize_t>(cut),
+            "a beginning cannot be sent");
+        if (cut % 2 == 1) {
+            const linger at_once{1, 0};
+            setsockopt(peer.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof(at_once));
+        }
+        if (cut % 50 == 49) {
+            trial.asks(1);
+        }
+    }
+    trial.asks(5);
+    trial.requires_that(!trial.house().light(3).is_on(), "part of a request was carried out");
+}
+
+void limit_descriptors(Trial& trial, std::size_t count) {
+    const rlimit limit{count, 4096};
+    trial.requires_that(prlimit(trial.house().daemon().pid(), RLIMIT_NOFILE, &limit, nullptr) == 0,
+                        "no limit could be set");
+}
+
+// Room for a few descriptors, and many who want one.
+void runs_short_of_descriptors(Trial& trial) {
+    trial.starts();
+    limit_descriptors(trial, 16);
+    meets_silent_peers(trial, 300);
+    limit_descriptors(trial, 1024);
+}
+
+// Not one is left: nobody can be served, and nothing may break.
+void has_no_descriptor_left(Trial& trial) {
+    trial.starts();
+    limit_descriptors(trial, 3);
+    std::thread core([&] { trial.tries_to_ask(1); });
+    trial.awaits_log("Too many open files (bridge disconnected)");
+    limit_descriptors(trial, 1024);
+    core.join();
+}
+
+rlim_t address_space_of(pid_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/statm");
+    rlim_t pages = 0;
+    file >> pages;
+    return pages * 4096;
+}
+
+void limit_memory(Trial& trial, rlim_t bytes) {
+    const rlimit limit{bytes, RLIM_INFINITY};
+    trial.requires_that(prlimit(trial.house().daemon().pid(), RLIMIT_AS, &limit, nullptr) == 0,
+                        "no limit could be set");
+}
+
+// What a light says of itself needs more memory parsed than there is.
+void runs_out_of_memory(Trial& trial) {
+    trial.starts();
+    limit_memory(trial, address_space_of(trial.house().daemon().pid()) + (4U << 20));
+    std::string body = "{\"state\":[0";
+    while (body.size() < 1900000) {
+        body += ",0";
+    }
+    trial.bridge().sends_body(body + "]}");
+    trial.asks(5);
+    trial.awaits_log("std::bad_alloc (light id = ");
+    trial.bridge().recovers();
+    trial.asks(2);
+    limit_memory(trial, RLIM_INFINITY);
+}
+
+// The next poll comes when the quiet time behind a command is over, neither at once nor in a day.
+void steps_the_clock(Trial& trial, int seconds) {
+    trial.starts();
+    trial.pauses(Milliseconds(4000));
+    trial.asks(3);
+    trial.awaits_settled();
+    const auto settled = Trial::Clock::now();
+    trial.shim().clock_offset_seconds = seconds;
+    const int before = trial.polls();
+    trial.awaits("a poll", [&] { return trial.polls() > before; });
+    trial.requires_that(Trial::Clock::now() - settled > Milliseconds(2900), "it polls too early");
+    trial.asks(2);
+}
+
+void is_terminated(Trial& trial) {
+    trial.starts();
+    trial.pauses(Milliseconds(4000));
+    trial.tries_to_ask(5);
+    trial.pauses(Milliseconds(700));
+    trial.house().daemon().signals(SIGTERM);
+    trial.ends("exit code 0", std::chrono::seconds(1));
+}
+
+// At any moment of the start: before its handlers are installed it ends as any process does.
+void is_terminated_while_it_starts(Trial& trial) {
+    std::map<std::string, int> endings;
+    for (int i = 0; i < 12; ++i) {
+        const std::string runner = std::to_string(trial.house().runner());
+        DaemonProcess daemon(trial.daemon_path(), {"--id", runner});
+        std::this_thread::sleep_for(
+            std::chrono::microseconds(trial.is_random() ? trial.random(30000) : i * i * 200));
+        daemon.signals(SIGTERM);
+        const auto ending = daemon.wait(std::chrono::seconds(1));
+        const std::string how = ending ? ending->text() : "nothing";
+        trial.requires_that(how == "exit code 0" || how == "signal 15", "a start ends with " + how);
+        ++endings[how];
+    }
+    for (const auto& [how, count] : endings) {
+        trial.sees(std::to_string(count) + " of 12 starts end with " + how);
+    }
+    trial.starts();
+}
+
+void is_struck(Trial& trial, int number, std::atomic<std::int32_t> FaultShim::*where) {
+    trial.starts();
+    trial.pauses(Milliseconds(4000));
+    trial.shim().allocations_before = trial.is_random() ? trial.random(200) : 0;
+    trial.shim().*where = number;
+    trial.tries_to_ask(1);
+    trial.ends("exit code 1", std::chrono::seconds(trial.is_random() ? 5 : 1));
+    trial.awaits_log(number == SIGSEGV ? "gtwHandlerSigsegvHandler called"
+                                       : "gtwHandlerSigabrtHandler called");
+}
+
+void weathers_a_storm(Trial& trial, int number, const std::string& line) {
+    trial.starts();
+    std::atomic<bool> is_over{false};
+    const auto& daemon = trial.house().daemon();
+    std::thread storm([&] {
+        while (!is_over) {
+            daemon.signals(number);
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+        }
+    });
+    trial.asks(10);
+    trial.awaits_settled();
+    is_over = true;
+    storm.join();
+    trial.awaits_log(line);
+}
+
+}  // namespace
+
+std::vector<FaultRow> process_rows() {
+    return {
+        {"EndpointMeetsSilentPeers", "500 connections to the endpoint that say nothing",
+         [](Trial& trial) {
+             allow_descriptors(1024);
+             trial.starts();
+             meets_silent_peers(trial, 500);
+         }},
+        {"EndpointMeetsCutRequests", "requests cut at every byte", meets_cut_requests},
+        {"DescriptorsRunShort", "16 descriptors and 300 silent connections",
+         runs_short_of_descriptors, Length::seconds, Needs::plain_build},
+        {"DescriptorsAreOut", "not one descriptor left", has_no_descriptor_left, Length::seconds,
+         Needs::plain_build},
+        {"MemoryIsShort", "4 MiB left, and an answer that takes 90", runs_out_of_memory,
+         Length::seconds, Needs::plain_build},
+        {"ClockStepsForward", "the clock steps forward by a day",
+         [](Trial& trial) { steps_the_clock(trial, kDaySeconds); }, Length::seconds, Needs::shim},
+        {"ClockStepsBack", "the clock steps back by a day",
+         [](Trial& trial) { steps_the_clock(trial, -kDaySeconds); }, Length::seconds, Needs::shim},
+        {"IsTerminated", "SIGTERM while commands wait", is_terminated},
+        {"IsTerminatedWhileItStarts", "SIGTERM at any moment of the start",
+         is_terminated_while_it_starts},
+        {"SegmentationFaultInAnAllocation", "SIGSEGV inside an allocation",
+         [](Trial& trial) { is_struck(trial, SIGSEGV, &FaultShim::signal_in_allocation); },
+         Length::seconds, Needs::shim},
+        {"SegmentationFaultInALogCall", "SIGSEGV inside a log call",
+         [](Trial& trial) { is_struck(trial, SIGSEGV, &FaultShim::signal_in_syslog); },
+         Length::seconds, Needs::shim},
+        {"AbortInAnAllocation", "SIGABRT inside an allocation",
+         [](Trial& trial) { is_struck(trial, SIGABRT, &FaultShim::signal_in_allocation); },
+         Length::seconds, Needs::shim},
+        {"AbortInALogCall", "SIGABRT inside a log call",
+         [](Trial& trial) { is_struck(trial, SIGABRT, &FaultShim::signal_in_syslog); },
+         Length::seconds, Needs::shim},
+        {"PipeStorm", "a storm of SIGPIPE",
+         [](Trial& trial) { weathers_a_storm(trial, SIGPIPE, "gtwHandlerSigpipeHandler called"); }},
+        {"ChildStorm", "a storm of SIGCHLD",
+         [](Trial& trial) { weathers_a_storm(trial, SIGCHLD, "gtwHandlerSigchldHandler called"); }},
+    };
+}
+
+std::vector<FaultRow> fault_rows() {
+    std::vector<FaultRow> all = bridge_rows();
+    for (const auto& rows : {service_rows(), process_rows()}) {
+        all.insert(all.end(), rows.begin(), rows.end());
+    }
+    return all;
+}

@@ -1,0 +1,293 @@
+#include "Trial.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "simulator/JsonText.h"
+
+namespace {
+
+using simulator::House;
+
+constexpr const char* kShimFile = "/tmp/vexa_variables/fault-shim";
+constexpr int kBulb = 1;
+constexpr int kBulbObject = 111;
+constexpr std::size_t kKindsOfLines = 3;
+constexpr const char* kPolled = "light status from bridge received";
+constexpr const char* kFailedReport = "ERROR sending vexad request: ";
+// Lines that are written without a fault too.
+constexpr const char* kRoutine[] = {"libtavcore->compose_runonelement error: ",
+                                    "Gateway cleanup failed!"};
+
+std::chrono::milliseconds since(Trial::Clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Trial::Clock::now() - start);
+}
+
+// The kinds of lines are few, however many lights and objects there are.
+std::string without_numbers(const std::string& text) {
+    std::string kind;
+    for (const char c : text) {
+        const bool is_digit = c >= '0' && c <= '9';
+        if (is_digit && kind.back() == 'N') {
+            continue;
+        }
+        kind += c == '\n' ? ' ' : is_digit && !kind.empty() ? 'N' : c;
+    }
+    return kind.substr(0, kind.find_last_not_of(' ') + 1);
+}
+
+bool is_trouble(const simulator::SystemLog::Line& line) {
+    const bool is_routine =
+        std::any_of(std::begin(kRoutine), std::end(kRoutine),
+                    [&](const char* routine) { return line.text.rfind(routine, 0) == 0; });
+    // The event loop's own errors stand at the level of information.
+    return !is_routine && (line.priority <= 4 || line.text.rfind("GtwHandler::run ", 0) == 0);
+}
+
+std::string counted(std::size_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+std::string text_of(std::chrono::milliseconds duration) {
+    char text[32];
+    if (duration.count() < 100) {
+        std::snprintf(text, sizeof(text), "%d ms", static_cast<int>(duration.count()));
+    } else {
+        std::snprintf(text, sizeof(text), "%.1f s", static_cast<double>(duration.count()) / 1000);
+    }
+    return text;
+}
+
+Trial::Trial(const Setup& setup) : setup_(setup), generator_(setup.seed) {
+    House::Options options{setup.daemon};
+    if (!setup.shim.empty()) {
+        load_shim(options.environment);
+    }
+    house_ = std::make_unique<House>(options);
+    if (house_->log() == nullptr) {
+        throw std::runtime_error("/dev/log is taken");
+    }
+}
+
+Trial::~Trial() {
+    house_.reset();
+    if (shim_ != nullptr) {
+        munmap(shim_, sizeof(FaultShim));
+        unlink(kShimFile);
+    }
+}
+
+void Trial::load_shim(std::vector<std::string>& environment) {
+    const FileDescriptor file(open(kShimFile, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    if (!file || ftruncate(file.get(), sizeof(FaultShim)) != 0) {
+        throw std::system_error(errno, std::generic_category(), kShimFile);
+    }
+    void* const memory =
+        mmap(nullptr, sizeof(FaultShim), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+    if (memory == MAP_FAILED) {
+        throw std::system_error(errno, std::generic_category(), kShimFile);
+    }
+    shim_ = static_cast<FaultShim*>(memory);
+    environment = {"LD_PRELOAD=" + setup_.shim, std::string(kShimVariable) + "=" + kShimFile};
+}
+
+int Trial::random(int highest) {
+    return std::uniform_int_distribution<int>(0, highest)(generator_);
+}
+
+void Trial::pauses(Milliseconds longest) {
+    if (is_random()) {
+        std::this_thread::sleep_for(Milliseconds(random(static_cast<int>(longest.count()))));
+    }
+}
+
+void Trial::requires_that(bool holds, const std::string& what) {
+    if (!holds) {
+        finding_.problems.push_back(what);
+    }
+}
+
+void Trial::awaits(const std::string& what, const std::function<bool()>& predicate,
+                   Milliseconds limit) {
+    requires_that(house_->wait_for(predicate, limit), "never came: " + what);
+}
+
+void Trial::awaits_log(const std::string& part, Milliseconds limit) {
+    requires_that(log().wait_for(part, limit), "never logged: " + part);
+}
+
+void Trial::awaits_settled() {
+    awaits("what became of the commands", [this] { return ledger_.account(*house_).lost == 0; });
+}
+
+void Trial::starts(bool has_log) {
+    bridge().gate().forget();
+    const std::size_t polled = log().count(kPolled);
+    const auto status = house_->start();
+    requires_that(status && status->status == 0, "the daemon does not start");
+    requires_that(shim_ == nullptr || shim_->is_loaded != 0, "the library was not loaded");
+    awaits("the first poll", [this] { return house_->is_ready(); });
+    if (has_log) {
+        // What changes from now on is not in that poll's answer any more.
+        awaits("the end of the first poll", [&] { return log().count(kPolled) > polled; });
+    }
+}
+
+void Trial::fails_to_start() {
+    const auto start = Clock::now();
+    const auto status = house_->start();
+    const auto ending = house_->daemon().wait(kLimit);
+    requires_that(status && status->status == -1 && ending && ending->text() == "exit code 1",
+                  "the daemon does not give up");
+    if (status && ending) {
+        sees("start status " + std::to_string(status->status) + "," + std::to_string(status->port) +
+             ", " + ending->text() + ", after " + text_of(since(start)));
+    }
+    ++ended_;
+}
+
+void Trial::asks(int count, Milliseconds limit) {
+    for (int i = 0; i < count; ++i) {
+        const Ledger::Command& command = ledger_.sends_next(core());
+        requires_that(command.is_acknowledged && command.answered_in <= limit,
+                      "a command is answered after " + text_of(command.answered_in));
+        pauses(Milliseconds(150));
+    }
+}
+
+void Trial::tries_to_ask(int count) {
+    for (int i = 0; i < count; ++i) {
+        ledger_.sends_next(core());
+    }
+}
+
+void Trial::changes_a_bulb() {
+    bulb_is_on_ = !bulb_is_on_;
+    ++bulb_changes_;
+    bulb_is_on_ ? house_->light(kBulb).turns_on() : house_->light(kBulb).turns_off();
+}
+
+void Trial::ends(const std::string& how, Milliseconds limit) {
+    const auto start = Clock::now();
+    const auto ending = house_->daemon().wait(limit);
+    requires_that(ending && ending->text() == how,
+                  "the daemon ends with " + (ending ? ending->text() : "nothing"));
+    if (ending) {
+        sees("the daemon ends after " + text_of(since(start)) + " with " + ending->text());
+    }
+    ++ended_;
+}
+
+Trial::Finding Trial::concludes() {
+    bridge().recovers();
+    core().recovers();
+    database().recovers();
+    log().recovers();
+    if (!house_->has_daemon() || !house_->daemon().is_running()) {
+        requires_that(ended_ > 0, "the daemon ended by itself");
+        settles_accounts();  // before the new daemon adds its own lines
+        ledger_ = {};
+        starts();
+        checks_next_command();
+    } else {
+        checks_next_command();
+        settles_accounts();
+    }
+    const bool is_pending = bulb_changes_ > 0 && failed_reports() == 0;
+    if (is_pending || setup_.is_thorough) {
+        checks_bulb();
+    }
+    reads_log();
+    const auto ending = house_->stop();
+    requires_that(ending && ending->is_success(), "the daemon does not follow SIGTERM");
+    return finding_;
+}
+
+void Trial::checks_next_command() {
+    const auto start = Clock::now();
+    const Ledger::Command command = ledger_.sends_next(core());
+    requires_that(command.is_acknowledged, "the next command is not answered");
+    const bool is_done =
+        house_->wait_for([&] { return ledger_.is_done(command, bridge()); }, kLimit * 2);
+    requires_that(is_done, "the next command is not carried out");
+    sees(is_done ? "the next command is carried out after " + text_of(since(start))
+                 : "THE NEXT COMMAND IS NOT CARRIED OUT");
+}
+
+std::size_t Trial::failed_reports() const {
+    return house_->log()->count(kFailedReport);
+}
+
+// A change whose report was lost is not reported again: the bulb has to change anew.
+void Trial::checks_bulb() {
+    const std::size_t lost = failed_reports();
+    const auto start = Clock::now();
+    if (bulb_changes_ == 0 || lost > 0) {
+        changes_a_bulb();
+    }
+    const std::string wanted = bulb_is_on_ ? "1" : "0";
+    const bool is_reported =
+        house_->wait_for([&] { return core().value(kBulbObject) == wanted; }, kLimit);
+    requires_that(is_reported, "the next change is not reported");
+    sees(is_reported ? "a change is reported after " + text_of(since(start))
+                     : "A CHANGE IS NOT REPORTED");
+    if (lost > 0) {
+        finding_.lost += "; " + counted(lost, "report") + ", each with a line";
+    }
+}
+
+void Trial::settles_accounts() {
+    const Ledger::Account account = ledger_.account(*house_);
+    if (account.sent > 0) {
+        const std::size_t unanswered = account.sent - account.acknowledged;
+        sees(counted(account.acknowledged, "command") + " answered within " +
+             text_of(account.slowest_answer) + ", " + std::to_string(account.done) +
+             " carried out" +
+             (unanswered > 0 ? ", " + std::to_string(unanswered) + " not answered" : ""));
+    }
+    finding_.lost = std::to_string(account.failed_with_line + account.lost) + " of " +
+                    counted(account.acknowledged, "command");
+    if (account.failed_with_line > 0) {
+        finding_.lost += ", " + std::to_string(account.failed_with_line) + " with a line";
+    }
+    if (account.lost > 0) {
+        finding_.lost += ", " + std::to_string(account.lost) + " WITHOUT A LINE";
+        requires_that(ended_ > 0, std::to_string(account.lost) +
+                                      " acknowledged commands were neither carried out nor logged");
+    }
+}
+
+void Trial::reads_log() {
+    std::map<std::string, std::size_t> kinds;
+    for (const simulator::SystemLog::Line& line : log().lines()) {
+        if (is_trouble(line)) {
+            ++kinds[without_numbers(line.text)];
+        }
+    }
+    std::vector<std::pair<std::size_t, std::string>> sorted;
+    for (const auto& [kind, count] : kinds) {
+        sorted.emplace_back(count, kind);
+    }
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const auto& a, const auto& b) { return a.first > b.first; });
+    for (std::size_t i = 0; i < std::min(kKindsOfLines, sorted.size()); ++i) {
+        finding_.log_says.push_back(std::to_string(sorted[i].first) + "x " + sorted[i].second);
+    }
+    if (sorted.size() > kKindsOfLines) {
+        finding_.log_says.push_back("and " + counted(sorted.size() - kKindsOfLines, "more kind") +
+                                    " of lines");
+    }
+    if (sorted.empty()) {
+        finding_.log_says.emplace_back("nothing");
+    }
+}

@@ -1,0 +1,127 @@
+// Loaded into the daemon before the C library: shifts its wall clock, and raises signals where they
+// hurt most, inside an allocation and inside a log call. Each holds a lock there that a second call
+// waits for, as the C library's own do: a signal handler that allocated or logged would not return.
+#include <atomic>
+#include <csignal>
+#include <cstdarg>
+#include <cstdlib>
+#include <ctime>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/time.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "FaultShim.h"
+
+extern "C" void* __libc_malloc(std::size_t size);                     // NOLINT
+extern "C" void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT
+
+namespace {
+
+FaultShim* shim = nullptr;
+
+[[gnu::constructor]] void load() {
+    const char* path = std::getenv(kShimVariable);
+    const int fd = path == nullptr ? -1 : open(path, O_RDWR | O_CLOEXEC);
+    if (fd < 0) {
+        return;
+    }
+    void* const memory =
+        mmap(nullptr, sizeof(FaultShim), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    close(fd);
+    if (memory != MAP_FAILED) {
+        shim = static_cast<FaultShim*>(memory);
+        shim->is_loaded = 1;
+    }
+}
+
+class SpinLock final {
+  public:
+    explicit SpinLock(std::atomic_flag& flag) : flag_(flag) {
+        while (flag_.test_and_set(std::memory_order_acquire)) {
+            usleep(10);
+        }
+    }
+    ~SpinLock() { flag_.clear(std::memory_order_release); }
+    SpinLock(const SpinLock&) = delete;
+    SpinLock& operator=(const SpinLock&) = delete;
+
+  private:
+    std::atomic_flag& flag_;
+};
+
+std::atomic_flag heap_lock = ATOMIC_FLAG_INIT;
+std::atomic_flag log_lock = ATOMIC_FLAG_INIT;
+
+void strike_in_allocation() {
+    if (shim != nullptr && shim->signal_in_allocation != 0 && shim->allocations_before-- <= 0) {
+        raise(shim->signal_in_allocation.exchange(0));
+    }
+}
+
+time_t clock_offset() {
+    return shim == nullptr ? 0 : shim->clock_offset_seconds.load();
+}
+
+}  // namespace
+
+extern "C" {
+
+void* malloc(std::size_t size) {
+    const SpinLock lock(heap_lock);
+    strike_in_allocation();
+    return __libc_malloc(size);
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+    const SpinLock lock(heap_lock);
+    strike_in_allocation();
+    return __libc_calloc(count, size);
+}
+
+void syslog(int priority, const char* format, ...) {
+    static const auto real =
+        reinterpret_cast<void (*)(int, const char*, va_list)>(dlsym(RTLD_NEXT, "vsyslog"));
+    const SpinLock lock(log_lock);
+    if (shim != nullptr && shim->signal_in_syslog != 0) {
+        raise(shim->signal_in_syslog.exchange(0));
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    real(priority, format, arguments);
+    va_end(arguments);
+}
+
+int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    static const auto real =
+        reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
+    const int result = real(clock, time);
+    if (result == 0 && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)) {
+        time->tv_sec += clock_offset();
+    }
+    return result;
+}
+
+int gettimeofday(timeval* time, void* zone) noexcept {
+    static const auto real =
+        reinterpret_cast<int (*)(timeval*, void*)>(dlsym(RTLD_NEXT, "gettimeofday"));
+    const int result = real(time, zone);
+    if (result == 0) {
+        time->tv_sec += clock_offset();
+    }
+    return result;
+}
+
+time_t time(time_t* result) noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (result != nullptr) {
+        *result = now.tv_sec;
+    }
+    return now.tv_sec;
+}
+
+}  // extern "C"

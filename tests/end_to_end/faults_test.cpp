@@ -1,0 +1,42 @@
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "FaultRows.h"
+
+namespace {
+
+// One row of the matrix: after the fault the daemon serves as before, and no command is lost that
+// the log does not tell of.
+class FaultTest : public testing::Test {
+  public:
+    explicit FaultTest(const FaultRow& row) : row_(row) {}
+
+    void TestBody() override {
+        const bool is_sanitized = !std::string(LUMIVAD_SANITIZE).empty();
+        if (is_sanitized && row_.needs != FaultRow::Needs::nothing) {
+            GTEST_SKIP() << "a sanitizer has the heap, the descriptors and the memory for itself";
+        }
+        const bool needs_shim = row_.needs == FaultRow::Needs::shim;
+        Trial trial({LUMIVAD_PATH, needs_shim ? FAULT_SHIM_PATH : "", 0, false});
+        row_.run(trial);
+        const Trial::Finding finding = trial.concludes();
+        EXPECT_EQ(finding.problems, std::vector<std::string>()) << trial.transcript();
+    }
+
+  private:
+    FaultRow row_;
+};
+
+// A test for each row that takes seconds, under the row's name.
+const bool kAreRegistered = [] {
+    for (const FaultRow& row : fault_rows()) {
+        if (row.length == FaultRow::Length::seconds) {
+            testing::RegisterTest("Faults", row.name, nullptr, nullptr, __FILE__, __LINE__,
+                                  [row]() -> testing::Test* { return new FaultTest(row); });
+        }
+    }
+    return true;
+}();
+
+}  // namespace
