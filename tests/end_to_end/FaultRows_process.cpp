@@ -108,7 +108,7 @@ void runs_out_of_memory(Trial& trial) {
     limit_memory(trial, address_space_of(trial.house().daemon().pid()) + (4U << 20));
     std::string body = "{\"state\":[0";
     while (body.size() < 1900000) {
-        body += ",0";
+        body += ",0.1234567890";
     }
     trial.bridge().sends_body(body + "]}");
     trial.asks(5);
@@ -204,7 +204,7 @@ std::vector<FaultRow> process_rows() {
          runs_short_of_descriptors, Length::seconds, Needs::plain_build},
         {"DescriptorsAreOut", "not one descriptor left", has_no_descriptor_left, Length::seconds,
          Needs::plain_build},
-        {"MemoryIsShort", "4 MiB left, and an answer that takes 90", runs_out_of_memory,
+        {"MemoryIsShort", "4 MiB of memory left, and an answer that takes more", runs_out_of_memory,
          Length::seconds, Needs::plain_build},
         {"ClockStepsForward", "the clock steps forward by a day",
          [](Trial& trial) { steps_the_clock(trial, kDaySeconds); }, Length::seconds, Needs::shim},

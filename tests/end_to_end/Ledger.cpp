@@ -118,7 +118,7 @@ bool Ledger::is_done(const Command& command, simulator::Bridge& bridge) const {
     });
 }
 
-Ledger::Account Ledger::account(simulator::House& house) const {
+Ledger::Account Ledger::account(simulator::House& house, std::size_t count) const {
     std::map<std::string, std::size_t> changes;
     for (const Gate::Request& request : house.bridge().gate().changes()) {
         ++changes[Gate::without_user(request.path) + change_of(request)];
@@ -126,8 +126,9 @@ Ledger::Account Ledger::account(simulator::House& house) const {
     std::size_t dropped_at_the_end = 0;
     std::map<Key, std::size_t> failures = failures_in(house.log()->lines(), dropped_at_the_end);
     Account account;
-    account.sent = commands_.size();
-    for (const Command& command : commands_) {
+    account.sent = std::min(count, commands_.size());
+    for (std::size_t i = 0; i < account.sent; ++i) {
+        const Command& command = commands_[i];
         account.slowest_answer = std::max(account.slowest_answer, command.answered_in);
         std::size_t& made = changes[path_of_light(command.light) + command.change];
         std::size_t& told = failures[{command.object, command.value}];

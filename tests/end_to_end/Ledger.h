@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -38,7 +39,9 @@ class Ledger final {
     /// lights 2, 4, 5 and 6 (light 4 alone gets both kinds).
     const Command& sends_next(simulator::Core& core);
     bool is_done(const Command& command, simulator::Bridge& bridge) const;
-    Account account(simulator::House& house) const;
+    /// Of the first `count` commands, or of all.
+    Account account(simulator::House& house, std::size_t count = SIZE_MAX) const;
+    std::size_t size() const { return commands_.size(); }
 
   private:
     Command next_command() const;

@@ -94,9 +94,9 @@ class Trial final {
 
   private:
     void load_shim(std::vector<std::string>& environment);
-    void checks_next_command();
+    std::string check_next_command();  // what the user sees of it
     void checks_bulb();
-    void settles_accounts();
+    void settles_accounts(const Ledger::Account& account);
     void reads_log();
     std::size_t failed_reports() const;
 
