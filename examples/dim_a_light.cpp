@@ -20,7 +20,7 @@ constexpr long kFullBrightness = 254;
 
 bool dim(long id, long percent, const std::string& user) {
     HueFinder finder(std::make_shared<LinHttpHandler>());
-    const auto bridges = finder.FindBridges();  // takes five seconds
+    const auto bridges = finder.FindBridges();  // five seconds; nothing else to do meanwhile
     if (bridges.empty()) {
         std::cerr << "No bridge answers. Is it on this network?\n";
         return false;

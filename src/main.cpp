@@ -74,7 +74,7 @@ bool copy_string_variable(linkedlist* variables, const char* name, char* buffer,
                           unsigned int size) {
     const optionalpvariable* variable = optionalp_variables_searchbyname(variables, name);
     if (variable == nullptr || variable->type != OPTIONALP_STRING || variable->value == nullptr) {
-        // The message has no closing parenthesis; log filters of the field know it so.
+        // The message has no closing parenthesis; log filters know it so.
         error("ERR %d: Wrong format for vexad_object (optionalp key: %s", kDatabaseError, name);
         return false;
     }

@@ -13,6 +13,10 @@ namespace {
 
 // What a socket's failure means to somebody who can look at the cables.
 std::string text_of(const std::system_error& failure) {
+    // First: the resolver leaves any errno.
+    if (std::string_view(failure.what()).find("gethostbyname") != std::string_view::npos) {
+        return "no such host";
+    }
     switch (failure.code().value()) {
         case EAGAIN:
         case EINPROGRESS:
@@ -21,25 +25,21 @@ std::string text_of(const std::system_error& failure) {
         case EMSGSIZE:
             return "it answers more than any bridge";
         default:
-            break;
+            return failure.code().message();
     }
-    const bool has_no_address =
-        std::string_view(failure.what()).find("gethostbyname") != std::string_view::npos;
-    return has_no_address ? "no such host" : failure.code().message();
 }
 
 }  // namespace
 
-void talk_to(const std::string& peer, const std::function<void()>& action) {
+void talk_to(const std::string& peer, const std::function<void()>& action,
+             const std::string& advice) {
     try {
         action();
     } catch (const std::system_error& failure) {
         throw Failure(ExitCode::not_reached,
-                      peer + " was not reached (" + text_of(failure) +
-                          "); check the address, the power and the network cable");
+                      peer + " was not reached (" + text_of(failure) + "); " + advice);
     } catch (const std::runtime_error&) {
-        throw Failure(ExitCode::not_reached,
-                      peer + " does not answer as a bridge does; check the address");
+        throw Failure(ExitCode::not_reached, peer + " does not answer as a bridge does; " + advice);
     }
 }
 

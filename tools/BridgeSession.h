@@ -16,8 +16,9 @@
 namespace huectl {
 
 /// Runs `action`, which talks to `peer`, and turns the exceptions of the client library into
-/// Failures that name it.
-void talk_to(const std::string& peer, const std::function<void()>& action);
+/// Failures that name it and give `advice`.
+void talk_to(const std::string& peer, const std::function<void()>& action,
+             const std::string& advice = "check the address, the power and the network cable");
 
 class BridgeSession final {
   public:

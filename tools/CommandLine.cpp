@@ -21,8 +21,8 @@ constexpr const char* kExitCodes =
     "3 the bridge was not reached.\nThe manual page is huectl(1).";
 constexpr const char* kDiscoverNote =
     "Only bridges that describe themselves as made by \"Royal Philips Electronics\" are found; "
-    "those "
-    "sold since\nthe maker changed its name are not. Give the address of such a bridge by hand "
+    "those sold since\nthe maker changed its name are not. Give the address of such a bridge by "
+    "hand "
     "(the router lists it):\n  huectl pair ADDRESS";
 constexpr const char* kPairNote =
     "Press the button on the bridge within 35 seconds. The last line printed is the text for the "

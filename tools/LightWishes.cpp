@@ -74,7 +74,8 @@ class Plan final {
         add_loop(true);
         add("--blink", options_.blink, [](HueLight& light) { return light.alert(); });
         add_flash();
-        add("--off", switches_off(), [t = transition_](HueLight& light) { return light.Off(t); });
+        add(options_.off ? "--off" : "--brightness", switches_off(),
+            [t = transition_](HueLight& light) { return light.Off(t); });
         return std::move(steps_);
     }
 

@@ -61,8 +61,11 @@ std::string ObservingHttpHandler::sendHTTPRequest(std::string method, std::strin
     std::string answer = LinHttpHandler::sendHTTPRequest(
         std::move(method), std::move(uri), std::move(content_type), std::move(body), adr, port);
     Json::Value json;
-    if (!refusal_ && JsonAccess::parse(answer, json)) {
-        refusal_ = refusal_in(json, is_change);
+    if (JsonAccess::parse(answer, json)) {
+        auto refusal = refusal_in(json, is_change);
+        if (refusal) {
+            refusal_ = std::move(refusal);
+        }
     }
     return answer;
 }

@@ -1,7 +1,7 @@
 /// The transport that also looks at what the bridge says: several operations of the client library
 /// answer true without looking, but somebody at the cabinet has to know when the bridge refused.
 ///
-/// One thread sends and asks.
+/// One thread at a time sends or asks.
 #pragma once
 
 #include <optional>
@@ -33,7 +33,7 @@ class ObservingHttpHandler final : public LinHttpHandler {
     std::string sendHTTPRequest(std::string method, std::string uri, std::string content_type,
                                 std::string body, const std::string& adr, int port) const override;
 
-    /// The first refusal since the last call.
+    /// The last refusal since the last call.
     std::optional<Refusal> take_refusal() const;
 
   private:

@@ -82,8 +82,8 @@ RGB rgb_of(const std::string& what, const std::string& text) {
     const RGB rgb{channel(16), channel(8), channel(0)};
     if (rgb.r == rgb.g && rgb.g == rgb.b) {
         refuse(what, text,
-               "a colour that a light can show by its hue: grey, white and black would switch it "
-               "off; use --kelvin for white, --off for black");
+               "a colour with saturation: grey, white and black would switch the light off; use "
+               "--kelvin for white, --off for black");
     }
     return rgb;
 }

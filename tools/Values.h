@@ -24,7 +24,7 @@ constexpr NumberRange kLightId{1, 65535, "a light's number"};
 
 /// Decimal digits only.
 unsigned number_of(const std::string& what, const std::string& text, const NumberRange& range);
-/// Six hex digits. Not grey, black or white: those have no hue, and a light shows its hue only.
+/// Six hex digits. Not grey, black or white: a colour without saturation switches a light off.
 RGB rgb_of(const std::string& what, const std::string& text);
 /// "H,S,V", 0..255 each, not all 0.
 HSVColor hsv_of(const std::string& what, const std::string& text);

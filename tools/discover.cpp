@@ -11,20 +11,32 @@
 #include "Text.h"
 #include "huelib/HueFinder.h"
 #include "huelib/LinHttpHandler.h"
+#include "huelib/UPnP.h"
 
 namespace huectl {
 namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kSearchPeriod{5};
+constexpr const char* kByHand = "give the address by hand: huectl pair ADDRESS";
 constexpr std::chrono::milliseconds kRedrawPeriod{100};
 
-std::vector<HueFinder::HueIdentification> find_bridges() {
-    const HueFinder finder(std::make_shared<LinHttpHandler>());
+using Bridges = std::vector<HueFinder::HueIdentification>;
+
+// One device whose description cannot be read ends the search.
+Bridges search_network() {
+    Bridges found;
+    talk_to(
+        "the network, or a device that calls itself a bridge,",
+        [&] { found = HueFinder(std::make_shared<LinHttpHandler>()).FindBridges(); },
+        std::string("search again, or ") + kByHand);
+    return found;
+}
+
+Bridges find_bridges() {
     ProgressLine progress;
-    const auto end = steady_clock::now() + kSearchPeriod;
-    auto search = std::async(std::launch::async, [&] { return finder.FindBridges(); });
+    const auto end = steady_clock::now() + UPnP::kListenPeriod;
+    auto search = std::async(std::launch::async, search_network);
     do {
         const auto left = std::chrono::ceil<std::chrono::seconds>(end - steady_clock::now());
         progress.show(left.count() > 0
@@ -37,12 +49,11 @@ std::vector<HueFinder::HueIdentification> find_bridges() {
 }  // namespace
 
 Result discover() {
-    std::vector<HueFinder::HueIdentification> bridges;
-    talk_to("the network or a device that answered the search", [&] { bridges = find_bridges(); });
+    const Bridges bridges = find_bridges();
     if (bridges.empty()) {
-        throw Failure(ExitCode::refused,
-                      "no bridge was found; bridges of newer make are never found, give the "
-                      "address by hand: huectl pair ADDRESS");
+        throw Failure(
+            ExitCode::refused,
+            std::string("no bridge was found; bridges of newer make are never found, ") + kByHand);
     }
     Result result;
     std::vector<Row> rows = {{"address", "serial number"}};

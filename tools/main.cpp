@@ -51,7 +51,9 @@ ExitCode run(int argc, char** argv) {
     } catch (const Failure& failure) {
         return report(failure, huectl::asks_for_json(argc, argv));
     } catch (const std::exception&) {
-        return report({ExitCode::refused, "the memory or the threads did not suffice; try again"},
+        return report({ExitCode::refused,
+                       "the system did not give what this takes (memory, threads, descriptors, "
+                       "standard output); try again"},
                       huectl::asks_for_json(argc, argv));
     }
 }

@@ -22,7 +22,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kPairingPeriod{35};
 constexpr std::chrono::milliseconds kRedrawPeriod{100};
 
 // The library's pairing on a thread of its own; its lines appear whole, the countdown below them.
@@ -35,8 +34,12 @@ std::string request_username(Hue& bridge, const std::string& address, bool is_fo
             progress.print(lines_go_to, printable(line));
         }
     };
-    const auto end = steady_clock::now() + kPairingPeriod;
-    auto pairing = std::async(std::launch::async, [&] { return bridge.requestUsername(address); });
+    const auto end = steady_clock::now() + Hue::kPairingPeriod;
+    auto pairing = std::async(std::launch::async, [&] {
+        std::string username;
+        talk_to(address, [&] { username = bridge.requestUsername(address); });
+        return username;
+    });
     while (pairing.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
         print(capture.lines(kRedrawPeriod));
         const auto left = std::chrono::ceil<std::chrono::seconds>(end - steady_clock::now());
@@ -53,7 +56,9 @@ void expect_storable(const std::string& username) {
     try {
         user_of(username);
     } catch (const Failure&) {
-        throw Failure(ExitCode::refused, "the bridge gave a user name that no request can hold");
+        throw Failure(
+            ExitCode::refused,
+            "the bridge gave a user name that no request can hold; pair again for another one");
     }
     if (!fits) {
         throw Failure(ExitCode::refused,
@@ -79,15 +84,18 @@ std::string optional_parameters(const std::string& address, const std::string& u
 Result pair(const std::string& address, bool is_for_scripts) {
     const auto transport = std::make_shared<ObservingHttpHandler>();
     Hue bridge(address, "", transport);
-    std::string username;
-    talk_to(address, [&] { username = request_username(bridge, address, is_for_scripts); });
+    const std::string username = request_username(bridge, address, is_for_scripts);
     if (username.empty()) {
         const auto refusal = transport->take_refusal();
-        const bool is_button = !refusal || refusal->type == Refusal::kLinkButtonNotPressed;
+        if (!refusal) {
+            throw Failure(ExitCode::not_reached,
+                          address + " does not answer as a bridge does; check the address");
+        }
         throw Failure(ExitCode::refused,
-                      is_button ? "the link button was not pressed in time; try again, and press "
-                                  "the button on the bridge while the time runs"
-                                : refusal->text());
+                      refusal->type == Refusal::kLinkButtonNotPressed
+                          ? "the link button was not pressed in time; try again, and press "
+                            "the button on the bridge while the time runs"
+                          : refusal->text());
     }
     expect_storable(username);
     const std::string parameters = optional_parameters(address, username);

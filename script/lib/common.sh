@@ -21,6 +21,11 @@ help_if_asked() {
     esac
 }
 
+# Whether this machine gives the tests and the house network and mount namespaces of their own.
+has_namespaces() {
+    unshare --map-root-user --net --mount true 2>/dev/null
+}
+
 # build PRESET [TARGET ...]: configures build/PRESET and builds the targets, all by default.
 build() {
     local preset=$1

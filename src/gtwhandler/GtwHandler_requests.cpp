@@ -34,7 +34,7 @@ constexpr fsmcore_format::Limits kLimits{kMaxRequestParameters, kMaxValueBytes};
 struct FaultText {
     Fault fault;
     const char* subject;  // of what is not a number, null for a missing line
-    const char* gap;      // one text has had two blanks since ever
+    const char* gap;      // one text has two blanks
     const char* tag;
 };
 constexpr FaultText kFaultTexts[] = {

@@ -218,7 +218,7 @@ bool HueHandler::report_hsv(const HueLight& light, HueLightState& stored) const 
     if (!changed || stored.hsv_object < 1) {
         return true;
     }
-    // The line names the b object, and always has: the field's log filters know it so.
+    // The line names the b object: log filters know it so.
     return report(stored.hsv_object, text_of_hsv(color.hue, color.saturation, color.value),
                   object_line("", stored.b_object));
 }

@@ -19,7 +19,6 @@ using LightCatalogue::LightClass;
 using LightCatalogue::TemperatureControl;
 
 constexpr int kHttpPort = 80;
-constexpr std::chrono::seconds kPairingPeriod{35};
 constexpr std::chrono::seconds kBetweenPairingAttempts{1};
 
 // Lights are kept by the low 8 bits of their id.
@@ -71,8 +70,8 @@ std::string Hue::requestUsername(const std::string& bridgeIp) {
         lastAttempt = now;
         const Json::Value answer = http_handler->POSTJson("/api", request, bridgeIp, kHttpPort);
         const Json::Value& first = JsonAccess::element(answer, 0);
-        const std::string name = JsonAccess::asString(
-            JsonAccess::member(JsonAccess::member(first, "success"), "username"));
+        const Json::Value& success = JsonAccess::member(first, "success");
+        const std::string name = JsonAccess::asString(JsonAccess::member(success, "username"));
         if (!name.empty()) {
             username = name;
             ip = bridgeIp;
@@ -82,7 +81,7 @@ std::string Hue::requestUsername(const std::string& bridgeIp) {
                       << std::flush;
             return username;
         }
-        if (!JsonAccess::member(first, "error").isNull()) {
+        if (success.isNull() && !JsonAccess::member(first, "error").isNull()) {
             std::cout << "Link button not pressed!\n" << std::flush;
         }
     }

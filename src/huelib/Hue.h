@@ -7,6 +7,7 @@
 /// A light id is narrowed to its low 8 bits where lights are kept: 259 and 3 are one entry.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -35,11 +36,13 @@ class Hue {
     /// a new Hue for a bridge that has moved.
     void setIP(const std::string& bridgeIp) { ip = bridgeIp; }
 
+    /// How long requestUsername asks.
+    static constexpr std::chrono::seconds kPairingPeriod{35};
     /// Registers a user on the bridge at `bridgeIp` while somebody presses its link button: asks
-    /// once a second for 35 s, keeping its processor busy, and tells on standard output how it
-    /// goes. The new name, with which this object then sends to that address; empty, and nothing is
-    /// changed, when the bridge gave none in time. Lights that were got before keep the user that
-    /// they had. Asks past the pacing of other requests.
+    /// once a second for kPairingPeriod, keeping its processor busy, and tells on standard output
+    /// how it goes. The new name, with which this object then sends to that address; empty, and
+    /// nothing is changed, when the bridge gave no name in time. Lights that were got before keep
+    /// the user that they had. Asks past the pacing of other requests.
     std::string requestUsername(const std::string& bridgeIp);
 
     /// Reads everything that the bridge knows; nothing without a user name. An answer that lists no

@@ -215,8 +215,7 @@ std::string LinHttpHandler::exchange(const std::string& msg, const std::string& 
     }
     writeAll(socket, msg);
     std::string answer = readAnswer(socket, limits);
-    // Exactly three bytes count as an answer that broke off, and always have; the check is no more
-    // than that.
+    // Exactly three bytes count as an answer that broke off; the check is no more than that.
     if (answer.size() == kBrokenAnswerBytes) {
         throw std::runtime_error("LinHttpHandler: Failed to store complete response from socket\n");
     }

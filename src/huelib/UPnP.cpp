@@ -14,7 +14,6 @@ constexpr const char* kSearch =
     "ST: ssdp:all\r\n\r\n";
 constexpr const char* kGroup = "239.255.255.250";
 constexpr int kPort = 1900;
-constexpr int kListenSeconds = 5;
 
 // The text behind the key and one blank, up to the end of its line. An answer comes without the
 // empty line behind it, so its last line ends with the answer.
@@ -34,7 +33,7 @@ std::vector<std::pair<std::string, std::string>> UPnP::getDevices(
     std::vector<std::pair<std::string, std::string>> devices;
     std::set<std::pair<std::string, std::string>> known;
     for (const std::string& answer :
-         handler->sendMulticast(kSearch, kGroup, kPort, kListenSeconds)) {
+         handler->sendMulticast(kSearch, kGroup, kPort, int{kListenPeriod.count()})) {
         const std::optional<std::string> location = valueOf("LOCATION:", answer);
         const std::optional<std::string> server = valueOf("SERVER:", answer);
         if (location && server && known.emplace(*location, *server).second) {

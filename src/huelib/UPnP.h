@@ -1,6 +1,7 @@
 /// Search for devices on the local network by SSDP (Simple Service Discovery Protocol).
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <utility>
@@ -10,11 +11,14 @@
 
 class UPnP {
   public:
+    /// How long a search listens for answers.
+    static constexpr std::chrono::seconds kListenPeriod{5};
+
     /// What the devices that answer tell of themselves: the LOCATION of their description and their
     /// SERVER text, each pair once, in order of first arrival. Keys are taken as bridges write
     /// them, in capitals; an answer that lacks one of the two is skipped.
     ///
-    /// Blocks for 5 s and keeps its processor busy meanwhile. Exceptions of the transport
+    /// Blocks for kListenPeriod and keeps its processor busy meanwhile. Exceptions of the transport
     /// propagate.
     static std::vector<std::pair<std::string, std::string>> getDevices(
         const std::shared_ptr<const IHttpHandler>& handler);

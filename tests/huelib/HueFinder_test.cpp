@@ -86,10 +86,16 @@ TEST(HueFinder, FindsTheBridgesAmongTheDevices) {
     network.handler->answers("GET", description("00178821b0b5"));
     network.handler->answers("GET", description("aa"));
     EXPECT_EQ(network.bridges(), (Found{"10.0.0.2 00178821b0b5", "10.0.0.3 aa"}));
-    const auto requests = network.handler->requests();  // nobody asked the router
-    ASSERT_EQ(requests.size(), 2U);
-    EXPECT_EQ(requests[0].uri + " " + requests[0].adr, "/description.xml 10.0.0.2");
-    EXPECT_EQ(requests[0].port, 80);
+    const auto requests = network.handler->requests();
+    ASSERT_EQ(requests.size(), 3U);  // nobody asked the router
+    EXPECT_EQ(requests[0].body,
+              "M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\n"
+              "MX: 5\r\nST: ssdp:all\r\n\r\n");
+    EXPECT_EQ(requests[0].adr + " " + requests[0].uri, "239.255.255.250 5 s");
+    EXPECT_EQ(requests[0].port, 1900);
+    EXPECT_EQ(requests[1].uri + " " + requests[1].adr, "/description.xml 10.0.0.2");
+    EXPECT_EQ(requests[1].content_type, "application/xml");
+    EXPECT_EQ(requests[1].port, 80);
 }
 
 TEST(HueFinder, SkipsTheOneDeviceThatIsNoBridge) {

@@ -21,10 +21,11 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
 
     struct Request {
         std::string method, uri;
-        std::string body;  // JSON in one line
+        std::string body;  // JSON in one line, or what a search sends
         std::string adr;
         int port;
         std::chrono::steady_clock::time_point started;
+        std::string content_type;
     };
 
     ScriptedHttpHandler() = default;
@@ -68,17 +69,21 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     }
 
     std::string send(const std::string&, const std::string&, int) const override { return ""; }
-    std::vector<std::string> sendMulticast(const std::string&, const std::string&, int,
-                                           int) const override {
+    std::vector<std::string> sendMulticast(const std::string& msg, const std::string& adr, int port,
+                                           int timeout) const override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        requests_.push_back({"search", std::to_string(timeout) + " s", msg, adr, port,
+                             std::chrono::steady_clock::now(), ""});
         return announced_;
     }
-    std::string sendHTTPRequest(std::string method, std::string uri, std::string, std::string body,
-                                const std::string& adr, int port) const override {
+    std::string sendHTTPRequest(std::string method, std::string uri, std::string content_type,
+                                std::string body, const std::string& adr, int port) const override {
         const auto started = std::chrono::steady_clock::now();
         std::this_thread::sleep_for(duration_);
         const Json::Value json = simulator::parse_json(body).value_or(Json::Value());
         const std::lock_guard<std::mutex> guard(mutex_);
-        requests_.push_back({method, uri, simulator::compact_json(json), adr, port, started});
+        requests_.push_back(
+            {method, uri, simulator::compact_json(json), adr, port, started, content_type});
         auto& script = script_[method];
         if (script.empty()) {
             return answer_of_lights(method, path_of(uri), json).toStyledString();

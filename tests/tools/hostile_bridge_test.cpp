@@ -33,6 +33,7 @@ TEST_F(HostileBridge, IsNotReachedWhenItSpeaksNoHttp) {
     EXPECT_THAT(lights(), EndsWith(3, "was not reached"));
     bridge().refuses();
     EXPECT_THAT(lights(), EndsWith(3, "Connection refused"));
+    EXPECT_THAT(runs({"lights", "no-such-host.invalid", kUser}), EndsWith(3, "no such host"));
 }
 
 TEST_F(HostileBridge, IsGivenUpWhenItStalls) {
