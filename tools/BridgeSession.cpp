@@ -70,7 +70,12 @@ Json::Value BridgeSession::light(int id) {
 void BridgeSession::carry_out(const std::string& what, const std::function<bool(Hue&)>& action) {
     take_turn(Sender::bridge);
     bool is_confirmed = false;
-    talk_to(address_, [&] { is_confirmed = action(bridge_); });
+    try {
+        talk_to(address_, [&] { is_confirmed = action(bridge_); });
+    } catch (const Failure&) {
+        expect_no_refusal(what);  // the bridge's own words say more
+        throw;
+    }
     expect_no_refusal(what);
     if (!is_confirmed) {
         throw Failure(ExitCode::refused, what + ": " + Refusal{Refusal::kNotConfirmed, ""}.text());

@@ -63,6 +63,12 @@ Access access_of(const Words& words) {
     return {address_of(words.address), user_of(user)};
 }
 
+// An empty word, as an unset variable of a script leaves it, must not let another take its place.
+std::string refuse_empty(const std::string& word) {
+    return word.empty() ? "an empty word; leave it out" : "";
+}
+const CLI::Validator kNotEmpty(refuse_empty, "");
+
 struct LightWords {
     Access access;
     int id;
@@ -131,9 +137,9 @@ class Parser final {
 
     void add_words(CLI::App& command, bool with_id) {
         command.add_option("ADDRESS", words_.address)->required();
-        command.add_option("USER", words_.user);
+        command.add_option("USER", words_.user)->check(kNotEmpty);
         if (with_id) {
-            command.add_option("ID", words_.id);
+            command.add_option("ID", words_.id)->check(kNotEmpty);
         }
     }
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -45,6 +46,11 @@ bool write_all(int fd, const std::string& text) {
     std::size_t written = 0;
     while (written < text.size()) {
         const ssize_t count = write(fd, text.data() + written, text.size() - written);
+        if (count < 0 && errno == EAGAIN) {  // whoever gave us the pipe reads without blocking
+            pollfd writable{fd, POLLOUT, 0};
+            poll(&writable, 1, -1);
+            continue;
+        }
         if (count < 0 && errno != EINTR) {
             return false;
         }

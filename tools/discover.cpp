@@ -2,6 +2,9 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <optional>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "BridgeSession.h"
@@ -18,18 +21,63 @@ namespace {
 
 using std::chrono::steady_clock;
 
+constexpr std::chrono::seconds kLastQuestion{20};  // after the start
 constexpr const char* kByHand = "give the address by hand: huectl pair ADDRESS";
 constexpr std::chrono::milliseconds kRedrawPeriod{100};
 
 using Bridges = std::vector<HueFinder::HueIdentification>;
 
-// One device whose description cannot be read ends the search.
+// The library's search ends at the first device that cannot be read, but one such device must not
+// hide the bridges that can: here it counts as no bridge, and is remembered. Each address is asked
+// once and briefly, and nobody when the time is over, so that the search ends whoever answers it.
+class DiscoveryHttpHandler final : public LinHttpHandler {
+  public:
+    std::string GETString(std::string uri, std::string content_type, std::string body,
+                          const std::string& adr, int port) const override {
+        std::string description;
+        if (steady_clock::now() > last_question_ || !asked_.insert(adr).second) {
+            return description;
+        }
+        try {
+            talk_to(
+                printable(adr, kShownCharacters),
+                [&] {
+                    description = LinHttpHandler::GETString(std::move(uri), std::move(content_type),
+                                                            std::move(body), adr, port);
+                },
+                std::string("search again, or ") + kByHand);
+        } catch (const Failure& failure) {
+            if (!problem_) {
+                problem_ = failure;
+            }
+        }
+        return description;
+    }
+    std::string send(const std::string& msg, const std::string& adr, int port) const override {
+        return exchange(msg, adr, port, kLimits);
+    }
+    /// The first device that could not be read.
+    const std::optional<Failure>& problem() const { return problem_; }
+
+  private:
+    static constexpr std::size_t kShownCharacters = 60;
+    static constexpr Limits kLimits{std::chrono::seconds(3), std::chrono::seconds(3),
+                                    std::size_t{64} << 10};
+
+    steady_clock::time_point last_question_ = steady_clock::now() + kLastQuestion;
+    mutable std::set<std::string> asked_;
+    mutable std::optional<Failure> problem_;
+};
+
 Bridges search_network() {
+    const auto transport = std::make_shared<DiscoveryHttpHandler>();
     Bridges found;
     talk_to(
-        "the network, or a device that calls itself a bridge,",
-        [&] { found = HueFinder(std::make_shared<LinHttpHandler>()).FindBridges(); },
-        std::string("search again, or ") + kByHand);
+        "the network", [&] { found = HueFinder(transport).FindBridges(); },
+        std::string("check the network cable, or ") + kByHand);
+    if (found.empty() && transport->problem()) {
+        throw Failure(*transport->problem());
+    }
     return found;
 }
 

@@ -2,6 +2,7 @@
 #include <exception>
 #include <string>
 
+#include <fcntl.h>
 #include <json/writer.h>
 #include <unistd.h>
 
@@ -58,8 +59,19 @@ ExitCode run(int argc, char** argv) {
     }
 }
 
+// A standard stream that the caller closed would give its number to the next socket, and what is
+// meant for a person would go to the bridge. Writing to what stands in for it fails.
+void open_standard_streams() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDONLY) != fd) {
+            _exit(static_cast<int>(ExitCode::refused));
+        }
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    open_standard_streams();
     return static_cast<int>(run(argc, argv));
 }

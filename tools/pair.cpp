@@ -23,6 +23,7 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kRedrawPeriod{100};
+constexpr std::size_t kShownCharacters = 200;  // of a line of the library
 
 // The library's pairing on a thread of its own; its lines appear whole, the countdown below them.
 std::string request_username(Hue& bridge, const std::string& address, bool is_for_scripts) {
@@ -31,7 +32,7 @@ std::string request_username(Hue& bridge, const std::string& address, bool is_fo
     const int lines_go_to = is_for_scripts ? STDERR_FILENO : capture.original();
     const auto print = [&](const std::vector<std::string>& lines) {
         for (const std::string& line : lines) {
-            progress.print(lines_go_to, printable(line));
+            progress.print(lines_go_to, printable(line, kShownCharacters));
         }
     };
     const auto end = steady_clock::now() + Hue::kPairingPeriod;

@@ -39,6 +39,16 @@ TEST_F(FindAndPair, ListsTheBridgesThatAnswer) {
         << "no terminal, no redrawing";
 }
 
+TEST_F(FindAndPair, ListsTheBridgesBesideADeviceThatDoesNotAnswer) {
+    const char* nobody = "LOCATION: http://127.0.0.99:80/\r\nSERVER: IpBridge\r\n\r\n";
+    bridge().announces(nobody);
+    EXPECT_EQ(runs({"discover"}).output, "address     serial number\n127.0.0.80  0017880ae670\n");
+    bridge().describes_itself_as("no bridge");
+    const Result alone = runs({"discover"});
+    EXPECT_EQ(alone.exit_code(), 3);
+    EXPECT_THAT(alone.errors, HasSubstr("127.0.0.99 was not reached (Connection refused); search"));
+}
+
 TEST_F(FindAndPair, SaysWhatToDoAboutABridgeOfANewerMake) {
     bridge().describes_itself_as(
         "<manufacturer>Signify</manufacturer><modelName>Philips hue bridge 2015</modelName>"

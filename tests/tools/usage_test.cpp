@@ -80,6 +80,12 @@ TEST_F(Usage, RefusesWordsThatNoRequestCanHold) {
     EXPECT_TRUE(bridge().requests().empty());
 }
 
+TEST_F(Usage, TakesNoOtherWordForAnEmptyOne) {
+    const std::string user = std::string("HUE_USERNAME=") + kUser;
+    EXPECT_THAT(runs({"forget", kAddress, "4", "", "--yes"}, {user}), EndsWith(2, "empty"));
+    EXPECT_TRUE(bridge().requests().empty());
+}
+
 TEST_F(Usage, AnswersOnStandardOutputWhenAskedForHelp) {
     EXPECT_THAT(runs({"--version"}).output, testing::StartsWith("huectl "));
     for (const char* command : {"discover", "pair", "lights", "light", "forget"}) {
