@@ -16,7 +16,7 @@ using std::chrono::seconds;
 constexpr seconds kBetweenSamples{60};
 constexpr milliseconds kStep{20};
 constexpr milliseconds kHalfPace = SoakLedger::kPace / 2;  // twice as fast as the bridge is driven
-constexpr seconds kPatience{60};                           // beyond what the queue takes
+constexpr seconds kPatience{30};                           // beyond what the queue takes
 constexpr seconds kForACommand{1};
 
 // A soak of seconds is a test: the same life, only quicker.
@@ -118,7 +118,7 @@ void Soak::load() {
     next_change_ = next_sample_ = start_;
     next_reboot_step_ = start_ + rhythm.first_reboot;
     const Clock::time_point end = start_ + plan_.duration;
-    while (Clock::now() < end && house_.daemon().is_running()) {
+    while (Clock::now() < end && faults_.empty() && house_.daemon().is_running()) {
         burst(std::min(end, Clock::now() + pick(rhythm.shortest_burst, rhythm.longest_burst)));
         quiet();
     }
