@@ -17,8 +17,9 @@ struct FaultRow {
     };
     enum class Needs {
         nothing,
-        shim,         ///< a library in the daemon
-        plain_build,  ///< no sanitizer: it needs descriptors and memory of its own
+        shim,         ///< the library in the daemon
+        plain_build,  ///< without a sanitizer, which has a heap and signal handling of its own
+        shim_and_plain_build,
     };
 
     const char* name;   ///< of the test
@@ -26,6 +27,9 @@ struct FaultRow {
     void (*run)(Trial&);
     Length length = Length::seconds;
     Needs needs = Needs::nothing;
+
+    bool needs_shim() const { return needs == Needs::shim || needs == Needs::shim_and_plain_build; }
+    bool needs_plain_build() const { return needs >= Needs::plain_build; }
 };
 
 /// Of the bridge, of the core and the database, and of the daemon's own process.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <stdexcept>
 #include <system_error>
@@ -52,6 +53,12 @@ bool is_trouble(const simulator::SystemLog::Line& line) {
     return !is_routine && (line.priority <= 4 || line.text.rfind("GtwHandler::run ", 0) == 0);
 }
 
+// For the environment: one more option of a sanitizer.
+std::string with_option(const std::string& variable, const std::string& option) {
+    const char* options = std::getenv(variable.c_str());
+    return variable + "=" + (options == nullptr ? "" : std::string(options) + ":") + option;
+}
+
 std::string counted(std::size_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
@@ -72,10 +79,14 @@ std::string text_of(std::chrono::milliseconds duration) {
 }
 
 Trial::Trial(const Setup& setup) : setup_(setup), generator_(setup.seed) {
-    House::Options options{setup.daemon};
+    // SIGTERM ends the daemon in its handler, where nobody can join the threads that have ended;
+    // and at once, where the thread sanitizer would sleep for a second first.
+    environment_ = {with_option("TSAN_OPTIONS", "report_thread_leaks=0:atexit_sleep_ms=0")};
     if (!setup.shim.empty()) {
-        load_shim(options.environment);
+        load_shim();
     }
+    House::Options options{setup.daemon};
+    options.environment = environment_;
     house_ = std::make_unique<House>(options);
     if (house_->log() == nullptr) {
         throw std::runtime_error("/dev/log is taken");
@@ -90,7 +101,7 @@ Trial::~Trial() {
     }
 }
 
-void Trial::load_shim(std::vector<std::string>& environment) {
+void Trial::load_shim() {
     const FileDescriptor file(open(kShimFile, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
     if (!file || ftruncate(file.get(), sizeof(FaultShim)) != 0) {
         throw std::system_error(errno, std::generic_category(), kShimFile);
@@ -101,7 +112,10 @@ void Trial::load_shim(std::vector<std::string>& environment) {
         throw std::system_error(errno, std::generic_category(), kShimFile);
     }
     shim_ = static_cast<FaultShim*>(memory);
-    environment = {"LD_PRELOAD=" + setup_.shim, std::string(kShimVariable) + "=" + kShimFile};
+    // The address sanitizer would be first itself.
+    environment_.push_back(with_option("ASAN_OPTIONS", "verify_asan_link_order=0"));
+    environment_.push_back("LD_PRELOAD=" + setup_.shim);
+    environment_.push_back(std::string(kShimVariable) + "=" + kShimFile);
 }
 
 int Trial::random(int highest) {

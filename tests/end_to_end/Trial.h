@@ -85,7 +85,9 @@ class Trial final {
     bool is_random() const { return setup_.seed != 0; }
     /// What the library in the daemon is told.
     FaultShim& shim() { return *shim_; }
+    /// For a daemon beside the house's own.
     const std::string& daemon_path() const { return setup_.daemon; }
+    const std::vector<std::string>& environment() const { return environment_; }
     int polls() { return bridge().count("GET", "/lights"); }
 
     static constexpr Milliseconds kAnswerLimit{1000};
@@ -93,7 +95,7 @@ class Trial final {
     static constexpr std::chrono::seconds kLimit{25};
 
   private:
-    void load_shim(std::vector<std::string>& environment);
+    void load_shim();
     std::string check_next_command();  // what the user sees of it
     void checks_bulb();
     void settles_accounts(const Ledger::Account& account);
@@ -102,6 +104,7 @@ class Trial final {
 
     Setup setup_;
     std::mt19937 generator_;
+    std::vector<std::string> environment_;  // of the daemon
     FaultShim* shim_ = nullptr;
     std::unique_ptr<simulator::House> house_;
     Ledger ledger_;

@@ -16,9 +16,6 @@
 
 #include "FaultShim.h"
 
-extern "C" void* __libc_malloc(std::size_t size);                     // NOLINT
-extern "C" void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT
-
 namespace {
 
 FaultShim* shim = nullptr;
@@ -53,14 +50,7 @@ class SpinLock final {
     std::atomic_flag& flag_;
 };
 
-std::atomic_flag heap_lock = ATOMIC_FLAG_INIT;
 std::atomic_flag log_lock = ATOMIC_FLAG_INIT;
-
-void strike_in_allocation() {
-    if (shim != nullptr && shim->signal_in_allocation != 0 && shim->allocations_before-- <= 0) {
-        raise(shim->signal_in_allocation.exchange(0));
-    }
-}
 
 time_t clock_offset() {
     return shim == nullptr ? 0 : shim->clock_offset_seconds.load();
@@ -69,18 +59,6 @@ time_t clock_offset() {
 }  // namespace
 
 extern "C" {
-
-void* malloc(std::size_t size) {
-    const SpinLock lock(heap_lock);
-    strike_in_allocation();
-    return __libc_malloc(size);
-}
-
-void* calloc(std::size_t count, std::size_t size) {
-    const SpinLock lock(heap_lock);
-    strike_in_allocation();
-    return __libc_calloc(count, size);
-}
 
 void syslog(int priority, const char* format, ...) {
     static const auto real =
@@ -125,3 +103,39 @@ time_t time(time_t* result) noexcept {
 }
 
 }  // extern "C"
+
+// A sanitizer has the place of these.
+#ifndef FAULT_SHIM_WITHOUT_HEAP
+
+namespace {
+
+std::atomic_flag heap_lock = ATOMIC_FLAG_INIT;
+
+void strike_in_allocation() {
+    if (shim != nullptr && shim->signal_in_allocation != 0 && shim->allocations_before-- <= 0) {
+        raise(shim->signal_in_allocation.exchange(0));
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+void* __libc_malloc(std::size_t size);                     // NOLINT
+void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT
+
+void* malloc(std::size_t size) {
+    const SpinLock lock(heap_lock);
+    strike_in_allocation();
+    return __libc_malloc(size);
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+    const SpinLock lock(heap_lock);
+    strike_in_allocation();
+    return __libc_calloc(count, size);
+}
+
+}  // extern "C"
+
+#endif

@@ -14,11 +14,10 @@ class FaultTest : public testing::Test {
 
     void TestBody() override {
         const bool is_sanitized = !std::string(LUMIVAD_SANITIZE).empty();
-        if (is_sanitized && row_.needs != FaultRow::Needs::nothing) {
-            GTEST_SKIP() << "a sanitizer has the heap, the descriptors and the memory for itself";
+        if (is_sanitized && row_.needs_plain_build()) {
+            GTEST_SKIP() << "a sanitizer has a heap and signal handling of its own";
         }
-        const bool needs_shim = row_.needs == FaultRow::Needs::shim;
-        Trial trial({LUMIVAD_PATH, needs_shim ? FAULT_SHIM_PATH : "", 0, false});
+        Trial trial({LUMIVAD_PATH, row_.needs_shim() ? FAULT_SHIM_PATH : "", 0, false});
         row_.run(trial);
         const Trial::Finding finding = trial.concludes();
         EXPECT_EQ(finding.problems, std::vector<std::string>()) << trial.transcript();

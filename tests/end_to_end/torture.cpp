@@ -66,8 +66,7 @@ Json::Value json_of(const Lines& lines) {
 }
 
 int run_trial(const FaultRow& row, const Arguments& arguments) {
-    const bool needs_shim = row.needs == FaultRow::Needs::shim;
-    Trial trial({arguments.daemon, needs_shim ? arguments.shim : "", arguments.seed, true});
+    Trial trial({arguments.daemon, row.needs_shim() ? arguments.shim : "", arguments.seed, true});
     row.run(trial);
     const Trial::Finding finding = trial.concludes();
     Json::Value told;
