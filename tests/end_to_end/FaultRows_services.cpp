@@ -82,6 +82,16 @@ void log_is_missing(Trial& trial) {
     trial.asks(5);
 }
 
+// Its queue is full after ten lines on most systems, and a command has several.
+void log_is_not_read(Trial& trial) {
+    trial.starts();
+    trial.log().stops_reading();
+    trial.asks(10);
+    trial.awaits_settled();
+    trial.pauses();
+    trial.log().recovers();
+}
+
 void log_goes(Trial& trial) {
     trial.starts();
     trial.log().vanishes();
@@ -135,6 +145,7 @@ std::vector<FaultRow> service_rows() {
          [](Trial& trial) { database_fails(trial, DatabaseFault::closes_early); }},
         {"DatabaseGoesLater", "database goes once the daemon is up", database_goes_later},
         {"LogIsMissing", "there is no system log", log_is_missing},
+        {"LogIsNotRead", "nobody reads the system log", log_is_not_read},
         {"LogGoesAndComes", "the system log restarts", log_goes},
     };
 }
