@@ -79,9 +79,10 @@ bool Prompt::start(const Words&) {
         return fail("the daemon runs already");
     }
     const auto status = house_.start();
-    const bool is_ready =
-        wait_for([this] { return house_.is_ready(); }, House::kReadyLimit.count());
-    if (is_interrupted_() || (status && status->status == 0 && is_ready)) {
+    const auto is_settled = [this] { return house_.is_ready() || !house_.daemon().is_running(); };
+    const bool is_up = status && status->status == 0 &&
+                       wait_for(is_settled, House::kReadyLimit.count()) && house_.is_ready();
+    if (is_up || is_interrupted_()) {
         return true;
     }
     house_.stop();
