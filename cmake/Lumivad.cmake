@@ -1,4 +1,4 @@
-# What every target of this project shares: warnings, sanitizers and the include root.
+# What every target of this project shares: warnings, sanitizers, hardening and the include root.
 
 add_library(lumivad_options INTERFACE)
 target_compile_options(lumivad_options INTERFACE
@@ -8,6 +8,15 @@ if(LUMIVAD_SANITIZE)
     target_compile_options(lumivad_options INTERFACE
         -fsanitize=${LUMIVAD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(lumivad_options INTERFACE -fsanitize=${LUMIVAD_SANITIZE})
+else()
+    include(CheckPIESupported)
+    check_pie_supported()
+    set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+    # A daemon that listens on the network ends rather than run on with an overwritten stack, buffer
+    # or table of addresses. The sanitizers look themselves.
+    target_compile_options(lumivad_options INTERFACE
+        -fstack-protector-strong $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>)
+    target_link_options(lumivad_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
 # A library that nothing calls is not loaded: the daemon needs libcrypto only for helpers that it
 # does not use, and its archive members then stay out of the link.

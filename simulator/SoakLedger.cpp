@@ -18,6 +18,7 @@ constexpr const char* kCut = "error: Monitoring thread - the core is slow";
 // Lines that a bridge which reboots and an end on request bring, and that no command waits for.
 constexpr const char* kKnownErrors[] = {
     "error: Monitoring thread error: ",
+    "error: HueLight->SendPutRequest the bridge refused the request: ",  // counted by the answer
     "error: Skipping light state updates, unable to retrieve a refreshed state from bridge",
     "error: lumivad will terminate soon",
     "error: Exit from execute_request thread:",

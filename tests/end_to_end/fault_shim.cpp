@@ -52,6 +52,16 @@ class SpinLock final {
 
 std::atomic_flag log_lock = ATOMIC_FLAG_INIT;
 
+void log_call(int priority, const char* format, va_list arguments) {
+    static const auto real =
+        reinterpret_cast<void (*)(int, const char*, va_list)>(dlsym(RTLD_NEXT, "vsyslog"));
+    const SpinLock lock(log_lock);
+    if (shim != nullptr && shim->signal_in_syslog != 0) {
+        raise(shim->signal_in_syslog.exchange(0));
+    }
+    real(priority, format, arguments);
+}
+
 time_t clock_offset() {
     return shim == nullptr ? 0 : shim->clock_offset_seconds.load();
 }
@@ -61,15 +71,17 @@ time_t clock_offset() {
 extern "C" {
 
 void syslog(int priority, const char* format, ...) {
-    static const auto real =
-        reinterpret_cast<void (*)(int, const char*, va_list)>(dlsym(RTLD_NEXT, "vsyslog"));
-    const SpinLock lock(log_lock);
-    if (shim != nullptr && shim->signal_in_syslog != 0) {
-        raise(shim->signal_in_syslog.exchange(0));
-    }
     va_list arguments;
     va_start(arguments, format);
-    real(priority, format, arguments);
+    log_call(priority, format, arguments);
+    va_end(arguments);
+}
+
+// What syslog is in a build whose calls are checked.
+void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {  // NOLINT
+    va_list arguments;
+    va_start(arguments, format);
+    log_call(priority, format, arguments);
     va_end(arguments);
 }
 

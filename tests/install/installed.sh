@@ -101,4 +101,22 @@ load_no_openssl() {
     [[ $needed != *libssl* && $needed != *libcrypto* ]] || fail "$needed"
 }
 
+# has PATTERN COMMAND ...: what the command prints holds the pattern.
+has() {
+    local pattern=$1
+    shift
+    [[ $("$@") =~ $pattern ]] || fail "$* shows no $pattern"
+}
+
+# An attacker who finds a way to overwrite memory finds no fixed address, no table to write to and
+# no return address that is not guarded.
+harden_the_daemon() {
+    local daemon=$prefix/$BINDIR/lumivad
+    has 'Type: *DYN' readelf -h "$daemon"
+    has 'GNU_RELRO' readelf -lW "$daemon"
+    has 'Flags:[A-Z ]*NOW' readelf -dW "$daemon"
+    has '__stack_chk_fail' readelf --dyn-syms -W "$daemon"
+    has '__vsnprintf_chk' readelf --dyn-syms -W "$daemon"
+}
+
 "$1"
