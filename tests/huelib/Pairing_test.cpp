@@ -14,14 +14,13 @@ using std::chrono::steady_clock;
 const std::string kNotPressed = R"([{"error": {"type": 101, "address": "",
                                     "description": "link button not pressed"}}])";
 const std::string kPressed = R"([{"success": {"username": "fresh-user"}}])";
-// Between two attempts lies more than a second; the bridge sees each a moment after it was begun.
-constexpr std::chrono::milliseconds kLeastBetween{990};
 const std::string kAskText = "Please press the link Button! You've got 35 secs!\n";
 const std::string kNotPressedText = "Link button not pressed!\n";
 
 struct Pairing {
     /// Pairs; the new user name.
     std::string result() {
+        start = steady_clock::now();
         testing::internal::CaptureStdout();
         std::string name = bridge.requestUsername("10.0.0.2");
         printed = testing::internal::GetCapturedStdout();
@@ -31,6 +30,7 @@ struct Pairing {
     std::shared_ptr<ScriptedHttpHandler> handler = std::make_shared<ScriptedHttpHandler>();
     Hue bridge{"10.0.0.1", "", handler};
     std::string printed;
+    steady_clock::time_point start;
 };
 
 }  // namespace
@@ -47,7 +47,7 @@ TEST(Pairing, TakesTheNameOfTheFirstAttemptAfterTheButtonIsPressed) {
     ASSERT_EQ(asked.size(), 2U);
     EXPECT_EQ(asked[1].method + " " + asked[1].uri + " " + asked[1].body + " " + asked[1].adr,
               R"(POST /api {"devicetype":"Lumakit#User"} 10.0.0.2)");
-    EXPECT_GT(asked[1].started - asked[0].started, kLeastBetween);
+    EXPECT_GT(asked[1].started - pairing.start, seconds(2));
 
     pairing.bridge.refreshState();  // from now on as the new user, at the new address
     EXPECT_EQ(pairing.handler->requests().back().uri, "/api/fresh-user");
@@ -105,8 +105,9 @@ TEST(Pairing, AsksOnceASecondFor35SecondsAndThenGivesUp) {
     const auto asked = pairing.handler->requests();
     EXPECT_LE(asked.size(), 34U);
     EXPECT_GE(asked.size(), 30U);
-    for (std::size_t i = 1; i < asked.size(); ++i) {
-        EXPECT_GT(asked[i].started - asked[i - 1].started, kLeastBetween);
+    // From the start: on a busy machine the fake sees an attempt late, and the next one in time.
+    for (std::size_t i = 0; i < asked.size(); ++i) {
+        EXPECT_GT(asked[i].started - start, seconds(i + 1));
     }
     EXPECT_LT(asked.back().started - start, seconds(35));
     std::cout << asked.size() << " attempts in " << std::chrono::duration<double>(duration).count()
