@@ -75,6 +75,9 @@ class GtwDescriptors : public LoopTest {
 
 // A pause of a second for each silent peer would be one for each good request.
 TEST_F(GtwDescriptors, SilentPeersMakeRoomAtOnceWhenNoneIsLeft) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs a descriptor itself to look at a virtual call";
+#endif
     const std::vector<CorePeer> silent = many_connect();
     CorePeer core = connects();
     core.says(request({"7", "RUN"}));
