@@ -274,21 +274,21 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    Arguments arguments;
-    arguments.seed = std::random_device()();
-    CLI::App app(
-        "Puts the daemon through every fault of the matrix, and prints what was observed.");
-    app.add_option("--daemon", arguments.daemon, "the program")->required();
-    app.add_option("--shim", arguments.shim, "the library that goes into it")->required();
-    app.add_option("--minutes", arguments.minutes,
-                   "of rows at random moments, once each has been through")
-        ->check(CLI::Range(0, 10000));
-    app.add_option("--jobs", arguments.jobs, "trials at a time")->check(CLI::Range(1, 64));
-    app.add_option("--seed", arguments.seed, "of the random moments; 0 for none, with --row");
-    app.add_option("--row", arguments.row, "one trial of this row, told as JSON");
-    app.add_option("--folder", arguments.folder, "for what trials that failed have said");
-    CLI11_PARSE(app, argc, argv);
     try {
+        Arguments arguments;
+        arguments.seed = std::random_device()();
+        CLI::App app(
+            "Puts the daemon through every fault of the matrix, and prints what was observed.");
+        app.add_option("--daemon", arguments.daemon, "the program")->required();
+        app.add_option("--shim", arguments.shim, "the library that goes into it")->required();
+        app.add_option("--minutes", arguments.minutes,
+                       "of rows at random moments, once each has been through")
+            ->check(CLI::Range(0, 10000));
+        app.add_option("--jobs", arguments.jobs, "trials at a time")->check(CLI::Range(1, 64));
+        app.add_option("--seed", arguments.seed, "of the random moments; 0 for none, with --row");
+        app.add_option("--row", arguments.row, "one trial of this row, told as JSON");
+        app.add_option("--folder", arguments.folder, "for what trials that failed have said");
+        CLI11_PARSE(app, argc, argv);
         return run(arguments);
     } catch (const std::exception& problem) {
         std::cerr << "torture: " << problem.what() << "\n";
