@@ -73,7 +73,7 @@ void run_guarded(const std::string& operation, Hue& hue, const ScriptedBridge& b
         require(operation[0] == 'a' && failure.what() == std::string_view("stoi"),
                 "only a list of all lights converts names");
     } catch (const std::runtime_error& failure) {
-        require(is_documented(failure.what()) || bridge.gave_no_json(),
+        require(is_documented(failure.what()) || bridge.has_failed(),
                 "only the transport throws otherwise");
     }
 }
@@ -98,5 +98,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     }
     require(bridge->requests().size() == requests, "what reads the cache sends nothing");
+    bridge->require_pacing();
     return 0;
 }

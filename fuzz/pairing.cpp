@@ -26,7 +26,7 @@ void pair(HueFinder& finder, const fuzzing::ScriptedBridge& bridge) {
             "a bridge that is known is not asked again");
     } catch (const std::runtime_error& failure) {
         require(failure.what() == std::string_view("Failed to request username!") ||
-                    bridge.gave_no_json(),
+                    bridge.has_failed(),
                 "only the transport throws otherwise");
         require(finder.GetAllUsernames().empty(), "a failure leaves no name");
     }

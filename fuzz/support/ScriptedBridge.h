@@ -1,10 +1,13 @@
 /// A bridge that answers each request with the next part of a fuzz program's input, whatever was
-/// asked.
+/// asked. The parts "reset" and "refused" are failures of the connection.
 #pragma once
 
+#include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -34,6 +37,7 @@ class ScriptedBridge final : public LinHttpHandler {
     struct Request {
         std::string method, uri, body;
         std::string answer;
+        std::chrono::steady_clock::time_point started;
     };
 
     /// Answers with the parts from index `first` on, then with "null".
@@ -43,18 +47,38 @@ class ScriptedBridge final : public LinHttpHandler {
     std::string sendHTTPRequest(std::string method, std::string uri, std::string, std::string body,
                                 const std::string&, int) const override {
         std::string answer = next_ < answers_.size() ? answers_[next_++] : "null";
-        requests_.push_back({std::move(method), std::move(uri), std::move(body), answer});
+        requests_.push_back({std::move(method), std::move(uri), std::move(body), answer,
+                             std::chrono::steady_clock::now()});
+        if (answer == "reset" || answer == "refused") {
+            throw std::system_error(answer == "reset" ? ECONNRESET : ECONNREFUSED,
+                                    std::generic_category());
+        }
         return answer;
     }
 
     const std::vector<Request>& requests() const { return requests_; }
-    /// Whether the last answer was none that a bridge's JSON interface can give.
-    bool gave_no_json() const {
-        Json::Value ignored;
-        return !requests_.empty() && !JsonAccess::parse(requests_.back().answer, ignored);
+    /// Whether the last request failed, or was answered with what is no JSON.
+    bool has_failed() const { return !requests_.empty() && is_failure(requests_.back()); }
+
+    /// Ends the run when a request was started too soon after one that went through.
+    void require_pacing() const {
+        for (std::size_t i = 1; i < requests_.size(); ++i) {
+            require(is_failure(requests_[i - 1]) ||
+                        requests_[i].started - requests_[i - 1].started >= kPacing,
+                    "a bridge is asked no faster than it can take");
+        }
     }
 
   private:
+    // Two looks at the clock lie between the wait and the start that is noted here.
+    static constexpr std::chrono::nanoseconds kPacing =
+        std::chrono::milliseconds(100) - std::chrono::microseconds(10);
+
+    static bool is_failure(const Request& request) {
+        Json::Value ignored;
+        return !JsonAccess::parse(request.answer, ignored);
+    }
+
     std::vector<std::string> answers_;
     mutable std::size_t next_;
     mutable std::vector<Request> requests_;
