@@ -13,6 +13,7 @@ namespace {
 using Lock = std::lock_guard<std::mutex>;
 
 constexpr const char* kCommandFailure = "error: Request manager thread error: ";
+constexpr const char* kRefusal = "error: HueLight->SendPutRequest the bridge refused the request: ";
 constexpr const char* kCut = "error: Monitoring thread - the core is slow";
 
 // Lines that a bridge which reboots and an end on request bring, and that no command waits for.
@@ -118,6 +119,8 @@ void SoakLedger::take_error(const std::string& text) {
     std::size_t dropped = 0;
     if (begins_with(text, kCommandFailure) && under_way_ && under_way_->failure.empty()) {
         under_way_->failure = text;
+    } else if (begins_with(text, kRefusal) && under_way_ && under_way_->refusal.empty()) {
+        under_way_->refusal = text;
     } else if (begins_with(text, kCut)) {
         was_cut_ = true;
     } else if (std::sscanf(text.c_str(), "error: %zu requests dropped, ", &dropped) == 1) {
@@ -137,7 +140,7 @@ void SoakLedger::begin(const SoakCommand& command) {
     if (!waiting_.empty()) {
         waiting_.pop_front();
     }
-    under_way_ = UnderWay{command, {}, {}};
+    under_way_ = UnderWay{command, {}, {}, {}};
 }
 
 void SoakLedger::settle() {
@@ -167,8 +170,8 @@ SoakLedger::Verdict SoakLedger::judge(const UnderWay& done) {
     } else if (shadow_.asks_first(command) && done.failure.empty()) {
         return lost("the light was not asked for its state");
     }
+    const std::string name = "(light id = " + std::to_string(light) + ")";
     if (!done.failure.empty()) {
-        const std::string name = "(light id = " + std::to_string(light) + ")";
         return done.failure.find(name) == std::string::npos ? lost(done.failure)
                                                             : Verdict{&Counts::failed, ""};
     }
@@ -186,10 +189,11 @@ SoakLedger::Verdict SoakLedger::judge(const UnderWay& done) {
         return lost("more than " + request);
     }
     if (is_success(next->answer)) {
-        return {&Counts::carried_out, ""};
+        return done.refusal.empty() ? Verdict{&Counts::carried_out, ""} : lost(done.refusal);
     }
-    return wanted->isMember("hue") ? Verdict{&Counts::refused, ""}
-                                   : lost("refused: " + compact_json(next->answer));
+    const bool has_line = done.refusal.find(name) != std::string::npos;
+    return has_line && wanted->isMember("hue") ? Verdict{&Counts::refused, ""}
+                                               : lost("refused: " + compact_json(next->answer));
 }
 
 void SoakLedger::takes_exchange(const Gate::Request& request, const std::string& answer,

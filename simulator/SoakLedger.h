@@ -32,7 +32,7 @@ class SoakLedger final {
         std::size_t carried_out = 0;  ///< the bridge was asked for it and confirmed it
         std::size_t needless = 0;     ///< the light showed it already
         std::size_t failed = 0;       ///< has its line in the log
-        std::size_t refused = 0;      ///< a colour that the bridge refused, at which nobody looks
+        std::size_t refused = 0;      ///< a colour for a light turned off; has its line too
         std::size_t dropped = 0;      ///< counted in the log at the end
         std::size_t lost = 0;         ///< none of these
         std::size_t requests = 0;     ///< to the bridge
@@ -85,6 +85,7 @@ class SoakLedger final {
         SoakCommand command;
         std::vector<Exchange> exchanges;
         std::string failure;  // its line in the log
+        std::string refusal;  // the line with the bridge's own reason
     };
     struct Verdict {
         std::size_t Counts::*kind;

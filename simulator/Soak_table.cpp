@@ -88,7 +88,7 @@ bool Soak::is_over() {
            " acknowledged = " + std::to_string(counts.carried_out) + " carried out + " +
            std::to_string(counts.needless) + " that changed nothing + " +
            std::to_string(counts.failed) + " failed with a line + " +
-           std::to_string(counts.refused) + " colours for a light turned off + " +
+           std::to_string(counts.refused) + " colours refused with a line + " +
            std::to_string(counts.dropped) + " dropped at the end + " + std::to_string(counts.lost) +
            " lost");
     print_(std::to_string(counts.requests) + " requests to the bridge, smallest gap " +
