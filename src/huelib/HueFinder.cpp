@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <optional>
-#include <regex>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "huelib/UPnP.h"
@@ -11,10 +11,6 @@
 namespace {
 
 constexpr int kHttpPort = 80;
-// More than twice a bridge's description. The standard library's expressions go several calls
-// deeper for every character that a repetition takes (up to 1 KiB of stack under a sanitizer), so
-// what they are given has to be bounded.
-constexpr std::size_t kMaxDescriptionBytes = 4096;
 
 // The host of "http://host:port/path"; the rest of the text when no port stands behind it.
 std::optional<std::string> hostOf(const std::string& location) {
@@ -26,26 +22,45 @@ std::optional<std::string> hostOf(const std::string& location) {
     return location.substr(start, location.find(':', start) - start);
 }
 
-// The serial number in a bridge's description; nothing for another device's.
-std::optional<std::string> serialNumberOf(std::string description) {
-    static const std::regex kIsBridge[] = {
-        std::regex("<manufacturer>Royal Philips Electronics</manufacturer>"),
-        std::regex("<manufacturerURL>http://www\\.philips\\.com</manufacturerURL>"),
-        std::regex("<modelName>Philips hue bridge[^<]*</modelName>"),
-    };
-    static const std::regex kSerialNumber("<serialNumber>(\\w+)</serialNumber>");
+bool contains(const std::string& text, std::string_view part) {
+    return text.find(part) != std::string::npos;
+}
 
-    description.resize(std::min(description.size(), kMaxDescriptionBytes));
-    for (const std::regex& element : kIsBridge) {
-        if (!std::regex_search(description, element)) {
-            return std::nullopt;
+bool isWordCharacter(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+}
+
+// The first run of at least so many characters that stands between the two texts. The standard
+// library's regular expressions find the same, but recurse for each character of a run: the size of
+// a device's answer would say how much of the stack they take.
+template <typename IsInRun>
+std::optional<std::string> runBetween(const std::string& text, std::string_view opening,
+                                      IsInRun isInRun, std::size_t least,
+                                      std::string_view closing) {
+    std::size_t at = 0;
+    while ((at = text.find(opening, at)) != std::string::npos) {
+        at += opening.size();
+        const auto start = text.begin() + static_cast<std::ptrdiff_t>(at);
+        const std::string run(start, std::find_if_not(start, text.end(), isInRun));
+        at += run.size();
+        if (run.size() >= least && text.compare(at, closing.size(), closing) == 0) {
+            return run;
         }
     }
-    std::smatch match;
-    if (!std::regex_search(description, match, kSerialNumber)) {
+    return std::nullopt;
+}
+
+// The serial number in a bridge's description; nothing for another device's. As expressions, the
+// last two are <modelName>Philips hue bridge[^<]*</modelName> and
+// <serialNumber>(\w+)</serialNumber>.
+std::optional<std::string> serialNumberOf(const std::string& description) {
+    const auto isNoTag = [](char c) { return c != '<'; };
+    if (!contains(description, "<manufacturer>Royal Philips Electronics</manufacturer>") ||
+        !contains(description, "<manufacturerURL>http://www.philips.com</manufacturerURL>") ||
+        !runBetween(description, "<modelName>Philips hue bridge", isNoTag, 0, "</modelName>")) {
         return std::nullopt;
     }
-    return match[1].str();
+    return runBetween(description, "<serialNumber>", isWordCharacter, 1, "</serialNumber>");
 }
 
 }  // namespace

@@ -125,18 +125,29 @@ TEST(HueFinder, SkipsTheOneDeviceThatIsNoBridge) {
     EXPECT_EQ(network.bridges(), (Found{"good aa"}));
 }
 
-// The standard library's expressions recurse for each character: a long run in a description must
-// not reach the end of the stack.
-TEST(HueFinder, BearsADescriptionOfAMegabyte) {
+TEST(HueFinder, ReadsADescriptionAsItsExpressionsWould) {
+    const std::string good = description("aa");
     const std::string megabyte(1 << 20, 'a');
-    const Network network({answer("http://a:80/"), answer("http://b:80/"), answer("http://c:80/"),
-                           answer("http://d:80/")});
-    network.handler->answers("GET", description("aa", megabyte));
-    network.handler->answers("GET", description(megabyte));
-    network.handler->answers("GET",
-                             description("aa", std::string(3800, ' ')));  // all of it looked at
-    network.handler->answers("GET", description("aa") + megabyte);
-    EXPECT_EQ(network.bridges(), (Found{"c aa", "d aa"}));
+    const std::string found[] = {
+        replaced(good, "Philips hue bridge 2015", "Philips hue bridge"),
+        replaced(good, "<serialNumber>", "<serialNumber></serialNumber><serialNumber>"),
+        replaced(good, "<serialNumber>", "<serialNumber>a-a</serialNumber><serialNumber>"),
+        replaced(good, "<modelName>", "<modelName>Philips hue bridge<b/></modelName><modelName>"),
+        description("aa", megabyte) + megabyte,
+    };
+    for (const std::string& text : found) {
+        const Network network({answer("http://a:80/")});
+        network.handler->answers("GET", text);
+        EXPECT_EQ(network.bridges(), Found{"a aa"}) << text.substr(0, 300);
+    }
+}
+
+// A recursion for each character would reach the end of the thread's stack.
+TEST(HueFinder, NeedsNoStackForALongDescription) {
+    const std::string megabyte(1 << 20, 'a');
+    const Network network({answer("http://a:80/")});
+    network.handler->answers("GET", description(megabyte, megabyte));
+    EXPECT_EQ(network.bridges(), Found{"a " + megabyte});
 }
 
 TEST(HueFinder, FailsAsAWholeWhenADescriptionCannotBeRead) {
