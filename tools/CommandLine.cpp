@@ -90,6 +90,7 @@ class Parser final {
   public:
     Parser() {
         app_.require_subcommand(1);
+        app_.option_defaults()->disable_flag_override();  // no --on=0, which would switch on
         app_.set_version_flag("--version", "huectl " LUMIVAD_VERSION);
         app_.footer(kExitCodes);
         add_discover();

@@ -23,10 +23,12 @@ std::string document_of(const Json::Value& value) {
     return Json::writeString(builder, value) + "\n";
 }
 
+// A result can be a user name that its bridge will not tell again.
 void print(const std::string& text) {
     if (!huectl::write_all(STDOUT_FILENO, text)) {
+        huectl::write_all(STDERR_FILENO, text);
         throw Failure(ExitCode::refused,
-                      "done, but standard output does not take the result; write it elsewhere");
+                      "done, but standard output does not take the result: it stands above");
     }
 }
 

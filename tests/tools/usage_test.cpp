@@ -43,6 +43,7 @@ TEST_F(Usage, RefusesWhatIsOutOfRangeAndSaysTheRange) {
         {{"--rgb", "FF0000", "--kelvin", "2700"}, "contradict"},
         {{"--off", "--hsv", "1,2,3"}, "contradict"},
         {{"--on", "--bogus"}, "--bogus"},
+        {{"--on=0"}, "override"},
     };
     for (const Case& one : cases) {
         EXPECT_THAT(light(4, one.options), EndsWith(2, one.said)) << one.options[0];
@@ -84,6 +85,17 @@ TEST_F(Usage, TakesNoOtherWordForAnEmptyOne) {
     const std::string user = std::string("HUE_USERNAME=") + kUser;
     EXPECT_THAT(runs({"forget", kAddress, "4", "", "--yes"}, {user}), EndsWith(2, "empty"));
     EXPECT_TRUE(bridge().requests().empty());
+}
+
+// A bridge tells a new user name once.
+TEST_F(Usage, SaysElsewhereWhatStandardOutputDoesNotTake) {
+    const auto result = simulator::ChildProcess::run(
+        "/bin/sh",
+        {"-c", std::string(HUECTL_PATH) + " lights " + kAddress + " " + kUser + " >/dev/full"}, {},
+        kLimit);
+    EXPECT_EQ(result.exit_code(), 1);
+    EXPECT_THAT(result.errors, testing::HasSubstr(lights().output));
+    EXPECT_THAT(result.errors, testing::EndsWith("stands above\n"));
 }
 
 TEST_F(Usage, AnswersOnStandardOutputWhenAskedForHelp) {
