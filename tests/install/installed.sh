@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Uses what `cmake --install` installs as somebody else's project does. CTest runs one case at a
-# time and sets BUILD, SOURCE, WORK, LIBDIR, BINDIR and VERSION, and for CMake and the compiler
-# CMAKE_GENERATOR, CXX and CXXFLAGS.
+# time and sets BUILD, SOURCE, WORK, LIBDIR, BINDIR, MANDIR and VERSION, and for CMake and the
+# compiler CMAKE_GENERATOR, CXX and CXXFLAGS.
 #
 #   installed.sh CASE
 
@@ -92,6 +92,11 @@ CPP
     # shellcheck disable=SC2046 # words
     compile "$WORK/own_log.cpp" $(pkg-config --cflags --libs --static huelib) -o "$WORK/own_log"
     "$WORK/own_log" || fail "the library called the program's own function"
+}
+
+# Where man looks for it, under the name that the daemon has.
+find_the_manual() {
+    grep -q '^\.SH NAME' "$prefix/$MANDIR/man8/lumivad.8" || fail "no manual page"
 }
 
 # The daemon's board has no room for what it never calls.
