@@ -12,7 +12,11 @@ class GtwListElement final {
 
     /// -1 or less for none; owned by the gateway.
     int getFd() const { return fd_; }
-    void setFd(long fd) { fd_ = static_cast<int>(fd); }
+    /// What an int does not hold is no descriptor.
+    void setFd(long fd) {
+        const int number = static_cast<int>(fd);
+        fd_ = number == fd ? number : -1;
+    }
     /// Not owned; null for an element that no callback reaches.
     gtwbasenamespace::GtwBaseClass* getHandler() const { return gateway_; }
     void setHandler(gtwbasenamespace::GtwBaseClass* gateway) { gateway_ = gateway; }

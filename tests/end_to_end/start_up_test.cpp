@@ -132,10 +132,13 @@ TEST_F(StartUp, GoesOnWithoutTheRowsThatAreIncomplete) {
 }
 
 TEST_F(StartUp, StandsEmptyForAnObjectThatIsNotThere) {
-    DaemonProcess daemon(LUMIVAD_PATH, {"--id", "999"});
-    EXPECT_EQ(daemon.start_status(kLimit)->status, 0);
-    EXPECT_TRUE(logs("HueHandler->init_light_states - end of initial state updates"));
-    EXPECT_EQ(daemon.stop().text(), "exit code 0");
+    for (const char* id : {"999", "4294967396"}) {  // the lower 32 bits of the second are 100
+        house.log()->clear();
+        DaemonProcess daemon(LUMIVAD_PATH, {"--id", id});
+        EXPECT_EQ(daemon.start_status(kLimit)->status, 0);
+        EXPECT_TRUE(logs("HueHandler->init_light_states - end of initial state updates"));
+        EXPECT_EQ(daemon.stop().text(), "exit code 0");
+    }
     EXPECT_EQ(house.bridge().gate().connections(), 0);
 }
 

@@ -40,7 +40,7 @@ TEST_F(MemoryTest, AllocatesZeroesAndReportsWhenThereAreNone) {
     const char zeroes[64] = {};
     EXPECT_EQ(std::memcmp(block.get(), zeroes, sizeof(zeroes)), 0);
 
-    EXPECT_EQ(xmalloc(SIZE_MAX / 2), nullptr);
+    EXPECT_EQ(xmalloc(SIZE_MAX / 2 + 1), nullptr);
     EXPECT_TRUE(logged("memory->xmalloc reports an out of memory for 2147483647 new bytes"));
     EXPECT_EQ(xstrncpy(nullptr, "a", SIZE_MAX), nullptr);
 }
