@@ -18,6 +18,11 @@ else()
         -fstack-protector-strong $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>)
     target_link_options(lumivad_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
+if(LUMIVAD_COVERAGE)
+    # The counters are atomic: threads count the same lines.
+    target_compile_options(lumivad_options INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(lumivad_options INTERFACE --coverage)
+endif()
 # A library that nothing calls is not loaded: the daemon needs libcrypto only for helpers that it
 # does not use, and its archive members then stay out of the link.
 target_link_options(lumivad_options INTERFACE -Wl,--as-needed)
