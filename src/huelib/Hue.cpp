@@ -9,7 +9,6 @@
 
 #include "huelib/JsonAccess.h"
 #include "huelib/LightCatalogue.h"
-#include "huelib/LightDescription.h"
 #include "libcbase/Cstylecode.h"
 
 namespace {
@@ -180,12 +179,7 @@ void Hue::refreshLights() {
     }
     const Json::Value answer = commands.GETRequest("/lights", emptyObject());
     for (auto& [id, light] : lights) {
-        const std::string name = std::to_string(id);
-        if (answer.isObject() && answer.isMember(name)) {
-            // No more of it than the light will keep: the text of what is nested is many times its
-            // size.
-            light.updateState(LightDescription::kept(answer[name]).toStyledString());
-        }
+        light.takeDescription(JsonAccess::member(answer, std::to_string(id)));
     }
 }
 

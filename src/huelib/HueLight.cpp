@@ -274,7 +274,7 @@ Json::Value HueLight::SendPutRequest(const Json::Value& request, const std::stri
 }
 
 void HueLight::refreshState() {
-    if (!keep(commands.GETRequest(path(), Json::Value(Json::objectValue)))) {
+    if (!takeDescription(commands.GETRequest(path(), Json::Value(Json::objectValue)))) {
         error("Answer in HueLight::refreshState of http_handler->GETJson(...) is not expected!");
     }
 }
@@ -284,8 +284,17 @@ void HueLight::updateState(const std::string& json) {
     if (!JsonAccess::parse(json, description)) {
         error("Problem crerating JSON object from received string state.");
     } else {
-        keep(description);
+        takeDescription(description);
     }
+}
+
+bool HueLight::takeDescription(const Json::Value& description) {
+    Json::Value kept = LightDescription::kept(description);
+    if (kept.isNull()) {
+        return false;
+    }
+    state = std::move(kept);
+    return true;
 }
 
 unsigned int HueLight::KelvinToMired(unsigned int kelvin) const {
@@ -298,15 +307,6 @@ unsigned int HueLight::MiredToKelvin(unsigned int mired) const {
 
 std::string HueLight::path() const {
     return "/lights/" + std::to_string(id);
-}
-
-bool HueLight::keep(const Json::Value& description) {
-    Json::Value kept = LightDescription::kept(description);
-    if (kept.isNull()) {
-        return false;
-    }
-    state = std::move(kept);
-    return true;
 }
 
 bool HueLight::switchTo(bool on, std::uint8_t transition) {

@@ -111,6 +111,8 @@ class HueLight {
     /// Takes a description that was read elsewhere. Text that is not JSON is logged, JSON that is
     /// no description ignored; the old one stays in both cases.
     void updateState(const std::string& json);
+    /// The same with a description that is parsed already. False for what is no description.
+    bool takeDescription(const Json::Value& description);
     /// Truncated; 0 gives 0.
     unsigned int KelvinToMired(unsigned int kelvin) const;
     unsigned int MiredToKelvin(unsigned int mired) const;
@@ -124,8 +126,6 @@ class HueLight {
   private:
     /// "/lights/<id>": the path of the light's requests and the start of the answers' keys.
     std::string path() const;
-    /// False when it is no description; the old one then stays.
-    bool keep(const Json::Value& description);
     bool switchTo(bool on, std::uint8_t transition);
     std::string text(const char* name) const;
 

@@ -21,18 +21,23 @@ std::ptrdiff_t separatorsIn(const std::string& text) {
                          [](char c) { return c == ',' || c == '[' || c == '{'; });
 }
 
-}  // namespace
-
-bool parse(const std::string& text, Json::Value& result) {
-    if (separatorsIn(text) > kMaxValues) {
-        return false;
-    }
+Json::CharReaderBuilder builderOfReaders() {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
     // A bridge's answers are less than ten levels deep. Each level costs a tab a line when a
     // light's entry is written out in styled form: a deep and wide answer of a megabyte would take
     // hundreds.
     builder["stackLimit"] = 32;
+    return builder;
+}
+
+}  // namespace
+
+bool parse(const std::string& text, Json::Value& result) {
+    if (separatorsIn(text) > kMaxValues) {
+        return false;
+    }
+    static const Json::CharReaderBuilder builder = builderOfReaders();
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     std::string problems;
     try {
@@ -42,7 +47,7 @@ bool parse(const std::string& text, Json::Value& result) {
     }
 }
 
-const Json::Value& member(const Json::Value& value, const std::string& name) {
+const Json::Value& member(const Json::Value& value, std::string_view name) {
     const Json::Value* found =
         value.isObject() ? value.find(name.data(), name.data() + name.size()) : nullptr;
     return found != nullptr ? *found : Json::Value::nullSingleton();

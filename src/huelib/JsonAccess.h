@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <json/value.h>
 
@@ -15,7 +16,7 @@ bool parse(const std::string& text, Json::Value& result);
 
 /// The member of an object; null when there is none or `value` is no object. Lives as long as
 /// `value`.
-const Json::Value& member(const Json::Value& value, const std::string& name);
+const Json::Value& member(const Json::Value& value, std::string_view name);
 /// The element of an array; null when there is none or `value` is no array. Lives as long as
 /// `value`.
 const Json::Value& element(const Json::Value& value, Json::ArrayIndex index);

@@ -17,8 +17,10 @@ constexpr Json::ArrayIndex kCoordinates = 2;
 
 // An array or object reads as nothing wherever a single value is wanted.
 Json::Value keptScalar(const Json::Value& value) {
-    if (value.isString()) {
-        return keptText(value.asString());
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    if (value.getString(&begin, &end) && end - begin > std::ptrdiff_t{kMaxTextBytes}) {
+        return Json::Value(begin, begin + kMaxTextBytes);
     }
     return value.isArray() || value.isObject() ? Json::Value() : value;
 }
@@ -29,7 +31,7 @@ Json::Value keptMembers(const Json::Value& object, const char* const (&names)[co
     for (const char* name : names) {
         Json::Value value = keptScalar(JsonAccess::member(object, name));
         if (!value.isNull()) {
-            result[name] = std::move(value);
+            result[Json::StaticString(name)] = std::move(value);
         }
     }
     return result;
