@@ -1,0 +1,185 @@
+#include "bench/Report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <numeric>
+#include <stdexcept>
+
+#include "simulator/ChildProcess.h"
+
+namespace bench {
+namespace {
+
+constexpr std::chrono::seconds kDrawingLimit{20};
+
+std::string text_of(double number) {
+    char text[32];
+    std::snprintf(text, sizeof(text), std::fabs(number) < 1e5 ? "%.4g" : "%.0f", number);
+    return text;
+}
+
+std::string text_of(const Spread& spread) {
+    const std::string median = text_of(spread.median);
+    return spread.low == spread.high
+               ? median
+               : median + " (" + text_of(spread.low) + ".." + text_of(spread.high) + ")";
+}
+
+std::string text_of(const Goal& goal) {
+    return std::string(goal.of == Goal::Of::ratio ? "ratio " : "") +
+           (goal.side == Goal::Side::at_most ? "<= " : ">= ") + text_of(goal.limit);
+}
+
+void print_line(const std::string& subject, const std::string& figure, const std::string& value,
+                const std::string& yardstick, const std::string& ratio, const std::string& goal) {
+    std::printf("%-10s %-40s %-28s %-28s %-22s %s\n", subject.c_str(), figure.c_str(),
+                value.c_str(), yardstick.c_str(), ratio.c_str(), goal.c_str());
+    std::fflush(stdout);
+}
+
+Json::Value json_of(const Spread& spread) {
+    Json::Value json;
+    json["low"] = spread.low;
+    json["median"] = spread.median;
+    json["high"] = spread.high;
+    return json;
+}
+
+// As the share of samples that are not above it, which gnuplot draws as a staircase.
+void write_distribution(std::ostream& file, Samples samples) {
+    std::sort(samples.begin(), samples.end());
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        file << samples[i] << ' '
+             << static_cast<double>(i + 1) / static_cast<double>(samples.size()) << '\n';
+    }
+    file << "\n\n";
+}
+
+}  // namespace
+
+double percentile(Samples samples, double share) {
+    if (samples.empty()) {
+        return 0;
+    }
+    std::sort(samples.begin(), samples.end());
+    const auto index = static_cast<std::size_t>(share * static_cast<double>(samples.size()));
+    return samples[std::min(index, samples.size() - 1)];
+}
+
+Spread Spread::of(const Samples& samples) {
+    return {percentile(samples, 0), percentile(samples, 0.5), percentile(samples, 1)};
+}
+
+Line Line::through(const Samples& x, const Samples& y) {
+    const auto count = static_cast<double>(x.size());
+    const double mean_x = std::accumulate(x.begin(), x.end(), 0.0) / count;
+    const double mean_y = std::accumulate(y.begin(), y.end(), 0.0) / count;
+    double xy = 0;
+    double xx = 0;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        xy += (x[i] - mean_x) * (y[i] - mean_y);
+        xx += (x[i] - mean_x) * (x[i] - mean_x);
+    }
+    const double slope = xx > 0 ? xy / xx : 0;
+    Line line{mean_y - slope * mean_x, slope, 0};
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        const double deviation = std::fabs(line.fixed + slope * x[i] - y[i]) / y[i];
+        line.largest_deviation = std::max(line.largest_deviation, deviation);
+    }
+    return line;
+}
+
+Samples Row::ratios() const {
+    Samples result;
+    for (std::size_t i = 0; i < values.size() && !yardstick.empty(); ++i) {
+        const double measure = yardstick[std::min(i, yardstick.size() - 1)];
+        if (measure > 0) {
+            result.push_back(values[i] / measure);
+        }
+    }
+    return result;
+}
+
+std::optional<bool> Row::is_met() const {
+    const Samples judged = goal && goal->of == Goal::Of::ratio ? ratios() : values;
+    if (!goal || judged.empty()) {
+        return std::nullopt;
+    }
+    const double median = Spread::of(judged).median;
+    return goal->side == Goal::Side::at_most ? median <= goal->limit : median >= goal->limit;
+}
+
+void Report::add(const Row& row) {
+    if (rows_.empty()) {
+        print_line("subject", "figure", "lumivad", "yardstick", "ratio", "goal");
+    }
+    const Samples ratios = row.ratios();
+    const std::optional<bool> is_met = row.is_met();
+    print_line(row.subject, row.figure + (row.unit.empty() ? "" : ", " + row.unit),
+               text_of(Spread::of(row.values)),
+               row.yardstick.empty() ? "-" : text_of(Spread::of(row.yardstick)),
+               ratios.empty() ? "-" : text_of(Spread::of(ratios)),
+               !row.goal ? "-"
+                         : text_of(*row.goal) + (!is_met   ? ""
+                                                 : *is_met ? ", met"
+                                                           : ", MISSED"));
+    rows_.push_back(row);
+}
+
+void Report::say(const std::string& text) {
+    std::printf("# %s\n", text.c_str());
+    std::fflush(stdout);
+}
+
+Json::Value Report::json() const {
+    Json::Value all(Json::arrayValue);
+    for (const Row& row : rows_) {
+        Json::Value json;
+        json["subject"] = row.subject;
+        json["figure"] = row.figure;
+        json["unit"] = row.unit;
+        json["value"] = json_of(Spread::of(row.values));
+        if (!row.yardstick.empty()) {
+            json["yardstick"] = json_of(Spread::of(row.yardstick));
+            json["ratio"] = json_of(Spread::of(row.ratios()));
+        }
+        if (const std::optional<bool> is_met = row.is_met()) {
+            json["goal"] = text_of(*row.goal);
+            json["is_met"] = *is_met;
+        }
+        all.append(json);
+    }
+    return all;
+}
+
+void Report::draw(const std::string& folder) const {
+    std::filesystem::create_directories(folder);
+    for (const Plot& plot : plots_) {
+        const std::string file = folder + "/" + plot.name;
+        std::ofstream data(file + ".dat");
+        write_distribution(data, plot.measured);
+        write_distribution(data, plot.expected);
+        data.close();
+        std::string script = "set terminal svg; set output '" + file + ".svg'; set key left top; " +
+                             "set xlabel '" + plot.unit + "'; set ylabel 'share'; plot '" + file +
+                             ".dat' index 0 with steps title 'lumivad'";
+        if (!plot.expected.empty()) {
+            script += ", '' index 1 with steps title 'yardstick'";
+        }
+        const auto result =
+            simulator::ChildProcess::run("/usr/bin/gnuplot", {"-e", script}, {}, kDrawingLimit);
+        if (result.exit_code() != 0) {
+            throw std::runtime_error("gnuplot: " + result.errors);
+        }
+    }
+}
+
+std::size_t Report::missed_goals() const {
+    return static_cast<std::size_t>(std::count_if(
+        rows_.begin(), rows_.end(), [](const Row& row) { return row.is_met() == false; }));
+}
+
+}  // namespace bench

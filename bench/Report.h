@@ -1,0 +1,87 @@
+/// What was measured, as one table: each figure with its spread, its yardstick and its goal.
+///
+/// Belongs to the thread that measures.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+namespace bench {
+
+using Samples = std::vector<double>;
+
+/// The value below which `share` (0..1) of the samples lie; 0 for none.
+double percentile(Samples samples, double share);
+
+struct Spread {
+    double low = 0;
+    double median = 0;
+    double high = 0;
+
+    static Spread of(const Samples& samples);
+};
+
+/// y = fixed + slope * x, by least squares.
+struct Line {
+    double fixed;
+    double slope;
+    double largest_deviation;  ///< of a point from the line, as a share of the point
+
+    static Line through(const Samples& x, const Samples& y);
+};
+
+struct Goal {
+    enum class Of { value, ratio };  ///< the figure itself, or its ratio to the yardstick
+    enum class Side { at_most, at_least };
+
+    Of of;
+    Side side;
+    double limit;
+};
+
+/// Rounds alternate between the daemon and its yardstick: the n-th value of one belongs to the n-th
+/// of the other, and their ratio is that of one moment of the machine.
+struct Row {
+    std::string subject;
+    std::string figure;
+    std::string unit;
+    Samples values;          ///< one for each round
+    Samples yardstick = {};  ///< none, one for all rounds, or one for each
+    std::optional<Goal> goal = {};
+
+    Samples ratios() const;
+    /// Nothing when there is no goal, or no yardstick for it.
+    std::optional<bool> is_met() const;
+};
+
+/// Two distributions for a plot; `expected` may be empty.
+struct Plot {
+    std::string name;  ///< of its files
+    std::string unit;
+    Samples measured;
+    Samples expected;
+};
+
+class Report final {
+  public:
+    /// Prints the row at once.
+    void add(const Row& row);
+    void add(Plot plot) { plots_.push_back(std::move(plot)); }
+    /// A line for the person, in front of the next rows.
+    static void say(const std::string& text);
+
+    Json::Value json() const;
+    /// Writes NAME.dat and, with gnuplot, NAME.svg for each plot. Throws std::runtime_error.
+    void draw(const std::string& folder) const;
+    std::size_t rows() const { return rows_.size(); }
+    std::size_t missed_goals() const;
+
+  private:
+    std::vector<Row> rows_;
+    std::vector<Plot> plots_;
+};
+
+}  // namespace bench

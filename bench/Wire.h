@@ -1,0 +1,66 @@
+/// Listens to what crosses the loopback, each packet with the kernel's own time: neither the daemon
+/// nor whoever it talks to is held up, and a late wake-up of the listener does not count.
+///
+/// Thread-safe. Needs a sandbox with a network of its own.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "simulator/WakeUp.h"
+
+namespace bench {
+
+class Wire final {
+  public:
+    struct Packet {
+        double ms = 0;  ///< of the wall clock; for differences
+        std::string from_ip;
+        std::string to_ip;
+        int from_port = 0;
+        int to_port = 0;
+        bool opens = false;  ///< asks for a connection
+        std::size_t bytes = 0;
+        std::string start;  ///< of its text
+
+        bool begins_with(const std::string& word) const { return start.rfind(word, 0) == 0; }
+    };
+    using Filter = std::function<bool(const Packet&)>;
+
+    /// Throws std::system_error.
+    Wire();
+    ~Wire();
+
+    /// Those that `filter` takes, in the order of their time.
+    std::vector<Packet> packets(const Filter& filter) const;
+    /// Waits until there are `count` of them; throws std::runtime_error after `limit`.
+    std::vector<Packet> await(std::size_t count, const Filter& filter,
+                              std::chrono::milliseconds limit) const;
+    void forget();
+
+    /// @name Filters for a bridge in the simulated house
+    /// @{
+    static bool opens_to_bridge(const Packet& packet);
+    static bool is_to_bridge(const Packet& packet);
+    static bool is_from_bridge(const Packet& packet);
+    static bool is_put(const Packet& packet);
+    /// @}
+
+  private:
+    void listen();
+
+    FileDescriptor socket_;
+    simulator::WakeUp stop_;
+    mutable std::mutex mutex_;  // guards packets_
+    mutable std::condition_variable arrived_;
+    std::vector<Packet> packets_;
+    std::thread thread_;
+};
+
+}  // namespace bench

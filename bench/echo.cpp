@@ -1,0 +1,33 @@
+// echo: the yardstick of the commands endpoint. Accepts, reads once, answers what the daemon
+// answers, closes; no more than that, so that no program can be much faster.
+#include <cstdio>
+#include <cstring>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+int main() {
+    constexpr const char* kAnswer = "Response Status: FSMC-000\nParameter Count: 0\n\n";
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    socklen_t length = sizeof(address);
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (bind(listener, generic, length) != 0 || listen(listener, 64) != 0 ||
+        getsockname(listener, generic, &length) != 0) {
+        std::perror("echo");
+        return 1;
+    }
+    std::printf("0,%d\n", ntohs(address.sin_port));
+    std::fflush(stdout);
+    while (true) {
+        const int connection = accept(listener, nullptr, nullptr);
+        char request[4096];
+        if (connection >= 0 && recv(connection, request, sizeof(request), 0) > 0) {
+            send(connection, kAnswer, std::strlen(kAnswer), MSG_NOSIGNAL);
+        }
+        close(connection);
+    }
+}

@@ -1,0 +1,68 @@
+// bench: measures the daemon, each figure beside its yardstick, in one table.
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "bench/Stand.h"
+#include "simulator/JsonText.h"
+#include "simulator/Sandbox.h"
+
+namespace {
+
+using bench::Plan;
+using bench::Report;
+
+constexpr int kExitFailure = 1;
+
+const std::vector<std::pair<std::string, void (*)(const Plan&, Report&)>> kSubjects = {
+    {"endpoint", bench::measure_endpoint},
+    {"poll", bench::measure_poll},
+};
+
+int run(int argc, char** argv) {
+    Plan plan{LUMIVAD_PATH, ECHO_PATH, false};
+    std::vector<std::string> wanted;
+    std::string json_file;
+    std::string plot_folder;
+    CLI::App app("Measures the daemon in a simulated house, each figure beside its yardstick.");
+    app.add_option("subjects", wanted, "endpoint, poll; all by default");
+    app.add_flag("--quick", plan.is_quick, "few rounds: does each measurement give its rows?");
+    app.add_option("--json", json_file, "the table as JSON, into this file");
+    app.add_option("--plot", plot_folder, "the latency distributions, drawn by gnuplot");
+    app.add_option("--daemon", plan.daemon, "the program to measure")->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+    // First, while there is one thread.
+    const simulator::Sandbox sandbox = simulator::Sandbox::enter();
+    if (!sandbox.is_private()) {
+        throw std::runtime_error("needs a network of its own: " + sandbox.reason());
+    }
+    Report report;
+    for (const auto& [name, measure] : kSubjects) {
+        if (wanted.empty() || std::find(wanted.begin(), wanted.end(), name) != wanted.end()) {
+            measure(plan, report);
+        }
+    }
+    if (!json_file.empty()) {
+        std::ofstream(json_file) << report.json().toStyledString();
+    }
+    if (!plot_folder.empty()) {
+        report.draw(plot_folder);
+    }
+    std::printf("%zu rows, %zu goals missed\n", report.rows(), report.missed_goals());
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& problem) {
+        std::fprintf(stderr, "bench: %s\n", problem.what());
+        return kExitFailure;
+    }
+}

@@ -1,0 +1,204 @@
+// What a poll costs, and how that grows with the lights.
+#include <chrono>
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include <sys/stat.h>
+
+#include "bench/ProcessCost.h"
+#include "bench/Stand.h"
+#include "bench/Wire.h"
+#include "simulator/JsonText.h"
+
+namespace bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kValgrind = "/usr/bin/valgrind";
+constexpr const char* kStrace = "/usr/bin/strace";
+constexpr int kReferenceLights = 50;
+constexpr double kGoalCpuMs = 2;
+constexpr double kGoalDeviation = 0.03;
+
+struct PollCost {
+    double requests = 0;
+    double request_bytes = 0;
+    double answer_bytes = 0;
+    double cpu_ms = 0;
+    double parse_ms = 0;
+    double system_calls = 0;  // 0 without strace
+};
+
+double thread_cpu_ms() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
+
+// The yardstick: reading the same answer as JSON, and no more than that.
+double parse_ms(const std::string& answer) {
+    Samples times;
+    for (int i = 0; i < 20; ++i) {
+        const double start = thread_cpu_ms();
+        if (!simulator::parse_json(answer)) {
+            throw std::runtime_error("the bridge's answer is no JSON");
+        }
+        times.push_back(thread_cpu_ms() - start);
+    }
+    return percentile(times, 0.5);
+}
+
+double sum_of_bytes(const std::vector<Wire::Packet>& packets) {
+    double sum = 0;
+    for (const Wire::Packet& packet : packets) {
+        sum += static_cast<double>(packet.bytes);
+    }
+    return sum;
+}
+
+// The number in front of "total" in the last line of strace's table, fourth column.
+double total_of_calls(const std::string& file) {
+    std::ifstream table(file);
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream words(line);
+        double share = 0;
+        double seconds = 0;
+        double per_call = 0;
+        double calls = 0;
+        if (line.find(" total") != std::string::npos &&
+            words >> share >> seconds >> per_call >> calls) {
+            return calls;
+        }
+    }
+    throw std::runtime_error("strace gave no total");
+}
+
+// Of the polling thread alone: it sleeps between polls, and does nothing else.
+double system_calls_of_a_poll(Stand& stand, int polls) {
+    const std::string file = (fs::temp_directory_path() / "lumivad-bench-calls").string();
+    {
+        simulator::ChildProcess strace(
+            {kStrace,
+             {"-qq", "-c", "-o", file, "-p", std::to_string(stand.monitor())},
+             {},
+             true,
+             {}});
+        stand.await_polls(polls);
+        strace.signals(SIGINT);
+        strace.wait(std::chrono::seconds(5));
+    }
+    const double calls = total_of_calls(file);
+    fs::remove(file);
+    return calls / polls;
+}
+
+PollCost measure(const Plan& plan, int lights, Samples& cpu) {
+    Stand stand(plan, lights);
+    std::string answer;
+    const int polls = plan.rounds(5, 1);
+    PollCost cost;
+    {
+        Wire wire;
+        for (int i = 0; i < polls; ++i) {
+            const Cost before = Cost::of_thread(stand.pid(), stand.monitor());
+            stand.await_polls(1);
+            cpu.push_back((Cost::of_thread(stand.pid(), stand.monitor()) - before).cpu_ms);
+        }
+        const auto count = static_cast<double>(polls);
+        cost.requests = static_cast<double>(wire.packets(Wire::opens_to_bridge).size()) / count;
+        cost.request_bytes = sum_of_bytes(wire.packets(Wire::is_to_bridge)) / count;
+        cost.answer_bytes = sum_of_bytes(wire.packets(Wire::is_from_bridge)) / count;
+    }
+    cost.cpu_ms = percentile(cpu, 0.5);
+    cost.parse_ms = parse_ms(simulator::load_text_file(stand.installation().lights_file()));
+    if (has_program(kStrace)) {
+        cost.system_calls = system_calls_of_a_poll(stand, plan.rounds(2, 1));
+    }
+    return cost;
+}
+
+// A program that runs the daemon under callgrind, which counts within a poll only.
+std::string write_wrapper(const Plan& plan, const fs::path& folder) {
+    std::string path = (folder / "counted").string();
+    std::ofstream(path) << "#!/bin/sh\nexec " << kValgrind
+                        << " -q --tool=callgrind --toggle-collect='hue_handler::HueHandler::poll()'"
+                        << " --callgrind-out-file=" << (folder / "counts").string() << " "
+                        << fs::absolute(plan.daemon).string() << " \"$@\"\n";
+    chmod(path.c_str(), 0700);
+    return path;
+}
+
+double instructions_of_a_poll(const Plan& plan, int lights, const fs::path& folder) {
+    const int polls = plan.rounds(2, 1);
+    {
+        Stand stand(plan, lights, write_wrapper(plan, folder));
+        if (polls > 1) {
+            stand.await_polls(polls - 1);  // it has polled once when it is ready
+        }
+    }
+    std::ifstream counts(folder / "counts");
+    for (std::string line; std::getline(counts, line);) {
+        if (line.rfind("totals: ", 0) == 0) {
+            return std::stod(line.substr(line.find(' '))) / polls;
+        }
+    }
+    throw std::runtime_error("callgrind counted nothing");
+}
+
+}  // namespace
+
+void measure_poll(const Plan& plan, Report& report) {
+    const std::vector<int> houses =
+        plan.is_quick ? std::vector<int>{1, 10} : std::vector<int>{1, 10, kReferenceLights, 63};
+    const fs::path folder = fs::temp_directory_path() / "lumivad-bench-counts";
+    fs::create_directories(folder);
+    const bool counts = has_program(kValgrind);
+    Samples lights;
+    Samples instructions;
+    for (const int count : houses) {
+        const std::string of = " of " + std::to_string(count) + " lights";
+        Samples cpu;
+        const PollCost cost = measure(plan, count, cpu);
+        report.add({"poll",
+                    "requests" + of,
+                    "",
+                    {cost.requests},
+                    {1},
+                    Goal{Goal::Of::ratio, Goal::Side::at_most, 1}});
+        report.add({"poll", "request" + of, "bytes", {cost.request_bytes}});
+        report.add({"poll", "answer" + of, "bytes", {cost.answer_bytes}});
+        if (cost.system_calls > 0) {
+            report.add(
+                {"poll", "system calls" + of, "", {cost.system_calls}, {cost.answer_bytes / 127}});
+        }
+        Row time{"poll", "CPU" + of, "ms", cpu, {cost.parse_ms}};
+        if (count == kReferenceLights) {
+            time.goal = Goal{Goal::Of::value, Goal::Side::at_most, kGoalCpuMs};
+        }
+        report.add(time);
+        if (counts) {
+            lights.push_back(count);
+            instructions.push_back(instructions_of_a_poll(plan, count, folder));
+            report.add({"poll", "instructions" + of, "", {instructions.back()}});
+        }
+    }
+    fs::remove_all(folder);
+    if (counts) {
+        const Line line = Line::through(lights, instructions);
+        report.add({"poll", "instructions, fixed part", "", {line.fixed}});
+        report.add({"poll", "instructions a light", "", {line.slope}});
+        report.add({"poll",
+                    "deviation from that line",
+                    "",
+                    {line.largest_deviation},
+                    {},
+                    Goal{Goal::Of::value, Goal::Side::at_most, kGoalDeviation}});
+    }
+}
+
+}  // namespace bench
