@@ -178,6 +178,12 @@ void Hue::refreshLights() {
         return;
     }
     const Json::Value answer = commands.GETRequest("/lights", emptyObject());
+    if (!answer.isObject()) {
+        // A bridge that has forgotten the user answers so, without end: whoever waits for changes
+        // has to be told why there are none.
+        error("Answer in Hue::refreshLights of http_handler->GETJson(...) is not expected!");
+        return;
+    }
     for (auto& [id, light] : lights) {
         light.takeDescription(JsonAccess::member(answer, std::to_string(id)));
     }

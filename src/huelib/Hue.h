@@ -62,7 +62,7 @@ class Hue {
     /// Removes the light from the bridge, and here when the bridge confirms; false otherwise.
     bool removeLight(int id);
     /// Updates all lights that were got before, with one request. Lights that are missing in the
-    /// answer stay as they are.
+    /// answer stay as they are; of an answer that is no list the log is told.
     void refreshLights();
     /// All lights, in ascending order of their ids, the missing ones made. Throws as getLight does,
     /// and as std::stoi for an id that is no number.

@@ -126,6 +126,16 @@ TEST_F(HueTest, RefreshesAllKnownLightsWithOneRequest) {
     EXPECT_THROW(hue_.peekLight(4), std::runtime_error);
 }
 
+TEST_F(HueTest, TellsThatARefreshGotNoLights) {
+    lists(3, "LCT001");
+    hue_.getLight(3);
+    bridge_->answers("GET", R"([{"error": {"type": 1, "description": "unauthorized user"}}])");
+    hue_.refreshLights();
+    EXPECT_TRUE(
+        logged("Answer in Hue::refreshLights of http_handler->GETJson(...) is not expected!"));
+    EXPECT_EQ(std::as_const(hue_).peekLight(3).getBrightness(), 100U);
+}
+
 TEST_F(HueTest, GetsAllLightsInTheOrderOfTheirIds) {
     for (const int id : {10, 2, 1}) {
         lists(id, "LCT001");
