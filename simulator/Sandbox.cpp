@@ -116,6 +116,12 @@ void route_multicast_to_loopback() {
     }
 }
 
+// To the length that most systems give it: a log whose reader does not get the processor for a
+// moment must not lose lines that a test counts. Where it may not be set it stays as it is.
+void lengthen_queues_of_datagrams() {
+    std::ofstream("/proc/sys/net/unix/max_dgram_qlen") << 512;
+}
+
 // A /dev with the usual nodes but without the machine's log: an ordinary user may not make device
 // nodes, so the machine's own are bound into a fresh tmpfs.
 void make_private_dev(const fs::path& staging) {
@@ -150,6 +156,7 @@ void enter_namespaces() {
     mount_or_fail("none", "/", nullptr, MS_REC | MS_PRIVATE);
     raise_loopback();
     route_multicast_to_loopback();
+    lengthen_queues_of_datagrams();
     mount_or_fail("tmpfs", kVariablesDirectory, "tmpfs", MS_NOSUID | MS_NODEV);
     make_private_dev(fs::path(kVariablesDirectory) / "dev");
 }

@@ -17,6 +17,7 @@ namespace {
 
 constexpr const char* kLogPath = "/dev/log";
 constexpr const char* kMark = "mark of catches_up";
+constexpr const char* kFiller = "filler of stops_reading";
 constexpr std::chrono::seconds kCatchUpLimit{5};
 constexpr std::size_t kStampLength = 16;  // "Nov 22 21:21:49 "
 
@@ -89,14 +90,30 @@ SystemLog::~SystemLog() {
 }
 
 void SystemLog::vanishes() {
-    stops_reading();
+    end_thread();
     if (socket_) {
         unlink(kLogPath);
         socket_.reset();
     }
 }
 
+// How long a queue is depends on the system. A sender may only have so much in it: it is full once
+// a fresh one has no room.
 void SystemLog::stops_reading() {
+    end_thread();
+    const sockaddr_un address = log_address();
+    bool has_room = true;
+    while (has_room) {
+        has_room = false;
+        const FileDescriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        while (sendto(sender.get(), kFiller, std::strlen(kFiller), 0,
+                      reinterpret_cast<const sockaddr*>(&address), sizeof(address)) >= 0) {
+            has_room = true;
+        }
+    }
+}
+
+void SystemLog::end_thread() {
     if (thread_.joinable()) {
         stop_.set();
         thread_.join();
@@ -137,6 +154,9 @@ void SystemLog::receive() {
 }
 
 void SystemLog::take(std::string datagram) {
+    if (datagram == kFiller) {
+        return;
+    }
     if (datagram != kMark) {
         keep(parse(std::move(datagram)));
         return;

@@ -50,13 +50,14 @@ class SystemLog final {
     /// @{
     /// Nobody takes lines any more: there is no /dev/log.
     void vanishes();
-    /// Takes lines until its queue is full, and keeps none.
+    /// Has a queue that is full, and takes nothing out of it.
     void stops_reading();
     void recovers();
     /// @}
 
   private:
     void open();
+    void end_thread();
     void receive();
     void take(std::string datagram);
     void keep(const Line& line);
