@@ -33,13 +33,7 @@ void reboots(Trial& trial) {
     fails(trial, "Connection refused (light id = ", 3);
 }
 
-void is_down_at_the_start(Trial& trial) {
-    trial.bridge().refuses();
-    trial.requires_that(trial.house().start().has_value(), "the daemon does not start");
-    trial.awaits_log("Connection refused (light id = 6)");
-    fails(trial, "peekLight(): light id is not valid", 5);
-    trial.pauses(Milliseconds(30000));
-    trial.bridge().recovers();
+void awaits_second_read(Trial& trial) {
     const auto start = Trial::Clock::now();
     trial.awaits(
         "a second read of the lights",
@@ -48,6 +42,16 @@ void is_down_at_the_start(Trial& trial) {
     trial.sees("the lights are known " +
                text_of(std::chrono::duration_cast<Milliseconds>(Trial::Clock::now() - start)) +
                " after the bridge");
+}
+
+void is_down_at_the_start(Trial& trial) {
+    trial.bridge().refuses();
+    trial.requires_that(trial.house().start().has_value(), "the daemon does not start");
+    trial.awaits_log("Connection refused (light id = 6)");
+    fails(trial, "peekLight(): light id is not valid", 5);
+    trial.pauses(Milliseconds(30000));
+    trial.bridge().recovers();
+    awaits_second_read(trial);
 }
 
 // A bridge that hangs is given up by the daemon after a time that a test does not wait for: it
@@ -105,11 +109,27 @@ void loses_a_light(Trial& trial) {
     trial.awaits_log("(light id = 4)");
 }
 
-void has_a_light_too_few_at_the_start(Trial& trial) {
+// A command for the light that is not there has its line, those for the others are carried out.
+void has_a_light_too_few(Trial& trial) {
     trial.bridge().loses_light(3);
     trial.starts();
-    trial.asks(5);
     trial.awaits_log("Error in Hue getLight(): light id is not valid (light id = 3)");
+    trial.requires_that(trial.core().runs(132, "50") == 0, "a command is not answered");
+    trial.awaits_log(
+        "Request manager thread error: Error in Hue peekLight(): light id is not valid "
+        "(light id = 3)");
+    trial.asks(5);
+    trial.awaits_settled();
+}
+
+void gets_a_light(Trial& trial) {
+    has_a_light_too_few(trial);
+    trial.pauses(Milliseconds(30000));
+    trial.bridge().recovers();
+    awaits_second_read(trial);
+    trial.requires_that(trial.core().runs(132, "50") == 0, "a command is not answered");
+    trial.awaits("a command for the new light",
+                 [&] { return trial.house().light(3).brightness() == 127; });
 }
 
 }  // namespace
@@ -127,7 +147,9 @@ std::vector<FaultRow> bridge_rows() {
         {"BridgeHangsInTheBody", "bridge hangs for a moment in the middle of a body",
          [](Trial& trial) { hangs(trial, hang_in_body, false, {}); }},
         {"BridgeHangsInConnectForLong", "bridge hangs in the connect",
-         [](Trial& trial) { hangs(trial, hang_in_connect, true, "(light id = "); },
+         [](Trial& trial) {
+             hangs(trial, hang_in_connect, true, "Operation now in progress (light id = ");
+         },
          Length::minutes},
         {"BridgeHangsForLong", "bridge takes requests and never answers",
          [](Trial& trial) { hangs(trial, hang_before_the_answer, true, kUnavailable); },
@@ -165,10 +187,13 @@ std::vector<FaultRow> bridge_rows() {
         {"BridgeForgetsItsUser", "the user name is deleted at the bridge",
          [](Trial& trial) {
              answers_badly(
-                 trial, [](Bridge& bridge) { bridge.forgets_users(); }, kNotConfirmed);
+                 trial, [](Bridge& bridge) { bridge.forgets_users(); },
+                 "the bridge refused the request: unauthorized user (light id = ");
+             trial.awaits_log("Answer in Hue::refreshLights of ");
          }},
         {"BridgeLosesALight", "a light is removed from the bridge, and added again", loses_a_light},
-        {"BridgeHasALightTooFew", "a light is missing at the start, and added later",
-         has_a_light_too_few_at_the_start},
+        {"BridgeHasALightTooFew", "a light is missing at the start", has_a_light_too_few},
+        {"BridgeGetsALight", "a light is missing at the start, and added later", gets_a_light,
+         Length::quarter_of_an_hour},
     };
 }

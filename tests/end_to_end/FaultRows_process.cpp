@@ -62,6 +62,8 @@ void meets_cut_requests(Trial& trial) {
         }
     }
     trial.asks(5);
+    trial.awaits("a line for each of them",
+                 [&] { return trial.log().count("GtwHandler::run ") >= text.size(); });
     trial.requires_that(!trial.house().light(3).is_on(), "part of a request was carried out");
 }
 
@@ -138,7 +140,7 @@ void is_terminated(Trial& trial) {
     trial.tries_to_ask(5);
     trial.pauses(Milliseconds(700));
     trial.house().daemon().signals(SIGTERM);
-    trial.ends("exit code 0", std::chrono::seconds(1));
+    trial.is_struck_down("exit code 0", std::chrono::seconds(1));
 }
 
 // At any moment of the start: before its handlers are installed it ends as any process does.
@@ -167,7 +169,7 @@ void is_struck(Trial& trial, int number, std::atomic<std::int32_t> FaultShim::*w
     trial.shim().allocations_before = trial.is_random() ? trial.random(200) : 0;
     trial.shim().*where = number;
     trial.tries_to_ask(1);
-    trial.ends("exit code 1", std::chrono::seconds(trial.is_random() ? 5 : 1));
+    trial.is_struck_down("exit code 1", std::chrono::seconds(trial.is_random() ? 5 : 1));
     trial.awaits_log(number == SIGSEGV ? "gtwHandlerSigsegvHandler called"
                                        : "gtwHandlerSigabrtHandler called");
 }

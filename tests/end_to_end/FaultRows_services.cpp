@@ -9,13 +9,20 @@ using DatabaseFault = simulator::DatabaseService::Fault;
 using CoreFault = simulator::Core::Fault;
 using Length = FaultRow::Length;
 
-// Commands go on while a report fails.
-void core_fails(Trial& trial, const std::function<void(simulator::Core&)>& how) {
+// Why a report failed, as the log has it.
+constexpr int kNoConnection = 6;
+constexpr int kNoAnswer = 8;
+constexpr int kErrorAnswer = 13;
+
+// Commands go on while a report fails, for the reason that the log gives as a number.
+void core_fails(Trial& trial, const std::function<void(simulator::Core&)>& how, int reason) {
     trial.starts();
     trial.pauses();
     how(trial.core());
     trial.changes_a_bulb();
-    trial.awaits_log("ERROR sending vexad request: ");
+    trial.awaits_log(
+        "ERROR sending vexad request: core_request::run error calling fsmcore_request <" +
+        std::to_string(reason) + ">");
     trial.asks(3);
 }
 
@@ -45,7 +52,8 @@ void core_quits_while_commands_wait(Trial& trial) {
     trial.tries_to_ask(20);
     trial.requires_that(trial.core().quits() == 0, "QUIT is not answered");
     trial.tries_to_ask(2);
-    trial.awaits_log("Exit from execute_request thread:");
+    trial.awaits_log("Request dropped, lumivad will terminate soon: ");
+    trial.awaits_log(" requests dropped, the request manager thread has ended");
     trial.house().daemon().signals(SIGTERM);
     trial.ends("exit code 0", std::chrono::seconds(2));
 }
@@ -82,7 +90,6 @@ void log_is_missing(Trial& trial) {
     trial.asks(5);
 }
 
-// Its queue is full after ten lines on most systems, and a command has several.
 void log_is_not_read(Trial& trial) {
     trial.starts();
     trial.log().stops_reading();
@@ -90,6 +97,7 @@ void log_is_not_read(Trial& trial) {
     trial.awaits_settled();
     trial.pauses();
     trial.log().recovers();
+    trial.awaits_log(" log lines lost");
 }
 
 void log_goes(Trial& trial) {
@@ -108,28 +116,40 @@ std::vector<FaultRow> service_rows() {
     return {
         {"CoreHasNoSocket", "core: the socket's file is gone",
          [](Trial& trial) {
-             core_fails(trial, [](simulator::Core& core) { core.loses_socket(); });
+             core_fails(
+                 trial, [](simulator::Core& core) { core.loses_socket(); }, kNoConnection);
          }},
         {"CoreRefuses", "core refuses connections",
-         [](Trial& trial) { core_fails(trial, [](simulator::Core& core) { core.vanishes(); }); }},
+         [](Trial& trial) {
+             core_fails(
+                 trial, [](simulator::Core& core) { core.vanishes(); }, kNoConnection);
+         }},
         {"CoreComesBack", "core refuses connections, and is back", core_comes_back},
         {"CoreHangs", "core takes no connection in",
-         [](Trial& trial) { core_fails(trial, [](simulator::Core& core) { core.hangs(); }); }},
+         [](Trial& trial) {
+             core_fails(
+                 trial, [](simulator::Core& core) { core.hangs(); }, kNoConnection);
+         }},
         {"CoreIsSilent", "core takes reports and never answers",
          [](Trial& trial) {
-             core_fails(trial, [](simulator::Core& core) { core.fails(CoreFault::silent); });
+             core_fails(
+                 trial, [](simulator::Core& core) { core.fails(CoreFault::silent); }, kNoAnswer);
          }},
         {"CoreAnswersErrors", "core answers reports with an error",
          [](Trial& trial) {
-             core_fails(trial, [](simulator::Core& core) { core.fails(CoreFault::error_status); });
+             core_fails(
+                 trial, [](simulator::Core& core) { core.fails(CoreFault::error_status); },
+                 kErrorAnswer);
          }},
         {"CoreAnswersRubbish", "core answers reports with rubbish",
          [](Trial& trial) {
-             core_fails(trial, [](simulator::Core& core) { core.fails(CoreFault::rubbish); });
+             core_fails(
+                 trial, [](simulator::Core& core) { core.fails(CoreFault::rubbish); }, kNoAnswer);
          }},
         {"CoreGoesInAReport", "core is gone while a report is being sent",
          [](Trial& trial) {
-             core_fails(trial, [](simulator::Core& core) { core.fails(CoreFault::gone); });
+             core_fails(
+                 trial, [](simulator::Core& core) { core.fails(CoreFault::gone); }, kNoAnswer);
          }},
         {"CoreIsLate", "core answers a report a second later", core_is_late},
         {"CoreQuitsEarly", "core sends QUIT while commands wait", core_quits_while_commands_wait},

@@ -21,7 +21,7 @@ struct Target {
     int object;
     bool is_color;
 };
-constexpr Target kTargets[] = {
+constexpr Target kTargets[Ledger::kKinds] = {
     {2, 122, false}, {4, 142, false}, {5, 152, false}, {4, 147, true}, {6, 162, false}};
 
 std::string change_of(const Gate::Request& request) {
@@ -39,10 +39,19 @@ std::string path_of_light(int light) {
 
 using Key = std::pair<int, int>;  // object and value
 
-// Of the command that the worker has taken last.
-bool is_failure(const std::string& text) {
-    return text.rfind("Request manager thread error: ", 0) == 0 ||
-           text.rfind("HueLight->SendPutRequest the bridge refused ", 0) == 0;
+int light_of(int object) {
+    const auto* found =
+        std::find_if(std::begin(kTargets), std::end(kTargets),
+                     [object](const Target& target) { return target.object == object; });
+    return found == std::end(kTargets) ? 0 : found->light;
+}
+
+// Of the command that the worker has taken last. A light that stands before its own in the table
+// may have a line too, which says nothing of it.
+bool is_failure(const std::string& text, int light) {
+    return (text.rfind("Request manager thread error: ", 0) == 0 ||
+            text.rfind("HueLight->SendPutRequest the bridge refused ", 0) == 0) &&
+           text.find("(light id = " + std::to_string(light) + ")") != std::string::npos;
 }
 
 // How often the log says of a command that it was not carried out. The worker's lines stand behind
@@ -60,7 +69,7 @@ std::map<Key, std::size_t> failures_in(const std::vector<SystemLog::Line>& lines
                         &key.second) == 2) {
             taken = key;
             is_counted = false;
-        } else if (!is_counted && is_failure(line.text)) {
+        } else if (!is_counted && is_failure(line.text, light_of(taken.first))) {
             ++failures[taken];
             is_counted = true;
         } else if (line.text.rfind("Request dropped, ", 0) == 0 && dropped != std::string::npos &&

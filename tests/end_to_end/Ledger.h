@@ -35,6 +35,8 @@ class Ledger final {
         std::chrono::milliseconds slowest_answer{};
     };
 
+    /// So many commands in a row go to every light there is a kind of command for.
+    static constexpr std::size_t kKinds = 5;
     /// The next command, sent through the core: brightnesses and colours in turn, no two alike, to
     /// lights 2, 4, 5 and 6 (light 4 alone gets both kinds).
     const Command& sends_next(simulator::Core& core);

@@ -15,6 +15,7 @@
 #include "FaultShim.h"
 #include "Ledger.h"
 #include "simulator/House.h"
+#include "simulator/ProcessUse.h"
 
 class Trial final {
   public:
@@ -61,6 +62,9 @@ class Trial final {
     void changes_a_bulb();
     /// The daemon ends by itself, within `limit`, with this ("exit code 1").
     void ends(const std::string& how, Milliseconds limit);
+    /// The same at the stroke of a signal, which leaves it no time to say which commands go with
+    /// it.
+    void is_struck_down(const std::string& how, Milliseconds limit);
     /// In a trial at random, a pause of up to `longest`; otherwise none.
     void pauses(Milliseconds longest = Milliseconds(1500));
     /// Waits for what must come.
@@ -74,8 +78,8 @@ class Trial final {
     void sees(const std::string& what) { finding_.user_sees.push_back(what); }
     /// @}
 
-    /// Ends every fault; the next command must then be carried out. Accounts for the others, and
-    /// stops the daemon, which must follow.
+    /// Ends every fault; the next command of each kind must then be carried out. Accounts for the
+    /// others, looks for what the daemon has left open, and stops it, which must follow.
     Finding concludes();
     /// What everybody in the house said, for a trial that failed.
     std::string transcript() { return house_->journal().transcript(); }
@@ -96,8 +100,9 @@ class Trial final {
 
   private:
     void load_shim();
-    std::string check_next_command();  // what the user sees of it
+    std::string check_next_commands();  // what the user sees of them
     void checks_bulb();
+    void checks_use();
     void settles_accounts(const Ledger::Account& account);
     void reads_log();
     std::size_t failed_reports() const;
@@ -111,7 +116,9 @@ class Trial final {
     Finding finding_;
     bool bulb_is_on_ = false;
     std::size_t bulb_changes_ = 0;
-    std::size_t ended_ = 0;  // how often the daemon ended before its time
+    bool has_ended_ = false;     // before its time
+    bool may_lose_ = false;      // commands, without a line
+    simulator::ProcessUse use_;  // by the daemon, before the fault
 };
 
 /// "0.3 s" or "12 ms".
