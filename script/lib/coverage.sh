@@ -3,7 +3,7 @@
 
 needs=(--coverage)
 targets=("${uninstalled[@]}")
-selection=("${are_uninstalled[@]}")
+selection=(--exclude-regex "$installed")
 
 # What earlier runs counted, perhaps of other sources.
 prepare() { find build/coverage -name '*.gcda' -delete 2>/dev/null || true; }
