@@ -1,5 +1,6 @@
 // What happens to the daemon's endpoint, resources, clock and process.
 #include <csignal>
+#include <cstdint>
 #include <fstream>
 #include <map>
 #include <thread>
@@ -127,6 +128,8 @@ void steps_the_clock(Trial& trial, int seconds) {
     trial.asks(3);
     trial.awaits_settled();
     const auto settled = Trial::Clock::now();
+    // Nothing shows that the quiet time has begun, a moment after the last answer. It lasts 3 s.
+    std::this_thread::sleep_for(Milliseconds(1000));
     trial.shim().clock_offset_seconds = seconds;
     const int before = trial.polls();
     trial.awaits("a poll", [&] { return trial.polls() > before; });
@@ -209,8 +212,9 @@ std::vector<FaultRow> process_rows() {
          Needs::plain_build},
         {"MemoryIsShort", "4 MiB of memory left, and an answer that takes more", runs_out_of_memory,
          Length::seconds, Needs::plain_build},
-        {"ClockStepsForward", "the clock steps forward by a day",
-         [](Trial& trial) { steps_the_clock(trial, kDaySeconds); }, Length::seconds, Needs::shim},
+        // The board has 32 bits for the seconds since 1970, enough until 2038.
+        {"ClockStepsForward", "the clock steps forward, beyond what the board can count",
+         [](Trial& trial) { steps_the_clock(trial, INT32_MAX); }, Length::seconds, Needs::shim},
         {"ClockStepsBack", "the clock steps back by a day",
          [](Trial& trial) { steps_the_clock(trial, -kDaySeconds); }, Length::seconds, Needs::shim},
         {"IsTerminated", "SIGTERM while commands wait", is_terminated},

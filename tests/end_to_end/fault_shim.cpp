@@ -62,8 +62,10 @@ void log_call(int priority, const char* format, va_list arguments) {
     real(priority, format, arguments);
 }
 
-time_t clock_offset() {
-    return shim == nullptr ? 0 : shim->clock_offset_seconds.load();
+// A time_t of 32 bits wraps, as it does on the board.
+time_t shifted(time_t seconds) {
+    const std::int64_t offset = shim == nullptr ? 0 : shim->clock_offset_seconds.load();
+    return static_cast<time_t>(seconds + offset);
 }
 
 }  // namespace
@@ -90,7 +92,7 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
         reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
     const int result = real(clock, time);
     if (result == 0 && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)) {
-        time->tv_sec += clock_offset();
+        time->tv_sec = shifted(time->tv_sec);
     }
     return result;
 }
@@ -100,7 +102,7 @@ int gettimeofday(timeval* time, void* zone) noexcept {
         reinterpret_cast<int (*)(timeval*, void*)>(dlsym(RTLD_NEXT, "gettimeofday"));
     const int result = real(time, zone);
     if (result == 0) {
-        time->tv_sec += clock_offset();
+        time->tv_sec = shifted(time->tv_sec);
     }
     return result;
 }
