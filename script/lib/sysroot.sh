@@ -23,10 +23,27 @@ lay_sysroot() {
     apt-get -c "$apt/apt.conf" -q -y --download-only install "$@"
     for package in "$apt"/archives/*.deb; do
         dpkg-deb --extract "$package" "$sysroot"
+        record_package "$package" "$sysroot"
     done
     make_links_relative "$sysroot"
     rm -r "$apt"
     echo "$*" >"$laid"
+}
+
+# record_package FILE SYSROOT: notes the package where dpkg-shlibdeps can look up, by dpkg's own way,
+# which package a library belongs to. Its files are noted as they stand on this machine.
+record_package() {
+    local database=$2/var/lib/dpkg name file
+    name=$(dpkg-deb --field "$1" Package)
+    mkdir -p "$database/info"
+    dpkg-deb --control "$1" "$database/new"
+    sed 's/^Package: .*/&\nStatus: install ok installed/' "$database/new/control" >>"$database/status"
+    echo >>"$database/status"
+    for file in "$database"/new/*; do
+        mv "$file" "$database/info/$name.${file##*/}"
+    done
+    rmdir "$database/new"
+    dpkg-deb --fsys-tarfile "$1" | tar --list | sed "s|^\.|$2|; s|/$||" >"$database/info/$name.list"
 }
 
 # private_apt_configuration FOLDER: for an apt that keeps everything in that folder. The machine's
