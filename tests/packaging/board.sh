@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Compares each package for the board (armhf) with the one for this machine, and starts the programs
+# in it under emulation.
+#
+#   board.sh PACKAGES SYSROOT    folder with the packages; the board's libraries
+
+set -euo pipefail
+packages=$1
+sysroot=$2
+tree=$(mktemp -d)
+trap 'rm -rf "$tree"' EXIT
+
+fail() {
+    echo "$*" >&2
+    exit 1
+}
+
+# Both depend on the same packages; the versions that they ask for are each architecture's own.
+control() {
+    dpkg-deb --field "$1" | sed -E '/^(Architecture|Installed-Size):/d; /^Depends:/s/ \([^)]*\)//g'
+}
+
+files() {
+    dpkg-deb --fsys-tarfile "$1" | tar --list | sed -E 's/[a-z0-9_]+-linux-gnu[a-z]*/MULTIARCH/'
+}
+
+for here in "$packages"/*_"$(dpkg --print-architecture)".deb; do
+    name=$(dpkg-deb --field "$here" Package)
+    there=$(echo "$packages/$name"_*_armhf.deb)
+    diff <(control "$here") <(control "$there") || fail "$name describes itself otherwise for armhf"
+    diff <(files "$here") <(files "$there") || fail "$name holds other files for armhf"
+    dpkg-deb --extract "$there" "$tree"
+    echo "   $name: the same for $(dpkg-deb --field "$there" Architecture)"
+done
+for program in lumivad huectl; do
+    file --brief "$tree/usr/bin/$program" | grep --quiet 'ARM, EABI5' || fail "$program: not ARM"
+    echo "   $program: $(qemu-arm-static -L "$sysroot" "$tree/usr/bin/$program" --version)"
+done

@@ -1,0 +1,130 @@
+#!/usr/bin/env bash
+# Installs each package in a clean Debian, uses what it brings, removes it, and finds that nothing
+# is left. As root, since only root may change into another root.
+#
+#   clean_root.sh PACKAGES BUILD WORK    folder with the packages, build folder with house and
+#                                        lumivad, folder that may be written to
+
+set -euo pipefail
+mkdir -p "$3"
+packages=$(realpath "$1")
+build=$(realpath "$2")
+work=$(realpath "$3")
+source=$(realpath "$(dirname "$0")/../..")
+root=$work/root
+multiarch=$(dpkg-architecture -q DEB_HOST_MULTIARCH)
+architecture=$(dpkg --print-architecture)
+
+fail() {
+    echo "$*" >&2
+    exit 1
+}
+
+# Laid once, which takes longer than all the rest; every run unpacks it afresh.
+unpack_clean_root() {
+    [[ -f $root.tar ]] || lay_clean_root
+    rm -rf "$root"
+    mkdir "$root"
+    tar --extract --numeric-owner --file "$root.tar" --directory "$root"
+    mkdir "$root/packages"
+    local package
+    for package in "$packages"/*_"$architecture".deb; do
+        cp "$package" "$root/packages/$(dpkg-deb --field "$package" Package).deb"
+    done
+    apt update
+}
+
+lay_clean_root() {
+    # shellcheck source=/dev/null
+    source /etc/os-release
+    mmdebstrap --quiet --variant=apt --skip=cleanup/apt "$VERSION_CODENAME" "$root.tar.new"
+    mv "$root.tar.new" "$root.tar"
+}
+
+inside() {
+    chroot "$root" "$@"
+}
+
+apt() {
+    DEBIAN_FRONTEND=noninteractive inside apt-get -q=2 -o Dpkg::Use-Pty=0 "$@" \
+        >"$work/apt.log" 2>&1 || {
+        cat "$work/apt.log"
+        fail "apt-get $* has failed"
+    }
+}
+
+# Every file with its kind, its rights and its link; not what apt and dpkg note about their own work.
+list_files() {
+    (cd "$root" && find . \( -path ./var/cache -o -path ./var/lib/apt -o -path ./var/log \) -prune \
+        -o -printf '%p %y %m %l\n' | sort)
+}
+
+# check PACKAGE USE: installs it with all that it asks for, uses it, and takes it all away again.
+check() {
+    echo "-- $1"
+    list_files >"$work/before"
+    apt --no-install-recommends install "/packages/$1.deb"
+    version=$(inside dpkg-query --show "$1" | sed 's/.*\t//; s/-.*//')
+    "$2"
+    apt --autoremove purge "$1"
+    list_files | diff "$work/before" - || fail "$1 leaves this behind"
+    echo "   installed, used, removed; nothing is left"
+}
+
+# installed PROGRAM: prints the path of a program that runs the installed one. The house gives its
+# children a /dev and a /tmp of their own, which have to be theirs in the clean root too.
+installed() {
+    cat >"$work/$1" <<END
+#!/bin/sh
+set -e
+mount --rbind /dev "$root/dev"
+mount --rbind /tmp "$root/tmp"
+exec chroot "$root" /usr/bin/$1 "\$@"
+END
+    chmod +x "$work/$1"
+    echo "$work/$1"
+}
+
+# house ARGUMENT ...: what it prints is shown when it fails.
+house() {
+    "$build/simulator/house" "$@" >"$work/house.log" || {
+        cat "$work/house.log"
+        fail "the house has failed"
+    }
+    grep -c 'as expected' "$work/house.log" | sed 's/^/   expectations met: /'
+}
+
+use_daemon() {
+    [[ $(inside lumivad --version) == "v$version" ]] || fail "lumivad has another version"
+    [[ -f $root/usr/share/man/man8/lumivad.8.gz ]] || fail "no manual page"
+    house --daemon "$(installed lumivad)" --script "$source/simulator/tour.house"
+}
+
+use_tool() {
+    [[ $(inside huectl --version) == *"$version"* ]] || fail "huectl has another version"
+    [[ -f $root/usr/share/man/man1/huectl.1.gz ]] || fail "no manual page"
+    house --huectl "$(installed huectl)" --unpaired --script "$source/simulator/pairing.house"
+    # shellcheck disable=SC1091
+    (source "$root/usr/share/bash-completion/completions/huectl"
+        COMP_WORDS=(huectl dis) COMP_CWORD=1
+        _huectl
+        [[ ${COMPREPLY[*]} == discover ]]) || fail "no completion"
+}
+
+# With the machine's own compiler, but with no other package than those in the clean root.
+use_library() {
+    local flags
+    flags=$(PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_LIBDIR=$root/usr/lib/$multiarch/pkgconfig \
+        pkg-config --cflags --libs --static huelib)
+    # shellcheck disable=SC2086 # words
+    c++ -std=c++17 "$source/examples/dim_a_light.cpp" $flags -o "$work/dim_a_light"
+    local code=0
+    "$work/dim_a_light" 2>/dev/null || code=$?
+    ((code == 2)) || fail "the example ends with $code without arguments"
+}
+
+unpack_clean_root
+check lumivad use_daemon
+check huectl use_tool
+check libhuelib-dev use_library
+rm -rf "$root"
