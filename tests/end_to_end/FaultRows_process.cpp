@@ -41,6 +41,7 @@ void meets_silent_peers(Trial& trial, int count) {
         }
     }
     trial.awaits_log("displaced by a later connection");
+    trial.awaits_settled();
 }
 
 // Every beginning of a request, closed in order or reset.
@@ -79,6 +80,8 @@ void runs_short_of_descriptors(Trial& trial) {
     trial.starts();
     limit_descriptors(trial, 16);
     meets_silent_peers(trial, 300);
+    trial.requires_that(trial.log().count("Too many open files (light id = ") == 0,
+                        "nothing was left for the bridge");
     limit_descriptors(trial, 1024);
 }
 
@@ -137,13 +140,27 @@ void steps_the_clock(Trial& trial, int seconds) {
     trial.asks(2);
 }
 
-void is_terminated(Trial& trial) {
+// A kill leaves it no time at all: whatever it had must not stand in the way of the next one.
+void is_terminated(Trial& trial, int number, const std::string& ending) {
     trial.starts();
     trial.pauses(Milliseconds(4000));
     trial.tries_to_ask(5);
     trial.pauses(Milliseconds(700));
-    trial.house().daemon().signals(SIGTERM);
-    trial.is_struck_down("exit code 0", std::chrono::seconds(1));
+    trial.house().daemon().signals(number);
+    trial.is_struck_down(ending, std::chrono::seconds(1));
+}
+
+// The core that started it once too often talks to one of them only.
+void runs_twice(Trial& trial) {
+    trial.starts();
+    DaemonProcess other(trial.daemon_path(), {"--id", std::to_string(trial.house().runner())},
+                        trial.environment());
+    const auto status = other.start_status(Trial::kLimit);
+    trial.requires_that(status && status->status == 0, "the other does not start");
+    trial.asks(5);
+    trial.requires_that(other.stop().text() == "exit code 0", "the other does not end");
+    trial.asks(2);
+    trial.awaits_settled();
 }
 
 // At any moment of the start: before its handlers are installed it ends as any process does.
@@ -217,7 +234,11 @@ std::vector<FaultRow> process_rows() {
          [](Trial& trial) { steps_the_clock(trial, INT32_MAX); }, Length::seconds, Needs::shim},
         {"ClockStepsBack", "the clock steps back by a day",
          [](Trial& trial) { steps_the_clock(trial, -kDaySeconds); }, Length::seconds, Needs::shim},
-        {"IsTerminated", "SIGTERM while commands wait", is_terminated},
+        {"IsTerminated", "SIGTERM while commands wait",
+         [](Trial& trial) { is_terminated(trial, SIGTERM, "exit code 0"); }},
+        {"IsKilled", "SIGKILL while commands wait",
+         [](Trial& trial) { is_terminated(trial, SIGKILL, "signal 9"); }},
+        {"RunsTwice", "two daemons for one bridge", runs_twice},
         {"IsTerminatedWhileItStarts", "SIGTERM at any moment of the start",
          is_terminated_while_it_starts},
         {"SegmentationFaultInAnAllocation", "SIGSEGV inside an allocation",

@@ -54,6 +54,7 @@ void core_quits_while_commands_wait(Trial& trial) {
     trial.tries_to_ask(2);
     trial.awaits_log("Request dropped, lumivad will terminate soon: ");
     trial.awaits_log(" requests dropped, the request manager thread has ended");
+    trial.awaits_settled();
     trial.house().daemon().signals(SIGTERM);
     trial.ends("exit code 0", std::chrono::seconds(2));
 }
