@@ -6,9 +6,10 @@
 # the very versions of its own packages. Needs no root.
 lay_sysroot() {
     local sysroot=$ROOT/build/sysroot-armhf apt=$ROOT/build/sysroot-armhf.apt package
-    # Removed first and written last: a folder without it was left half laid.
+    # Removed first and written last: a folder without it was left half laid. One that is older than
+    # this file may have been laid otherwise.
     local laid=$sysroot/laid
-    [[ $(cat "$laid" 2>/dev/null) != "$*" ]] || return 0
+    [[ $(cat "$laid" 2>/dev/null) != "$*" || ! $laid -nt ${BASH_SOURCE[0]} ]] || return 0
 
     say "Laying the libraries for the board into ${sysroot#"$ROOT/"}"
     rm -f "$laid"
