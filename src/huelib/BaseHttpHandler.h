@@ -10,7 +10,8 @@
 
 class BaseHttpHandler : public IHttpHandler {
   public:
-    /// Throws std::runtime_error when the answer has no empty line.
+    /// Throws std::runtime_error, "BaseHttpHandler: Failed to find body in response", when the
+    /// answer has no empty line.
     std::string sendGetHTTPBody(const std::string& msg, const std::string& adr,
                                 int port) const override;
 
@@ -26,7 +27,8 @@ class BaseHttpHandler : public IHttpHandler {
     std::string DELETEString(std::string uri, std::string content_type, std::string body,
                              const std::string& adr, int port) const override;
 
-    /// Throw std::runtime_error when the body of the answer is not JSON, or is nested too deeply.
+    /// Throw std::runtime_error, "BaseHttpHandler: Error while parsing JSON in function
+    /// strToJsonValue()", when JsonAccess::parse does not take the body of the answer.
     Json::Value GETJson(std::string uri, const Json::Value& body, const std::string& adr,
                         int port) const override;
     Json::Value POSTJson(std::string uri, const Json::Value& body, const std::string& adr,

@@ -11,9 +11,9 @@ class BrightnessStrategy {
     /// False when the bridge did not confirm everything; switching off is not checked.
     virtual bool setBrightness(unsigned int bri, std::uint8_t transition,
                                HueLight& light) const = 0;
-    /// After a refresh from the bridge.
+    /// 0..254, after a refresh from the bridge.
     virtual unsigned int getBrightness(HueLight& light) const = 0;
-    /// From what is cached.
+    /// 0..254, from what is cached.
     virtual unsigned int getBrightness(const HueLight& light) const = 0;
 
     virtual ~BrightnessStrategy() = default;

@@ -11,7 +11,7 @@ namespace ColorConversion {
 
 /// The colour that a light is set to for a wish in RGB. The value is the saturation, not the
 /// brightest channel, so a pale wish gives a dim light; grey and white give {0, 0, 0}, which means
-/// off; a red that leans to blue has the hue of pure red.
+/// off; a red that leans to blue has the hue of pure red. All channels are 0..255.
 HSVColor hsvOfRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b);
 
 /// 257 times `hue`: the byte's circle on the bridge's 0..65535.
@@ -24,7 +24,8 @@ HSVColor hsvOfBridge(unsigned int hue, unsigned int sat, unsigned int bri);
 /// gives grey.
 RGB rgbOfBridge(unsigned int hue, unsigned int sat, unsigned int bri);
 
-/// Kelvin to mired and mired to kelvin are one formula, 1000000 / `value` truncated; 0 gives 0.
+/// Kelvin to mired and mired to kelvin, which are one formula, 1000000 / `value` truncated; 0 gives
+/// 0.
 unsigned int reciprocalTemperature(unsigned int value);
 
 }  // namespace ColorConversion

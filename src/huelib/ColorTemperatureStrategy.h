@@ -12,7 +12,9 @@ class ColorTemperatureStrategy {
     /// when the bridge did not confirm everything.
     virtual bool setColorTemperature(unsigned int mired, std::uint8_t transition,
                                      HueLight& light) const = 0;
-    /// Shows `mired`, blinks once and goes back. Blocks for about two seconds.
+    /// Shows `mired` (153..500, clamped), blinks once and goes back. Blocks for about two seconds.
+    /// False when the light shows something that its class cannot come back to, or when a step is
+    /// not confirmed: it then stays as that step left it.
     virtual bool alertTemperature(unsigned int mired, HueLight& light) const = 0;
     /// In mired, after a refresh from the bridge.
     virtual unsigned int getColorTemperature(HueLight& light) const = 0;

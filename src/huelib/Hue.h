@@ -26,10 +26,12 @@
 
 class Hue {
   public:
-    /// Sends nothing.
+    /// `bridgeIp`: host name or dotted IPv4 address; `user`: the name registered on the bridge,
+    /// empty before pairing. The handler is shared with every light. Sends nothing.
     Hue(const std::string& bridgeIp, const std::string& user,
         std::shared_ptr<const IHttpHandler> handler);
 
+    /// As the constructor was given them, or requestUsername or setIP since.
     std::string getBridgeIP() const { return ip; }
     std::string getUsername() const { return username; }
     /// Changes what getBridgeIP tells. Requests keep going to the address of the constructor: make
@@ -49,17 +51,21 @@ class Hue {
     /// lights is logged, and the old state stays.
     void refreshState();
 
-    /// The light, refreshed; made when it is asked for the first time. Throws std::runtime_error
-    /// when the bridge does not list it or its model is unknown; nothing is added then.
+    /// The light, refreshed; made when it is asked for the first time, and owned by this object.
+    /// Throws std::runtime_error when the bridge does not list it ("Error in Hue getLight(): light
+    /// id is not valid") or its model is unknown ("HueLight type LST999 not supported"); nothing is
+    /// added then.
     HueLight& getLight(int id);
-    /// The light as it is, without a request. Throws std::runtime_error when nobody got it before.
+    /// The light as it is, without a request. Throws std::runtime_error, "Error in Hue peekLight():
+    /// light id is not valid", when nobody got it before.
     HueLight& peekLight(int id);
     const HueLight& peekLight(int id) const;
     /// Whether the light was got before or the bridge lists it; the const form goes by the last
     /// refresh.
     bool lightExists(int id);
     bool lightExists(int id) const;
-    /// Removes the light from the bridge, and here when the bridge confirms; false otherwise.
+    /// Removes the light from the bridge, and here when the bridge confirms, which ends every
+    /// reference to it; false otherwise.
     bool removeLight(int id);
     /// Updates all lights that were got before, with one request. Lights that are missing in the
     /// answer stay as they are; of an answer that is no list the log is told.
@@ -68,7 +74,8 @@ class Hue {
     /// and as std::stoi for an id that is no number.
     std::vector<std::reference_wrapper<HueLight>> getAllLights();
 
-    /// Name of the picture that shows such a light; empty when there is none.
+    /// Name of the picture that shows such a light; empty when there is none, and for a light that
+    /// nobody got before.
     std::string getPictureOfLight(int id) const;
     std::string getPictureOfModel(const std::string& modelId) const;
 

@@ -20,6 +20,7 @@ class HueCommandAPI {
         std::mutex mutex;  ///< held for a whole request, waits and retry included; guards `timeout`
     };
 
+    /// Between the starts of two requests.
     static constexpr std::chrono::nanoseconds minDelay{100'000'000};
 
     /// `bridgeIp`: host name or dotted IPv4 address; `user`: the name registered on the bridge.

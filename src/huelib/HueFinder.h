@@ -14,11 +14,13 @@
 
 class HueFinder {
   public:
+    /// A bridge as it was found.
     struct HueIdentification {
         std::string ip;   ///< address of the bridge as it announces it
         std::string mac;  ///< serial number of the bridge
     };
 
+    /// The handler is shared with every bridge that is made. Sends nothing.
     explicit HueFinder(std::shared_ptr<const IHttpHandler> handler);
 
     /// Searches for 5 s and reads the description of every device that calls itself a bridge. A
@@ -27,8 +29,9 @@ class HueFinder {
     /// number. Exceptions of the transport propagate and end the whole search.
     std::vector<HueIdentification> FindBridges() const;
     /// The bridge, ready for requests. Pairs with it when no user name is known for its serial
-    /// number, as Hue::requestUsername does, and keeps the name. Throws std::runtime_error when
-    /// nobody presses the link button; exceptions of the transport propagate.
+    /// number, as Hue::requestUsername does, and keeps the name. Throws std::runtime_error, "Failed
+    /// to request username!", when nobody presses the link button; exceptions of the transport
+    /// propagate.
     Hue GetBridge(const HueIdentification& identification);
 
     /// Registers `username` for the bridge with the serial number `mac`, in place of an earlier

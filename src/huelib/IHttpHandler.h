@@ -27,11 +27,13 @@ class IHttpHandler {
     virtual std::vector<std::string> sendMulticast(const std::string& msg, const std::string& adr,
                                                    int port, int timeout) const = 0;
 
-    /// One HTTP/1.0 request; returns the body of the answer, whatever its status.
+    /// One HTTP/1.0 request; returns the body of the answer, whatever its status. `uri` is the path
+    /// on the peer.
     virtual std::string sendHTTPRequest(std::string method, std::string uri,
                                         std::string content_type, std::string body,
                                         const std::string& adr, int port) const = 0;
 
+    /// sendHTTPRequest by one method each.
     virtual std::string GETString(std::string uri, std::string content_type, std::string body,
                                   const std::string& adr, int port) const = 0;
     virtual std::string POSTString(std::string uri, std::string content_type, std::string body,
@@ -41,7 +43,8 @@ class IHttpHandler {
     virtual std::string DELETEString(std::string uri, std::string content_type, std::string body,
                                      const std::string& adr, int port) const = 0;
 
-    /// The JSON forms send `body` as application/json (GET and DELETE too) and parse the answer.
+    /// The JSON forms send `body` as application/json (GET and DELETE too) and parse the answer,
+    /// which has to be JSON.
     virtual Json::Value GETJson(std::string uri, const Json::Value& body, const std::string& adr,
                                 int port) const = 0;
     virtual Json::Value POSTJson(std::string uri, const Json::Value& body, const std::string& adr,

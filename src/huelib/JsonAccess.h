@@ -10,8 +10,8 @@
 
 namespace JsonAccess {
 
-/// False when `text` is not JSON, is nested too deeply or holds more values than a bridge has;
-/// `result` is then unspecified.
+/// False when `text` is not JSON, is nested more than 32 deep or holds more than 200000 values,
+/// which no bridge has; `result` is then unspecified.
 bool parse(const std::string& text, Json::Value& result);
 
 /// The member of an object; null when there is none or `value` is no object. Lives as long as
@@ -24,16 +24,17 @@ const Json::Value& element(const Json::Value& value, Json::ArrayIndex index);
 /// Empty for null and for what JsonCpp does not convert: containers, text where a number is wanted,
 /// what is not a number.
 std::optional<bool> toBool(const Json::Value& value);
-/// Empty also for a negative number and for one beyond the type.
-std::optional<unsigned int> toUnsigned(const Json::Value& value);
 std::optional<double> toDouble(const Json::Value& value);
 std::optional<std::string> toString(const Json::Value& value);
+/// The same, and empty also for a negative number and for one beyond the type. A fraction is cut
+/// off.
+std::optional<unsigned int> toUnsigned(const Json::Value& value);
 
 /// The same with the default of the type in place of nothing.
 bool asBool(const Json::Value& value);
 unsigned int asUnsigned(const Json::Value& value);
-/// Clamped to what a float holds.
-float asFloat(const Json::Value& value);
 std::string asString(const Json::Value& value);
+/// The same, clamped to what a float holds.
+float asFloat(const Json::Value& value);
 
 }  // namespace JsonAccess

@@ -12,14 +12,16 @@
 
 class LightList final {
   public:
+    /// What is kept of one light.
     struct Entry {
-        std::string modelId;
+        std::string modelId;     ///< empty when the bridge gives none; at most 256 bytes
         std::string styledText;  ///< the entry as indented JSON, as much of it as a log line holds
     };
 
     /// As many as there are keys for lights; of a longer list, those whose names come first as
     /// texts.
     static constexpr std::size_t kMaxLights = 256;
+    /// Of Entry::styledText.
     static constexpr std::size_t kMaxStyledBytes = 1023;
 
     LightList() = default;

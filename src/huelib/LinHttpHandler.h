@@ -18,12 +18,15 @@ class LinHttpHandler : public BaseHttpHandler {
         std::size_t answerBytes = std::size_t{2} << 20;
     };
 
-    /// Throws std::system_error with errno and the step that failed; EAGAIN for an answer that
-    /// takes too long, EMSGSIZE for one that is too large. An answer of exactly three bytes is
-    /// taken for a broken one: std::runtime_error.
+    /// Throws std::system_error with errno and the step that failed, as "LinHttpHandler: Failed to
+    /// connect socket"; EAGAIN for an answer that takes too long, EMSGSIZE for one that is too
+    /// large. An answer of exactly three bytes is taken for a broken one: std::runtime_error,
+    /// "LinHttpHandler: Failed to store complete response from socket".
     std::string send(const std::string& msg, const std::string& adr, int port) const override;
 
     /// What arrives beyond 4 MiB is dropped. Text behind the last empty line is not an answer.
+    /// Throws std::system_error with errno and the step that failed, as "LinHttpHandler:
+    /// sendMulticast: Failed to send message".
     std::vector<std::string> sendMulticast(const std::string& msg, const std::string& adr, int port,
                                            int timeout) const override;
 

@@ -10,12 +10,14 @@ class SimpleColorHueStrategy : public ColorHueStrategy {
     /// 255 is sent as 254. Sent only when it differs, whatever the colour mode.
     bool setColorSaturation(std::uint8_t sat, std::uint8_t transition,
                             HueLight& light) const override;
+
     bool setColorHueSaturation(std::uint16_t hue, std::uint8_t sat, std::uint8_t transition,
                                HueLight& light) const override;
     bool setColorXY(XYColor xy, std::uint8_t transition, HueLight& light) const override;
     /// By way of setColorHSV.
     bool setColorRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b, std::uint8_t transition,
                      HueLight& light) const override;
+
     bool setColorHSV(HSVColor hsv, std::uint8_t transition, HueLight& light) const override;
     bool setColorLoop(bool on, HueLight& light) const override;
 

@@ -11,6 +11,7 @@ class SimpleColorTemperatureStrategy : public ColorTemperatureStrategy {
                              HueLight& light) const override;
     /// Only for a light in temperature mode; false without a request for any other.
     bool alertTemperature(unsigned int mired, HueLight& light) const override;
+
     unsigned int getColorTemperature(HueLight& light) const override;
     unsigned int getColorTemperature(const HueLight& light) const override;
 };
