@@ -91,11 +91,14 @@ void trickle(Bridge& bridge) {
 
 constexpr const char* kUnavailable = "Resource temporarily unavailable (light id = ";
 
-void answers_badly(Trial& trial, const std::function<void(Bridge&)>& how, const std::string& line) {
+// The commands and, once the quiet time behind them is over, a poll.
+void answers_badly(Trial& trial, const std::function<void(Bridge&)>& how, const std::string& line,
+                   const std::string& line_of_poll = "(bridge disconnected)") {
     trial.starts();
     trial.pauses(Milliseconds(4000));
     how(trial.bridge());
     fails(trial, line, 5);
+    trial.awaits_log(line_of_poll);
 }
 
 constexpr const char* kNoJson = "strToJsonValue() (light id = ";
@@ -107,6 +110,9 @@ void loses_a_light(Trial& trial) {
     trial.bridge().loses_light(4);
     fails(trial, kNotConfirmed, 10);
     trial.awaits_log("(light id = 4)");
+    const auto polled = [&] { return trial.log().count("light status from bridge received"); };
+    const std::size_t before = polled();
+    trial.awaits("a poll without the light", [&] { return polled() > before; });
 }
 
 // A command for the light that is not there has its line, those for the others are carried out.
@@ -188,8 +194,8 @@ std::vector<FaultRow> bridge_rows() {
          [](Trial& trial) {
              answers_badly(
                  trial, [](Bridge& bridge) { bridge.forgets_users(); },
-                 "the bridge refused the request: unauthorized user (light id = ");
-             trial.awaits_log("Answer in Hue::refreshLights of ");
+                 "the bridge refused the request: unauthorized user (light id = ",
+                 "Answer in Hue::refreshLights of ");
          }},
         {"BridgeLosesALight", "a light is removed from the bridge, and added again", loses_a_light},
         {"BridgeHasALightTooFew", "a light is missing at the start", has_a_light_too_few},
