@@ -28,6 +28,14 @@ class StartUp : public HouseTest {
             EXPECT_TRUE(logs(line)) << line;
         }
     }
+    /// It says that it is up, then that it is not, and ends.
+    static void expect_taken_back(DaemonProcess& daemon) {
+        EXPECT_EQ(daemon.start_status(kLimit)->status, 0);
+        EXPECT_EQ(daemon.start_status(kLimit)->status, -1);
+        const auto ending = daemon.wait(kLimit);
+        ASSERT_TRUE(ending);
+        EXPECT_EQ(ending->text(), "exit code 1");
+    }
     void set_optional_parameters(const std::string& text) {
         house.database().rows("UPDATE vexad_object SET optionalp = \"" + text +
                               "\" WHERE id = 100");
@@ -113,12 +121,19 @@ TEST_F(StartUp, ComesUpWithADatabaseThatIsSlowOrTalkative) {
 TEST_F(StartUp, TakesItsStatusBackWhenTheLightTableCannotBeRead) {
     house.database().rows("DROP TABLE vexad_object_relation");
     DaemonProcess daemon(LUMIVAD_PATH, kGood);
-    EXPECT_EQ(daemon.start_status(kLimit)->status, 0);
-    EXPECT_EQ(daemon.start_status(kLimit)->status, -1);
-    const auto ending = daemon.wait(kLimit);
-    ASSERT_TRUE(ending);
-    EXPECT_EQ(ending->text(), "exit code 1");
+    expect_taken_back(daemon);
     EXPECT_TRUE(logs("Impossible to get initize data structures needed by the runner -2"));
+}
+
+TEST_F(StartUp, TakesItsStatusBackWithoutRoomForAThread) {
+    if (sizeof(void*) < 8 || !std::string(LUMIVAD_SANITIZE).empty()) {
+        GTEST_SKIP() << "with 64 bits a stack may be asked for that nobody can give, to a daemon "
+                        "that has no sanitizer to start with it";
+    }
+    DaemonProcess daemon("/bin/sh",
+                         {"-c", "ulimit -s 100000000000; exec " LUMIVAD_PATH " --id 100"});
+    expect_taken_back(daemon);
+    EXPECT_TRUE(logs("ERR -3: Resource temporarily unavailable"));
 }
 
 TEST_F(StartUp, GoesOnWithoutTheRowsThatAreIncomplete) {

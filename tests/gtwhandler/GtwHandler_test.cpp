@@ -74,8 +74,14 @@ TEST_F(GtwHandlerTest, ServesOneReadyGatewayAStep) {
     device.result = 0;
     EXPECT_TRUE(serves()) << "the core comes first, and the element without a gateway is skipped";
     EXPECT_EQ(device.custom_data.size(), 1U);
-    EXPECT_EQ(loop_.run(), 0);
+    EXPECT_EQ(loop_.cleanup(), 0);
+    EXPECT_EQ(loop_.run(), 0) << "a clean-up must not lose the device";
     EXPECT_EQ(device.custom_data.size(), 2U);
+
+    ASSERT_EQ(loop_.removeGateway(&device), 0);
+    ASSERT_EQ(loop_.addGateway(reader_.get(), nullptr), 0);
+    device_speaks();
+    EXPECT_EQ(loop_.run(), 1) << "the number of ready descriptors, where nobody is to be called";
 }
 
 TEST_F(GtwHandlerTest, ReportsAFailedSelect) {

@@ -115,6 +115,20 @@ TEST_F(MonitorTest, AFailedInitialReadIsRepeatedUntilItSucceeds) {
     EXPECT_EQ(log_.count("Check again"), 0U);
 }
 
+TEST_F(MonitorTest, ARepeatedReadLeavesToThePollsWhatWasReadBefore) {
+    database_.rows("INSERT INTO vexad_object VALUES (103, '3', '')");
+    database_.rows(
+        "INSERT INTO vexad_object_relation VALUES (100, 103, ''),"
+        " (103, 31, 'tag_complex_element=on_off')");
+    timings_.polls_before_reread = 4;
+    starts();
+    const int reads = bridge_.count("GET", "/lights/1");
+    log_.clear();
+    ASSERT_TRUE(logged("Check again the list with the bridge."));
+    ASSERT_TRUE(logged("Error in Hue getLight(): light id is not valid (light id = 3)"));
+    EXPECT_EQ(bridge_.count("GET", "/lights/1"), reads);
+}
+
 TEST_F(MonitorTest, ACoreThatDoesNotAnswerCostsOneWaitAPollAndNoChange) {
     starts();
     core_.fails(simulator::Core::Fault::silent);

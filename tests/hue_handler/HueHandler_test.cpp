@@ -154,6 +154,23 @@ TEST_F(HueHandlerTest, ACommandWaitsForOneLightOfTheInitialReadAtMost) {
     EXPECT_EQ(log_.count("end of initial state updates"), 0U);
 }
 
+TEST_F(HueHandlerTest, AMillionCommandsWaitAndWhatComesBehindThemIsDropped) {
+    starts();
+    bridge_.stalls();
+    runs(11, "0");
+    ASSERT_TRUE(logged("-- Received request: obj_id 11"));
+    callfromcoreparametersnamespace::CallFromCoreParameters call(21, "RUN", "1", "", "", "");
+    for (int i = 0; i < 1000000; ++i) {
+        handler_->didReceiveCallFromCore(nullptr, &call);
+    }
+    EXPECT_TRUE(never_logged("Request dropped"));
+    runs(22, "7");
+    EXPECT_TRUE(logged("Request dropped, too many requests are waiting: obj_id 22, value 7"));
+    handler_->willTerminate(nullptr, nullptr);
+    bridge_.recovers();
+    EXPECT_TRUE(logged("1000000 requests dropped, the request manager thread has ended"));
+}
+
 TEST_F(HueHandlerTest, WhatIsAcceptedAndNotDoneAtTheEndIsLogged) {
     starts();
     bridge_.stalls();

@@ -136,6 +136,13 @@ TEST_F(HueTest, TellsThatARefreshGotNoLights) {
     EXPECT_EQ(std::as_const(hue_).peekLight(3).getBrightness(), 100U);
 }
 
+TEST_F(HueTest, AsksForNothingWithoutAUserName) {
+    Hue unpaired("10.0.0.1", "", bridge_);
+    unpaired.refreshState();
+    unpaired.refreshLights();
+    EXPECT_TRUE(bridge_->requests().empty());
+}
+
 TEST_F(HueTest, GetsAllLightsInTheOrderOfTheirIds) {
     for (const int id : {10, 2, 1}) {
         lists(id, "LCT001");

@@ -66,6 +66,25 @@ SocketServer::Handler says(const std::string& text) {
     };
 }
 
+/// Runs `act` on a thread that signals interrupt all the while.
+void under_signals(const std::function<void()>& act) {
+    struct sigaction interrupt {};
+    interrupt.sa_handler = [](int) {};  // without SA_RESTART
+    struct sigaction before {};
+    ASSERT_EQ(sigaction(SIGUSR1, &interrupt, &before), 0);
+    std::atomic<bool> is_done{false};
+    std::thread acting([&] {
+        act();
+        is_done = true;
+    });
+    while (!is_done) {
+        pthread_kill(acting.native_handle(), SIGUSR1);
+        std::this_thread::sleep_for(5ms);
+    }
+    acting.join();
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
 Failure read_failure(int code) {
     return {code, "LinHttpHandler: Failed to read response from socket: " +
                       std::generic_category().message(code)};
@@ -140,27 +159,37 @@ TEST(LinHttpHandler, SurvivesAPeerThatClosesUnderALongRequest) {
 }
 
 TEST(LinHttpHandler, SignalsDoNotBreakAnExchange) {
-    struct sigaction interrupt {};
-    interrupt.sa_handler = [](int) {};  // without SA_RESTART
-    struct sigaction before {};
-    ASSERT_EQ(sigaction(SIGUSR1, &interrupt, &before), 0);
     const Peer peer([](Connection& connection) {
         std::this_thread::sleep_for(200ms);
         connection.write("answer");
     });
-    std::string answer;
-    std::atomic<bool> is_done{false};
-    std::thread asking([&] {
-        EXPECT_NO_THROW(answer = peer.asked());
-        is_done = true;
+    under_signals([&] { EXPECT_EQ(peer.asked(), "answer"); });
+}
+
+TEST(LinHttpHandler, AnInterruptedConnectGoesOnAndKeepsItsLimit) {
+    int port = 0;
+    const FileDescriptor server(make_internet_socket_randomport(&port, 0));
+    const FileDescriptor first(make_internettcpclient_socket("127.0.0.1", port));  // takes all room
+    const auto asks = [&](LinHttpHandler::Limits limits, std::chrono::milliseconds connecting) {
+        limits.blocked = connecting;
+        return failure_of([&] { return LinHttpHandler::exchange("?", "127.0.0.1", port, limits); });
+    };
+    const auto start = std::chrono::steady_clock::now();
+    under_signals([&] {
+        EXPECT_EQ(asks({}, 300ms), Failure(EINPROGRESS,
+                                           "LinHttpHandler: Failed to connect socket: Operation "
+                                           "now in progress"));
     });
-    while (!is_done) {
-        pthread_kill(asking.native_handle(), SIGUSR1);
-        std::this_thread::sleep_for(5ms);
-    }
-    asking.join();
-    EXPECT_EQ(answer, "answer");
-    sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+
+    const auto served = std::async(std::launch::async, [&] {
+        std::this_thread::sleep_for(200ms);  // the system knocks again after a second
+        const FileDescriptor waiting(::accept4(server.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        const FileDescriptor late(::accept4(server.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        EXPECT_EQ(::send(late.get(), "here", 4, MSG_NOSIGNAL), 4);
+        ::shutdown(late.get(), SHUT_WR);
+    });
+    under_signals([&] { EXPECT_EQ(asks({}, 10s), Failure(0, "answered here")); });
 }
 
 TEST(LinHttpHandler, SearchesForTheWholeTimeoutAndCutsTheAnswersAtEmptyLines) {

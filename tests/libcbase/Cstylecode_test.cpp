@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <future>
 #include <string>
@@ -11,7 +12,10 @@
 
 #include <fcntl.h>
 #include <net/if.h>
+#include <net/if_arp.h>
 #include <pthread.h>
+#include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -73,6 +77,7 @@ TEST_F(LogTest, AFullLogHoldsNobodyUpAndCountsWhatIsLost) {
         error("one once more");
         is_heard = log_.wait_for("one once more", std::chrono::milliseconds(50));
     }
+    log_.catches_up();  // what was heard may be the line before the last
     std::size_t lost = 0;
     for (const auto& line : log_.lines()) {
         lost += line.text.find("lines lost") != std::string::npos ? std::stoul(line.text) : 0;
@@ -100,6 +105,22 @@ TEST(SignalLog, ReachesALogThatWasRestarted) {
         EXPECT_EQ(lines[1].ident, lines[0].ident);
         EXPECT_EQ(lines[1].pid, getpid());
     }
+}
+
+// The daemon's last words, at a moment when others have filled the log's queue.
+TEST_F(LogTest, AHandlersLineWaitsForRoomAsLongAsItIsTold) {
+    prepare_signal_log();
+    log_.stops_reading();
+    for (int i = 0; i < 2000; ++i) {
+        error_from_signal_handler("many", 4);
+    }
+    error_from_signal_handler("lost", 4, 20);
+    auto speaks =
+        std::async(std::launch::async, [] { error_from_signal_handler("last words", 10, 10000); });
+    EXPECT_EQ(speaks.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    log_.recovers();
+    EXPECT_TRUE(logged("last words"));
+    EXPECT_EQ(log_.count("lost"), 0U);
 }
 
 TEST(Descriptor, ClosesWhatItHoldsOnce) {
@@ -228,6 +249,56 @@ TEST_F(SocketTest, NamesEth0WhenItIsMissing) {
     char* text = nullptr;
     EXPECT_EQ(getlocalmac(&text), -1);
     EXPECT_STREQ(xstring(text).get(), "No MAC: ioctl function fail for interface eth0");
+    EXPECT_EQ(getlocalip(&text), -1);
+    EXPECT_STREQ(xstring(text).get(), "No IP: ioctl function fail for interface eth0");
+    unsigned char raw[6];
+    EXPECT_EQ(getlocalrawmac(raw), -1);
+}
+
+// In a network of this thread's own, whose loopback becomes eth0.
+bool becomes_eth0(const unsigned char (&mac)[6]) {
+    if (unshare(CLONE_NEWNET) != 0) {
+        return false;
+    }
+    const FileDescriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    ifreq request{};
+    std::strcpy(request.ifr_name, "lo");
+    std::strcpy(request.ifr_newname, "eth0");
+    const bool is_renamed = ioctl(fd.get(), SIOCSIFNAME, &request) == 0;
+    std::strcpy(request.ifr_name, "eth0");
+    request.ifr_hwaddr.sa_family = ARPHRD_LOOPBACK;
+    std::memcpy(request.ifr_hwaddr.sa_data, mac, sizeof(mac));
+    const bool has_address = is_renamed && ioctl(fd.get(), SIOCSIFHWADDR, &request) == 0;
+    request.ifr_flags = IFF_UP;
+    return has_address && ioctl(fd.get(), SIOCSIFFLAGS, &request) == 0;
+}
+
+TEST_F(SocketTest, ReadsTheAddressesOfEth0) {
+    const unsigned char mac[6] = {0x02, 0x0A, 0xBC, 0x00, 0x7F, 0xFE};
+    const bool is_possible = std::async(std::launch::async, [&] {
+                                 if (!becomes_eth0(mac)) {
+                                     return false;
+                                 }
+                                 char* text = nullptr;
+                                 EXPECT_EQ(getlocalip(&text), 0);
+                                 EXPECT_STREQ(xstring(text).get(), "127.0.0.1");
+                                 EXPECT_EQ(getlocalmac(&text), 0);
+                                 EXPECT_STREQ(xstring(text).get(), "02:0A:BC:00:7F:FE");
+                                 unsigned char raw[6] = {};
+                                 EXPECT_EQ(getlocalrawmac(raw), 0);
+                                 EXPECT_EQ(std::memcmp(raw, mac, sizeof(mac)), 0);
+                                 return true;
+                             }).get();
+    if (!is_possible) {
+        GTEST_SKIP() << "an interface cannot be renamed here";
+    }
+}
+
+TEST(HexString, HasTwoUpperCaseDigitsForEachByteAndAtLeastOneByte) {
+    const unsigned char bytes[] = {0x00, 0x9F, 0xFA};
+    EXPECT_STREQ(xstring(convert_bytearraytohexstring(3, bytes)).get(), "009FFA");
+    EXPECT_STREQ(xstring(convert_bytearraytohexstring(0, bytes)).get(), "00");
+    EXPECT_EQ(convert_bytearraytohexstring(3, nullptr), nullptr);
 }
 
 }  // namespace

@@ -103,6 +103,44 @@ TEST_F(TlsTest, TrustsOnlyTheHostThatWasAskedFor) {
     EXPECT_EQ(SSL_CTX_get_min_proto_version(client.get()), TLS1_2_VERSION);
 }
 
+TEST_F(TlsTest, ConnectsAndGivesTheDescriptorOnlyWithAConnection) {
+    int port = 0;
+    const FileDescriptor listener(make_internet_socket_randomport(&port, 1));
+    const Context server(init_SSLsocket_server_context(kPath, kPath));
+    const Context client(init_SSLsocket_client_context());
+    for (const bool shakes_hands : {true, false}) {
+        auto accepted = std::async(std::launch::async, [&] {
+            const FileDescriptor peer(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            return Connection(shakes_hands ? accept_SSLsocket(server.get(), peer.get()) : nullptr);
+        });
+        int fd = 0;
+        const Connection connection(
+            make_internettcpclient_SSLsocket(client.get(), "127.0.0.1", port, &fd));
+        const FileDescriptor owner(fd);
+        EXPECT_EQ(connection != nullptr, shakes_hands);
+        EXPECT_EQ(static_cast<bool>(owner), shakes_hands);
+        EXPECT_EQ(accepted.get() != nullptr, shakes_hands);
+    }
+}
+
+TEST_F(TlsTest, NamesTheFileThatAServerCannotUse) {
+    const std::string none = "/tmp/vexa_variables/none.pem";
+    const std::string other = "/tmp/vexa_variables/other_key.pem";
+    const std::string error = "Cstylecode->init_SSLsocket_context ";
+    const Key key(EVP_EC_gen("P-256"));
+    std::FILE* const file = std::fopen(other.c_str(), "w");
+    PEM_write_PrivateKey(file, key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+    std::fclose(file);
+    EXPECT_EQ(init_SSLsocket_server_context(none.c_str(), kPath), nullptr);
+    EXPECT_TRUE(logged(error + "certificate file at path <" + none + "> is not valid"));
+    EXPECT_EQ(init_SSLsocket_server_context(kPath, none.c_str()), nullptr);
+    EXPECT_TRUE(logged(error + "private key at path <" + none + "> is not valid"));
+    EXPECT_EQ(init_SSLsocket_server_context(kPath, other.c_str()), nullptr);
+    EXPECT_TRUE(logged(error + "private key at path <" + other +
+                       "> does not match the certificate at path <" + kPath + ">"));
+    std::remove(other.c_str());
+}
+
 TEST(Base64, PadsAndWritesOneLine) {
     const std::string zeroes(300, '\0');
     for (const auto& [plain, encoded] : std::initializer_list<std::pair<std::string, std::string>>{

@@ -141,6 +141,17 @@ TEST_F(DatabaseTest, ComesToOneVerdictHoweverTheAnswerIsCut) {
             EXPECT_EQ(status_, c.result == DBMANAGER_OK ? "FSMC-000" : "FSMC-008");
         }
     }
+    EXPECT_EQ(asks_and_gets({kLabel + "20\n123456789" + status}), DBMANAGER_RECEIVE_FAILED)
+        << "from the status on, the body is a byte short";
+}
+
+TEST(QueryResults, HaveNoCountYetAndOwnTheirTexts) {
+    queryresults* const record = queryresultsinit();
+    EXPECT_TRUE(record->first == nullptr && record->count == -1 && record->second == nullptr);
+    record->first = xstrcpy(nullptr, "one");
+    record->second = xstrcpy(nullptr, "two");
+    EXPECT_EQ(queryresultsfree(record), 0);  // what stays is found by the leak sanitizer
+    EXPECT_EQ(queryresultsfree(nullptr), -1);
 }
 
 TEST_F(DatabaseTest, ReturnsTheNumberOfTheStatus) {

@@ -232,6 +232,10 @@ TEST_F(FsmcoreCall, SendsNothingThatDoesNotFit) {
                "'Message too long' for function 'FUNC'"));
     EXPECT_EQ(asks({"two\nlines"}), FSMCORE_SEND_FAILED);
     EXPECT_TRUE(logged("failed with error 'Invalid argument' for function 'FUNC'"));
+    for (const int count : {-1, 1}) {  // and no parameters
+        EXPECT_EQ(fsmcore_request(kPath, "FUNC", count, nullptr, nullptr, nullptr, nullptr),
+                  FSMCORE_SEND_FAILED);
+    }
     EXPECT_EQ(core.requests().size(), 1U);
 }
 
