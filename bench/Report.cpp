@@ -65,8 +65,9 @@ double percentile(Samples samples, double share) {
         return 0;
     }
     std::sort(samples.begin(), samples.end());
-    const auto index = static_cast<std::size_t>(share * static_cast<double>(samples.size()));
-    return samples[std::min(index, samples.size() - 1)];
+    const auto rank =
+        static_cast<std::size_t>(std::ceil(share * static_cast<double>(samples.size())));
+    return samples[std::max<std::size_t>(rank, 1) - 1];
 }
 
 Spread Spread::of(const Samples& samples) {

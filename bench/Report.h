@@ -13,7 +13,7 @@ namespace bench {
 
 using Samples = std::vector<double>;
 
-/// The value below which `share` (0..1) of the samples lie; 0 for none.
+/// The smallest sample that `share` (0..1) of all do not exceed; 0 for none.
 double percentile(Samples samples, double share);
 
 struct Spread {

@@ -1,14 +1,16 @@
 // bench: measures the daemon, each figure beside its yardstick, in one table.
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <fstream>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "bench/Stand.h"
-#include "simulator/JsonText.h"
 #include "simulator/Sandbox.h"
 
 namespace {
@@ -18,10 +20,22 @@ using bench::Report;
 
 constexpr int kExitFailure = 1;
 
-const std::vector<std::pair<std::string, void (*)(const Plan&, Report&)>> kSubjects = {
-    {"endpoint", bench::measure_endpoint},
-    {"poll", bench::measure_poll},
+using Measure = void (*)(const Plan&, Report&);
+
+const std::vector<std::pair<std::string, Measure>> kSubjects = {
+    {"endpoint", bench::measure_endpoint},   {"dispatch", bench::measure_dispatch},
+    {"sustained", bench::measure_sustained}, {"poll", bench::measure_poll},
+    {"change", bench::measure_change},       {"footprint", bench::measure_footprint},
+    {"scale", bench::measure_scale},
 };
+
+std::vector<std::string> names_of_subjects() {
+    std::vector<std::string> names;
+    for (const auto& subject : kSubjects) {
+        names.push_back(subject.first);
+    }
+    return names;
+}
 
 int run(int argc, char** argv) {
     Plan plan{LUMIVAD_PATH, ECHO_PATH, false};
@@ -29,7 +43,8 @@ int run(int argc, char** argv) {
     std::string json_file;
     std::string plot_folder;
     CLI::App app("Measures the daemon in a simulated house, each figure beside its yardstick.");
-    app.add_option("subjects", wanted, "endpoint, poll; all by default");
+    app.add_option("subjects", wanted, "what to measure; all of it by default")
+        ->check(CLI::IsMember(names_of_subjects()));
     app.add_flag("--quick", plan.is_quick, "few rounds: does each measurement give its rows?");
     app.add_option("--json", json_file, "the table as JSON, into this file");
     app.add_option("--plot", plot_folder, "the latency distributions, drawn by gnuplot");

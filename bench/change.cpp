@@ -1,0 +1,93 @@
+// How long a change at a bulb takes to the core, beside the period of the polls.
+#include <chrono>
+#include <cmath>
+#include <stdexcept>
+#include <vector>
+
+#include "bench/ProcessCost.h"
+#include "bench/Stand.h"
+
+namespace bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kLights = 20;
+constexpr double kPollPeriodMs = 3000;
+constexpr double kSpacingMs = 310;  // no part of the period: each change meets another moment of it
+constexpr double kGoalRatio = 1.05;
+constexpr std::chrono::seconds kReportLimit{10};
+
+struct Change {
+    int object;
+    std::string text;  // of the event that reports it
+    Clock::time_point time;
+};
+
+// In order of the changes; throws when one is not reported.
+Samples waits_for(Stand& stand, const std::vector<Change>& changes) {
+    const simulator::Journal& journal = stand.house().journal();
+    Samples waits;
+    for (const Change& change : changes) {
+        const auto is_told = [&] {
+            return journal.count(simulator::EventKind::daemon_to_core, change.text) > 0;
+        };
+        if (!journal.wait_for(is_told, kReportLimit)) {
+            throw std::runtime_error("not reported: " + change.text);
+        }
+        for (const simulator::Event& event : journal.events()) {
+            if (event.kind == simulator::EventKind::daemon_to_core && event.text == change.text &&
+                event.time >= change.time) {
+                waits.push_back(
+                    std::chrono::duration<double, std::milli>(event.time - change.time).count());
+                break;
+            }
+        }
+    }
+    return waits;
+}
+
+}  // namespace
+
+void measure_change(const Plan& plan, Report& report) {
+    Stand stand(plan, kLights);
+    std::vector<simulator::House::RoleObject> dimmers;
+    for (const auto& object : stand.house().objects()) {
+        if (object.role == "value") {
+            dimmers.push_back(object);
+        }
+    }
+    std::vector<Change> changes;
+    for (int i = 0; i < plan.rounds(160, 10); ++i) {
+        wait_ms(kSpacingMs);
+        const auto& dimmer = dimmers[static_cast<std::size_t>(i) % dimmers.size()];
+        // A light's next turn comes polls later, with a percentage that it did not have before.
+        const int percent = 10 + 5 * (i / static_cast<int>(dimmers.size()));
+        Json::Value members;
+        members["bri"] = static_cast<int>(std::ceil(percent * 2.54));
+        changes.push_back({dimmer.id,
+                           "object " + std::to_string(dimmer.id) + " is " + std::to_string(percent),
+                           Clock::now()});
+        stand.house().light(dimmer.light).changes(members);
+    }
+    const Samples waits = waits_for(stand, changes);
+    Samples expected;
+    for (std::size_t i = 0; i < waits.size(); ++i) {
+        expected.push_back(kPollPeriodMs * (static_cast<double>(i) + 0.5) /
+                           static_cast<double>(waits.size()));
+    }
+    report.add({"change",
+                "to the core's SETVALUE, median",
+                "ms",
+                {percentile(waits, 0.5)},
+                {percentile(expected, 0.5)}});
+    report.add({"change",
+                "to the core's SETVALUE, largest",
+                "ms",
+                {percentile(waits, 1)},
+                {kPollPeriodMs},
+                Goal{Goal::Of::ratio, Goal::Side::at_most, kGoalRatio}});
+    report.add(Plot{"change", "ms", waits, expected});
+}
+
+}  // namespace bench

@@ -1,0 +1,144 @@
+// What the daemon takes from the machine while nothing happens, beside a broker of the same kind: a
+// small network daemon of Debian's, idle and configured as it comes.
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include "bench/ProcessCost.h"
+#include "bench/Stand.h"
+#include "simulator/ProcessUse.h"
+
+namespace bench {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kBroker = "/usr/sbin/mosquitto";
+constexpr const char* kStrip = "/usr/bin/strip";
+constexpr int kLights = 10;
+constexpr double kGoalStartMs = 20;
+constexpr double kPeriodMs = 21000;  // of idling; whole polls
+constexpr double kQuickPeriodMs = 3000;
+constexpr std::chrono::seconds kStartLimit{10};
+
+const Goal kNoMore{Goal::Of::ratio, Goal::Side::at_most, 1};
+
+// Returns when it says that it runs.
+std::unique_ptr<simulator::ChildProcess> start_broker() {
+    auto is_running = std::make_shared<bool>(false);
+    const auto listener = [is_running](simulator::ChildProcess::Stream, const std::string& line) {
+        *is_running = *is_running || line.find("running") != std::string::npos;
+    };
+    auto broker = std::make_unique<simulator::ChildProcess>(
+        simulator::ChildProcess::Setup{kBroker, {}, {}, true, listener});
+    const auto deadline = Clock::now() + kStartLimit;
+    while (!*is_running) {
+        if (!broker->reads(kStartLimit) || Clock::now() > deadline) {
+            throw std::runtime_error("mosquitto did not start");
+        }
+    }
+    return broker;
+}
+
+double ms_since(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double stripped_kib(const std::string& program) {
+    const fs::path copy = fs::temp_directory_path() / "lumivad-bench-stripped";
+    const auto result = simulator::ChildProcess::run(kStrip, {"-o", copy.string(), program}, {},
+                                                     std::chrono::seconds(10));
+    if (result.exit_code() != 0) {
+        throw std::runtime_error("strip: " + result.errors);
+    }
+    const auto bytes = static_cast<double>(fs::file_size(copy));
+    fs::remove(copy);
+    return bytes / 1024;
+}
+
+void measure_start(const Plan& plan, Report& report, bool has_broker) {
+    const Installation installation(kLights);
+    simulator::House::Options options;
+    options.daemon = plan.daemon;
+    options.sql_file = installation.sql_file();
+    options.lights_file = installation.lights_file();
+    simulator::House house(options);
+    Row row{"footprint", "from exec to running",
+            "ms",        {},
+            {},          Goal{Goal::Of::value, Goal::Side::at_most, kGoalStartMs}};
+    for (int round = 0; round < plan.rounds(15, 2); ++round) {
+        auto start = Clock::now();
+        if (!house.start()) {
+            throw std::runtime_error("the daemon did not start");
+        }
+        row.values.push_back(ms_since(start));
+        house.stop();
+        if (has_broker) {
+            start = Clock::now();
+            const auto broker = start_broker();
+            row.yardstick.push_back(ms_since(start));
+        }
+    }
+    report.add(row);
+}
+
+struct Idling {
+    Memory memory;
+    simulator::ProcessUse use;
+    Samples cpu_ms;   // a minute
+    Samples wakeups;  // a second
+
+    void add(pid_t process, const Cost& cost, double period_ms) {
+        memory = Memory::of(process);
+        use = simulator::ProcessUse::at_rest(process);
+        cpu_ms.push_back(cost.cpu_ms / period_ms * 60000);
+        wakeups.push_back(cost.wakeups / period_ms * 1000);
+    }
+};
+
+// Both idle at the same time, so that the machine is the same for both.
+void measure_idling(const Plan& plan, Report& report, bool has_broker) {
+    Stand stand(plan, kLights);
+    const auto broker = has_broker ? start_broker() : nullptr;
+    const double period = plan.rounds(kPeriodMs, kQuickPeriodMs);
+    Idling ours;
+    Idling theirs;
+    for (int round = 0; round < plan.rounds(3, 1); ++round) {
+        const Cost our_start = Cost::of_process(stand.pid());
+        const Cost their_start = broker ? Cost::of_process(broker->pid()) : Cost{};
+        wait_ms(period);
+        ours.add(stand.pid(), Cost::of_process(stand.pid()) - our_start, period);
+        if (broker) {
+            theirs.add(broker->pid(), Cost::of_process(broker->pid()) - their_start, period);
+        }
+    }
+    const auto add = [&](const std::string& figure, const std::string& unit, Samples values,
+                         Samples yardstick, std::optional<Goal> goal = {}) {
+        report.add({"footprint", figure, unit, std::move(values),
+                    has_broker ? std::move(yardstick) : Samples{}, goal});
+    };
+    add("resident memory", "KiB", {ours.memory.resident_kib}, {theirs.memory.resident_kib});
+    add("proportional memory", "KiB", {ours.memory.proportional_kib},
+        {theirs.memory.proportional_kib});
+    add("private memory", "KiB", {ours.memory.private_kib}, {theirs.memory.private_kib}, kNoMore);
+    add("threads", "", {static_cast<double>(ours.use.threads)},
+        {static_cast<double>(theirs.use.threads)});
+    add("descriptors", "", {static_cast<double>(ours.use.descriptors)},
+        {static_cast<double>(theirs.use.descriptors)});
+    add("CPU while idle", "ms a minute", ours.cpu_ms, theirs.cpu_ms, kNoMore);
+    add("wake-ups while idle", "a second", ours.wakeups, theirs.wakeups);
+    add("size of the stripped program", "KiB", {stripped_kib(plan.daemon)},
+        {has_broker ? stripped_kib(kBroker) : 0});
+}
+
+}  // namespace
+
+void measure_footprint(const Plan& plan, Report& report) {
+    const bool has_broker = has_program(kBroker);
+    measure_start(plan, report, has_broker);
+    measure_idling(plan, report, has_broker);
+}
+
+}  // namespace bench

@@ -1,0 +1,152 @@
+// What each further bridge of a house costs the board: a daemon of its own.
+#include <chrono>
+#include <memory>
+#include <numeric>
+#include <stdexcept>
+#include <vector>
+
+#include "bench/ProcessCost.h"
+#include "bench/Stand.h"
+#include "simulator/JsonText.h"
+
+namespace bench {
+namespace {
+
+constexpr int kLights = 5;
+constexpr int kBridgeObject = 100;  // of the installation's own bridge
+constexpr int kObjectsOfABridge = 1000000;
+constexpr double kGoalMemoryDeviation = 0.15;
+constexpr double kGoalCpuDeviation = 0.3;  // of so little, at another time each
+constexpr std::chrono::seconds kStartLimit{20};
+constexpr std::chrono::seconds kReadyLimit{60};
+constexpr double kPeriodMs = 30000;
+constexpr double kQuickPeriodMs = 3000;
+
+std::string address_of(int bridge) {
+    return "127.0.1." + std::to_string(bridge + 1);
+}
+
+// A street of bridges, with the installation of the first copied for each further one.
+class Street final {
+  public:
+    explicit Street(int bridges)
+        : installation_(kLights), database_(simulator::load_text_file(installation_.sql_file())) {
+        simulator::Bridge::Setup setup;
+        setup.lights = simulator::load_json_file(installation_.lights_file());
+        setup.username = "soaked-user";
+        for (int i = 0; i < bridges; ++i) {
+            setup.address = address_of(i);
+            bridges_.push_back(std::make_unique<simulator::Bridge>(setup));
+            add_installation(i);
+        }
+    }
+
+    /// The bridge object of the n-th bridge.
+    static int object_of(int bridge) { return kBridgeObject + (bridge + 1) * kObjectsOfABridge; }
+    bool has_polled(int bridge) const {
+        return bridges_[static_cast<std::size_t>(bridge)]->count("GET", "/lights") > 1;
+    }
+
+  private:
+    void add_installation(int bridge) {
+        const std::string offset = std::to_string((bridge + 1) * kObjectsOfABridge);
+        const std::string below = " < " + std::to_string(kObjectsOfABridge);
+        database_.rows("INSERT INTO vexad_object SELECT id + " + offset +
+                       ", msp, replace(optionalp, '" + simulator::Bridge::kAddress + "', '" +
+                       address_of(bridge) + "'), name FROM vexad_object WHERE id" + below);
+        database_.rows("INSERT INTO vexad_object_relation SELECT parentobj_id + " + offset +
+                       ", childobj_id + " + offset +
+                       ", optional FROM vexad_object_relation WHERE parentobj_id" + below);
+    }
+
+    Installation installation_;
+    simulator::SystemLog log_;
+    simulator::DatabaseService database_;
+    simulator::Core core_;
+    std::vector<std::unique_ptr<simulator::Bridge>> bridges_;
+};
+
+class Daemons final {
+  public:
+    Daemons(const Plan& plan, const Street& street) : plan_(plan), street_(street) {}
+
+    void grow_to(int count) {
+        const int before = static_cast<int>(daemons_.size());
+        for (int i = before; i < count; ++i) {
+            daemons_.push_back(std::make_unique<simulator::DaemonProcess>(
+                plan_.daemon,
+                simulator::ChildProcess::Words{"--id", std::to_string(Street::object_of(i))}));
+            const auto status = daemons_.back()->start_status(kStartLimit);
+            if (!status || status->status != 0) {
+                throw std::runtime_error("a daemon did not start");
+            }
+        }
+        const auto deadline = std::chrono::steady_clock::now() + kReadyLimit;
+        for (int i = before; i < count; ++i) {
+            while (!street_.has_polled(i)) {
+                if (std::chrono::steady_clock::now() > deadline) {
+                    throw std::runtime_error("a daemon does not poll");
+                }
+                wait_ms(50);
+            }
+        }
+    }
+    /// What they share among themselves counts once.
+    double memory_kib() const {
+        return sum([](pid_t process) { return Memory::of(process).proportional_kib; });
+    }
+    double cpu_ms() const {
+        return sum([](pid_t process) { return Cost::of_process(process).cpu_ms; });
+    }
+
+  private:
+    template <typename Figure>
+    double sum(Figure figure) const {
+        return std::accumulate(
+            daemons_.begin(), daemons_.end(), 0.0,
+            [&](double so_far, const auto& daemon) { return so_far + figure(daemon->pid()); });
+    }
+
+    const Plan& plan_;
+    const Street& street_;
+    std::vector<std::unique_ptr<simulator::DaemonProcess>> daemons_;
+};
+
+}  // namespace
+
+void measure_scale(const Plan& plan, Report& report) {
+    const std::vector<int> counts =
+        plan.is_quick ? std::vector<int>{1, 3} : std::vector<int>{1, 10, 50};
+    const Street street(counts.back());
+    Daemons daemons(plan, street);
+    Samples x;
+    Samples memory;
+    Samples cpu;
+    for (const int count : counts) {
+        daemons.grow_to(count);
+        const double period = plan.rounds(kPeriodMs, kQuickPeriodMs);
+        const double before = daemons.cpu_ms();
+        wait_ms(period);
+        x.push_back(count);
+        cpu.push_back((daemons.cpu_ms() - before) / period * 60000);
+        memory.push_back(daemons.memory_kib());
+        const std::string of = " of " + std::to_string(count) + (count == 1 ? "" : " together");
+        report.add({"scale", "memory" + of, "KiB", {memory.back()}});
+        report.add({"scale", "CPU" + of, "ms a minute", {cpu.back()}});
+    }
+    const auto add_growth = [&](const std::string& figure, const std::string& unit,
+                                const Samples& totals, double limit) {
+        const Line line = Line::through(x, totals);
+        report.add({"scale", figure + " of a further daemon", unit, {line.slope}});
+        report.add({"scale",
+                    figure + ", deviation from a line",
+                    "",
+                    {line.largest_deviation},
+                    {},
+                    Goal{Goal::Of::value, Goal::Side::at_most, limit}});
+    };
+    add_growth("memory", "KiB", memory, kGoalMemoryDeviation);
+    add_growth("CPU", "ms a minute", cpu, kGoalCpuDeviation);
+}
+
+}  // namespace bench

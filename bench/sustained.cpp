@@ -1,0 +1,116 @@
+// How near commands that wait in the queue come to what the bridge may be asked: a request started
+// every 100 ms.
+#include <atomic>
+#include <chrono>
+#include <numeric>
+#include <stdexcept>
+#include <thread>
+
+#include "bench/Stand.h"
+#include "bench/Wire.h"
+
+namespace bench {
+namespace {
+
+constexpr double kPaceMs = 100;
+constexpr double kGoalShare = 0.99;
+// The kernel's time of the packet stands behind the daemon's own decision to start.
+constexpr double kPacketJitterMs = 0.5;
+
+// The yardstick: a thread of this process that starts every 100 ms, counted from its last start as
+// the daemon counts, and does nothing. It is as late as the machine makes it.
+class Pacer final {
+  public:
+    Pacer() : thread_([this] { pace(); }) {}
+    ~Pacer() { end(); }
+
+    /// Ends it.
+    Samples gaps() {
+        end();
+        return gaps_;
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    void end() {
+        is_over_ = true;
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+    void pace() {
+        auto start = Clock::now();
+        while (!is_over_) {
+            std::this_thread::sleep_until(start + std::chrono::milliseconds(100));
+            const auto next = Clock::now();
+            gaps_.push_back(std::chrono::duration<double, std::milli>(next - start).count());
+            start = next;
+        }
+    }
+
+    Samples gaps_;  // of the thread until it has ended
+    std::atomic<bool> is_over_{false};
+    std::thread thread_;
+};
+
+double mean_of(const Samples& samples) {
+    return std::accumulate(samples.begin(), samples.end(), 0.0) /
+           static_cast<double>(samples.size());
+}
+
+struct Burst {
+    std::string name;
+    std::string role;
+    std::string payloads[2];  // in turn, so that each asks for a change
+    unsigned requests;        // for one command
+};
+
+void measure_burst(const Plan& plan, Stand& stand, const Burst& burst, Report& report) {
+    const int object = stand.object(burst.role).id;
+    const int commands = plan.rounds(120, 10) / static_cast<int>(burst.requests);
+    const auto requests = static_cast<std::size_t>(commands) * burst.requests;
+    const Wire wire;
+    Pacer pacer;
+    for (int i = 0; i < commands; ++i) {
+        if (stand.house().core().runs(object, burst.payloads[i % 2]) != 0) {
+            throw std::runtime_error("the daemon did not take a command");
+        }
+    }
+    const auto starts = wire.await(requests, Wire::opens_to_bridge, std::chrono::minutes(2));
+    Samples gaps;
+    for (std::size_t i = 1; i < starts.size(); ++i) {
+        gaps.push_back(starts[i].ms - starts[i - 1].ms);
+    }
+    const double period = (starts.back().ms - starts.front().ms) / static_cast<double>(gaps.size());
+    const Samples theirs = pacer.gaps();
+    report.add({"sustained",
+                burst.name + ", requests a second",
+                "",
+                {1000 / period},
+                {1000 / mean_of(theirs)},
+                Goal{Goal::Of::ratio, Goal::Side::at_least, kGoalShare}});
+    report.add({"sustained",
+                burst.name + ", smallest gap",
+                "ms",
+                {percentile(gaps, 0)},
+                {percentile(theirs, 0)},
+                Goal{Goal::Of::value, Goal::Side::at_least, kPaceMs - kPacketJitterMs}});
+    report.add({"sustained",
+                burst.name + ", largest gap",
+                "ms",
+                {percentile(gaps, 1)},
+                {percentile(theirs, 1)}});
+    report.add(Plot{"gaps_" + burst.role, "ms", gaps, theirs});
+}
+
+}  // namespace
+
+void measure_sustained(const Plan& plan, Report& report) {
+    Stand stand(plan, 7);
+    // The first colour switches the light on, so that it takes the rest.
+    measure_burst(plan, stand, {"colours", "hsv", {"#20F0C0", "#80F0C0"}, 1}, report);
+    measure_burst(plan, stand, {"brightnesses", "value", {"20", "80"}, 2}, report);
+}
+
+}  // namespace bench
