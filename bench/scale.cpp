@@ -15,8 +15,7 @@ namespace {
 constexpr int kLights = 5;
 constexpr int kBridgeObject = 100;  // of the installation's own bridge
 constexpr int kObjectsOfABridge = 1000000;
-constexpr double kGoalMemoryDeviation = 0.15;
-constexpr double kGoalCpuDeviation = 0.3;  // of so little, at another time each
+const Goal kNoMoreThanTheFirst{Goal::Of::ratio, Goal::Side::at_most, 1.1};
 constexpr std::chrono::seconds kStartLimit{20};
 constexpr std::chrono::seconds kReadyLimit{60};
 constexpr double kPeriodMs = 30000;
@@ -130,23 +129,23 @@ void measure_scale(const Plan& plan, Report& report) {
         x.push_back(count);
         cpu.push_back((daemons.cpu_ms() - before) / period * 60000);
         memory.push_back(daemons.memory_kib());
-        const std::string of = " of " + std::to_string(count) + (count == 1 ? "" : " together");
-        report.add({"scale", "memory" + of, "KiB", {memory.back()}});
-        report.add({"scale", "CPU" + of, "ms a minute", {cpu.back()}});
-    }
-    const auto add_growth = [&](const std::string& figure, const std::string& unit,
-                                const Samples& totals, double limit) {
-        const Line line = Line::through(x, totals);
-        report.add({"scale", figure + " of a further daemon", unit, {line.slope}});
+        // The first has every page to itself.
+        const std::string of = ", each of " + std::to_string(count);
         report.add({"scale",
-                    figure + ", deviation from a line",
-                    "",
-                    {line.largest_deviation},
-                    {},
-                    Goal{Goal::Of::value, Goal::Side::at_most, limit}});
-    };
-    add_growth("memory", "KiB", memory, kGoalMemoryDeviation);
-    add_growth("CPU", "ms a minute", cpu, kGoalCpuDeviation);
+                    "memory" + of,
+                    "KiB",
+                    {memory.back() / count},
+                    {memory.front()},
+                    kNoMoreThanTheFirst});
+        report.add({"scale",
+                    "CPU" + of,
+                    "ms a minute",
+                    {cpu.back() / count},
+                    {cpu.front()},
+                    kNoMoreThanTheFirst});
+    }
+    report.add({"scale", "memory of a further daemon", "KiB", {Line::through(x, memory).slope}});
+    report.add({"scale", "CPU of a further daemon", "ms a minute", {Line::through(x, cpu).slope}});
 }
 
 }  // namespace bench
