@@ -2,8 +2,8 @@
 ///
 /// Hue is 0..65535, saturation 0..254; `transition` counts steps of 100 ms, 4 is the bridge's
 /// default. Set operations answer false when the bridge did not confirm everything. Those of which
-/// nothing else is said refresh the light first, send only what differs, and "on" for a light that
-/// is off; when nothing is to be sent they answer true.
+/// nothing else is said refresh the light first, send only what differs or is not shown in the
+/// light's mode, and "on" for a light that is off; when nothing is to be sent they answer true.
 #pragma once
 
 #include <cstdint>

@@ -24,9 +24,8 @@ std::ptrdiff_t separatorsIn(const std::string& text) {
 Json::CharReaderBuilder builderOfReaders() {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
-    // A bridge's answers are less than ten levels deep. Each level costs a tab a line when a
-    // light's entry is written out in styled form: a deep and wide answer of a megabyte would take
-    // hundreds.
+    // A bridge's answers are less than ten levels deep. The reader recurses for each, and each
+    // costs a tab a line where an entry is written out in styled form.
     builder["stackLimit"] = 32;
     return builder;
 }

@@ -26,8 +26,7 @@ constexpr std::size_t kKindsOfLines = 3;
 constexpr const char* kPolled = "light status from bridge received";
 constexpr const char* kFailedReport = "ERROR sending vexad request: ";
 // Lines that are written without a fault too.
-constexpr const char* kRoutine[] = {"libtavcore->compose_runonelement error: ",
-                                    "Gateway cleanup failed!"};
+constexpr const char* kRoutine[] = {"libtavcore->compose_runonelement error: "};
 
 std::chrono::milliseconds since(Trial::Clock::time_point start) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(Trial::Clock::now() - start);

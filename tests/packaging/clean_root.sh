@@ -97,6 +97,7 @@ house() {
 use_daemon() {
     [[ $(inside lumivad --version) == "v$version" ]] || fail "lumivad has another version"
     [[ -f $root/usr/share/man/man8/lumivad.8.gz ]] || fail "no manual page"
+    [[ -f $root/usr/share/doc/lumivad/operations.md ]] || fail "no table of the log's lines"
     house --daemon "$(installed lumivad)" --script "$source/simulator/tour.house"
 }
 
