@@ -118,22 +118,6 @@ TEST_F(Endpoint, ManySilentPeersAndFewDescriptorsDelayNobody) {
     EXPECT_TRUE(light_is(2, "bri", "50")) << "the bridge must be reached with what is left";
 }
 
-TEST_F(Endpoint, ASystemLogThatNobodyReadsDelaysNobody) {
-    start();
-    house.log()->stops_reading();
-    auto asked = Clock::now();
-    for (int i = 0; i < 20; ++i) {
-        EXPECT_EQ(house.core().sends_raw("rubbish\n"), "");
-        ASSERT_LT(Clock::now() - asked, std::chrono::seconds(20));
-    }
-    asked = Clock::now();
-    runs(111, "1");
-    EXPECT_LT(Clock::now() - asked, std::chrono::milliseconds(500));
-    EXPECT_TRUE(light_is(1, "on", "true"));
-    house.log()->recovers();
-    EXPECT_TRUE(logs("log lines lost"));
-}
-
 TEST_F(Endpoint, AnswersAFunctionThatItDoesNotKnowAndRunsNothing) {
     start();
     EXPECT_NE(house.core().sends("SERVICE_OTHER", {"111", "RUN", "1"}), 0);
@@ -171,35 +155,6 @@ TEST_F(Endpoint, TermEndsTheProcessAtOnceWhileTheBridgeHangs) {
     const auto ending = house.daemon().wait(std::chrono::seconds(5));
     ASSERT_TRUE(ending);
     EXPECT_EQ(ending->text(), "exit code 0");
-    expects_end = true;
-}
-
-TEST_F(Endpoint, SignalsAreLoggedAndTheFatalOnesEndWithOne) {
-    const struct {
-        const char* line;
-        int signal;
-        bool is_fatal;
-    } kSignals[] = {
-        {"gtwhandler->gtwHandlerSigpipeHandler called", SIGPIPE, false},
-        {"gtwhandler->gtwHandlerSigchldHandler called", SIGCHLD, false},
-        {"gtwhandler->gtwHandlerSigsegvHandler called", SIGSEGV, true},
-        {"gtwhandler->gtwHandlerSigabrtHandler called", SIGABRT, true},
-    };
-    for (const auto& each : kSignals) {
-        SCOPED_TRACE(each.line);
-        const auto status = house.start();
-        ASSERT_TRUE(status && status->status == 0);
-        house.daemon().signals(each.signal);
-        EXPECT_TRUE(logs(each.line));
-        if (each.is_fatal) {
-            const auto ending = house.daemon().wait(std::chrono::seconds(5));
-            ASSERT_TRUE(ending);
-            EXPECT_EQ(ending->text(), "exit code 1");
-        } else {
-            runs(9999, "1");
-            EXPECT_EQ(house.stop()->text(), "exit code 0");
-        }
-    }
     expects_end = true;
 }
 

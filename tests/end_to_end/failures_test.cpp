@@ -55,35 +55,6 @@ TEST_F(BridgeFailures, AtTheStartAreLoggedLightByLight) {
     EXPECT_TRUE(logs("(bridge disconnected)"));
 }
 
-TEST_F(BridgeFailures, LaterAreLoggedOnceAPollAndOver) {
-    start();
-    house.bridge().refuses();
-    EXPECT_TRUE(
-        logs("Monitoring thread error: LinHttpHandler: Failed to connect socket: "
-             "Connection refused (bridge disconnected)"));
-    EXPECT_TRUE(logs("Skipping light state updates, unable to retrieve a refreshed state"));
-    runs(121, "0");
-    EXPECT_TRUE(
-        logs("Request manager thread error: LinHttpHandler: Failed to connect socket: "
-             "Connection refused (light id = 2)"));
-    EXPECT_TRUE(house.core().reports().empty());
-    expect_all_is_well();
-}
-
-TEST_F(BridgeFailures, OneResetIsRetriedAndASecondIsNot) {
-    start();
-    const int before = connections();
-    house.bridge().drops_connections(1);
-    runs(111, "1");
-    EXPECT_TRUE(light_is(1, "on", "true"));
-    EXPECT_EQ(connections() - before, 2);
-    house.bridge().drops_connections(2);
-    runs(121, "0");
-    EXPECT_TRUE(logs("Connection reset by peer (light id = 2)"));
-    EXPECT_EQ(connections() - before, 4);
-    expect_all_is_well();
-}
-
 TEST_F(BridgeFailures, AHungBridgeCostsOneTimeOutAndTheCoreNothing) {
     start();
     const int before = connections();
