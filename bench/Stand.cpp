@@ -83,9 +83,9 @@ simulator::House::RoleObject Stand::object(const std::string& role) {
 }
 
 void Stand::await_polls(int count) {
-    const int wanted = polls() + count;
-    for (int i = 0; i < count; ++i) {
-        if (!house_.wait_for([&] { return polls() >= wanted - count + 1 + i; }, kPollLimit)) {
+    const int before = polls();
+    for (int i = 1; i <= count; ++i) {
+        if (!house_.wait_for([&] { return polls() >= before + i; }, kPollLimit)) {
             throw std::runtime_error("the daemon does not poll");
         }
     }

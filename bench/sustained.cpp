@@ -12,7 +12,7 @@
 namespace bench {
 namespace {
 
-constexpr double kPaceMs = 100;
+constexpr std::chrono::milliseconds kPace{100};
 constexpr double kGoalShare = 0.99;
 // The kernel's time of the packet stands behind the daemon's own decision to start.
 constexpr double kPacketJitterMs = 0.5;
@@ -42,7 +42,7 @@ class Pacer final {
     void pace() {
         auto start = Clock::now();
         while (!is_over_) {
-            std::this_thread::sleep_until(start + std::chrono::milliseconds(100));
+            std::this_thread::sleep_until(start + kPace);
             const auto next = Clock::now();
             gaps_.push_back(std::chrono::duration<double, std::milli>(next - start).count());
             start = next;
@@ -95,7 +95,7 @@ void measure_burst(const Plan& plan, Stand& stand, const Burst& burst, Report& r
                 "ms",
                 {percentile(gaps, 0)},
                 {percentile(theirs, 0)},
-                Goal{Goal::Of::value, Goal::Side::at_least, kPaceMs - kPacketJitterMs}});
+                Goal{Goal::Of::value, Goal::Side::at_least, kPace.count() - kPacketJitterMs}});
     report.add({"sustained",
                 burst.name + ", largest gap",
                 "ms",

@@ -23,8 +23,8 @@ if(LUMIVAD_COVERAGE)
     target_compile_options(lumivad_options INTERFACE --coverage -fprofile-update=atomic)
     target_link_options(lumivad_options INTERFACE --coverage)
 endif()
-# A library that nothing calls is not loaded: the daemon needs libcrypto only for helpers that it
-# does not use, and its archive members then stay out of the link.
+# A library that nothing calls is not loaded: the daemon needs libcrypto only for functions that
+# it does not use, and whose archive members then stay out of the link.
 target_link_options(lumivad_options INTERFACE -Wl,--as-needed)
 
 # lumivad_library(NAME SOURCES ... LIBRARIES ...): one static library of src/ or the simulator. What

@@ -30,6 +30,8 @@ namespace fs = std::filesystem;
 
 constexpr const char* kVariablesDirectory = "/tmp/vexa_variables";
 constexpr const char* kLockFile = "/tmp/lumivad-house.lock";
+// For mounts that need none; a null one is a mistake to memory checkers.
+constexpr const char* kNoType = "none";
 
 [[noreturn]] void fail(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -41,9 +43,6 @@ void write_file(const char* path, const std::string& text) {
         fail(path);
     }
 }
-
-// Where none is asked for; a null one is a mistake to memory checkers.
-constexpr const char* kNoType = "none";
 
 void mount_or_fail(const char* source, const fs::path& target, const char* type,
                    unsigned long flags, const char* options = nullptr) {

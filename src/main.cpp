@@ -159,7 +159,8 @@ int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
                            std::to_string(initialized)});
     }
     turn_loop(*loop);
-    error("Gateway cleanup failed!");  // the line of every normal end
+    // Only if the clean-up failed: SIGTERM ends the process in its handler.
+    error("Gateway cleanup failed!");
     loop->removeGateway(&handler);
     loop.reset();
     return EXIT_SUCCESS;

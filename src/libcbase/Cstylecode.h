@@ -1,4 +1,4 @@
-/// Logging to the system log, sockets, TLS helpers and the host's network identity.
+/// Logging to the system log, sockets, TLS connections and the host's network identity.
 ///
 /// Logging: one line of at most 1023 characters a call, facility LOG_LOCAL0; any thread may call.
 /// A system log that nobody reads loses lines, which are counted, and holds nobody up.
