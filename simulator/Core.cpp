@@ -1,8 +1,6 @@
 #include "simulator/Core.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <thread>
 #include <utility>
 
 #include <sys/socket.h>
@@ -22,7 +20,6 @@ constexpr Limits kLimits{16, 512};
 constexpr std::size_t kPartOfReport = 20;
 constexpr int kErrorStatus = 13;
 constexpr const char* kService = "SERVICE_RUNONELEMENT";
-constexpr std::chrono::milliseconds kSegmentPause{20};
 constexpr std::size_t kValueIndex = 2;
 constexpr std::size_t kCallerIndex = 5;
 
@@ -155,7 +152,7 @@ std::optional<int> Core::sends(const std::string& function, std::vector<std::str
         sink_(EventKind::core_to_daemon, summary);
     }
     fsmcore_format::Response answer;
-    if (!text || !fsmcore_format::parse_response(sends_raw(*text), answer)) {
+    if (!text || !fsmcore_format::parse_response(answer_to(*text), answer)) {
         return std::nullopt;
     }
     return answer.status;
@@ -165,21 +162,14 @@ FileDescriptor Core::connects() const {
     return FileDescriptor(make_internettcpclient_socket("127.0.0.1", daemon_port_));
 }
 
-std::string Core::sends_raw(const std::string& bytes, int segments) const {
+std::string Core::answer_to(const std::string& request) const {
     FileDescriptor fd = connects();
     if (!fd) {
         return {};
     }
     set_socket_timeouts(fd.get(),
                         static_cast<int>(std::chrono::milliseconds(kAnswerLimit).count()));
-    const std::size_t piece =
-        std::max<std::size_t>(1, bytes.size() / static_cast<std::size_t>(std::max(1, segments)));
-    for (std::size_t at = 0; at < bytes.size(); at += piece) {
-        if (at > 0) {
-            std::this_thread::sleep_for(kSegmentPause);
-        }
-        send(fd.get(), bytes.data() + at, std::min(piece, bytes.size() - at), MSG_NOSIGNAL);
-    }
+    send(fd.get(), request.data(), request.size(), MSG_NOSIGNAL);
     std::string answer;
     char chunk[1024];
     ssize_t length = 0;

@@ -77,8 +77,6 @@ class Core final {
     std::optional<int> quits();
     /// Sends a request of these parameters.
     std::optional<int> sends(const std::string& function, std::vector<std::string> parameters);
-    /// Sends any bytes, in `segments` pieces a moment apart, and returns the answer as it came.
-    std::string sends_raw(const std::string& bytes, int segments = 1) const;
     /// A connection to the endpoint on which nothing was said; none when it is refused.
     FileDescriptor connects() const;
     /// @}
@@ -88,6 +86,7 @@ class Core final {
 
   private:
     void serve(Connection& connection);
+    std::string answer_to(const std::string& request) const;  // as it came
     bool record(const std::string& request);
 
     EventSink sink_;
