@@ -53,10 +53,6 @@ class HouseTest : public testing::Test {
     bool logs(const std::string& part, Milliseconds limit = kLimit) {
         return house.log()->wait_for(part, limit);
     }
-    /// Waits until the log holds `part` so many times.
-    bool logs(std::size_t times, const std::string& part) {
-        return eventually([&] { return house.log()->count(part) >= times; });
-    }
 
     /// The core runs an object and is answered with success.
     void runs(int object, const std::string& payload) {
@@ -78,9 +74,9 @@ class HouseTest : public testing::Test {
     bool is_reported(int object, const std::string& value) {
         return eventually([&] { return house.core().value(object) == value; });
     }
-    int polls() { return house.bridge().count("GET", "/lights"); }
     /// Waits until another poll has begun, and so the one before has been reported whole.
     bool next_poll_begins() {
+        const auto polls = [this] { return house.bridge().count("GET", "/lights"); };
         const int before = polls();
         return eventually([&] { return polls() > before; });
     }

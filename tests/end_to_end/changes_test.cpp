@@ -7,9 +7,7 @@
 
 namespace {
 
-class Changes : public HouseTest {};
-
-TEST_F(Changes, AreReportedForEveryRoleOnEveryClass) {
+TEST_F(HouseTest, ChangesAreReportedForEveryRoleOnEveryClass) {
     start();
     bulb(1, R"({"on": true, "bri": 254})");
     bulb(2, R"({"on": false, "bri": 127, "ct": 500})");
@@ -38,38 +36,7 @@ TEST_F(Changes, AreReportedForEveryRoleOnEveryClass) {
     EXPECT_EQ(house.core().malformed_requests(), 0);
 }
 
-TEST_F(Changes, WithinTheTolerancesAreNotReported) {
-    start();
-    bulb(3, R"({"hue": 0, "sat": 254, "bri": 100})");
-    ASSERT_TRUE(is_reported(134, "100"));
-    ASSERT_TRUE(next_poll_begins());
-    house.core().forget();
-
-    // Red by 5; saturation and value by 5, and the hue byte from 33 to 183.
-    bulb(3, R"({"bri": 105})");
-    bulb(5, R"({"hue": 47031, "sat": 145, "bri": 205})");
-    ASSERT_TRUE(is_reported(152, "80"));
-    ASSERT_TRUE(next_poll_begins());
-    // Once more by 5: a drift is absorbed step by step.
-    bulb(3, R"({"bri": 110})");
-    bulb(5, R"({"sat": 150, "bri": 210})");
-    ASSERT_TRUE(is_reported(152, "82"));
-    ASSERT_TRUE(next_poll_begins());
-    EXPECT_EQ(house.core().reports().size(), 4U) << "the brightnesses, which have no tolerance";
-    house.core().forget();
-
-    // Now by 6.
-    bulb(3, R"({"bri": 116})");
-    bulb(5, R"({"sat": 156})");
-    EXPECT_TRUE(is_reported(157, "#B79CD2"));
-    EXPECT_TRUE(is_reported(134, "116"));
-    // Saturation and value stay; the hue byte goes from 183 to 32, by 151.
-    bulb(5, R"({"hue": 8224})");
-    EXPECT_TRUE(is_reported(157, "#209CD2"));
-    EXPECT_TRUE(house.core().history(135).empty());
-}
-
-TEST_F(Changes, CostOneGetOfAllLightsAPoll) {
+TEST_F(HouseTest, PollsCostOneGetOfAllLightsEach) {
     start();
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(next_poll_begins());
@@ -84,21 +51,6 @@ TEST_F(Changes, CostOneGetOfAllLightsAPoll) {
         EXPECT_TRUE(next == first || next->start - (next - 1)->start > Milliseconds(2900));
     }
     EXPECT_TRUE(house.core().reports().empty()) << "nothing changed";
-}
-
-TEST_F(Changes, AreNotReadForThreeSecondsAfterACommand) {
-    start();
-    bulb(1, R"({"on": true})");
-    runs(142, "50");
-    ASSERT_TRUE(light_is(4, "bri", "127"));
-    const auto command = house.bridge().requests().back();
-    ASSERT_EQ(command.method, "PUT");
-    EXPECT_TRUE(is_reported(111, "1"));
-    EXPECT_TRUE(is_reported(142, "50")) << "what came of the command";
-    for (const auto& request : house.bridge().requests()) {
-        const auto later = request.start - command.start;
-        EXPECT_FALSE(later > Milliseconds(0) && later < Milliseconds(2900)) << request.path;
-    }
 }
 
 }  // namespace

@@ -1,13 +1,8 @@
 // From a bridge that nobody knows to a daemon that switches its lights.
-#include <memory>
 #include <random>
 #include <string>
 
-#include <gtest/gtest.h>
-
 #include "HouseTest.h"
-#include "huelib/HueFinder.h"
-#include "huelib/LinHttpHandler.h"
 
 namespace {
 
@@ -43,14 +38,6 @@ class Pairing : public HouseTest {
         std::random_device source;
         house.presses_button_in(Milliseconds(std::uniform_int_distribution(0, 4000)(source)));
     }
-    std::vector<HueFinder::HueIdentification> bridges_found() {
-        return HueFinder(std::make_shared<LinHttpHandler>()).FindBridges();
-    }
-    /// The bridge's answer to somebody who wants to become a user.
-    std::string asked_to_pair(const std::string& body) {
-        return LinHttpHandler().POSTString("/api", "application/json", body, Bridge::kAddress,
-                                           Bridge::kHttpPort);
-    }
 };
 
 // The line of `text` that begins so; empty when there is none.
@@ -74,32 +61,6 @@ TEST_F(Pairing, LeadsFromAnUnknownBridgeToADaemonThatSwitchesItsLights) {
     EXPECT_TRUE(light_is(1, "on", "true"));
     bulb(2, R"({"on": false})");
     EXPECT_TRUE(is_reported(121, "0"));
-}
-
-TEST_F(Pairing, SearchFindsTheBridgeOnceAmongOtherDevicesAndRubbish) {
-    house.bridge().announces("HTTP/1.1 200 OK\r\n\r\n");
-    house.bridge().announces("HTTP/1.1 200 OK\r\nSERVER: IpBridge\r\n\r\n");
-    house.bridge().announces(std::string("\0\xff\r\n\r\n\r\n\r\n", 10));
-    house.bridge().announces("LOCATION: http://127.0.0.66:80/ and no end of it");
-    const auto found = bridges_found();
-    ASSERT_EQ(found.size(), 1U);
-    EXPECT_EQ(found[0].ip, Bridge::kAddress);
-    EXPECT_EQ(found[0].mac, Bridge::serial_number());
-    EXPECT_EQ(house.bridge().requests().size(), 1U) << "its description, once";
-}
-
-TEST_F(Pairing, BridgeMakesUsersOnlyOfWhomItShould) {
-    const std::string request = R"({"devicetype": "test#pairing"})";
-    EXPECT_NE(asked_to_pair(request).find(R"("type":101)"), std::string::npos);
-    house.bridge().presses_link_button();
-    EXPECT_NE(asked_to_pair("{}").find(R"("type":5)"), std::string::npos);
-    const auto answer = simulator::parse_json(asked_to_pair(request));
-    const std::string name = (*answer)[0]["success"]["username"].asString();
-    EXPECT_EQ(name.size(), 40U);
-    for (const std::string& user : {name, std::string("simulated-house-user")}) {
-        Hue bridge(Bridge::kAddress, user, std::make_shared<LinHttpHandler>());
-        EXPECT_EQ(bridge.lightExists(1), user == name) << user;
-    }
 }
 
 }  // namespace

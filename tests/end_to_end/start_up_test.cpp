@@ -7,7 +7,6 @@
 namespace {
 
 using simulator::DaemonProcess;
-using Fault = simulator::DatabaseService::Fault;
 
 class StartUp : public HouseTest {
   protected:
@@ -86,36 +85,14 @@ TEST_F(StartUp, RefusesOptionalParametersWithoutAddressOrUser) {
     set_optional_parameters("");
     house.log()->clear();
     expect_failure(kGood, {"(optionalp key: username", kNoParameters});
-}
-
-TEST_F(StartUp, ReportsADatabaseThatFails) {
-    for (const Fault fault : {Fault::closes_early, Fault::announces_too_much, Fault::rubbish,
-                              Fault::error_status, Fault::rows_too_short}) {
-        SCOPED_TRACE(static_cast<int>(fault));
-        house.log()->clear();
-        house.database().fails(fault);
-        expect_failure(kGood, {"ERR -2: ", kNoParameters});
-    }
-    house.database().recovers();
     house.database().hides_column("OPTIONALP");
-    expect_failure(kGood, {"(optionalp key: username"});
-    house.database().vanishes();
-    expect_failure(kGood, {"error calling dbmanager_socket_request <308>"});
+    house.log()->clear();
+    expect_failure(kGood, {"(optionalp key: username", kNoParameters});
 }
 
 TEST_F(StartUp, EndsWithin30SecondsWhenTheDatabaseIsSilent) {
-    house.database().fails(Fault::silent);
+    house.database().fails(simulator::DatabaseService::Fault::silent);
     expect_failure(kGood, {"error calling dbmanager_socket_request <311>", kNoParameters});
-}
-
-TEST_F(StartUp, ComesUpWithADatabaseThatIsSlowOrTalkative) {
-    for (const Fault fault : {Fault::slow, Fault::rows_too_long, Fault::announces_too_little}) {
-        SCOPED_TRACE(static_cast<int>(fault));
-        house.database().fails(fault);
-        const auto status = house.start();
-        EXPECT_TRUE(status && status->status == 0);
-        EXPECT_EQ(house.stop()->text(), "exit code 0");
-    }
 }
 
 TEST_F(StartUp, TakesItsStatusBackWhenTheLightTableCannotBeRead) {
@@ -134,16 +111,6 @@ TEST_F(StartUp, TakesItsStatusBackWithoutRoomForAThread) {
                          {"-c", "ulimit -s 100000000000; exec " LUMIVAD_PATH " --id 100"});
     expect_taken_back(daemon);
     EXPECT_TRUE(logs("ERR -3: Resource temporarily unavailable"));
-}
-
-TEST_F(StartUp, GoesOnWithoutTheRowsThatAreIncomplete) {
-    house.database().rows("UPDATE vexad_object SET msp = 'four' WHERE id = 140");
-    start();
-    EXPECT_TRUE(logs("Incomplete or malformed db information: MSP='four', CHILDOBJ_ID='147'"));
-    runs(142, "50");
-    runs(122, "50");
-    EXPECT_TRUE(light_is(2, "bri", "127"));
-    EXPECT_EQ(house.light(4).brightness(), 200U);
 }
 
 TEST_F(StartUp, StandsEmptyForAnObjectThatIsNotThere) {

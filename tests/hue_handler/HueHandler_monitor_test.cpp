@@ -42,6 +42,10 @@ TEST_F(MonitorTest, EachRoleIsReportedOnceWhenItChanges) {
 TEST_F(MonitorTest, DriftWithinTheTolerancesIsAbsorbedAndStored) {
     starts();
     reports_after(R"({"bri":254,"hue":0,"sat":254})");
+    // Red and the hsv object's value 5 lower, then 6; the brightness itself has no tolerance.
+    EXPECT_THAT(reports_after(R"({"bri":249})"), ElementsAre("12=98"));
+    EXPECT_THAT(reports_after(R"({"bri":243})"), ElementsAre("12=95", "14=243", "17=#00FEF3"));
+    reports_after(R"({"bri":254})");
     // Saturation 5 lower, then 5 lower again: each within the tolerance, so nothing for the hsv
     // object; green and blue rise by 5 each time.
     EXPECT_THAT(reports_after(R"({"sat":249})"), IsEmpty());
