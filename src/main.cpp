@@ -45,7 +45,8 @@ bool is_version_query(int argc, char** argv) {
            (std::strncmp(argv[1], "-v", 2) == 0 || std::strncmp(argv[1], "--version", 9) == 0);
 }
 
-// The object ID behind "--id", or -1. Leading digits count, as in strtol, within 32 bits.
+// The object ID behind "--id", or -1. Leading digits count, as in strtol. A number beyond 32 bits,
+// the width of the board's long, is none: cut down to one that fits it would name another object.
 int get_runner_id(int argc, char** argv) {
     for (int i = 0; i < argc; ++i) {
         if (std::strncmp(argv[i], "--id", 4) == 0) {
@@ -53,7 +54,7 @@ int get_runner_id(int argc, char** argv) {
                 return -1;
             }
             const long long id = std::strtoll(argv[i + 1], nullptr, 10);
-            return static_cast<int>(std::clamp<long long>(id, INT32_MIN, INT32_MAX));
+            return id < INT32_MIN || id > INT32_MAX ? -1 : static_cast<int>(id);
         }
     }
     return -1;
