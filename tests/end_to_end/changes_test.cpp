@@ -53,4 +53,20 @@ TEST_F(HouseTest, PollsCostOneGetOfAllLightsEach) {
     EXPECT_TRUE(house.core().reports().empty()) << "nothing changed";
 }
 
+// A bridge that is read right behind a command may still tell what was before.
+TEST_F(HouseTest, NothingIsReadForThreeSecondsAfterACommand) {
+    start();
+    bulb(1, R"({"on": true})");
+    runs(142, "50");
+    ASSERT_TRUE(light_is(4, "bri", "127"));
+    const auto command = house.bridge().requests().back();
+    ASSERT_EQ(command.method, "PUT");
+    EXPECT_TRUE(is_reported(111, "1"));
+    EXPECT_TRUE(is_reported(142, "50")) << "what came of the command";
+    for (const auto& request : house.bridge().requests()) {
+        const auto later = request.start - command.start;
+        EXPECT_FALSE(later > Milliseconds(0) && later < Milliseconds(2900)) << request.path;
+    }
+}
+
 }  // namespace
