@@ -29,8 +29,22 @@ std::string text_of(const Spread& spread) {
 }
 
 std::string text_of(const Goal& goal) {
-    return std::string(goal.of == Goal::Of::ratio ? "ratio " : "") +
-           (goal.side == Goal::Side::at_most ? "<= " : ">= ") + text_of(goal.limit);
+    const char* const side = goal.side == Goal::Side::at_most    ? "<= "
+                             : goal.side == Goal::Side::at_least ? ">= "
+                                                                 : "= ";
+    return std::string(goal.of == Goal::Of::ratio ? "ratio " : "") + side + text_of(goal.limit);
+}
+
+bool keeps(const Goal& goal, double figure) {
+    switch (goal.side) {
+        case Goal::Side::at_most:
+            return figure <= goal.limit;
+        case Goal::Side::at_least:
+            return figure >= goal.limit;
+        case Goal::Side::exactly:
+            break;
+    }
+    return figure == goal.limit;
 }
 
 void print_line(const std::string& subject, const std::string& figure, const std::string& value,
@@ -68,6 +82,20 @@ double percentile(Samples samples, double share) {
     const auto rank =
         static_cast<std::size_t>(std::ceil(share * static_cast<double>(samples.size())));
     return samples[std::max<std::size_t>(rank, 1) - 1];
+}
+
+Samples medians_of_parts(const Samples& samples, std::size_t parts) {
+    Samples medians;
+    for (std::size_t part = 0; part < parts; ++part) {
+        const auto begin =
+            samples.begin() + static_cast<std::ptrdiff_t>(samples.size() * part / parts);
+        const auto end =
+            samples.begin() + static_cast<std::ptrdiff_t>(samples.size() * (part + 1) / parts);
+        if (begin != end) {
+            medians.push_back(percentile(Samples(begin, end), 0.5));
+        }
+    }
+    return medians;
 }
 
 Spread Spread::of(const Samples& samples) {
@@ -109,8 +137,7 @@ std::optional<bool> Row::is_met() const {
     if (!goal || judged.empty()) {
         return std::nullopt;
     }
-    const double median = Spread::of(judged).median;
-    return goal->side == Goal::Side::at_most ? median <= goal->limit : median >= goal->limit;
+    return keeps(*goal, Spread::of(judged).median);
 }
 
 void Report::add(const Row& row) {

@@ -16,6 +16,9 @@ using Samples = std::vector<double>;
 /// The smallest sample that `share` (0..1) of all do not exceed; 0 for none.
 double percentile(Samples samples, double share);
 
+/// The medians of so many parts of a series, one behind the other, as if each were a round.
+Samples medians_of_parts(const Samples& samples, std::size_t parts);
+
 struct Spread {
     double low = 0;
     double median = 0;
@@ -35,7 +38,7 @@ struct Line {
 
 struct Goal {
     enum class Of { value, ratio };  ///< the figure itself, or its ratio to the yardstick
-    enum class Side { at_most, at_least };
+    enum class Side { at_most, at_least, exactly };
 
     Of of;
     Side side;

@@ -30,14 +30,6 @@ constexpr const char* kMoreOfALight =
             "startup": {"mode": "safety", "configured": true}},
         "swconfigid": "3416C2DD", "productid": "Philips-LCT015-1-A19ECLv5"})";
 
-simulator::House::Options options_for(const std::string& daemon, const Installation& installation) {
-    simulator::House::Options options;
-    options.daemon = daemon;
-    options.sql_file = installation.sql_file();
-    options.lights_file = installation.lights_file();
-    return options;
-}
-
 }  // namespace
 
 Installation::Installation(int lights) : files_(lights) {
@@ -51,9 +43,17 @@ Installation::Installation(int lights) : files_(lights) {
     std::ofstream(files_.lights_file()) << simulator::compact_json(all);
 }
 
+simulator::House::Options Installation::house_options(const std::string& daemon) const {
+    simulator::House::Options options;
+    options.daemon = daemon;
+    options.sql_file = sql_file();
+    options.lights_file = lights_file();
+    return options;
+}
+
 Stand::Stand(const Plan& plan, int lights, const std::string& daemon)
     : installation_(lights),
-      house_(options_for(daemon.empty() ? plan.daemon : daemon, installation_)) {
+      house_(installation_.house_options(daemon.empty() ? plan.daemon : daemon)) {
     const auto status = house_.start();
     if (!status || status->status != 0) {
         throw std::runtime_error("the daemon did not start");

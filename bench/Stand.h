@@ -39,6 +39,8 @@ class Installation final {
 
     std::string sql_file() const { return files_.sql_file(); }
     std::string lights_file() const { return files_.lights_file(); }
+    /// A house with this installation and that daemon.
+    simulator::House::Options house_options(const std::string& daemon) const;
 
   private:
     simulator::SoakInstallation files_;
@@ -60,10 +62,10 @@ class Stand final {
     simulator::House::RoleObject object(const std::string& role);
     /// Waits for `count` more polls, and a moment for the last of them to end.
     void await_polls(int count);
-
-  private:
+    /// How often the bridge has been polled.
     int polls() { return house_.bridge().count("GET", "/lights"); }
 
+  private:
     Installation installation_;
     simulator::House house_;
     int port_ = 0;

@@ -1,5 +1,5 @@
 // What the daemon takes from the machine while nothing happens, beside a broker of the same kind: a
-// small network daemon of Debian's, idle and configured as it comes.
+// small network daemon of Debian's, idle and without a configuration file.
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -60,11 +60,7 @@ double stripped_kib(const std::string& program) {
 
 void measure_start(const Plan& plan, Report& report, bool has_broker) {
     const Installation installation(kLights);
-    simulator::House::Options options;
-    options.daemon = plan.daemon;
-    options.sql_file = installation.sql_file();
-    options.lights_file = installation.lights_file();
-    simulator::House house(options);
+    simulator::House house(installation.house_options(plan.daemon));
     Row row{"footprint", "from exec to running",
             "ms",        {},
             {},          Goal{Goal::Of::value, Goal::Side::at_most, kGoalStartMs}};
@@ -84,15 +80,24 @@ void measure_start(const Plan& plan, Report& report, bool has_broker) {
     report.add(row);
 }
 
+// One sample for each round.
 struct Idling {
-    Memory memory;
-    simulator::ProcessUse use;
+    Samples resident_kib;
+    Samples proportional_kib;
+    Samples private_kib;
+    Samples threads;
+    Samples descriptors;
     Samples cpu_ms;   // a minute
     Samples wakeups;  // a second
 
     void add(pid_t process, const Cost& cost, double period_ms) {
-        memory = Memory::of(process);
-        use = simulator::ProcessUse::at_rest(process);
+        const Memory memory = Memory::of(process);
+        resident_kib.push_back(memory.resident_kib);
+        proportional_kib.push_back(memory.proportional_kib);
+        private_kib.push_back(memory.private_kib);
+        const auto use = simulator::ProcessUse::at_rest(process);
+        threads.push_back(static_cast<double>(use.threads));
+        descriptors.push_back(static_cast<double>(use.descriptors));
         cpu_ms.push_back(cost.cpu_ms / period_ms * 60000);
         wakeups.push_back(cost.wakeups / period_ms * 1000);
     }
@@ -114,23 +119,22 @@ void measure_idling(const Plan& plan, Report& report, bool has_broker) {
             theirs.add(broker->pid(), Cost::of_process(broker->pid()) - their_start, period);
         }
     }
-    const auto add = [&](const std::string& figure, const std::string& unit, Samples values,
-                         Samples yardstick, std::optional<Goal> goal = {}) {
-        report.add({"footprint", figure, unit, std::move(values),
-                    has_broker ? std::move(yardstick) : Samples{}, goal});
+    const auto add = [&](const std::string& figure, const std::string& unit,
+                         const Samples Idling::*samples, std::optional<Goal> goal = {}) {
+        report.add({"footprint", figure, unit, ours.*samples, theirs.*samples, goal});
     };
-    add("resident memory", "KiB", {ours.memory.resident_kib}, {theirs.memory.resident_kib});
-    add("proportional memory", "KiB", {ours.memory.proportional_kib},
-        {theirs.memory.proportional_kib});
-    add("private memory", "KiB", {ours.memory.private_kib}, {theirs.memory.private_kib}, kNoMore);
-    add("threads", "", {static_cast<double>(ours.use.threads)},
-        {static_cast<double>(theirs.use.threads)});
-    add("descriptors", "", {static_cast<double>(ours.use.descriptors)},
-        {static_cast<double>(theirs.use.descriptors)});
-    add("CPU while idle", "ms a minute", ours.cpu_ms, theirs.cpu_ms, kNoMore);
-    add("wake-ups while idle", "a second", ours.wakeups, theirs.wakeups);
-    add("size of the stripped program", "KiB", {stripped_kib(plan.daemon)},
-        {has_broker ? stripped_kib(kBroker) : 0});
+    add("resident memory", "KiB", &Idling::resident_kib);
+    add("proportional memory", "KiB", &Idling::proportional_kib);
+    add("private memory", "KiB", &Idling::private_kib, kNoMore);
+    add("threads", "", &Idling::threads);
+    add("descriptors", "", &Idling::descriptors);
+    add("CPU while idle", "ms a minute", &Idling::cpu_ms, kNoMore);
+    add("wake-ups while idle", "a second", &Idling::wakeups);
+    report.add({"footprint",
+                "size of the stripped program",
+                "KiB",
+                {stripped_kib(plan.daemon)},
+                has_broker ? Samples{stripped_kib(kBroker)} : Samples{}});
 }
 
 }  // namespace
