@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -17,10 +18,12 @@ std::string folder_of(pid_t process) {
     return "/proc/" + std::to_string(process);
 }
 
-// The sum of the numbers behind the labels of a file of lines "Label: number unit".
+// The sum of the numbers behind the labels of a file of lines "Label: number unit". Of a process
+// that has ended there are none, which must not pass for one that costs nothing.
 double sum_of(const std::string& path, const std::vector<std::string>& labels) {
     std::ifstream file(path);
     double sum = 0;
+    std::size_t found = 0;
     for (std::string line; std::getline(file, line);) {
         std::istringstream words(line);
         std::string label;
@@ -28,7 +31,11 @@ double sum_of(const std::string& path, const std::vector<std::string>& labels) {
         if (words >> label >> number &&
             std::find(labels.begin(), labels.end(), label) != labels.end()) {
             sum += number;
+            ++found;
         }
+    }
+    if (found != labels.size()) {
+        throw std::runtime_error(path + " does not tell " + labels.front());
     }
     return sum;
 }
@@ -39,6 +46,9 @@ Cost Cost::of_thread(pid_t process, pid_t thread) {
     const std::string folder = folder_of(process) + "/task/" + std::to_string(thread);
     double nanoseconds = 0;
     std::ifstream(folder + "/schedstat") >> nanoseconds;
+    if (!(nanoseconds > 0)) {  // a thread that waits has run before
+        throw std::runtime_error("the kernel keeps no account of " + folder);
+    }
     return {nanoseconds / 1e6, sum_of(folder + "/status", {"voluntary_ctxt_switches:"})};
 }
 

@@ -1,4 +1,5 @@
 /// What a process or one of its threads costs the machine, as the kernel counts it. Stateless.
+/// Throws std::runtime_error when it has ended, or when this kernel does not count.
 #pragma once
 
 #include <string>

@@ -151,7 +151,7 @@ void Report::add(const Row& row) {
                row.yardstick.empty() ? "-" : text_of(Spread::of(row.yardstick)),
                ratios.empty() ? "-" : text_of(Spread::of(ratios)),
                !row.goal ? "-"
-                         : text_of(*row.goal) + (!is_met   ? ""
+                         : text_of(*row.goal) + (!is_met   ? ", not judged"
                                                  : *is_met ? ", met"
                                                            : ", MISSED"));
     rows_.push_back(row);
@@ -172,7 +172,9 @@ Json::Value Report::json() const {
         json["value"] = json_of(Spread::of(row.values));
         if (!row.yardstick.empty()) {
             json["yardstick"] = json_of(Spread::of(row.yardstick));
-            json["ratio"] = json_of(Spread::of(row.ratios()));
+        }
+        if (const Samples ratios = row.ratios(); !ratios.empty()) {
+            json["ratio"] = json_of(Spread::of(ratios));
         }
         if (const std::optional<bool> is_met = row.is_met()) {
             json["goal"] = text_of(*row.goal);
@@ -191,6 +193,9 @@ void Report::draw(const std::string& folder) const {
         write_distribution(data, plot.measured);
         write_distribution(data, plot.expected);
         data.close();
+        if (!data) {
+            throw std::runtime_error("cannot write " + file + ".dat");
+        }
         std::string script = "set terminal svg; set output '" + file + ".svg'; set key left top; " +
                              "set xlabel '" + plot.unit + "'; set ylabel 'share'; plot '" + file +
                              ".dat' index 0 with steps title 'lumivad'";
@@ -208,6 +213,11 @@ void Report::draw(const std::string& folder) const {
 std::size_t Report::missed_goals() const {
     return static_cast<std::size_t>(std::count_if(
         rows_.begin(), rows_.end(), [](const Row& row) { return row.is_met() == false; }));
+}
+
+std::size_t Report::goals_not_judged() const {
+    return static_cast<std::size_t>(std::count_if(
+        rows_.begin(), rows_.end(), [](const Row& row) { return row.goal && !row.is_met(); }));
 }
 
 }  // namespace bench

@@ -81,6 +81,8 @@ class Report final {
     void draw(const std::string& folder) const;
     std::size_t rows() const { return rows_.size(); }
     std::size_t missed_goals() const;
+    /// Those whose yardstick was not there.
+    std::size_t goals_not_judged() const;
 
   private:
     std::vector<Row> rows_;

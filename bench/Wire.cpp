@@ -85,7 +85,7 @@ Wire::Wire() : socket_(socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_
         bind(socket_.get(), reinterpret_cast<sockaddr*>(&loopback), sizeof(loopback)) != 0) {
         throw std::system_error(errno, std::generic_category(), "listening to the loopback");
     }
-    // As much as the system gives: a lost packet would be a wait without an end.
+    // As much as the system gives: a lost packet spoils the measurement.
     setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUFFORCE, &kQueueBytes, sizeof(kQueueBytes));
     thread_ = std::thread([this] { listen(); });
 }
@@ -123,7 +123,17 @@ void Wire::listen() {
     }
 }
 
+void Wire::check_none_was_lost() const {
+    tpacket_stats counts{};
+    socklen_t length = sizeof(counts);
+    if (getsockopt(socket_.get(), SOL_PACKET, PACKET_STATISTICS, &counts, &length) != 0 ||
+        counts.tp_drops > 0) {
+        throw std::runtime_error("packets passed unseen");
+    }
+}
+
 std::vector<Wire::Packet> Wire::packets(const Filter& filter) const {
+    check_none_was_lost();
     const std::lock_guard<std::mutex> lock(mutex_);
     std::vector<Packet> found;
     std::copy_if(packets_.begin(), packets_.end(), std::back_inserter(found), filter);

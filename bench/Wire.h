@@ -37,7 +37,8 @@ class Wire final {
     Wire();
     ~Wire();
 
-    /// Those that `filter` takes, in the order of their time.
+    /// Those that `filter` takes, in the order of their time. Throws std::runtime_error when the
+    /// system had no room for one since the last call.
     std::vector<Packet> packets(const Filter& filter) const;
     /// Waits until there are `count` of them; throws std::runtime_error after `limit`.
     std::vector<Packet> await(std::size_t count, const Filter& filter,
@@ -54,6 +55,7 @@ class Wire final {
 
   private:
     void listen();
+    void check_none_was_lost() const;
 
     FileDescriptor socket_;
     simulator::WakeUp stop_;

@@ -31,18 +31,19 @@ Samples waits_for(Stand& stand, const std::vector<Change>& changes) {
     Samples waits;
     for (const Change& change : changes) {
         const auto is_told = [&] {
-            return journal.count(simulator::EventKind::daemon_to_core, change.text) > 0;
+            for (const simulator::Event& event : journal.events()) {
+                if (event.kind == simulator::EventKind::daemon_to_core &&
+                    event.text == change.text && event.time >= change.time) {
+                    waits.push_back(
+                        std::chrono::duration<double, std::milli>(event.time - change.time)
+                            .count());
+                    return true;
+                }
+            }
+            return false;
         };
         if (!journal.wait_for(is_told, kReportLimit)) {
             throw std::runtime_error("not reported: " + change.text);
-        }
-        for (const simulator::Event& event : journal.events()) {
-            if (event.kind == simulator::EventKind::daemon_to_core && event.text == change.text &&
-                event.time >= change.time) {
-                waits.push_back(
-                    std::chrono::duration<double, std::milli>(event.time - change.time).count());
-                break;
-            }
         }
     }
     return waits;

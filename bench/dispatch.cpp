@@ -87,8 +87,12 @@ void measure_dispatch(const Plan& plan, Report& report) {
         }
         looker.leaves_note();
         const auto count = static_cast<std::size_t>(i) + 1;
-        const double put = wire.await(count, Wire::is_put, kPutLimit).back().ms;
-        waits.push_back(put - wire.await(count, is_answer, kPutLimit).back().ms);
+        const auto puts = wire.await(count, Wire::is_put, kPutLimit);
+        const auto answers = wire.await(count, is_answer, kPutLimit);
+        if (puts.size() != count || answers.size() != count) {
+            throw std::runtime_error("which PUT belongs to which command cannot be told");
+        }
+        waits.push_back(puts.back().ms - answers.back().ms);
     }
     wait_ms(2 * kLookPeriodMs);  // for the last look
     const Samples theirs = looker.waits();

@@ -66,7 +66,8 @@ void measure_start(const Plan& plan, Report& report, bool has_broker) {
             {},          Goal{Goal::Of::value, Goal::Side::at_most, kGoalStartMs}};
     for (int round = 0; round < plan.rounds(15, 2); ++round) {
         auto start = Clock::now();
-        if (!house.start()) {
+        const auto status = house.start();
+        if (!status || status->status != 0) {
             throw std::runtime_error("the daemon did not start");
         }
         row.values.push_back(ms_since(start));

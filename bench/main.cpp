@@ -37,6 +37,12 @@ std::vector<std::string> names_of_subjects() {
     return names;
 }
 
+void write_json(const Report& report, const std::string& path) {
+    if (!path.empty() && !(std::ofstream(path) << report.json().toStyledString() << std::flush)) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
 int run(int argc, char** argv) {
     Plan plan{LUMIVAD_PATH, ECHO_PATH, false};
     std::vector<std::string> wanted;
@@ -50,7 +56,8 @@ int run(int argc, char** argv) {
     app.add_option("--plot", plot_folder, "the latency distributions, drawn by gnuplot");
     app.add_option("--daemon", plan.daemon, "the program to measure")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
-    // First, while there is one thread.
+    write_json({}, json_file);  // fails before the measurements, which take minutes
+    // First of these, while there is one thread.
     const simulator::Sandbox sandbox = simulator::Sandbox::enter();
     if (!sandbox.is_private()) {
         throw std::runtime_error("needs a network of its own: " + sandbox.reason());
@@ -61,13 +68,12 @@ int run(int argc, char** argv) {
             measure(plan, report);
         }
     }
-    if (!json_file.empty()) {
-        std::ofstream(json_file) << report.json().toStyledString();
-    }
+    write_json(report, json_file);
     if (!plot_folder.empty()) {
         report.draw(plot_folder);
     }
-    std::printf("%zu rows, %zu goals missed\n", report.rows(), report.missed_goals());
+    std::printf("%zu rows, %zu goals missed, %zu not judged\n", report.rows(),
+                report.missed_goals(), report.goals_not_judged());
     return 0;
 }
 
