@@ -4,6 +4,7 @@
 /// moments. A row says what happens; what must hold afterwards is the trial's own.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,11 @@ struct FaultRow {
         shim_and_plain_build,
     };
 
+    using Course = std::function<void(Trial&)>;
+
     const char* name;   ///< of the test
     const char* fault;  ///< for the table
-    void (*run)(Trial&);
+    Course run;
     Length length = Length::seconds;
     Needs needs = Needs::nothing;
 

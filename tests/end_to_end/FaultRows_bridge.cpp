@@ -3,9 +3,11 @@
 
 namespace {
 
+using simulator::Bridge;
+using Course = FaultRow::Course;
+using How = std::function<void(Bridge&)>;
 using Length = FaultRow::Length;
 using Milliseconds = Trial::Milliseconds;
-using simulator::Bridge;
 
 // The commands that are asked for meet the fault: each fails, with its line.
 void fails(Trial& trial, const std::string& line, int commands) {
@@ -22,6 +24,7 @@ void refuses(Trial& trial) {
     trial.changes_a_bulb();
     fails(trial, "Connection refused (light id = ", 5);
     trial.awaits_log("Connection refused (bridge disconnected)");
+    trial.awaits_log("Skipping light state updates, unable to retrieve a refreshed state");
 }
 
 void reboots(Trial& trial) {
@@ -56,32 +59,37 @@ void is_down_at_the_start(Trial& trial) {
 
 // A bridge that hangs is given up by the daemon after a time that a test does not wait for: it
 // comes back in the middle, and the time-out is what the longer rows are for.
-void hangs(Trial& trial, void (*how)(Bridge&), bool until_given_up, const std::string& line) {
-    trial.starts();
-    trial.pauses(Milliseconds(4000));
-    how(trial.bridge());
-    const int before = trial.bridge().gate().connections();
-    trial.asks(3);
-    if (until_given_up) {
-        trial.changes_a_bulb();
-        trial.awaits_log(line, std::chrono::seconds(60));
-    } else {
+Course hangs_for_a_moment(const How& how) {
+    return [how](Trial& trial) {
+        trial.starts();
+        trial.pauses(Milliseconds(4000));
+        how(trial.bridge());
+        const int before = trial.bridge().gate().connections();
+        trial.asks(3);
         trial.awaits("a request that hangs",
                      [&] { return trial.bridge().gate().connections() > before; });
         trial.asks(2);
-    }
+    };
 }
 
-void hang_in_connect(Bridge& bridge) {
-    bridge.hangs();
+Course hangs(const How& how, const char* reason = "Resource temporarily unavailable") {
+    return [how, reason](Trial& trial) {
+        trial.starts();
+        trial.pauses(Milliseconds(4000));
+        how(trial.bridge());
+        trial.asks(3);
+        trial.changes_a_bulb();
+        trial.awaits_log(std::string(reason) + " (light id = ", std::chrono::seconds(60));
+    };
 }
-void hang_before_the_answer(Bridge& bridge) {
+
+void stall(Bridge& bridge) {
     bridge.stalls();
 }
-void hang_in_header(Bridge& bridge) {
+void stall_in_header(Bridge& bridge) {
     bridge.stalls_in_header();
 }
-void hang_in_body(Bridge& bridge) {
+void stall_in_body(Bridge& bridge) {
     bridge.stalls_in_body();
 }
 // The answer on a light has some 350 bytes: that would take a minute.
@@ -89,16 +97,24 @@ void trickle(Bridge& bridge) {
     bridge.sends_slowly(Milliseconds(170));
 }
 
-constexpr const char* kUnavailable = "Resource temporarily unavailable (light id = ";
+void is_slow(Trial& trial) {
+    trial.starts();
+    trial.bridge().sends_slowly();
+    trial.changes_a_bulb();
+    trial.asks(3);
+    trial.awaits_settled();
+}
 
 // The commands and, once the quiet time behind them is over, a poll.
-void answers_badly(Trial& trial, const std::function<void(Bridge&)>& how, const std::string& line,
-                   const std::string& line_of_poll = "(bridge disconnected)") {
-    trial.starts();
-    trial.pauses(Milliseconds(4000));
-    how(trial.bridge());
-    fails(trial, line, 5);
-    trial.awaits_log(line_of_poll);
+Course answers_badly(const How& how, const char* line,
+                     const char* line_of_poll = "(bridge disconnected)") {
+    return [how, line, line_of_poll](Trial& trial) {
+        trial.starts();
+        trial.pauses(Milliseconds(4000));
+        how(trial.bridge());
+        fails(trial, line, 5);
+        trial.awaits_log(line_of_poll);
+    };
 }
 
 constexpr const char* kNoJson = "strToJsonValue() (light id = ";
@@ -147,56 +163,32 @@ std::vector<FaultRow> bridge_rows() {
         {"BridgeIsDownAtTheStart", "bridge is down while the daemon starts", is_down_at_the_start,
          Length::quarter_of_an_hour},
         {"BridgeHangs", "bridge takes a request, and hangs for a moment",
-         [](Trial& trial) { hangs(trial, hang_before_the_answer, false, {}); }},
+         hangs_for_a_moment(stall)},
         {"BridgeHangsInTheHeader", "bridge hangs for a moment in the middle of a header",
-         [](Trial& trial) { hangs(trial, hang_in_header, false, {}); }},
+         hangs_for_a_moment(stall_in_header)},
         {"BridgeHangsInTheBody", "bridge hangs for a moment in the middle of a body",
-         [](Trial& trial) { hangs(trial, hang_in_body, false, {}); }},
+         hangs_for_a_moment(stall_in_body)},
         {"BridgeHangsInConnectForLong", "bridge hangs in the connect",
-         [](Trial& trial) {
-             hangs(trial, hang_in_connect, true, "Operation now in progress (light id = ");
-         },
-         Length::minutes},
-        {"BridgeHangsForLong", "bridge takes requests and never answers",
-         [](Trial& trial) { hangs(trial, hang_before_the_answer, true, kUnavailable); },
+         hangs(&Bridge::hangs, "Operation now in progress"), Length::minutes},
+        {"BridgeHangsForLong", "bridge takes requests and never answers", hangs(stall),
          Length::minutes},
         {"BridgeHangsInTheHeaderForLong", "bridge hangs in the middle of every header",
-         [](Trial& trial) { hangs(trial, hang_in_header, true, kUnavailable); }, Length::minutes},
+         hangs(stall_in_header), Length::minutes},
         {"BridgeHangsInTheBodyForLong", "bridge hangs in the middle of every body",
-         [](Trial& trial) { hangs(trial, hang_in_body, true, kUnavailable); }, Length::minutes},
-        {"BridgeTrickles", "bridge sends a byte every 170 ms",
-         [](Trial& trial) { hangs(trial, trickle, true, kUnavailable); }, Length::minutes},
-        {"BridgeIsSlow", "bridge sends a byte a millisecond",
-         [](Trial& trial) {
-             trial.starts();
-             trial.bridge().sends_slowly();
-             trial.changes_a_bulb();
-             trial.asks(3);
-             trial.awaits_settled();
-         }},
+         hangs(stall_in_body), Length::minutes},
+        {"BridgeTrickles", "bridge sends a byte every 170 ms", hangs(trickle), Length::minutes},
+        {"BridgeIsSlow", "bridge sends a byte a millisecond", is_slow},
         {"BridgeSendsPages", "bridge answers with a 503 page",
-         [](Trial& trial) {
-             answers_badly(
-                 trial, [](Bridge& bridge) { bridge.sends_html(); }, kNoJson);
-         }},
+         answers_badly([](Bridge& bridge) { bridge.sends_html(); }, kNoJson)},
         {"BridgeSendsGarbage", "bridge answers with bytes that are no HTTP",
-         [](Trial& trial) {
-             answers_badly(
-                 trial, [](Bridge& bridge) { bridge.sends_garbage(); },
-                 "Failed to find body in response (light id = ");
-         }},
+         answers_badly([](Bridge& bridge) { bridge.sends_garbage(); },
+                       "Failed to find body in response (light id = ")},
         {"BridgeSendsHalf", "bridge closes in the middle of every answer",
-         [](Trial& trial) {
-             answers_badly(
-                 trial, [](Bridge& bridge) { bridge.sends_half(); }, kNoJson);
-         }},
+         answers_badly([](Bridge& bridge) { bridge.sends_half(); }, kNoJson)},
         {"BridgeForgetsItsUser", "the user name is deleted at the bridge",
-         [](Trial& trial) {
-             answers_badly(
-                 trial, [](Bridge& bridge) { bridge.forgets_users(); },
-                 "the bridge refused the request: unauthorized user (light id = ",
-                 "Answer in Hue::refreshLights of ");
-         }},
+         answers_badly(&Bridge::forgets_users,
+                       "the bridge refused the request: unauthorized user (light id = ",
+                       "Answer in Hue::refreshLights of ")},
         {"BridgeLosesALight", "a light is removed from the bridge, and added again", loses_a_light},
         {"BridgeHasALightTooFew", "a light is missing at the start", has_a_light_too_few},
         {"BridgeGetsALight", "a light is missing at the start, and added later", gets_a_light,

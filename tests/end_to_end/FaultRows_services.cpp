@@ -1,12 +1,14 @@
 // What the core, the database service and the system log do.
 #include <csignal>
+#include <functional>
 
 #include "FaultRows.h"
 
 namespace {
 
 using DatabaseFault = simulator::DatabaseService::Fault;
-using CoreFault = simulator::Core::Fault;
+using simulator::Core;
+using Course = FaultRow::Course;
 using Length = FaultRow::Length;
 
 // Why a report failed, as the log has it.
@@ -15,15 +17,22 @@ constexpr int kNoAnswer = 8;
 constexpr int kErrorAnswer = 13;
 
 // Commands go on while a report fails, for the reason that the log gives as a number.
-void core_fails(Trial& trial, const std::function<void(simulator::Core&)>& how, int reason) {
-    trial.starts();
-    trial.pauses();
-    how(trial.core());
-    trial.changes_a_bulb();
-    trial.awaits_log(
-        "ERROR sending vexad request: core_request::run error calling fsmcore_request <" +
-        std::to_string(reason) + ">");
-    trial.asks(3);
+template <typename How>
+Course core_does(How how, int reason) {
+    return [how, reason](Trial& trial) {
+        trial.starts();
+        trial.pauses();
+        std::invoke(how, trial.core());
+        trial.changes_a_bulb();
+        trial.awaits_log(
+            "ERROR sending vexad request: core_request::run error calling fsmcore_request <" +
+            std::to_string(reason) + ">");
+        trial.asks(3);
+    };
+}
+
+Course core_fails(Core::Fault fault, int reason) {
+    return core_does([fault](Core& core) { core.fails(fault); }, reason);
 }
 
 // Once it is back, a light's next change reaches it.
@@ -40,7 +49,7 @@ void core_comes_back(Trial& trial) {
 
 void core_is_late(Trial& trial) {
     trial.starts();
-    trial.core().fails(CoreFault::late);
+    trial.core().fails(Core::Fault::late);
     trial.changes_a_bulb();
     trial.awaits("the report", [&] { return trial.core().value(111) == "1"; });
     trial.asks(3);
@@ -59,10 +68,12 @@ void core_quits_while_commands_wait(Trial& trial) {
     trial.ends("exit code 0", std::chrono::seconds(2));
 }
 
-void database_fails(Trial& trial, DatabaseFault fault) {
-    trial.database().fails(fault);
-    trial.fails_to_start();
-    trial.awaits_log("Impossible to get required OPTIONALP needed by the runner");
+Course database_fails(DatabaseFault fault) {
+    return [fault](Trial& trial) {
+        trial.database().fails(fault);
+        trial.fails_to_start();
+        trial.awaits_log("Impossible to get required OPTIONALP needed by the runner");
+    };
 }
 
 void database_is_missing(Trial& trial) {
@@ -116,54 +127,30 @@ void log_goes(Trial& trial) {
 std::vector<FaultRow> service_rows() {
     return {
         {"CoreHasNoSocket", "core: the socket's file is gone",
-         [](Trial& trial) {
-             core_fails(
-                 trial, [](simulator::Core& core) { core.loses_socket(); }, kNoConnection);
-         }},
-        {"CoreRefuses", "core refuses connections",
-         [](Trial& trial) {
-             core_fails(
-                 trial, [](simulator::Core& core) { core.vanishes(); }, kNoConnection);
-         }},
+         core_does(&Core::loses_socket, kNoConnection)},
+        {"CoreRefuses", "core refuses connections", core_does(&Core::vanishes, kNoConnection)},
         {"CoreComesBack", "core refuses connections, and is back", core_comes_back},
-        {"CoreHangs", "core takes no connection in",
-         [](Trial& trial) {
-             core_fails(
-                 trial, [](simulator::Core& core) { core.hangs(); }, kNoConnection);
-         }},
+        {"CoreHangs", "core takes no connection in", core_does(&Core::hangs, kNoConnection)},
         {"CoreIsSilent", "core takes reports and never answers",
-         [](Trial& trial) {
-             core_fails(
-                 trial, [](simulator::Core& core) { core.fails(CoreFault::silent); }, kNoAnswer);
-         }},
+         core_fails(Core::Fault::silent, kNoAnswer)},
         {"CoreAnswersErrors", "core answers reports with an error",
-         [](Trial& trial) {
-             core_fails(
-                 trial, [](simulator::Core& core) { core.fails(CoreFault::error_status); },
-                 kErrorAnswer);
-         }},
+         core_fails(Core::Fault::error_status, kErrorAnswer)},
         {"CoreAnswersRubbish", "core answers reports with rubbish",
-         [](Trial& trial) {
-             core_fails(
-                 trial, [](simulator::Core& core) { core.fails(CoreFault::rubbish); }, kNoAnswer);
-         }},
+         core_fails(Core::Fault::rubbish, kNoAnswer)},
         {"CoreGoesInAReport", "core is gone while a report is being sent",
-         [](Trial& trial) {
-             core_fails(
-                 trial, [](simulator::Core& core) { core.fails(CoreFault::gone); }, kNoAnswer);
-         }},
+         core_fails(Core::Fault::gone, kNoAnswer)},
         {"CoreIsLate", "core answers a report a second later", core_is_late},
         {"CoreQuitsEarly", "core sends QUIT while commands wait", core_quits_while_commands_wait},
         {"DatabaseIsMissing", "database is not there at the start", database_is_missing},
-        {"DatabaseIsSilent", "database never answers",
-         [](Trial& trial) { database_fails(trial, DatabaseFault::silent); }, Length::minutes},
+        {"DatabaseIsSilent", "database never answers", database_fails(DatabaseFault::silent),
+         Length::minutes},
         {"DatabaseIsSlow", "database sends a byte every 2 ms", database_is_slow},
         {"DatabaseAnswersErrors", "database answers with an error",
-         [](Trial& trial) { database_fails(trial, DatabaseFault::error_status); }},
+         database_fails(DatabaseFault::error_status)},
         {"DatabaseAnswersRubbish", "database answers with rubbish",
-         [](Trial& trial) { database_fails(trial, DatabaseFault::rubbish); }},
+         database_fails(DatabaseFault::rubbish)},
         {"DatabaseSendsHalf", "database closes in the middle of its answer",
-         [](Trial& trial) { database_fails(trial, DatabaseFault::closes_early); }},
+         database_fails(DatabaseFault::closes_early)},
         {"DatabaseGoesLater", "database goes once the daemon is up", database_goes_later},
         {"LogIsMissing", "there is no system log", log_is_missing},
         {"LogIsNotRead", "nobody reads the system log", log_is_not_read},

@@ -77,21 +77,6 @@ TEST_F(GtwRequests, AnotherFunctionReachesNoGateway) {
     EXPECT_TRUE(gateway_.calls.empty() && gateway_.quits.empty());
 }
 
-TEST_F(GtwRequests, ReadsEveryCombinationOfEmptyValues) {
-    for (unsigned bits = 0; bits < 32; ++bits) {
-        std::vector<std::string> values{"7"};
-        for (unsigned i = 0; i < 5; ++i) {
-            values.push_back((bits >> i) % 2 != 0 ? "v" + std::to_string(i) : "");
-        }
-        CorePeer core = connects();
-        core.says(request(values));
-        ASSERT_EQ(loop_.run(), 0);
-        const auto& call = *gateway_.calls.back();
-        EXPECT_EQ((std::vector<std::string>{"7", call.action, call.p2, call.p3, call.p4, call.p5}),
-                  values);
-    }
-}
-
 TEST_F(GtwRequests, TakesARequestCutAnywhere) {
     const std::string text = request({"7", "RUN", "", "80"});
     for (std::size_t cut = 1; cut < text.size(); ++cut) {

@@ -80,18 +80,6 @@ TEST_F(MonitorTest, NothingIsReadInTheQuietTimeAfterACommand) {
     EXPECT_EQ(core_.history(12).size(), 1U);  // the last value only
 }
 
-TEST_F(MonitorTest, ABridgeThatIsGoneIsSaidAtEachPollAndComesBack) {
-    starts();
-    bridge_.refuses();
-    ASSERT_TRUE(
-        logged("LinHttpHandler: Failed to connect socket: Connection refused (bridge "
-               "disconnected)"));
-    ASSERT_TRUE(logged("Skipping light state updates, unable to retrieve a refreshed state"));
-    bridge_.light(2).turns_on();
-    bridge_.recovers();
-    EXPECT_TRUE(eventually([this] { return core_.value(21) == "1"; }));
-}
-
 TEST_F(MonitorTest, AnswersOfTheWrongShapeChangeAndReportNothing) {
     starts();
     for (const char* body : {"[]", "null", "\"x\"", R"({"1":[]})", R"({"1":7,"2":{}})",

@@ -90,21 +90,6 @@ TEST_F(HueHandlerTest, OnlyWholeNumbersOfRunCallsAreQueued) {
     EXPECT_THAT(puts(), IsEmpty());
 }
 
-TEST_F(HueHandlerTest, FailuresNameTheLightAndTheWorkerGoesOn) {
-    starts();
-    bridge_.sends_html(1);
-    runs(12, "10");
-    EXPECT_TRUE(
-        logged("Request manager thread error: BaseHttpHandler: Error while parsing JSON in "
-               "function strToJsonValue() (light id = 1)"));
-    bridge_.sends_body(R"([{"error":{"type":901,"address":"/","description":"Internal error"}}])",
-                       2);
-    runs(12, "20");
-    EXPECT_TRUE(logged("the bridge did not confirm the command (light id = 1)"));
-    does(12, "30");
-    EXPECT_EQ(bridge_.light(1).brightness(), 76U);
-}
-
 TEST_F(HueHandlerTest, RowsThatAreNoLightAreNamedAndTheOthersUsed) {
     database_.rows("INSERT INTO vexad_object VALUES (103, 'three', ''), (104, '', '')");
     database_.rows(
@@ -124,20 +109,6 @@ TEST_F(HueHandlerTest, ALightWithoutAnOnOffObjectIsSkipped) {
     puts();
     does(22, "80");
     EXPECT_THAT(puts(), IsEmpty());
-}
-
-TEST_F(HueHandlerTest, ADatabaseThatFailsStopsTheStart) {
-    database_.fails(simulator::DatabaseService::Fault::error_status);
-    EXPECT_EQ(inits(), hue_handler::HueHandler::kInitDatabaseError);
-    EXPECT_TRUE(logged("ERR -2: db_request::db_request error calling dbmanager_socket_request"));
-    EXPECT_FALSE(handler_->is_monitoring());
-}
-
-TEST_F(HueHandlerTest, AnEmptyHouseStillRuns) {
-    database_.rows("DELETE FROM vexad_object_relation;");
-    starts();
-    EXPECT_TRUE(handler_->is_monitoring());
-    does(11, "1");
 }
 
 TEST_F(HueHandlerTest, ACommandWaitsForOneLightOfTheInitialReadAtMost) {

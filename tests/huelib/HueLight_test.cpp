@@ -85,18 +85,6 @@ TEST_F(HueLightTest, TakesADescriptionThatWasReadElsewhere) {
     EXPECT_EQ(bridge_.requests().size(), 1U);
 }
 
-TEST_F(HueLightTest, AsksForItsNamesAndFollowsItsBridge) {
-    bridge_.answers("GET", R"({"state": {}, "name": "Other"})");
-    EXPECT_EQ(light_.getName(), "Other");
-    const TestLight moved;
-    moved.bridge->answers("GET", R"({"state": {}, "swversion": "1.3"})");
-    light_.setCommandAPI(moved.sender());
-    EXPECT_EQ(light_.getSwVersion(), "1.3");
-    EXPECT_TRUE(light_.On(4));
-    EXPECT_EQ(moved.bridge->commands(), Commands{kPut + R"({"on":true})"});
-    EXPECT_TRUE(bridge_.commands().empty());
-}
-
 TEST_F(HueLightTest, AnswersNeutrallyWithoutStrategies) {
     light_.setBrightnessStrategy(nullptr);
     light_.setColorTemperatureStrategy(nullptr);

@@ -4,18 +4,13 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <fstream>
 #include <future>
 #include <string>
 #include <thread>
 
 #include <fcntl.h>
-#include <net/if.h>
-#include <net/if_arp.h>
 #include <pthread.h>
-#include <sched.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -240,65 +235,6 @@ TEST_F(SocketTest, RefusesAddressesThatAreNone) {
     EXPECT_EQ(make_internet_socket(65536, 1), -1);
     EXPECT_EQ(make_internettcpclient_socket("127.0.0.1", 1), -1);
     EXPECT_EQ(errno, ECONNREFUSED);
-}
-
-TEST_F(SocketTest, NamesEth0WhenItIsMissing) {
-    if (if_nametoindex("eth0") != 0) {
-        GTEST_SKIP() << "on a machine that has an eth0";
-    }
-    char* text = nullptr;
-    EXPECT_EQ(getlocalmac(&text), -1);
-    EXPECT_STREQ(xstring(text).get(), "No MAC: ioctl function fail for interface eth0");
-    EXPECT_EQ(getlocalip(&text), -1);
-    EXPECT_STREQ(xstring(text).get(), "No IP: ioctl function fail for interface eth0");
-    unsigned char raw[6];
-    EXPECT_EQ(getlocalrawmac(raw), -1);
-}
-
-// In a network of this thread's own, whose loopback becomes eth0.
-bool becomes_eth0(const unsigned char (&mac)[6]) {
-    if (unshare(CLONE_NEWNET) != 0) {
-        return false;
-    }
-    const FileDescriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    ifreq request{};
-    std::strcpy(request.ifr_name, "lo");
-    std::strcpy(request.ifr_newname, "eth0");
-    const bool is_renamed = ioctl(fd.get(), SIOCSIFNAME, &request) == 0;
-    std::strcpy(request.ifr_name, "eth0");
-    request.ifr_hwaddr.sa_family = ARPHRD_LOOPBACK;
-    std::memcpy(request.ifr_hwaddr.sa_data, mac, sizeof(mac));
-    const bool has_address = is_renamed && ioctl(fd.get(), SIOCSIFHWADDR, &request) == 0;
-    request.ifr_flags = IFF_UP;
-    return has_address && ioctl(fd.get(), SIOCSIFFLAGS, &request) == 0;
-}
-
-TEST_F(SocketTest, ReadsTheAddressesOfEth0) {
-    const unsigned char mac[6] = {0x02, 0x0A, 0xBC, 0x00, 0x7F, 0xFE};
-    const bool is_possible = std::async(std::launch::async, [&] {
-                                 if (!becomes_eth0(mac)) {
-                                     return false;
-                                 }
-                                 char* text = nullptr;
-                                 EXPECT_EQ(getlocalip(&text), 0);
-                                 EXPECT_STREQ(xstring(text).get(), "127.0.0.1");
-                                 EXPECT_EQ(getlocalmac(&text), 0);
-                                 EXPECT_STREQ(xstring(text).get(), "02:0A:BC:00:7F:FE");
-                                 unsigned char raw[6] = {};
-                                 EXPECT_EQ(getlocalrawmac(raw), 0);
-                                 EXPECT_EQ(std::memcmp(raw, mac, sizeof(mac)), 0);
-                                 return true;
-                             }).get();
-    if (!is_possible) {
-        GTEST_SKIP() << "an interface cannot be renamed here";
-    }
-}
-
-TEST(HexString, HasTwoUpperCaseDigitsForEachByteAndAtLeastOneByte) {
-    const unsigned char bytes[] = {0x00, 0x9F, 0xFA};
-    EXPECT_STREQ(xstring(convert_bytearraytohexstring(3, bytes)).get(), "009FFA");
-    EXPECT_STREQ(xstring(convert_bytearraytohexstring(0, bytes)).get(), "00");
-    EXPECT_EQ(convert_bytearraytohexstring(3, nullptr), nullptr);
 }
 
 }  // namespace

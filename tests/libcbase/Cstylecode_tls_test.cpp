@@ -123,24 +123,6 @@ TEST_F(TlsTest, ConnectsAndGivesTheDescriptorOnlyWithAConnection) {
     }
 }
 
-TEST_F(TlsTest, NamesTheFileThatAServerCannotUse) {
-    const std::string none = "/tmp/vexa_variables/none.pem";
-    const std::string other = "/tmp/vexa_variables/other_key.pem";
-    const std::string error = "Cstylecode->init_SSLsocket_context ";
-    const Key key(EVP_EC_gen("P-256"));
-    std::FILE* const file = std::fopen(other.c_str(), "w");
-    PEM_write_PrivateKey(file, key.get(), nullptr, nullptr, 0, nullptr, nullptr);
-    std::fclose(file);
-    EXPECT_EQ(init_SSLsocket_server_context(none.c_str(), kPath), nullptr);
-    EXPECT_TRUE(logged(error + "certificate file at path <" + none + "> is not valid"));
-    EXPECT_EQ(init_SSLsocket_server_context(kPath, none.c_str()), nullptr);
-    EXPECT_TRUE(logged(error + "private key at path <" + none + "> is not valid"));
-    EXPECT_EQ(init_SSLsocket_server_context(kPath, other.c_str()), nullptr);
-    EXPECT_TRUE(logged(error + "private key at path <" + other +
-                       "> does not match the certificate at path <" + kPath + ">"));
-    std::remove(other.c_str());
-}
-
 TEST(Base64, PadsAndWritesOneLine) {
     const std::string zeroes(300, '\0');
     for (const auto& [plain, encoded] : std::initializer_list<std::pair<std::string, std::string>>{

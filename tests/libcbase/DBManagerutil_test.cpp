@@ -145,15 +145,6 @@ TEST_F(DatabaseTest, ComesToOneVerdictHoweverTheAnswerIsCut) {
         << "from the status on, the body is a byte short";
 }
 
-TEST(QueryResults, HaveNoCountYetAndOwnTheirTexts) {
-    queryresults* const record = queryresultsinit();
-    EXPECT_TRUE(record->first == nullptr && record->count == -1 && record->second == nullptr);
-    record->first = xstrcpy(nullptr, "one");
-    record->second = xstrcpy(nullptr, "two");
-    EXPECT_EQ(queryresultsfree(record), 0);  // what stays is found by the leak sanitizer
-    EXPECT_EQ(queryresultsfree(nullptr), -1);
-}
-
 TEST_F(DatabaseTest, ReturnsTheNumberOfTheStatus) {
     const struct {
         std::string body, status;

@@ -69,27 +69,6 @@ TEST_F(LinkedListTest, FindsFromTheHeadAndDeletesEveryMatch) {
     EXPECT_EQ(digit(linkedlist_tail(list)), 1);
 }
 
-TEST_F(LinkedListTest, IsPrintedFromTheHeadAlsoWhereAnElementHasNoText) {
-    const List owner(linkedlist_init());
-    linkedlist* list = owner.get();
-    for (const char* text : {"2", "", "1"}) {
-        ASSERT_EQ(linkedlist_add(&list, xstrcpy(nullptr, text), xfree), 0);
-    }
-    linkedlist_print(list, [](void* data) {
-        auto* const text = static_cast<char*>(data);
-        return *text == '\0' ? nullptr : xstrcpy(nullptr, text);
-    });
-    ASSERT_TRUE(logged("--- end printing list"));
-    std::string printed;
-    for (const auto& line : log_.lines()) {
-        const std::size_t element = line.text.find("element ");
-        printed += element == std::string::npos || line.text[element + 8] == '0'
-                       ? ""  // its address
-                       : line.text.substr(element) + "|";
-    }
-    EXPECT_EQ(printed, "element count 3|element 1|element |element 2|");
-}
-
 TEST_F(LinkedListTest, ToleratesANullList) {
     linkedlist* none = nullptr;
     EXPECT_EQ(linkedlist_add(&none, this, nullptr), -1);
