@@ -9,7 +9,7 @@ logs=build/debug/Testing/Temporary
 
 # Under valgrind a program is thirty times as slow, and has one processor.
 left_out=(
-    end_to_end install
+    bench end_to_end install
     gtwhandler.GtwDescriptors                        # limits of descriptors; it keeps its own
     gtwhandler.GtwRequests.ASilentPeerDelaysNobody   # measures how soon the others are served
     hue_handler.HueHandlerTest.AMillionCommands      # a million of anything takes minutes

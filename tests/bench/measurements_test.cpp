@@ -1,0 +1,46 @@
+// A measurement that failed must not pass for a figure, least of all for a good one.
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include "bench/ProcessCost.h"
+#include "bench/Report.h"
+#include "simulator/ChildProcess.h"
+
+namespace {
+
+const bench::Goal kNoMore{bench::Goal::Of::ratio, bench::Goal::Side::at_most, 1};
+
+// Its entry in /proc stays as long as nobody asks how it ended.
+class Ended final {
+  public:
+    Ended() : process_({"/bin/true", {}, {}, false, {}}) {
+        siginfo_t ignored{};
+        waitid(P_PID, static_cast<id_t>(pid()), &ignored, WEXITED | WNOWAIT);
+    }
+    pid_t pid() const { return process_.pid(); }
+
+  private:
+    simulator::ChildProcess process_;
+};
+
+TEST(Measurements, AProcessThatHasEndedIsNoneThatNeedsNoMemory) {
+    const Ended process;
+    EXPECT_THROW(bench::Memory::of(process.pid()), std::runtime_error);
+}
+
+TEST(Measurements, AThreadThatHasEndedIsNoneThatNeedsNoCpu) {
+    const pid_t nobody = 0;
+    EXPECT_THROW(bench::Cost::of_thread(getpid(), nobody), std::runtime_error);
+}
+
+TEST(Measurements, AGoalIsNotMetBesideAYardstickThatCountedNothing) {
+    bench::Report report;
+    report.add({"subject", "figure", "ms", {0}, {0}, kNoMore});
+    EXPECT_EQ(report.goals_not_judged(), 1U);
+    EXPECT_FALSE(report.json()[0].isMember("is_met"));
+    EXPECT_FALSE(report.json()[0].isMember("ratio"));
+}
+
+}  // namespace
