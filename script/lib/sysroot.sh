@@ -11,6 +11,8 @@ lay_sysroot() {
     local laid=$sysroot/laid
     [[ $(cat "$laid" 2>/dev/null) != "$*" || ! $laid -nt ${BASH_SOURCE[0]} ]] || return 0
 
+    # pkg-config tells such a path with escapes, which CMake then takes for a part of it.
+    [[ $sysroot != *[[:space:]]* ]] || die "the board's libraries need a path without blanks: $sysroot"
     say "Laying the libraries for the board into ${sysroot#"$ROOT/"}"
     rm -f "$laid"
     rm -rf "$sysroot" "$apt"
