@@ -26,6 +26,7 @@ files() {
 
 for here in "$packages"/*_"$(dpkg --print-architecture)".deb; do
     name=$(dpkg-deb --field "$here" Package)
+    version=$(dpkg-deb --field "$here" Version | sed 's/-[^-]*$//')
     there=$(echo "$packages/$name"_*_armhf.deb)
     diff <(control "$here") <(control "$there") || fail "$name describes itself otherwise for armhf"
     diff <(files "$here") <(files "$there") || fail "$name holds other files for armhf"
@@ -34,5 +35,8 @@ for here in "$packages"/*_"$(dpkg --print-architecture)".deb; do
 done
 for program in lumivad huectl; do
     file --brief "$tree/usr/bin/$program" | grep --quiet 'ARM, EABI5' || fail "$program: not ARM"
-    echo "   $program: $(qemu-arm-static -L "$sysroot" "$tree/usr/bin/$program" --version)"
+    said=$(qemu-arm-static -L "$sysroot" "$tree/usr/bin/$program" --version) ||
+        fail "$program ends with $?"
+    [[ $said == *"$version" ]] || fail "$program is not of version $version: $said"
+    echo "   $program: $said"
 done

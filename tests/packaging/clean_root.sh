@@ -37,7 +37,8 @@ unpack_clean_root() {
 lay_clean_root() {
     # shellcheck source=/dev/null
     source /etc/os-release
-    mmdebstrap --quiet --variant=apt --skip=cleanup/apt "$VERSION_CODENAME" "$root.tar.new"
+    mmdebstrap --quiet --format=tar --variant=apt --skip=cleanup/apt \
+        "$VERSION_CODENAME" "$root.tar.new"
     mv "$root.tar.new" "$root.tar"
 }
 
@@ -72,14 +73,16 @@ check() {
 }
 
 # installed PROGRAM: prints the path of a program that runs the installed one. The house gives its
-# children a /dev and a /tmp of their own, which have to be theirs in the clean root too.
+# children a /dev and a /tmp of their own, which have to be theirs in the clean root too. The mounts
+# are the program's alone, also where the house gets no namespaces: the root is removed at the end,
+# and must not lead to the machine's own /dev and /tmp then.
 installed() {
     cat >"$work/$1" <<END
 #!/bin/sh
-set -e
-mount --rbind /dev "$root/dev"
-mount --rbind /tmp "$root/tmp"
-exec chroot "$root" /usr/bin/$1 "\$@"
+exec unshare --mount sh -ec '
+    mount --rbind /dev "\$0/dev"
+    mount --rbind /tmp "\$0/tmp"
+    exec chroot "\$0" /usr/bin/$1 "\$@"' "$root" "\$@"
 END
     chmod +x "$work/$1"
     echo "$work/$1"
