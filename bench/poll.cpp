@@ -200,12 +200,11 @@ void measure_poll(const Plan& plan, Report& report) {
         const Line line = Line::through(lights, instructions);
         report.add({"poll", "instructions, fixed part", "", {line.fixed}});
         report.add({"poll", "instructions a light", "", {line.slope}});
-        report.add({"poll",
-                    "deviation from that line",
-                    "",
-                    {line.largest_deviation},
-                    {},
-                    Goal{Goal::Of::value, Goal::Side::at_most, kGoalDeviation}});
+        Row deviation{"poll", "deviation from that line", "", {line.largest_deviation}};
+        if (houses.size() > 2) {  // there is always a line through two
+            deviation.goal = Goal{Goal::Of::value, Goal::Side::at_most, kGoalDeviation};
+        }
+        report.add(deviation);
     }
 }
 
