@@ -13,6 +13,7 @@ namespace bench {
 struct Plan {
     std::string daemon;     ///< path of the program
     std::string echo;       ///< path of the yardstick of the commands endpoint
+    std::string broker;     ///< path of mosquitto, the yardstick of the footprint
     bool is_quick = false;  ///< few rounds: does each measurement give its rows?
 
     template <typename Number>

@@ -15,7 +15,6 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kBroker = "/usr/sbin/mosquitto";
 constexpr const char* kStrip = "/usr/bin/strip";
 constexpr int kLights = 10;
 constexpr double kGoalStartMs = 20;
@@ -26,13 +25,13 @@ constexpr std::chrono::seconds kStartLimit{10};
 const Goal kNoMore{Goal::Of::ratio, Goal::Side::at_most, 1};
 
 // Returns when it says that it runs.
-std::unique_ptr<simulator::ChildProcess> start_broker() {
+std::unique_ptr<simulator::ChildProcess> start_broker(const std::string& program) {
     auto is_running = std::make_shared<bool>(false);
     const auto listener = [is_running](simulator::ChildProcess::Stream, const std::string& line) {
         *is_running = *is_running || line.find("running") != std::string::npos;
     };
     auto broker = std::make_unique<simulator::ChildProcess>(
-        simulator::ChildProcess::Setup{kBroker, {}, {}, true, listener});
+        simulator::ChildProcess::Setup{program, {}, {}, true, listener});
     const auto deadline = Clock::now() + kStartLimit;
     while (!*is_running) {
         if (!broker->reads(kStartLimit) || Clock::now() > deadline) {
@@ -47,15 +46,14 @@ double ms_since(Clock::time_point start) {
 }
 
 double stripped_kib(const std::string& program) {
-    const fs::path copy = fs::temp_directory_path() / "lumivad-bench-stripped";
+    const simulator::TemporaryFolder folder;
+    const fs::path copy = folder.path() / "stripped";
     const auto result = simulator::ChildProcess::run(kStrip, {"-o", copy.string(), program}, {},
                                                      std::chrono::seconds(10));
     if (result.exit_code() != 0) {
         throw std::runtime_error("strip: " + result.errors);
     }
-    const auto bytes = static_cast<double>(fs::file_size(copy));
-    fs::remove(copy);
-    return bytes / 1024;
+    return static_cast<double>(fs::file_size(copy)) / 1024;
 }
 
 void measure_start(const Plan& plan, Report& report, bool has_broker) {
@@ -74,7 +72,7 @@ void measure_start(const Plan& plan, Report& report, bool has_broker) {
         house.stop();
         if (has_broker) {
             start = Clock::now();
-            const auto broker = start_broker();
+            const auto broker = start_broker(plan.broker);
             row.yardstick.push_back(ms_since(start));
         }
     }
@@ -107,7 +105,7 @@ struct Idling {
 // Both idle at the same time, so that the machine is the same for both.
 void measure_idling(const Plan& plan, Report& report, bool has_broker) {
     Stand stand(plan, kLights);
-    const auto broker = has_broker ? start_broker() : nullptr;
+    const auto broker = has_broker ? start_broker(plan.broker) : nullptr;
     const double period = plan.rounds(kPeriodMs, kQuickPeriodMs);
     Idling ours;
     Idling theirs;
@@ -135,13 +133,13 @@ void measure_idling(const Plan& plan, Report& report, bool has_broker) {
                 "size of the stripped program",
                 "KiB",
                 {stripped_kib(plan.daemon)},
-                has_broker ? Samples{stripped_kib(kBroker)} : Samples{}});
+                has_broker ? Samples{stripped_kib(plan.broker)} : Samples{}});
 }
 
 }  // namespace
 
 void measure_footprint(const Plan& plan, Report& report) {
-    const bool has_broker = has_program(kBroker);
+    const bool has_broker = has_program(plan.broker);
     measure_start(plan, report, has_broker);
     measure_idling(plan, report, has_broker);
 }

@@ -44,7 +44,7 @@ void write_json(const Report& report, const std::string& path) {
 }
 
 int run(int argc, char** argv) {
-    Plan plan{LUMIVAD_PATH, ECHO_PATH, false};
+    Plan plan{LUMIVAD_PATH, ECHO_PATH, "/usr/sbin/mosquitto"};
     std::vector<std::string> wanted;
     std::string json_file;
     std::string plot_folder;
@@ -55,6 +55,7 @@ int run(int argc, char** argv) {
     app.add_option("--json", json_file, "the table as JSON, into this file");
     app.add_option("--plot", plot_folder, "the latency distributions, drawn by gnuplot");
     app.add_option("--daemon", plan.daemon, "the program to measure")->capture_default_str();
+    app.add_option("--broker", plan.broker, "mosquitto, to compare with")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     write_json({}, json_file);  // fails before the measurements, which take minutes
     // First of these, while there is one thread.

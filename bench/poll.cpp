@@ -81,7 +81,9 @@ double total_of_calls(const std::string& file) {
 
 // Of the polling thread alone: it sleeps between polls, and does nothing else.
 double system_calls_of_a_poll(Stand& stand, int polls) {
-    const std::string file = (fs::temp_directory_path() / "lumivad-bench-calls").string();
+    const simulator::TemporaryFolder folder;
+    const std::string file = folder.path() / "calls";
+    const int before = stand.polls();
     {
         simulator::ChildProcess strace(
             {kStrace,
@@ -93,9 +95,7 @@ double system_calls_of_a_poll(Stand& stand, int polls) {
         strace.signals(SIGINT);
         strace.wait(std::chrono::seconds(5));
     }
-    const double calls = total_of_calls(file);
-    fs::remove(file);
-    return calls / polls;
+    return total_of_calls(file) / (stand.polls() - before);
 }
 
 PollCost measure(const Plan& plan, int lights) {
@@ -134,17 +134,16 @@ std::string write_wrapper(const Plan& plan, const fs::path& folder) {
     return path;
 }
 
-double instructions_of_a_poll(const Plan& plan, int lights, const fs::path& folder) {
-    const int polls = plan.rounds(2, 1);
-    fs::remove(folder / "counts");  // of the house before
+double instructions_of_a_poll(const Plan& plan, int lights) {
+    const simulator::TemporaryFolder folder;
+    int polls = 0;
     {
-        Stand stand(plan, lights, write_wrapper(plan, folder));
-        if (polls > 1) {
-            stand.await_polls(polls - 1);  // it has polled once when it is ready
-        }
+        Stand stand(plan, lights, write_wrapper(plan, folder.path()));
+        stand.await_polls(plan.rounds(1, 0));  // it has polled once when it is ready
+        polls = stand.polls();
     }
     double total = 0;
-    std::ifstream counts(folder / "counts");
+    std::ifstream counts(folder.path() / "counts");
     for (std::string line; std::getline(counts, line);) {
         if (line.rfind("totals: ", 0) == 0) {
             total = std::stod(line.substr(line.find(' ')));
@@ -161,8 +160,6 @@ double instructions_of_a_poll(const Plan& plan, int lights, const fs::path& fold
 void measure_poll(const Plan& plan, Report& report) {
     const std::vector<int> houses =
         plan.is_quick ? std::vector<int>{1, 4} : std::vector<int>{1, 10, kReferenceLights, 63};
-    const fs::path folder = fs::temp_directory_path() / "lumivad-bench-counts";
-    fs::create_directories(folder);
     const bool counts = has_program(kValgrind);
     Samples lights;
     Samples instructions;
@@ -191,11 +188,10 @@ void measure_poll(const Plan& plan, Report& report) {
         report.add(time);
         if (counts) {
             lights.push_back(count);
-            instructions.push_back(instructions_of_a_poll(plan, count, folder));
+            instructions.push_back(instructions_of_a_poll(plan, count));
             report.add({"poll", "instructions" + of, "", {instructions.back()}});
         }
     }
-    fs::remove_all(folder);
     if (counts) {
         const Line line = Line::through(lights, instructions);
         report.add({"poll", "instructions, fixed part", "", {line.fixed}});

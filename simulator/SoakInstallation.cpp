@@ -1,11 +1,7 @@
 #include "simulator/SoakInstallation.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <system_error>
 
 #include "simulator/Bridge.h"
 #include "simulator/House.h"
@@ -13,8 +9,6 @@
 
 namespace simulator {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kBridgeObject = 100;
 constexpr int kFirstLightObject = 10000;
@@ -87,19 +81,9 @@ std::string soak_sql(const Json::Value& lights) {
 }
 
 SoakInstallation::SoakInstallation(int count) {
-    std::string name = (fs::temp_directory_path() / "lumivad-soak-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), name);
-    }
-    folder_ = name;
     const Json::Value lights = soak_lights(count);
     std::ofstream(lights_file()) << compact_json(lights);
     std::ofstream(sql_file()) << soak_sql(lights);
-}
-
-SoakInstallation::~SoakInstallation() {
-    std::error_code problem;
-    fs::remove_all(folder_, problem);
 }
 
 }  // namespace simulator

@@ -6,6 +6,8 @@
 
 #include <json/value.h>
 
+#include "simulator/TemporaryFolder.h"
+
 namespace simulator {
 
 /// Lights 1 to `count` (at most 255), made after the sample installation's.
@@ -13,20 +15,17 @@ Json::Value soak_lights(int count);
 /// The tables for these lights, below the bridge object 100.
 std::string soak_sql(const Json::Value& lights);
 
-/// Both as files in a folder of their own, which goes with this.
+/// Both as files, which go with this.
 class SoakInstallation final {
   public:
     /// Throws std::exception when the files cannot be written.
     explicit SoakInstallation(int count);
-    ~SoakInstallation();
-    SoakInstallation(const SoakInstallation&) = delete;
-    SoakInstallation& operator=(const SoakInstallation&) = delete;
 
-    std::string sql_file() const { return folder_ + "/house.sql"; }
-    std::string lights_file() const { return folder_ + "/lights.json"; }
+    std::string sql_file() const { return folder_.path() / "house.sql"; }
+    std::string lights_file() const { return folder_.path() / "lights.json"; }
 
   private:
-    std::string folder_;
+    TemporaryFolder folder_;
 };
 
 }  // namespace simulator
