@@ -23,6 +23,9 @@ constexpr std::size_t kReadChunkBytes = 127;
 constexpr std::size_t kDatagramBytes = 2048;
 constexpr std::size_t kMaxMulticastBytes = std::size_t{4} << 20;
 constexpr std::size_t kBrokenAnswerBytes = 3;
+constexpr milliseconds kShortestLimit{1};
+constexpr milliseconds kLongestLimit{std::chrono::hours(1)};
+constexpr int kLastPort = 65535;
 constexpr const char* kReadFailure = "LinHttpHandler: Failed to read response from socket";
 
 // Throws with the value that errno has now.
@@ -47,9 +50,22 @@ class Socket final {
     int fd;
 };
 
+// To a socket a limit of 0 is none, and far beyond an hour neither its seconds, on 32 bits, nor a
+// deadline hold one.
+LinHttpHandler::Limits withinRange(LinHttpHandler::Limits limits) {
+    for (milliseconds* limit : {&limits.blocked, &limits.answer}) {
+        *limit = std::clamp(*limit, kShortestLimit, kLongestLimit);
+    }
+    return limits;
+}
+
 // The reentrant form, since any thread may send. errno is left as the resolver left it, and it is
 // that which the exception carries.
 sockaddr_in resolve(const std::string& adr, int port, const char* failure) {
+    if (port < 1 || port > kLastPort) {
+        errno = EINVAL;
+        fail(failure);
+    }
     constexpr std::size_t kMaxBufferBytes = std::size_t{1} << 20;
     std::string buffer(1024, '\0');
     hostent entry{};
@@ -202,19 +218,20 @@ std::string LinHttpHandler::send(const std::string& msg, const std::string& adr,
 
 std::string LinHttpHandler::exchange(const std::string& msg, const std::string& adr, int port,
                                      const Limits& limits) {
+    const Limits bounded = withinRange(limits);
     const Socket socket(SOCK_STREAM, "LinHttpHandler: Failed to open socket");
-    if (!limitBlocking(socket, SO_RCVTIMEO, limits.blocked)) {
+    if (!limitBlocking(socket, SO_RCVTIMEO, bounded.blocked)) {
         fail("LinHttpHandler: Failed to set receive timeout on socket");
     }
-    if (!limitBlocking(socket, SO_SNDTIMEO, limits.blocked)) {
+    if (!limitBlocking(socket, SO_SNDTIMEO, bounded.blocked)) {
         fail("LinHttpHandler: Failed to set send timeout on socket");
     }
     const sockaddr_in address = resolve(adr, port, "LinHttpHandler: gethostbyname");
-    if (!connectTo(socket, address, limits.blocked)) {
+    if (!connectTo(socket, address, bounded.blocked)) {
         fail("LinHttpHandler: Failed to connect socket");
     }
     writeAll(socket, msg);
-    std::string answer = readAnswer(socket, limits);
+    std::string answer = readAnswer(socket, bounded);
     // Exactly three bytes count as an answer that broke off; the check is no more than that.
     if (answer.size() == kBrokenAnswerBytes) {
         throw std::runtime_error("LinHttpHandler: Failed to store complete response from socket\n");

@@ -127,7 +127,23 @@ TEST(LinHttpHandler, NamesTheStepAndTheErrorAndLeavesNoDescriptor) {
     EXPECT_THAT([] { LinHttpHandler().send("?", "no such host", 80); },
                 testing::ThrowsMessage<std::system_error>(
                     testing::StartsWith("LinHttpHandler: gethostbyname: ")));
+    for (const int port : {65536 + closed_port, 0, -1}) {  // none may pass for another port
+        EXPECT_EQ(failure_of([&] { return LinHttpHandler().send("?", "127.0.0.1", port); }),
+                  Failure(EINVAL, "LinHttpHandler: gethostbyname: Invalid argument"));
+    }
     EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST(LinHttpHandler, HasALimitWhateverLimitIsAskedFor) {
+    LinHttpHandler::Limits odd;
+    odd.blocked = odd.answer = std::chrono::milliseconds::max();  // beyond every deadline
+    EXPECT_EQ(Peer(says("here")).asked(odd), "here");
+    odd.blocked = 0ms;  // to a socket, no limit
+    const Peer silent([](Connection& peer) {
+        const auto start = std::chrono::steady_clock::now();
+        peer.hold([start] { return std::chrono::steady_clock::now() - start > 5s; });
+    });
+    EXPECT_THROW(silent.asked(odd), std::system_error);
 }
 
 TEST(LinHttpHandler, EndsWithAPeerThatTricklesForEver) {
