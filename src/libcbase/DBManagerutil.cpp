@@ -62,16 +62,18 @@ bool begins_with(std::string_view text, std::string_view tag) {
     return text.size() >= tag.size() && strncasecmp(text.data(), tag.data(), tag.size()) == 0;
 }
 
-// The number at the front of `text`, whatever stands behind it.
-std::optional<std::int32_t> leading_number(std::string_view text) {
+// As parse_int32, for the number at the front of `text`, whatever stands behind it.
+int parse_leading_number(std::string_view text, std::int32_t* out) {
     const std::size_t sign = !text.empty() && text[0] == '-' ? 1 : 0;
     const std::size_t end = std::min(text.find_first_not_of("0123456789", sign), text.size());
     const std::string digits(text.substr(0, end));
+    return parse_int32(digits.c_str(), 10, out);
+}
+
+std::optional<std::int32_t> leading_number(std::string_view text) {
     std::int32_t number = 0;
-    if (parse_int32(digits.c_str(), 10, &number) != PARSE_NUMBER_OK) {
-        return std::nullopt;
-    }
-    return number;
+    return parse_leading_number(text, &number) == PARSE_NUMBER_OK ? std::make_optional(number)
+                                                                  : std::nullopt;
 }
 
 // What follows the first `tag` in `text`; nothing when it is not there.
@@ -90,6 +92,23 @@ std::optional<std::string_view> line_behind(std::string_view text, std::string_v
         return std::nullopt;
     }
     return rest->substr(0, rest->find('\n'));
+}
+
+// What stands before the rows: what looks like a tag inside a value is not one.
+std::string_view head_of(std::string_view body) {
+    return body.substr(0, body.find(kFirstRowTag));
+}
+
+// Whether a number that the caller goes by is too large to be one. Read as 0 it would pass for a
+// table without rows. The ID that an earlier INSERT was given is nothing to a query.
+bool has_oversized_number(std::string_view body, const char* type) {
+    const auto is_oversized = [head = head_of(body)](std::string_view tag) {
+        const std::optional<std::string_view> number = behind(head, tag);
+        std::int32_t ignored = 0;
+        return number && parse_leading_number(*number, &ignored) == PARSE_NUMBER_RANGE;
+    };
+    return is_oversized(kRowsTag) ||
+           (strcasecmp(type, "INSERT") == 0 && is_oversized(kInsertedTag));
 }
 
 // One connection's conversation, which ends at its deadline whatever the peer does. Each operation
@@ -131,6 +150,7 @@ class Exchange final {
 
 struct Answer {
     std::string first_line;
+    std::size_t announced = 0;  // bytes of the body, without what came behind them
     std::string body;
     std::string status;
 };
@@ -203,6 +223,7 @@ int receive_answer(Exchange& exchange, const char* function, Answer& answer) {
             function);
         return DBMANAGER_RECEIVE_FAILED;
     }
+    answer.announced = *length;
     answer.body = text.substr(newline + 1);
     if (!receive_body(exchange, *length, answer)) {
         return fail_to_receive(exchange.reason(), function);
@@ -289,6 +310,10 @@ int dbmanager_socket_request(int port, const char* function, const char* type,
         if (result != DBMANAGER_OK) {
             return result;
         }
+    }
+    const std::string_view announced = std::string_view(answer.body).substr(0, answer.announced);
+    if (has_oversized_number(announced, type)) {
+        return fail_to_receive(strerror(ERANGE), function);
     }
     give(out_first_line, answer.first_line);
     give(out_status, answer.status);
@@ -396,9 +421,7 @@ std::string compose_response(const Response& response) {
 
 Response parse_response(std::string_view body) {
     Response response;
-    // What looks like a tag inside a value is not one.
-    const std::size_t rows_at = std::min(body.find(kFirstRowTag), body.size());
-    const std::string_view head = body.substr(0, rows_at);
+    const std::string_view head = head_of(body);
     if (const auto status = line_behind(head, kStatusTag)) {
         response.status = std::string(*status);
     }
@@ -407,7 +430,7 @@ Response parse_response(std::string_view body) {
     }
     const auto rows = behind(head, kRowsTag);
     if (rows && leading_number(*rows).value_or(0) >= 1) {
-        parse_rows(body.substr(rows_at), response);
+        parse_rows(body.substr(head.size()), response);
     }
     return response;
 }

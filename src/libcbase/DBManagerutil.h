@@ -43,7 +43,8 @@ int queryresultsfree(queryresults* record);
 /// first line as received, the status ("FSMC-NNN"; "FSMC-008" when there is none), the body's
 /// length as decimal text, and the body from "Response: " on. Returns the status number or a
 /// dbmanager_result; a request of 16384 bytes or more is refused with DBMANAGER_SEND_FAILED before
-/// anything is sent. Every failure has its line in the log.
+/// anything is sent, and an answer whose count of rows, or to an INSERT the ID, is beyond 32 bits
+/// is DBMANAGER_RECEIVE_FAILED. Every failure has its line in the log.
 int dbmanager_socket_request(int port, const char* function, const char* type,
                              const char* payload_length, const char* statement,
                              char** out_first_line, char** out_status, char** out_body_length,
@@ -80,7 +81,7 @@ std::optional<Request> parse_request(std::string_view text);
 std::string compose_response(const Response& response);
 /// Reads an answer's body, from "Response: " on. Never fails: what is missing stays at its default.
 /// Empty lines are ignored; labels and the announced count of rows are not compared with what
-/// comes, but a count below 1 means no rows.
+/// comes, but a count below 1, or one that cannot be read, means no rows.
 Response parse_response(std::string_view body);
 
 /// Cuts a text at every occurrence of `separator` (the whole text when that is empty).

@@ -192,6 +192,18 @@ TEST_F(DatabaseTest, RefusesALengthThatIsNone) {
               std::size(lines) + 1);
 }
 
+TEST_F(DatabaseTest, RefusesANumberBeyond32Bits) {
+    const std::string many_rows = kLabel + "40\nResponse: FSMC-000\nNextRows: 4294967298\n";
+    const std::string large_id = kLabel + "46\nResponse: FSMC-000\nLastInsertedID: 2147483648\n";
+    EXPECT_EQ(asks_and_gets({many_rows}), DBMANAGER_RECEIVE_FAILED);
+    EXPECT_EQ(body_, "(null)");
+    EXPECT_EQ(asks_and_gets({large_id}), DBMANAGER_OK) << "of no use to a query";
+    EXPECT_EQ(asks("DML-SQL", "insert"), DBMANAGER_RECEIVE_FAILED);
+    EXPECT_EQ(lines_with(kCall + "recv reading response failed with error 'Numerical result out of "
+                                 "range' for function DML-SQL"),
+              2u);
+}
+
 TEST_F(DatabaseTest, EndsWhenTheServiceClosesEarlyOrIsAbsent) {
     for (const char* answer : {"", "Response pay", "Response payload length: 20\n",
                                "Response payload length: 20\nResponse: FSMC-000\n"}) {
