@@ -1,6 +1,7 @@
 /// Reads the "state" object of a light's cached description. A member that is missing or of another
-/// type reads as false, 0 or empty. Looks the members up at each call, so it stays good across
-/// refreshes; the light must outlive it.
+/// type reads as false, 0 or empty; the ranges are those of a sane bridge, and nothing is clamped
+/// to them. Looks the members up at each call, so it stays good across refreshes; the light must
+/// outlive it.
 #pragma once
 
 #include <string>

@@ -4,6 +4,7 @@
 /// default. Set operations answer false when the bridge did not confirm everything. Those of which
 /// nothing else is said refresh the light first, send only what differs or is not shown in the
 /// light's mode, and "on" for a light that is off; when nothing is to be sent they answer true.
+/// Exceptions of the transport propagate out of every operation on a mutable light.
 #pragma once
 
 #include <cstdint>
@@ -26,28 +27,32 @@ class ColorHueStrategy {
     /// Coordinates 0..1, sent as they are. The brightness of `xy` is not sent.
     virtual bool setColorXY(XYColor xy, std::uint8_t transition, HueLight& light) const = 0;
     /// Sent without regard to the answer: true, whatever the bridge says. Black, grey and white
-    /// switch off.
+    /// switch off, in the bridge's default transition.
     virtual bool setColorRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b,
                              std::uint8_t transition, HueLight& light) const = 0;
-    /// Sent without regard to the answer: true, whatever the bridge says. {0, 0, 0} switches off.
+    /// Sent without regard to the answer: true, whatever the bridge says. {0, 0, 0} switches off,
+    /// in the bridge's default transition. A saturation or value of 255 is sent as it is.
     virtual bool setColorHSV(HSVColor hsv, std::uint8_t transition, HueLight& light) const = 0;
     /// Starts or stops a walk through all colours. Switches on a light that is off, in both cases.
     virtual bool setColorLoop(bool on, HueLight& light) const = 0;
 
     /// The alerts show a colour, blink once and go back to the colour and the on/off state before.
-    /// Each blocks for about two seconds. False when the light shows something that its class
-    /// cannot come back to, or when a step is not confirmed: it then stays as that step left it.
+    /// Each blocks for 1.72 s and up to seven requests. False when the light shows something that
+    /// its class cannot come back to, or when a step is not confirmed: it then stays as that step
+    /// left it.
     virtual bool alertHueSaturation(std::uint16_t hue, std::uint8_t sat, HueLight& light) const = 0;
     virtual bool alertXY(XYColor xy, HueLight& light) const = 0;
     virtual bool alertRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b,
                           HueLight& light) const = 0;
 
-    /// A hue of 0..65535 and a saturation of 0..254. The getters of a mutable light refresh it from
-    /// the bridge first, those of a const one read what is cached.
+    /// As the bridge gives them, cut to their low 16 and 8 bits; 0 for what it does not give. The
+    /// getters of a mutable light refresh it from the bridge first, those of a const one read what
+    /// is cached.
     virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation(HueLight& light) const = 0;
     virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation(
         const HueLight& light) const = 0;
-    /// Coordinates 0..1, with the brightness 0..254.
+    /// As the bridge gives them, with the brightness; 0 for what it does not give. A coordinate
+    /// need not lie in 0..1.
     virtual XYColor getColorXY(HueLight& light) const = 0;
     virtual XYColor getColorXY(const HueLight& light) const = 0;
     /// From hue, saturation and brightness as cached, by ColorConversion; of a light that is off

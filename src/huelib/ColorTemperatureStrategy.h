@@ -1,5 +1,5 @@
 /// How a class of lights is set to white tones. Stateless: one instance serves all lights, from any
-/// thread.
+/// thread. Exceptions of the transport propagate out of every operation on a mutable light.
 #pragma once
 
 #include <cstdint>
@@ -12,13 +12,13 @@ class ColorTemperatureStrategy {
     /// when the bridge did not confirm everything.
     virtual bool setColorTemperature(unsigned int mired, std::uint8_t transition,
                                      HueLight& light) const = 0;
-    /// Shows `mired` (153..500, clamped), blinks once and goes back. Blocks for about two seconds.
-    /// False when the light shows something that its class cannot come back to, or when a step is
-    /// not confirmed: it then stays as that step left it.
+    /// Shows `mired` (153..500, clamped), blinks once and goes back. Blocks for 1.72 s and up to
+    /// seven requests. False when the light shows something that its class cannot come back to, or
+    /// when a step is not confirmed: it then stays as that step left it.
     virtual bool alertTemperature(unsigned int mired, HueLight& light) const = 0;
-    /// In mired, after a refresh from the bridge.
+    /// In mired, after a refresh, as the bridge gives it, not clamped; 0 when it gives none.
     virtual unsigned int getColorTemperature(HueLight& light) const = 0;
-    /// In mired, from what is cached.
+    /// The same from what is cached.
     virtual unsigned int getColorTemperature(const HueLight& light) const = 0;
 
     virtual ~ColorTemperatureStrategy() = default;

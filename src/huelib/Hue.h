@@ -2,7 +2,8 @@
 ///
 /// No lock of its own: the caller guards it, and with it every light that it hands out. A light
 /// stays where it is until it is removed, so a reference to it stays good. Exceptions of the
-/// transport propagate out of every operation that sends.
+/// transport propagate out of every operation that sends; HueCommandAPI says how long one may
+/// block. A copy has lights of its own, and shares the pacing.
 ///
 /// A light id is narrowed to its low 8 bits where lights are kept: 259 and 3 are one entry.
 #pragma once
@@ -27,7 +28,8 @@
 class Hue {
   public:
     /// `bridgeIp`: host name or dotted IPv4 address; `user`: the name registered on the bridge,
-    /// empty before pairing. The handler is shared with every light. Sends nothing.
+    /// empty before pairing. The handler is shared with every light, and must not be null. Sends
+    /// nothing.
     Hue(const std::string& bridgeIp, const std::string& user,
         std::shared_ptr<const IHttpHandler> handler);
 
@@ -44,17 +46,18 @@ class Hue {
     /// once a second for kPairingPeriod, keeping its processor busy, and tells on standard output
     /// how it goes. The new name, with which this object then sends to that address; empty, and
     /// nothing is changed, when the bridge gave no name in time. Lights that were got before keep
-    /// the user that they had. Asks past the pacing of other requests.
+    /// the user that they had. Asks past the pacing of other requests; an exception of the
+    /// transport ends it.
     std::string requestUsername(const std::string& bridgeIp);
 
     /// Reads everything that the bridge knows; nothing without a user name. An answer that lists no
     /// lights is logged, and the old state stays.
     void refreshState();
 
-    /// The light, refreshed; made when it is asked for the first time, and owned by this object.
-    /// Throws std::runtime_error when the bridge does not list it ("Error in Hue getLight(): light
-    /// id is not valid") or its model is unknown ("HueLight type LST999 not supported"); nothing is
-    /// added then.
+    /// The light, refreshed (one request, two when it is made); made when it is asked for the first
+    /// time, and owned by this object. Throws std::runtime_error when the bridge does not list it
+    /// ("Error in Hue getLight(): light id is not valid") or its model is unknown ("HueLight type
+    /// LST999 not supported"); nothing is added then.
     HueLight& getLight(int id);
     /// The light as it is, without a request. Throws std::runtime_error, "Error in Hue peekLight():
     /// light id is not valid", when nobody got it before.
@@ -67,11 +70,12 @@ class Hue {
     /// Removes the light from the bridge, and here when the bridge confirms, which ends every
     /// reference to it; false otherwise.
     bool removeLight(int id);
-    /// Updates all lights that were got before, with one request. Lights that are missing in the
-    /// answer stay as they are; of an answer that is no list the log is told.
+    /// Updates all lights that were got before, with one request; nothing without a user name.
+    /// Lights that are missing in the answer stay as they are; of an answer that is no list the log
+    /// is told.
     void refreshLights();
-    /// All lights, in ascending order of their ids, the missing ones made. Throws as getLight does,
-    /// and as std::stoi for an id that is no number.
+    /// All lights, in ascending order of their ids, the missing ones made, at the cost of getLight
+    /// for each. Throws as getLight does, and as std::stoi for an id that is no number.
     std::vector<std::reference_wrapper<HueLight>> getAllLights();
 
     /// Name of the picture that shows such a light; empty when there is none, and for a light that

@@ -2,7 +2,8 @@
 ///
 /// A bridge that is sent requests too fast drops them or resets connections. All copies of one
 /// sender therefore share a pacing record: their requests run one at a time, and none starts less
-/// than minDelay after one that went through. Any thread may call.
+/// than minDelay after one that went through. Senders that were constructed do not know of each
+/// other: one for each bridge and user, and copies of it. Any thread may call.
 #pragma once
 
 #include <chrono>
@@ -24,12 +25,19 @@ class HueCommandAPI {
     static constexpr std::chrono::nanoseconds minDelay{100'000'000};
 
     /// `bridgeIp`: host name or dotted IPv4 address; `user`: the name registered on the bridge.
+    /// The handler is shared, and must not be null. Sends nothing.
     HueCommandAPI(const std::string& bridgeIp, const std::string& user,
                   std::shared_ptr<const IHttpHandler> handler);
 
     /// Send `request` to "/api/<user>/<path>" on port 80 (the slash before `path` may be given or
     /// not) and return the parsed answer, whose content is not examined. A request whose connection
-    /// is reset or times out is sent once more; every other exception of the transport propagates.
+    /// is reset or times out (ECONNRESET, ETIMEDOUT) is sent once more, minDelay later; every other
+    /// exception of the transport propagates, as does any of the second attempt.
+    ///
+    /// Block until the requests of other threads are through, for at most minDelay of pacing, and
+    /// for as long as the transport takes, twice if need be: an attempt of LinHttpHandler takes a
+    /// minute at most (15 s to connect, 15 s to send, 30 s for the answer), the lookup of a host
+    /// name apart.
     Json::Value PUTRequest(const std::string& path, const Json::Value& request) const;
     Json::Value GETRequest(const std::string& path, const Json::Value& request) const;
     Json::Value DELETERequest(const std::string& path, const Json::Value& request) const;

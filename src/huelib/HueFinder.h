@@ -20,13 +20,13 @@ class HueFinder {
         std::string mac;  ///< serial number of the bridge
     };
 
-    /// The handler is shared with every bridge that is made. Sends nothing.
+    /// The handler is shared with every bridge that is made, and must not be null. Sends nothing.
     explicit HueFinder(std::shared_ptr<const IHttpHandler> handler);
 
-    /// Searches for 5 s and reads the description of every device that calls itself a bridge. A
-    /// device whose description is no bridge's is skipped: that of another manufacturer, which
-    /// includes the bridges sold since the maker changed its name, and that without a serial
-    /// number. Exceptions of the transport propagate and end the whole search.
+    /// Searches for UPnP::kListenPeriod and reads the description of every device that calls itself
+    /// a bridge. A device whose description is no bridge's is skipped: that of another
+    /// manufacturer, which includes the bridges sold since the maker changed its name, and that
+    /// without a serial number. Exceptions of the transport propagate and end the whole search.
     std::vector<HueIdentification> FindBridges() const;
     /// The bridge, ready for requests. Pairs with it when no user name is known for its serial
     /// number, as Hue::requestUsername does, and keeps the name. Throws std::runtime_error, "Failed
@@ -37,7 +37,8 @@ class HueFinder {
     /// Registers `username` for the bridge with the serial number `mac`, in place of an earlier
     /// one.
     void AddUsername(const std::string& mac, const std::string& username);
-    /// User names by serial number.
+    /// User names by serial number. The reference lives as long as the finder, and shows what
+    /// AddUsername and GetBridge add later.
     const std::map<std::string, std::string>& GetAllUsernames() const { return usernames; }
 
   private:

@@ -6,6 +6,7 @@
 /// cached description and never send; those that a mutable light has besides refresh it first (one
 /// request). No operation throws for a bad answer of the bridge (sets answer false, getters the
 /// default of their type); exceptions of the transport propagate.
+/// There is no virtual destructor: what is derived is not to be deleted through a pointer to this.
 ///
 /// A `transition` counts steps of 100 ms; kDefaultTransition is the bridge's own and is not sent.
 /// An operation whose strategy is missing sends nothing and answers false or zero.
@@ -29,7 +30,8 @@ class HueLight {
     /// 400 ms, which a bridge takes when a request has no transition time.
     static constexpr std::uint8_t kDefaultTransition = 4;
 
-    /// Reads the light's description from the bridge (one request). The strategies may be empty.
+    /// Reads the light's description from the bridge (one request). `lightId`: its number there,
+    /// from 1 on, which goes into every path as it is. The strategies are shared, and may be empty.
     /// The colour type stays Undefined until the maker sets it.
     HueLight(int lightId, const HueCommandAPI& sender,
              std::shared_ptr<const BrightnessStrategy> brightness,
@@ -58,7 +60,8 @@ class HueLight {
     virtual std::string getLuminaireUId() const;
     virtual std::string getSwVersion();
     virtual std::string getSwVersion() const;
-    /// 1..32 characters. True when the bridge confirms exactly this name.
+    /// True when the bridge confirms exactly this name. Sent as it is: a bridge takes 1..32
+    /// characters and refuses others, which gives false and a line in the log.
     virtual bool setName(const std::string& name);
     /// As the maker of the light has set it.
     virtual ColorType getColorType() const;
@@ -71,13 +74,14 @@ class HueLight {
     /// `bri` 0..254, more counts as 254; 0 switches off. False when the bridge did not confirm;
     /// switching off is not checked.
     virtual bool setBrightness(unsigned int bri, std::uint8_t transition = kDefaultTransition);
-    /// 0..254; that of a light that is off is what it will come back with.
+    /// As the bridge gives it, 0..254 by its own rules, not clamped; that of a light that is off is
+    /// what it will come back with.
     virtual unsigned int getBrightness() const;
     virtual unsigned int getBrightness();
     /// `mired` 153..500, clamped. False when the bridge did not confirm.
     virtual bool setColorTemperature(unsigned int mired,
                                      std::uint8_t transition = kDefaultTransition);
-    /// In mired; 0 when the bridge gives none.
+    /// In mired, as the bridge gives it, not clamped; 0 when it gives none.
     virtual unsigned int getColorTemperature() const;
     virtual unsigned int getColorTemperature();
     /// `hue` 0..65535, once round the circle; `sat` 0..254, more counts as 254. False when the
@@ -86,13 +90,13 @@ class HueLight {
     virtual bool setColorSaturation(std::uint8_t sat, std::uint8_t transition = kDefaultTransition);
     virtual bool setColorHueSaturation(std::uint16_t hue, std::uint8_t sat,
                                        std::uint8_t transition = kDefaultTransition);
-    /// A hue of 0..65535 and a saturation of 0..254.
+    /// As the bridge gives them, cut to their low 16 and 8 bits.
     virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation() const;
     virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation();
     /// Coordinates 0..1, sent as they are, without the brightness of `xy`. False when the bridge
     /// did not confirm.
     virtual bool setColorXY(XYColor xy, std::uint8_t transition = kDefaultTransition);
-    /// Coordinates 0..1, with the brightness 0..254.
+    /// As the bridge gives them, with the brightness. A coordinate need not lie in 0..1.
     virtual XYColor getColorXY() const;
     virtual XYColor getColorXY();
     /// By hue and saturation (ColorConversion::hsvOfRGB); black, grey and white switch the light
@@ -101,7 +105,7 @@ class HueLight {
                              std::uint8_t transition = kDefaultTransition);
     /// From hue, saturation and brightness, of a light that is off too.
     virtual RGB getColorRGB() const;
-    /// {0, 0, 0} switches the light off. True whatever the bridge says.
+    /// {0, 0, 0} switches the light off; 255 is sent as it is. True whatever the bridge says.
     virtual bool setColorHSV(HSVColor hsv, std::uint8_t transition = kDefaultTransition);
     /// As getColorRGB, but hue, saturation and brightness themselves, in bytes.
     virtual HSVColor getColorHSV() const;
@@ -109,9 +113,9 @@ class HueLight {
     /// Blinks once. True when the bridge confirms.
     virtual bool alert();
     /// Show a white tone (153..500 mired, clamped) or a colour in the units of the set operations,
-    /// blink once and go back to what the light showed. Block for about two seconds. False when the
-    /// light shows something that its class cannot come back to, or when a step is not confirmed:
-    /// it then stays as that step left it.
+    /// blink once and go back to what the light showed. Block for 1.72 s and up to seven requests.
+    /// False when the light shows something that its class cannot come back to, or when a step is
+    /// not confirmed: it then stays as that step left it.
     virtual bool alertTemperature(unsigned int mired);
     virtual bool alertHueSaturation(std::uint16_t hue, std::uint8_t sat);
     virtual bool alertXY(XYColor xy);
@@ -132,15 +136,15 @@ class HueLight {
     /// The same as On and Off.
     virtual bool OnNoRefresh(std::uint8_t transition = kDefaultTransition);
     virtual bool OffNoRefresh(std::uint8_t transition = kDefaultTransition);
-    /// PUT of `request` to "/lights/<id>" and `subPath`; returns the answer, whatever it is; what
-    /// the bridge refuses has a line in the log.
+    /// PUT of `request` to "/lights/<id>" and `subPath`, which begins with a slash; returns the
+    /// answer, whatever it is; what the bridge refuses has a line in the log.
     virtual Json::Value SendPutRequest(const Json::Value& request, const std::string& subPath);
     /// Reads the description from the bridge. An answer that is none is logged, and the old
     /// description stays.
     virtual void refreshState();
 
-    /// Takes a description that was read elsewhere. Text that is not JSON is logged, JSON that is
-    /// no description ignored; the old one stays in both cases.
+    /// Takes a description that was read elsewhere. Text that is no JSON for JsonAccess::parse is
+    /// logged, JSON that is no description ignored; the old one stays in both cases.
     void updateState(const std::string& json);
     /// The same with a description that is parsed already. False for what is no description.
     bool takeDescription(const Json::Value& description);

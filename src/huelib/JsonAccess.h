@@ -10,8 +10,8 @@
 
 namespace JsonAccess {
 
-/// False when `text` is not JSON, is nested more than 32 deep or holds more than 200000 values,
-/// which no bridge has; `result` is then unspecified.
+/// False when `text` is not JSON, is nested more than 32 deep or may hold more than 200000 values
+/// by its commas and brackets, which no bridge has; `result` is then unspecified.
 bool parse(const std::string& text, Json::Value& result);
 
 /// The member of an object; null when there is none or `value` is no object. Lives as long as

@@ -18,8 +18,8 @@ class UPnP {
     /// SERVER text, each pair once, in order of first arrival. Keys are taken as bridges write
     /// them, in capitals; an answer that lacks one of the two is skipped.
     ///
-    /// Blocks for kListenPeriod and keeps its processor busy meanwhile. Exceptions of the transport
-    /// propagate.
+    /// Blocks for kListenPeriod and keeps its processor busy meanwhile. The handler must not be
+    /// null. Exceptions of the transport propagate.
     static std::vector<std::pair<std::string, std::string>> getDevices(
         const std::shared_ptr<const IHttpHandler>& handler);
 };

@@ -2,7 +2,7 @@
 #pragma once
 
 struct XYColor {
-    float x = 0;                  ///< 0..1
-    float y = 0;                  ///< 0..1
-    unsigned int brightness = 0;  ///< 0..254 when read from a light; never sent with a colour
+    float x = 0;                  ///< 0..1; read from a light, whatever the bridge gives
+    float y = 0;                  ///< the same
+    unsigned int brightness = 0;  ///< as the bridge gives it; never sent with a colour
 };
