@@ -1,19 +1,17 @@
 #!/usr/bin/env bash
-# Compares each package for the board (armhf) with the one for this machine, and starts the programs
-# in it under emulation.
+# Compares each package for the board (armhf) with the one for this machine, and runs the programs in it
+# under emulation: their version, the tour of the house, a pairing.
 #
-#   board.sh PACKAGES SYSROOT    folder with the packages; the board's libraries
+#   board.sh PACKAGES SYSROOT HOUSE    folder with the packages; the board's libraries; the program house
 
 set -euo pipefail
+source "$(dirname "$0")/common.sh"
 packages=$1
-sysroot=$2
+sysroot=$(realpath "$2")
+house=$(realpath "$3")
+scripts=$(realpath "$(dirname "$0")/../../simulator")
 tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
-
-fail() {
-    echo "$*" >&2
-    exit 1
-}
 
 # Both depend on the same packages; the versions that they ask for are each architecture's own.
 control() {
@@ -35,8 +33,15 @@ for here in "$packages"/*_"$(dpkg --print-architecture)".deb; do
 done
 for program in lumivad huectl; do
     file --brief "$tree/usr/bin/$program" | grep --quiet 'ARM, EABI5' || fail "$program: not ARM"
-    said=$(qemu-arm-static -L "$sysroot" "$tree/usr/bin/$program" --version) ||
-        fail "$program ends with $?"
+    cat >"$tree/$program" <<END
+#!/bin/sh
+exec qemu-arm-static -L '$sysroot' '$tree/usr/bin/$program' "\$@"
+END
+    chmod +x "$tree/$program"
+    said=$("$tree/$program" --version) || fail "$program ends with $?"
     [[ $said == *"$version" ]] || fail "$program is not of version $version: $said"
     echo "   $program: $said"
 done
+
+plays "$house" "$tree/house.log" --daemon "$tree/lumivad" --script "$scripts/tour.house"
+plays "$house" "$tree/house.log" --huectl "$tree/huectl" --unpaired --script "$scripts/pairing.house"

@@ -6,6 +6,7 @@
 #                                        lumivad, folder that may be written to
 
 set -euo pipefail
+source "$(dirname "$0")/common.sh"
 mkdir -p "$3"
 packages=$(realpath "$1")
 build=$(realpath "$2")
@@ -14,11 +15,6 @@ source=$(realpath "$(dirname "$0")/../..")
 root=$work/root
 multiarch=$(dpkg-architecture -q DEB_HOST_MULTIARCH)
 architecture=$(dpkg --print-architecture)
-
-fail() {
-    echo "$*" >&2
-    exit 1
-}
 
 # Laid once, which takes longer than all the rest; every run unpacks it afresh.
 unpack_clean_root() {
@@ -54,10 +50,13 @@ apt() {
     }
 }
 
-# Every file with its kind, its rights and its link; not what apt and dpkg note about their own work.
+# Every file with its kind, its rights, its link and its sum; not what apt and dpkg note about their own
+# work.
 list_files() {
-    (cd "$root" && find . \( -path ./var/cache -o -path ./var/lib/apt -o -path ./var/log \) -prune \
-        -o -printf '%p %y %m %l\n' | sort)
+    (cd "$root" || return
+        find . \( -path ./var/cache -o -path ./var/lib/apt -o -path ./var/log \) -prune \
+            -o -printf '%p %y %m %l\n'
+        find . -type f -not -path './var/*' -exec md5sum {} +) | sort
 }
 
 # check PACKAGE USE: installs it with all that it asks for, uses it, and takes it all away again.
@@ -88,26 +87,19 @@ END
     echo "$work/$1"
 }
 
-# house ARGUMENT ...: what it prints is shown when it fails.
-house() {
-    "$build/simulator/house" "$@" >"$work/house.log" || {
-        cat "$work/house.log"
-        fail "the house has failed"
-    }
-    grep -c 'as expected' "$work/house.log" | sed 's/^/   expectations met: /'
-}
-
 use_daemon() {
     [[ $(inside lumivad --version) == "v$version" ]] || fail "lumivad has another version"
     [[ -f $root/usr/share/man/man8/lumivad.8.gz ]] || fail "no manual page"
     [[ -f $root/usr/share/doc/lumivad/operations.md ]] || fail "no table of the log's lines"
-    house --daemon "$(installed lumivad)" --script "$source/simulator/tour.house"
+    plays "$build/simulator/house" "$work/house.log" \
+        --daemon "$(installed lumivad)" --script "$source/simulator/tour.house"
 }
 
 use_tool() {
     [[ $(inside huectl --version) == *"$version"* ]] || fail "huectl has another version"
     [[ -f $root/usr/share/man/man1/huectl.1.gz ]] || fail "no manual page"
-    house --huectl "$(installed huectl)" --unpaired --script "$source/simulator/pairing.house"
+    plays "$build/simulator/house" "$work/house.log" \
+        --huectl "$(installed huectl)" --unpaired --script "$source/simulator/pairing.house"
     # shellcheck disable=SC1091
     (source "$root/usr/share/bash-completion/completions/huectl"
         COMP_WORDS=(huectl dis) COMP_CWORD=1
@@ -115,7 +107,7 @@ use_tool() {
         [[ ${COMPREPLY[*]} == discover ]]) || fail "no completion"
 }
 
-# With the machine's own compiler, but with no other package than those in the clean root.
+# With the machine's own compiler; JsonCpp and the library are those of the clean root.
 use_library() {
     local flags
     flags=$(PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_LIBDIR=$root/usr/lib/$multiarch/pkgconfig \
