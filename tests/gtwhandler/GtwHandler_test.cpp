@@ -102,16 +102,6 @@ TEST_F(GtwHandlerTest, WaitsAFreshTimeoutAtEveryStep) {
     }
 }
 
-TEST(GtwListElement, TakesNoDescriptorBeyondAnInt) {
-    gtwlistelementnamespace::GtwListElement element;
-    element.setFd(5);
-    EXPECT_EQ(element.getFd(), 5);
-    if (sizeof(long) > sizeof(int)) {
-        element.setFd(static_cast<long>(1LL << 32 | 5));
-        EXPECT_EQ(element.getFd(), -1);
-    }
-}
-
 TEST(GtwHandlerEndpoint, IsAPathAPortOrAPortOfTheSystemsChoice) {
     const char* const path = "/tmp/vexa_variables/sockets/gateway_test.socket";
     GtwHandler named(path, 0, nullptr);

@@ -19,6 +19,7 @@ TEST(UnitConversion, PercentReachesBothEndsAndTruncates) {
     EXPECT_EQ(percent_of_brightness(83), 32U);
     EXPECT_EQ(percent_of_mired(153), 0U);
     EXPECT_EQ(percent_of_mired(500), 100U);
+    EXPECT_EQ(percent_of_mired(152), (0U - 100U) / 347U) << "below the scale it wraps";
 }
 
 TEST(UnitConversion, NoPayloadWrapsIntoTheValidRange) {
@@ -26,10 +27,6 @@ TEST(UnitConversion, NoPayloadWrapsIntoTheValidRange) {
     EXPECT_EQ(mired_of_percent(INT32_MAX), UINT32_MAX);
     EXPECT_EQ(brightness_of_percent(INT32_MIN), 0U);
     EXPECT_EQ(mired_of_percent(INT32_MIN), 0U);
-}
-
-TEST(UnitConversion, ALightBelowTheScaleReportsAVeryLargeNumber) {
-    EXPECT_EQ(percent_of_mired(152), (0U - 100U) / 347U);
 }
 
 TEST(UnitConversion, ColorWordsComeApartAndTogether) {

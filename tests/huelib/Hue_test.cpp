@@ -157,3 +157,12 @@ TEST_F(HueTest, GetsAllLightsInTheOrderOfTheirIds) {
     bridge_->answers("GET", R"({"lights": {"99999999999": {}}})");
     EXPECT_THROW(hue_.getAllLights(), std::out_of_range);
 }
+
+TEST_F(HueTest, NamesThePictureOfAModel) {
+    const char* const cases[][2] = {
+        {"LCT001", "e27_waca"}, {"LLC006", ""}, {"LLC006 ", "iris"}, {"HEL001 ", "entity"}};
+    for (const auto& each : cases) {
+        EXPECT_EQ(hue_.getPictureOfModel(each[0]), each[1]) << each[0];
+    }
+    EXPECT_EQ(hue_.getPictureOfLight(3), "");
+}

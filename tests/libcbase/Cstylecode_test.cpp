@@ -10,6 +10,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <net/if.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -235,6 +236,26 @@ TEST_F(SocketTest, RefusesAddressesThatAreNone) {
     EXPECT_EQ(make_internet_socket(65536, 1), -1);
     EXPECT_EQ(make_internettcpclient_socket("127.0.0.1", 1), -1);
     EXPECT_EQ(errno, ECONNREFUSED);
+}
+
+TEST_F(SocketTest, NamesEth0WhenItIsMissing) {
+    if (if_nametoindex("eth0") != 0) {
+        GTEST_SKIP() << "on a machine that has an eth0";
+    }
+    char* text = nullptr;
+    EXPECT_EQ(getlocalmac(&text), -1);
+    EXPECT_STREQ(xstring(text).get(), "No MAC: ioctl function fail for interface eth0");
+    EXPECT_EQ(getlocalip(&text), -1);
+    EXPECT_STREQ(xstring(text).get(), "No IP: ioctl function fail for interface eth0");
+    unsigned char raw[6];
+    EXPECT_EQ(getlocalrawmac(raw), -1);
+}
+
+TEST(HexString, HasTwoUpperCaseDigitsForEachByteAndAtLeastOneByte) {
+    const unsigned char bytes[] = {0x00, 0x9F, 0xFA};
+    EXPECT_STREQ(xstring(convert_bytearraytohexstring(3, bytes)).get(), "009FFA");
+    EXPECT_STREQ(xstring(convert_bytearraytohexstring(0, bytes)).get(), "00");
+    EXPECT_EQ(convert_bytearraytohexstring(3, nullptr), nullptr);
 }
 
 }  // namespace

@@ -309,4 +309,13 @@ TEST(DatabaseFormat, ReadsWhateverABodyHolds) {
     EXPECT_EQ(dbmanager_format::split("abc", ""), (Texts{"abc"}));
 }
 
+TEST(QueryResults, HaveNoCountYetAndOwnTheirTexts) {
+    queryresults* const record = queryresultsinit();
+    EXPECT_TRUE(record->first == nullptr && record->count == -1 && record->second == nullptr);
+    record->first = xstrcpy(nullptr, "one");
+    record->second = xstrcpy(nullptr, "two");
+    EXPECT_EQ(queryresultsfree(record), 0);  // what stays is found by the leak sanitizer
+    EXPECT_EQ(queryresultsfree(nullptr), -1);
+}
+
 }  // namespace
