@@ -130,27 +130,20 @@ void Core::serve(Connection& connection) {
 }
 
 std::optional<int> Core::runs(int object, const std::string& payload) {
-    return sends(kService,
-                 {std::to_string(object), "RUN", payload, "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
+    return sends({std::to_string(object), "RUN", payload, "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
 }
 
 std::optional<int> Core::quits() {
-    return sends(kService, {"0", "QUIT", "NO-PAYLOAD", "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
+    return sends({"0", "QUIT", "NO-PAYLOAD", "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
 }
 
-std::optional<int> Core::sends(const std::string& function, std::vector<std::string> parameters) {
-    std::string summary = function;
-    for (const std::string& parameter : parameters) {
-        summary += " " + parameter;
-    }
-    if (function == kService && parameters.size() > kValueIndex) {
-        summary = parameters[1] + " object " + parameters[0] + ": " + parameters[kValueIndex];
+std::optional<int> Core::sends(std::vector<std::string> parameters) const {
+    if (sink_) {
+        sink_(EventKind::core_to_daemon,
+              parameters[1] + " object " + parameters[0] + ": " + parameters[kValueIndex]);
     }
     const auto text = fsmcore_format::compose_request(
-        Form::length_managed, {function, std::move(parameters), std::to_string(5)});
-    if (sink_) {
-        sink_(EventKind::core_to_daemon, summary);
-    }
+        Form::length_managed, {kService, std::move(parameters), std::to_string(5)});
     fsmcore_format::Response answer;
     if (!text || !fsmcore_format::parse_response(answer_to(*text), answer)) {
         return std::nullopt;

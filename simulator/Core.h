@@ -75,8 +75,6 @@ class Core final {
     /// Runs an object; the status number of the answer, nothing when there was none.
     std::optional<int> runs(int object, const std::string& payload);
     std::optional<int> quits();
-    /// Sends a request of these parameters.
-    std::optional<int> sends(const std::string& function, std::vector<std::string> parameters);
     /// A connection to the endpoint on which nothing was said; none when it is refused.
     FileDescriptor connects() const;
     /// @}
@@ -86,6 +84,7 @@ class Core final {
 
   private:
     void serve(Connection& connection);
+    std::optional<int> sends(std::vector<std::string> parameters) const;
     std::string answer_to(const std::string& request) const;  // as it came
     bool record(const std::string& request);
 

@@ -100,14 +100,8 @@ void DatabaseService::recovers() {
     server_.accept_again();
 }
 
-std::vector<std::string> DatabaseService::statements() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return statements_;
-}
-
 Response DatabaseService::run(const std::string& statement) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    statements_.push_back(statement);
     Response response;
     try {
         response = query(database_.get(), statement);

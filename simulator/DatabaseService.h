@@ -54,8 +54,6 @@ class DatabaseService final {
     void recovers();
     /// @}
 
-    /// The statements that arrived.
-    std::vector<std::string> statements() const;
     int connections() const { return server_.connections(); }
 
     static constexpr std::chrono::milliseconds kSlowPause{2};
@@ -70,9 +68,8 @@ class DatabaseService final {
     void spoil_rows(dbmanager_format::Response& response) const;
 
     EventSink sink_;
-    mutable std::mutex mutex_;  // guards database_, statements_ and hidden_column_
+    mutable std::mutex mutex_;  // guards database_ and hidden_column_
     std::unique_ptr<sqlite3, CloseDatabase> database_;
-    std::vector<std::string> statements_;
     std::string hidden_column_;
     std::atomic<Fault> fault_{Fault::none};
     SocketServer server_;  // last: its threads use the rest
