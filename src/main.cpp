@@ -2,7 +2,6 @@
 // turns its event loop. The parent process, the core, reads the start status from standard output.
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

@@ -39,7 +39,8 @@ class ColorHueStrategy {
     /// The alerts show a colour, blink once and go back to the colour and the on/off state before.
     /// Each blocks for 1.72 s and up to seven requests. False when the light shows something that
     /// its class cannot come back to, or when a step is not confirmed: it then stays as that step
-    /// left it.
+    /// left it. Not looked at: the colour of alertRGB, and going back to that of a light that was
+    /// off.
     virtual bool alertHueSaturation(std::uint16_t hue, std::uint8_t sat, HueLight& light) const = 0;
     virtual bool alertXY(XYColor xy, HueLight& light) const = 0;
     virtual bool alertRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b,

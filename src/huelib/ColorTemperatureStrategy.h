@@ -14,7 +14,8 @@ class ColorTemperatureStrategy {
                                      HueLight& light) const = 0;
     /// Shows `mired` (153..500, clamped), blinks once and goes back. Blocks for 1.72 s and up to
     /// seven requests. False when the light shows something that its class cannot come back to, or
-    /// when a step is not confirmed: it then stays as that step left it.
+    /// when a step is not confirmed: it then stays as that step left it. Going back to the
+    /// temperature of a light that was off is not looked at.
     virtual bool alertTemperature(unsigned int mired, HueLight& light) const = 0;
     /// In mired, after a refresh, as the bridge gives it, not clamped; 0 when it gives none.
     virtual unsigned int getColorTemperature(HueLight& light) const = 0;

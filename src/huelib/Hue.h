@@ -3,7 +3,7 @@
 /// No lock of its own: the caller guards it, and with it every light that it hands out. A light
 /// stays where it is until it is removed, so a reference to it stays good. Exceptions of the
 /// transport propagate out of every operation that sends; HueCommandAPI says how long one may
-/// block. A copy has lights of its own, and shares the pacing.
+/// block. A copy has lights of its own, and shares the pacing until one of the two is paired.
 ///
 /// A light id is narrowed to its low 8 bits where lights are kept: 259 and 3 are one entry.
 #pragma once
@@ -46,8 +46,8 @@ class Hue {
     /// once a second for kPairingPeriod, keeping its processor busy, and tells on standard output
     /// how it goes. The new name, with which this object then sends to that address; empty, and
     /// nothing is changed, when the bridge gave no name in time. Lights that were got before keep
-    /// the user that they had. Asks past the pacing of other requests; an exception of the
-    /// transport ends it.
+    /// the user and the pacing that they had. Asks past the pacing of other requests; an exception
+    /// of the transport ends it.
     std::string requestUsername(const std::string& bridgeIp);
 
     /// Reads everything that the bridge knows; nothing without a user name. An answer that lists no
@@ -74,8 +74,9 @@ class Hue {
     /// Lights that are missing in the answer stay as they are; of an answer that is no list the log
     /// is told.
     void refreshLights();
-    /// All lights, in ascending order of their ids, the missing ones made, at the cost of getLight
-    /// for each. Throws as getLight does, and as std::stoi for an id that is no number.
+    /// All lights, in ascending order of their ids, the missing ones made, at the cost of a request
+    /// and of getLight for each. Throws as getLight does, and as std::stoi for an id that is no
+    /// number or beyond int.
     std::vector<std::reference_wrapper<HueLight>> getAllLights();
 
     /// Name of the picture that shows such a light; empty when there is none, and for a light that

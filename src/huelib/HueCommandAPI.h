@@ -21,7 +21,7 @@ class HueCommandAPI {
         std::mutex mutex;  ///< held for a whole request, waits and retry included; guards `timeout`
     };
 
-    /// Between the starts of two requests.
+    /// From the start of a request that went through to that of the next.
     static constexpr std::chrono::nanoseconds minDelay{100'000'000};
 
     /// `bridgeIp`: host name or dotted IPv4 address; `user`: the name registered on the bridge.
@@ -31,13 +31,14 @@ class HueCommandAPI {
 
     /// Send `request` to "/api/<user>/<path>" on port 80 (the slash before `path` may be given or
     /// not) and return the parsed answer, whose content is not examined. A request whose connection
-    /// is reset or times out (ECONNRESET, ETIMEDOUT) is sent once more, minDelay later; every other
-    /// exception of the transport propagates, as does any of the second attempt.
+    /// is reset or times out (ECONNRESET, ETIMEDOUT; not the limits of LinHttpHandler, which are
+    /// EAGAIN and EINPROGRESS) is sent once more, minDelay later; every other exception of the
+    /// transport propagates, as does any of the second attempt.
     ///
     /// Block until the requests of other threads are through, for at most minDelay of pacing, and
     /// for as long as the transport takes, twice if need be: an attempt of LinHttpHandler takes a
-    /// minute at most (15 s to connect, 15 s to send, 30 s for the answer), the lookup of a host
-    /// name apart.
+    /// minute at most (15 s to connect, 15 s for a request that goes into the socket at once, 30 s
+    /// for the answer), the lookup of a host name apart.
     Json::Value PUTRequest(const std::string& path, const Json::Value& request) const;
     Json::Value GETRequest(const std::string& path, const Json::Value& request) const;
     Json::Value DELETERequest(const std::string& path, const Json::Value& request) const;

@@ -105,7 +105,8 @@ class HueLight {
                              std::uint8_t transition = kDefaultTransition);
     /// From hue, saturation and brightness, of a light that is off too.
     virtual RGB getColorRGB() const;
-    /// {0, 0, 0} switches the light off; 255 is sent as it is. True whatever the bridge says.
+    /// {0, 0, 0} switches the light off, in the bridge's default transition; a saturation or value
+    /// of 255 is sent as it is. True whatever the bridge says.
     virtual bool setColorHSV(HSVColor hsv, std::uint8_t transition = kDefaultTransition);
     /// As getColorRGB, but hue, saturation and brightness themselves, in bytes.
     virtual HSVColor getColorHSV() const;
@@ -115,7 +116,8 @@ class HueLight {
     /// Show a white tone (153..500 mired, clamped) or a colour in the units of the set operations,
     /// blink once and go back to what the light showed. Block for 1.72 s and up to seven requests.
     /// False when the light shows something that its class cannot come back to, or when a step is
-    /// not confirmed: it then stays as that step left it.
+    /// not confirmed: it then stays as that step left it. Not looked at: the colour of alertRGB,
+    /// and going back to that of a light that was off.
     virtual bool alertTemperature(unsigned int mired);
     virtual bool alertHueSaturation(std::uint16_t hue, std::uint8_t sat);
     virtual bool alertXY(XYColor xy);

@@ -28,8 +28,8 @@ class LightList final {
     /// `lights`: what the bridge gave for "lights"; what is no object lists nothing.
     explicit LightList(const Json::Value& lights);
 
-    /// The entry whose name is `id` in decimal; null when there is none. Lives as long as this
-    /// list.
+    /// The entry whose name is `id` in decimal; null when there is none. Lives until the
+    /// list is assigned to or ends.
     const Entry* find(int id) const;
     /// Sorted as texts: "10" comes before "2". They need not be numbers.
     std::vector<std::string> names() const;

@@ -95,8 +95,7 @@ bool limitBlocking(const Socket& socket, int option, milliseconds limit) {
 }
 
 // An interrupted connect goes on by itself: wait for its end, and ask how it went.
-bool finishConnecting(const Socket& socket, milliseconds limit) {
-    const auto deadline = steady_clock::now() + limit;
+bool finishConnecting(const Socket& socket, steady_clock::time_point deadline) {
     pollfd writable{socket.get(), POLLOUT, 0};
     int ready = -1;
     do {
@@ -118,10 +117,11 @@ bool finishConnecting(const Socket& socket, milliseconds limit) {
 }
 
 bool connectTo(const Socket& socket, const sockaddr_in& address, milliseconds limit) {
+    const auto deadline = steady_clock::now() + limit;
     if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
         return true;
     }
-    return errno == EINTR && finishConnecting(socket, limit);
+    return errno == EINTR && finishConnecting(socket, deadline);
 }
 
 void writeAll(const Socket& socket, const std::string& msg) {

@@ -21,10 +21,11 @@ class LinHttpHandler : public BaseHttpHandler {
     };
 
     /// Throws std::system_error with errno and the step that failed, as "LinHttpHandler: Failed to
-    /// connect socket": EINVAL for a port outside 1..65535, EINPROGRESS for a connection and EAGAIN
-    /// for a request or an answer that takes too long, EMSGSIZE for an answer that is too large. An
-    /// answer of exactly three bytes is taken for a broken one: std::runtime_error,
-    /// "LinHttpHandler: Failed to store complete response from socket".
+    /// connect socket": EINVAL (as if by the lookup of the name) for a port outside 1..65535,
+    /// EINPROGRESS for a connection and EAGAIN for a request or an answer that takes too long,
+    /// EMSGSIZE for an answer that is too large. An answer of exactly three bytes is taken for a
+    /// broken one: std::runtime_error, "LinHttpHandler: Failed to store complete response from
+    /// socket".
     std::string send(const std::string& msg, const std::string& adr, int port) const override;
 
     /// What arrives beyond 4 MiB, or beyond 2048 bytes of one datagram, is dropped. Text behind the

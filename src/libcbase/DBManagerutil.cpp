@@ -312,7 +312,7 @@ int dbmanager_socket_request(int port, const char* function, const char* type,
         }
     }
     const std::string_view announced = std::string_view(answer.body).substr(0, answer.announced);
-    if (has_oversized_number(announced, type)) {
+    if (status_number(answer.status) == DBMANAGER_OK && has_oversized_number(announced, type)) {
         return fail_to_receive(strerror(ERANGE), function);
     }
     give(out_first_line, answer.first_line);

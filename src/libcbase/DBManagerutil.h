@@ -43,7 +43,7 @@ int queryresultsfree(queryresults* record);
 /// first line as received, the status ("FSMC-NNN"; "FSMC-008" when there is none), the body's
 /// length as decimal text, and the body from "Response: " on. Returns the status number or a
 /// dbmanager_result; a request of 16384 bytes or more is refused with DBMANAGER_SEND_FAILED before
-/// anything is sent, and an answer whose count of rows, or to an INSERT the ID, is beyond 32 bits
+/// anything is sent, and a success whose count of rows, or to an INSERT the ID, is beyond 32 bits
 /// is DBMANAGER_RECEIVE_FAILED. Every failure has its line in the log.
 int dbmanager_socket_request(int port, const char* function, const char* type,
                              const char* payload_length, const char* statement,
