@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 #include <thread>
 
@@ -20,6 +21,10 @@ using std::chrono::milliseconds;
 using Words = ChildProcess::Words;
 
 constexpr milliseconds kWaitSlice{5};
+// A child that has not come to its program by then never will: it was forked while another thread
+// held a lock of the emulator's, which nobody opens in the child. The next one nearly always does.
+constexpr std::chrono::seconds kExecLimit{5};
+constexpr int kForks = 3;
 
 struct Pipe {
     FileDescriptor reader;
@@ -95,6 +100,39 @@ milliseconds left_until(Clock::time_point deadline) {
                     std::chrono::duration_cast<milliseconds>(deadline - Clock::now()));
 }
 
+// Waits for what the descriptors ask for; false at the deadline.
+template <std::size_t kCount>
+bool becomes_ready(pollfd (&descriptors)[kCount], Clock::time_point deadline) {
+    int count = 0;
+    do {
+        count = poll(descriptors, kCount, static_cast<int>(left_until(deadline).count()));
+    } while (count < 0 && errno == EINTR);
+    return count > 0;
+}
+
+// Starts a child in `image`; 0, or the errno of what was in the way.
+int fork_into(const Image& image, pid_t& child) {
+    Pipe report = make_pipe();
+    child = fork();
+    if (child == 0) {
+        become(image, report.writer.get());
+    }
+    if (child < 0) {
+        return errno;
+    }
+    report.writer.reset();
+    pollfd descriptors[] = {{report.reader.get(), POLLIN, 0}};
+    int problem = ETIMEDOUT;
+    // At the program's start the pipe is closed with nothing in it.
+    if (becomes_ready(descriptors, Clock::now() + kExecLimit) &&
+        read(report.reader.get(), &problem, sizeof(problem)) == 0) {
+        return 0;
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    return problem;
+}
+
 }  // namespace
 
 std::string ChildProcess::Ending::text() const {
@@ -113,7 +151,6 @@ ChildProcess::~ChildProcess() {
 void ChildProcess::start(Setup& setup) {
     Pipe output = make_pipe();
     Pipe errors = make_pipe();
-    Pipe report = make_pipe();
     Words words = setup.arguments;
     words.insert(words.begin(), setup.path);
     Words environment = environment_with(setup.environment);
@@ -123,16 +160,12 @@ void ChildProcess::start(Setup& setup) {
         setup.path.c_str(),  arguments.data(),
         variables.data(),    getpid(),
         output.writer.get(), setup.reads_errors ? errors.writer.get() : STDERR_FILENO};
-    pid_ = fork();
-    if (pid_ == 0) {
-        become(image, report.writer.get());
+    int problem = fork_into(image, pid_);
+    for (int i = 1; i < kForks && problem == ETIMEDOUT; ++i) {
+        std::fprintf(stderr, "%s was not started within 5 s; again\n", image.path);
+        problem = fork_into(image, pid_);
     }
-    report.writer.reset();
-    int problem = errno;
-    if (pid_ < 0 || read(report.reader.get(), &problem, sizeof(problem)) != 0) {
-        if (pid_ > 0) {
-            waitpid(pid_, nullptr, 0);
-        }
+    if (problem != 0) {
         throw std::system_error(problem, std::generic_category(), setup.path);
     }
     channels_[0].reader = std::move(output.reader);
@@ -165,26 +198,18 @@ void ChildProcess::take(Stream stream) {
 }
 
 bool ChildProcess::reads(milliseconds limit) {
-    const auto deadline = Clock::now() + limit;
-    while (!is_at_end()) {
-        // poll passes over a descriptor of -1.
-        pollfd ready[2] = {{channels_[0].reader.get(), POLLIN, 0},
-                           {channels_[1].reader.get(), POLLIN, 0}};
-        const int count = poll(ready, 2, static_cast<int>(left_until(deadline).count()));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        for (const Stream stream : {Stream::output, Stream::errors}) {
-            if (ready[stream == Stream::output ? 0 : 1].revents != 0) {
-                take(stream);
-            }
-        }
-        return true;
+    // poll passes over a descriptor of -1.
+    pollfd ready[] = {{channels_[0].reader.get(), POLLIN, 0},
+                      {channels_[1].reader.get(), POLLIN, 0}};
+    if (is_at_end() || !becomes_ready(ready, Clock::now() + limit)) {
+        return false;
     }
-    return false;
+    for (const Stream stream : {Stream::output, Stream::errors}) {
+        if (ready[stream == Stream::output ? 0 : 1].revents != 0) {
+            take(stream);
+        }
+    }
+    return true;
 }
 
 std::optional<std::string> ChildProcess::reads_line(milliseconds limit) {
