@@ -103,6 +103,24 @@ TEST_F(TlsTest, TrustsOnlyTheHostThatWasAskedFor) {
     EXPECT_EQ(SSL_CTX_get_min_proto_version(client.get()), TLS1_2_VERSION);
 }
 
+TEST_F(TlsTest, NamesTheFileThatIsNoGoodForAServer) {
+    const std::string missing = std::string(kPath) + ".none";
+    const std::string other = std::string(kPath) + ".other";
+    const Key other_key(EVP_EC_gen("P-256"));
+    std::FILE* const file = std::fopen(other.c_str(), "w");
+    PEM_write_PrivateKey(file, other_key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+    std::fclose(file);
+    EXPECT_EQ(init_SSLsocket_server_context(missing.c_str(), kPath), nullptr);
+    EXPECT_EQ(init_SSLsocket_server_context(kPath, missing.c_str()), nullptr);
+    EXPECT_EQ(init_SSLsocket_server_context(kPath, other.c_str()), nullptr);
+    const std::string prefix = "Cstylecode->init_SSLsocket_context ";
+    EXPECT_TRUE(logged(prefix + "certificate file at path <" + missing + "> is not valid"));
+    EXPECT_TRUE(logged(prefix + "private key at path <" + missing + "> is not valid"));
+    EXPECT_TRUE(logged(prefix + "private key at path <" + other +
+                       "> does not match the certificate at path <" + kPath + ">"));
+    std::remove(other.c_str());
+}
+
 TEST_F(TlsTest, ConnectsAndGivesTheDescriptorOnlyWithAConnection) {
     int port = 0;
     const FileDescriptor listener(make_internet_socket_randomport(&port, 1));

@@ -63,6 +63,9 @@ TEST_F(LinkedListTest, FindsFromTheHeadAndDeletesEveryMatch) {
     }
     EXPECT_EQ(digit(linkedlist_search(&list, is_even)), 6);
     EXPECT_EQ(digit(linkedlist_search_firstorlast(&list, is_even, 0)), 2);
+    linkedlist_print(list, [](void* text) { return xstrcpy(nullptr, static_cast<char*>(text)); });
+    EXPECT_TRUE(logged("utility->linkedlist_print --- element count 5"));
+    EXPECT_TRUE(logged("utility->linkedlist_print --- element 4"));
     EXPECT_EQ(linkedlist_delete(&list, is_even), 3);
     EXPECT_EQ(linkedlist_getelementcount(list), 2);
     EXPECT_EQ(digit(linkedlist_head(list)), 3);
