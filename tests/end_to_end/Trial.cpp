@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <stdexcept>
 #include <system_error>
@@ -114,7 +115,10 @@ void Trial::load_shim() {
     shim_ = static_cast<FaultShim*>(memory);
     // The address sanitizer would be first itself.
     environment_.push_back(with_option("ASAN_OPTIONS", "verify_asan_link_order=0"));
-    environment_.push_back("LD_PRELOAD=" + setup_.shim);
+    // By its name alone, since a blank in LD_PRELOAD ends a path.
+    const std::filesystem::path shim = setup_.shim;
+    environment_.push_back(with_option("LD_LIBRARY_PATH", shim.parent_path().string()));
+    environment_.push_back("LD_PRELOAD=" + shim.filename().string());
     environment_.push_back(std::string(kShimVariable) + "=" + kShimFile);
 }
 

@@ -29,8 +29,11 @@ class StartUp : public HouseTest {
     }
     /// It says that it is up, then that it is not, and ends.
     static void expect_taken_back(DaemonProcess& daemon) {
-        EXPECT_EQ(daemon.start_status(kLimit)->status, 0);
-        EXPECT_EQ(daemon.start_status(kLimit)->status, -1);
+        for (const int expected : {0, -1}) {
+            const auto status = daemon.start_status(kLimit);
+            ASSERT_TRUE(status);
+            EXPECT_EQ(status->status, expected);
+        }
         const auto ending = daemon.wait(kLimit);
         ASSERT_TRUE(ending);
         EXPECT_EQ(ending->text(), "exit code 1");
@@ -114,15 +117,17 @@ TEST_F(StartUp, TakesItsStatusBackWithoutRoomForAThread) {
         GTEST_SKIP() << "with 64 bits a stack may be asked for that nobody can give, to a daemon "
                         "that has no sanitizer to start with it";
     }
-    DaemonProcess daemon("/bin/sh",
-                         {"-c", "ulimit -s 100000000000; exec " LUMIVAD_PATH " --id 100"});
+    DaemonProcess daemon("/bin/sh", {"-c", "ulimit -s 100000000000; exec \"$@\"", "sh",
+                                     LUMIVAD_PATH, "--id", "100"});
     expect_taken_back(daemon);
     EXPECT_TRUE(logs("ERR -3: Resource temporarily unavailable"));
 }
 
 TEST_F(StartUp, StandsEmptyForAnObjectThatIsNotThere) {
     DaemonProcess daemon(LUMIVAD_PATH, {"--id", "999"});
-    EXPECT_EQ(daemon.start_status(kLimit)->status, 0);
+    const auto status = daemon.start_status(kLimit);
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->status, 0);
     EXPECT_TRUE(logs("HueHandler->init_light_states - end of initial state updates"));
     EXPECT_EQ(daemon.stop().text(), "exit code 0");
     EXPECT_EQ(house.bridge().gate().connections(), 0);

@@ -90,9 +90,8 @@ TEST_F(Usage, TakesNoOtherWordForAnEmptyOne) {
 // A bridge tells a new user name once.
 TEST_F(Usage, SaysElsewhereWhatStandardOutputDoesNotTake) {
     const auto result = simulator::ChildProcess::run(
-        "/bin/sh",
-        {"-c", std::string(HUECTL_PATH) + " lights " + kAddress + " " + kUser + " >/dev/full"}, {},
-        kLimit);
+        "/bin/sh", {"-c", "exec \"$@\" >/dev/full", "sh", HUECTL_PATH, "lights", kAddress, kUser},
+        {}, kLimit);
     EXPECT_EQ(result.exit_code(), 1);
     EXPECT_THAT(result.errors, testing::HasSubstr(lights().output));
     EXPECT_THAT(result.errors, testing::EndsWith("stands above\n"));
