@@ -117,10 +117,11 @@ void SoakLedger::takes_line(const std::string& text) {
 
 void SoakLedger::take_error(const std::string& text) {
     std::size_t dropped = 0;
-    if (begins_with(text, kCommandFailure) && under_way_ && under_way_->failure.empty()) {
-        under_way_->failure = text;
-    } else if (begins_with(text, kRefusal) && under_way_ && under_way_->refusal.empty()) {
-        under_way_->refusal = text;
+    UnderWay* const under_way = unsettled_.empty() ? nullptr : &unsettled_.back();
+    if (begins_with(text, kCommandFailure) && under_way != nullptr && under_way->failure.empty()) {
+        under_way->failure = text;
+    } else if (begins_with(text, kRefusal) && under_way != nullptr && under_way->refusal.empty()) {
+        under_way->refusal = text;
     } else if (begins_with(text, kCut)) {
         was_cut_ = true;
     } else if (std::sscanf(text.c_str(), "error: %zu requests dropped, ", &dropped) == 1) {
@@ -132,7 +133,9 @@ void SoakLedger::take_error(const std::string& text) {
 }
 
 void SoakLedger::begin(const SoakCommand& command) {
-    settle();
+    if (!open_poll_) {
+        settle();
+    }
     if (waiting_.empty() || waiting_.front().object != command.object ||
         waiting_.front().value != command.value) {
         note("out of order: " + text_of(command));
@@ -140,19 +143,17 @@ void SoakLedger::begin(const SoakCommand& command) {
     if (!waiting_.empty()) {
         waiting_.pop_front();
     }
-    under_way_ = UnderWay{command, {}, {}, {}};
+    unsettled_.push_back({command, {}, {}, {}});
 }
 
-void SoakLedger::settle() {
-    if (!under_way_) {
-        return;
-    }
-    const UnderWay done = std::move(*under_way_);
-    under_way_.reset();
-    const Verdict verdict = judge(done);
-    ++(counts_.*verdict.kind);
-    if (!verdict.problem.empty()) {
-        note("lost: " + text_of(done.command) + ", " + verdict.problem);
+void SoakLedger::settle(std::size_t kept) {
+    for (; unsettled_.size() > kept; unsettled_.pop_front()) {
+        const UnderWay& done = unsettled_.front();
+        const Verdict verdict = judge(done);
+        ++(counts_.*verdict.kind);
+        if (!verdict.problem.empty()) {
+            note("lost: " + text_of(done.command) + ", " + verdict.problem);
+        }
     }
 }
 
@@ -202,6 +203,7 @@ void SoakLedger::takes_exchange(const Gate::Request& request, const std::string&
     ++counts_.requests;
     keep_pace(request.start);
     close_poll(told);
+    settle(1);
     const std::string path = Gate::without_user(request.path);
     const auto json = parse_json(answer);
     if (!json) {
@@ -215,10 +217,10 @@ void SoakLedger::takes_exchange(const Gate::Request& request, const std::string&
         if (std::sscanf(path.c_str(), "/lights/%d", &light) == 1) {
             shadow_.reads(light, *json);
         }
-    } else if (under_way_) {
+    } else if (!unsettled_.empty()) {
         const auto body = parse_json(request.body);
         const bool has_body = body && !body->empty();
-        under_way_->exchanges.push_back(
+        unsettled_.back().exchanges.push_back(
             {request.method + " " + path + (has_body ? " " + compact_json(*body) : ""), *json});
     } else {
         note("a request without a command: " + request.method + " " + path);
@@ -273,7 +275,7 @@ SoakLedger::Counts SoakLedger::counts() const {
 
 std::size_t SoakLedger::open() const {
     const Lock lock(mutex_);
-    return waiting_.size() + (under_way_ ? 1 : 0);
+    return waiting_.size() + unsettled_.size();
 }
 
 std::size_t SoakLedger::reports_of_a_poll() const {

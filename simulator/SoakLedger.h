@@ -98,7 +98,8 @@ class SoakLedger final {
 
     // The mutex is held in all of these.
     void begin(const SoakCommand& command);
-    void settle();
+    /// Settles the commands but the last `kept`.
+    void settle(std::size_t kept = 0);
     Verdict judge(const UnderWay& done);
     void keep_pace(std::chrono::steady_clock::time_point start);
     void close_poll(const std::vector<Core::Report>& told);
@@ -109,9 +110,10 @@ class SoakLedger final {
     SoakShadow shadow_{{}};
     Counts counts_;
     std::deque<SoakCommand> waiting_;
-    std::optional<UnderWay> under_way_;
-    std::optional<Json::Value> open_poll_;  // its answer
-    bool was_cut_ = false;                  // the daemon gave up on the core in this poll
+    std::deque<UnderWay> unsettled_;  // the last one is under way
+    // Its answer. What was reported after it is known with the next exchange.
+    std::optional<Json::Value> open_poll_;
+    bool was_cut_ = false;  // the daemon gave up on the core in this poll
     std::size_t reports_of_a_poll_ = 0;
     std::map<int, Belief> beliefs_;
     std::vector<std::string> faults_;

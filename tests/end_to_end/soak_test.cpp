@@ -2,10 +2,12 @@
 #include <cstdlib>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "simulator/Soak.h"
+#include "simulator/SoakLedger.h"
 
 namespace {
 
@@ -22,6 +24,29 @@ class SoakTest : public testing::Test {
     }
     static void print(const std::string& line) { std::cout << line << "\n"; }
 };
+
+// The light turned on by itself, which the core is told behind the poll: to turn it on is needless.
+TEST(SoakLedgerTest, JudgesACommandByWhatThePollBeforeItReported) {
+    simulator::SoakLedger ledger;
+    ledger.knows({{11, 1, "on_off", ""}, {12, 1, "value", ""}});
+    const auto answers = [&ledger](const char* path, const std::string& answer,
+                                   const std::vector<simulator::Core::Report>& told = {}) {
+        ledger.takes_exchange({std::chrono::steady_clock::now(), "GET", path, ""}, answer, told);
+    };
+    const std::string is_off = R"({"state":{"on":false,"bri":9}})";
+    const std::string is_on = R"({"1":{"state":{"on":true,"bri":9}}})";
+    answers("/api/user/lights/1", is_off);
+    answers("/api/user/lights", R"({"1":)" + is_off + "}");
+    answers("/api/user/lights", is_on);
+    for (int i = 0; i < 2; ++i) {
+        ledger.sends({11, 1});
+        ledger.takes_line("info: -- Received request: obj_id 11, value 1");
+    }
+    answers("/api/user/lights", is_on, {{11, "1", ""}});
+    EXPECT_EQ(ledger.counts().needless, 2U);
+    EXPECT_EQ(ledger.faults(), std::vector<std::string>());
+    EXPECT_EQ(ledger.open(), 0U);
+}
 
 // Lost, doubled or reordered commands, reports that are missing, wrong or too many, requests that
 // come too fast, descriptors left open: each breaks the accounts.

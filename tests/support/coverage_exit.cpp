@@ -17,9 +17,11 @@ volatile std::sig_atomic_t exit_status = 0;
 
 extern "C" void _exit(int status) {
     // What is written allocates. A handler that interrupted an allocation would wait for it without
-    // end, and goes without its counts.
+    // end, or find the heap half changed; it goes without its counts.
     exit_status = status;
-    std::signal(SIGALRM, [](int) { _Exit(exit_status); });
+    for (const int end : {SIGALRM, SIGABRT, SIGSEGV}) {
+        std::signal(end, [](int) { _Exit(exit_status); });
+    }
     ualarm(kLimitMicroseconds, 0);
     __gcov_dump();
     _Exit(status);
