@@ -19,7 +19,8 @@ extern "C" void _exit(int status) {
     // What is written allocates. A handler that interrupted an allocation would wait for it without
     // end, or find the heap half changed; it goes without its counts.
     exit_status = status;
-    for (const int end : {SIGALRM, SIGABRT, SIGSEGV}) {
+    constexpr int kEnds[] = {SIGALRM, SIGABRT, SIGSEGV};
+    for (const int end : kEnds) {
         std::signal(end, [](int) { _Exit(exit_status); });
     }
     ualarm(kLimitMicroseconds, 0);
