@@ -46,8 +46,8 @@ class Soak final {
     /// What the resident memory may rise after its first five minutes.
     static constexpr std::size_t kMemoryToleranceKib = 256;
     /// How far a request may be ahead of one every 100 ms: one that was late on its way, on a busy
-    /// machine, leaves the next a shorter gap. One that was not paced at all is 100 ms ahead.
-    static constexpr std::chrono::milliseconds kLeadTolerance{90};
+    /// machine, leaves the next a shorter gap.
+    static constexpr std::chrono::milliseconds kLeadTolerance{50};
 
   private:
     using Clock = std::chrono::steady_clock;
