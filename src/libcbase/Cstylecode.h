@@ -1,9 +1,8 @@
-/// Logging to the system log, sockets, TLS connections and the host's network identity.
+/// Sockets, TLS connections and the host's network identity; log.h comes with it.
 ///
-/// Logging: one line of at most 1023 characters a call, facility LOG_LOCAL0; any thread may call.
-/// A system log that nobody reads loses lines, which are counted, and holds nobody up.
-/// Sockets: each creator returns a close-on-exec descriptor that the caller owns, or -1 after one
-/// line in the log at error level, with errno kept. FileDescriptor is the owner to put it into.
+/// Any thread may call. Sockets: each creator returns a close-on-exec descriptor that the caller
+/// owns, or -1 after one line in the log at error level, with errno kept. FileDescriptor is the
+/// owner to put it into.
 #pragma once
 
 #include <chrono>
@@ -14,39 +13,7 @@
 
 #include <sys/types.h>
 
-// A namespace that callers do not see, for the linker only: these also go into the installed
-// huelib, and programs that use it have an error() or info() of their own.
-inline namespace cbase_log {
-
-/// The syslog facility of every line; may be changed before openlogfile.
-extern std::int32_t zel_log_facility;
-
-/// Opens the system log under the program's name, with the process ID, the console as last resort.
-void openlogfile();
-void closelogfile();
-
-// These have C++ linkage: with C linkage `error` would replace the C library's own function.
-[[gnu::format(printf, 1, 2)]] void error(const char* format, ...);
-[[gnu::format(printf, 1, 2)]] void warning(const char* format, ...);
-[[gnu::format(printf, 1, 2)]] void info(const char* format, ...);
-[[gnu::format(printf, 1, 2)]] void verbose_info(const char* format, ...);
-[[gnu::format(printf, 1, 2)]] void logged_info(const char* format, ...);
-[[gnu::format(printf, 1, 2)]] void debug(const char* format, ...);
-[[gnu::format(printf, 1, 2)]] void verbose_debug(const char* format, ...);
-/// Logs nothing: a place to put traces that are compiled but not wanted.
-[[gnu::format(printf, 1, 2)]] void byteinfo(const char* format, ...);
-
-}  // namespace cbase_log
-
-/// Prepares error_from_signal_handler: opens its datagram socket and composes the line's header
-/// (program name and process ID). Call once, before the handlers are installed; a second call
-/// changes nothing. Without it, or while no system log listens on /dev/log as a datagram socket,
-/// the handler's line is lost.
-void prepare_signal_log();
-/// Sends one line at error level to the system log. Async-signal-safe: it may interrupt malloc or
-/// syslog itself. The log's own socket is looked up anew, so a restarted logger is found. While the
-/// logger's queue is full it tries again for `patience_ms`; then the line is lost.
-void error_from_signal_handler(const char* text, std::size_t length, int patience_ms = 0) noexcept;
+#include "libcbase/log.h"
 
 /// Owner of one descriptor, closed with it.
 class FileDescriptor final {

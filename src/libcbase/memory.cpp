@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "libcbase/Cstylecode.h"
+#include "libcbase/log.h"
 
 namespace {
 

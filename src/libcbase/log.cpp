@@ -1,4 +1,4 @@
-#include "libcbase/Cstylecode.h"
+#include "libcbase/log.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -51,13 +51,13 @@ class LogProbe final {
     LogProbe(const LogProbe&) = delete;
     LogProbe& operator=(const LogProbe&) = delete;
 
-    // False when the log's queue is full and stays so for that long. A log that is not there, or is
-    // of another kind, holds nobody up.
-    bool finds_room(int patience_ms) const {
+    // False when the log's queue is full and stays so for that long. A log that is absent, or of
+    // another kind, is not waited for.
+    bool finds_room(int timeout_ms) const {
         pollfd queue{fd_, POLLOUT, 0};
         int ready = 0;
         do {
-            ready = is_connected_ ? poll(&queue, 1, patience_ms) : 1;
+            ready = is_connected_ ? poll(&queue, 1, timeout_ms) : 1;
         } while (ready < 0 && errno == EINTR);
         return ready != 0;
     }
@@ -70,14 +70,14 @@ class LogProbe final {
 std::mutex log_mutex;  // guards lost_lines, and held for a line
 unsigned long lost_lines = 0;
 
-// syslog waits for room in the queue of the system log, without an end when nobody reads it, and
-// its own socket cannot be told not to. So a probe looks first. It is made anew for each line: the
-// log may have been restarted. (Another program may still take the last place in between.)
+// syslog waits for room in the queue of the system log, without an end when the log does not read,
+// and its own socket cannot be made non-blocking. So a probe checks first. Each line makes a new
+// one: the log may have been restarted. (Another program may still take the last place in between.)
 void write_line(int level, const char* line) {
-    constexpr int kPatienceMilliseconds = 250;  // once: then lines are lost until there is room
+    constexpr int kTimeoutMilliseconds = 250;  // once: then lines are lost until there is room
     const std::lock_guard<std::mutex> lock(log_mutex);
     const LogProbe probe;
-    if (!probe.finds_room(lost_lines == 0 ? kPatienceMilliseconds : 0)) {
+    if (!probe.finds_room(lost_lines == 0 ? kTimeoutMilliseconds : 0)) {
         ++lost_lines;
         return;
     }
@@ -112,55 +112,45 @@ void closelogfile() {
     closelog();
 }
 
-void error(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_ERR, format, arguments);
-    va_end(arguments);
-}
-
-void warning(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_WARNING, format, arguments);
-    va_end(arguments);
-}
-
-void info(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_INFO, format, arguments);
-    va_end(arguments);
-}
-
-void verbose_info(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_INFO, format, arguments);
-    va_end(arguments);
-}
-
-void logged_info(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_INFO, format, arguments);
-    va_end(arguments);
-}
-
-void debug(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_DEBUG, format, arguments);
-    va_end(arguments);
-}
-
-void verbose_debug(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    log_line(LOG_DEBUG, format, arguments);
-    va_end(arguments);
-}
+// A list of arguments cannot be handed on to another "...", so each name needs a body of its own.
+#define DEFINE_LOG_FUNCTION(name, level)    \
+    void name(const char* format, ...) {    \
+        va_list arguments;                  \
+        va_start(arguments, format);        \
+        log_line(level, format, arguments); \
+        va_end(arguments);                  \
+    }
+DEFINE_LOG_FUNCTION(error, LOG_ERR)
+DEFINE_LOG_FUNCTION(warning, LOG_WARNING)
+DEFINE_LOG_FUNCTION(info, LOG_INFO)
+DEFINE_LOG_FUNCTION(verbose_info, LOG_INFO)
+DEFINE_LOG_FUNCTION(logged_info, LOG_INFO)
+DEFINE_LOG_FUNCTION(debug, LOG_DEBUG)
+DEFINE_LOG_FUNCTION(verbose_debug, LOG_DEBUG)
+#undef DEFINE_LOG_FUNCTION
 
 void byteinfo(const char* /*format*/, ...) {}
+
+std::string escape_control_characters(std::string_view text) {
+    std::string result;
+    bool is_after_c2 = false;
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        const bool is_c1 = is_after_c2 && byte >= 0x80 && byte <= 0x9f;
+        if (is_c1) {
+            result.pop_back();
+            result += "\\xc2";
+        }
+        if (is_c1 || byte < 0x20 || byte == 0x7f) {
+            char escape[sizeof("\\xNN")];
+            std::snprintf(escape, sizeof(escape), "\\x%02x", byte);
+            result += escape;
+        } else {
+            result += character;
+        }
+        is_after_c2 = byte == 0xc2;
+    }
+    return result;
+}
 
 }  // namespace cbase_log
