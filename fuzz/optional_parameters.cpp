@@ -11,10 +11,7 @@ namespace {
 
 using fuzzing::require;
 
-struct Release {
-    void operator()(linkedlist* list) const { linkedlist_deinit(&list); }
-};
-using List = std::unique_ptr<linkedlist, Release>;
+using List = LinkedListOwner;
 
 // A closing quote that stands within the text would end it early.
 int holds_a_single_quote(void* data) {

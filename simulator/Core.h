@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "libcbase/FSMCoreutil.h"
 #include "simulator/Journal.h"
 #include "simulator/SocketServer.h"
 
@@ -18,7 +19,7 @@ namespace simulator {
 
 class Core final {
   public:
-    static constexpr const char* kSocketPath = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
+    static constexpr const char* kSocketPath = FSMCORE_SOCKET;
 
     enum class Fault {
         none,

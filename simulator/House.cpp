@@ -13,10 +13,6 @@ namespace {
 constexpr const char* kDaemonName = "lumivad";
 constexpr const char* kRoleTag = "tag_complex_element=";
 
-struct DeinitList {
-    void operator()(linkedlist* list) const { linkedlist_deinit(&list); }
-};
-
 std::string text_of(linkedlist* variables, const char* name) {
     const optionalpvariable* found = optionalp_variables_searchbyname(variables, name);
     return found == nullptr || found->value == nullptr ? "" : found->value;
@@ -101,8 +97,7 @@ void House::find_bridge(Bridge::Setup& setup) {
         throw std::runtime_error("no object of the installation has an ip_address: no bridge");
     }
     runner_ = std::atoi(rows[0][0].c_str());
-    const std::unique_ptr<linkedlist, DeinitList> variables(
-        parse_optionalp_variables(rows[0][1].c_str()));
+    const LinkedListOwner variables(parse_optionalp_variables(rows[0][1].c_str()));
     setup.address = text_of(variables.get(), "ip_address");
     setup.username = text_of(variables.get(), "username");
 }

@@ -34,11 +34,6 @@ enum ParameterResult {
 
 using ParameterBuffer = std::array<char, kParameterBytes>;
 
-struct VariableListDeleter {
-    void operator()(linkedlist* list) const { linkedlist_deinit(&list); }
-};
-using VariableList = std::unique_ptr<linkedlist, VariableListDeleter>;
-
 bool is_version_query(int argc, char** argv) {
     return argc == 2 &&
            (std::strncmp(argv[1], "-v", 2) == 0 || std::strncmp(argv[1], "--version", 9) == 0);
@@ -100,7 +95,7 @@ int get_optional_parameters(unsigned int id, char* ip_address, char* username,
         return kDatabaseError;
     }
     for (auto& [number, row] : request.rows) {
-        const VariableList variables(parse_optionalp_variables(row["OPTIONALP"].c_str()));
+        const LinkedListOwner variables(parse_optionalp_variables(row["OPTIONALP"].c_str()));
         if (!copy_string_variable(variables.get(), "username", username, username_size) ||
             !copy_string_variable(variables.get(), "ip_address", ip_address, ip_address_size)) {
             return kDatabaseError;

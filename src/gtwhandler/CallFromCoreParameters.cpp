@@ -1,13 +1,8 @@
 #include "gtwhandler/CallFromCoreParameters.h"
 
+#include "libcbase/memory.h"
+
 namespace callfromcoreparametersnamespace {
-namespace {
-
-const char* text_or_empty(const char* text) {
-    return text != nullptr ? text : "";
-}
-
-}  // namespace
 
 CallFromCoreParameters::CallFromCoreParameters(long object_id, const char* action_text,
                                                const char* second, const char* third,

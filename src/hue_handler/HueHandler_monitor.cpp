@@ -7,12 +7,12 @@
 #include "hue_handler/HueHandler.h"
 #include "hue_handler/UnitConversion.h"
 #include "libcbase/Cstylecode.h"
+#include "libcbase/FSMCoreutil.h"
 #include "libtavcore/core_request.h"
 
 namespace hue_handler {
 namespace {
 
-constexpr const char* kCoreSocket = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
 constexpr const char* kCoreFunction = "SERVICE_RUNONELEMENT";
 constexpr const char* kReportAction = "SETVALUE";
 // What one pass may spend on reports; a core that is well takes a few milliseconds for one.
@@ -225,7 +225,7 @@ bool HueHandler::report_hsv(const HueLight& light, HueLightState& stored) const 
 
 bool HueHandler::report(int object_id, const std::string& value,
                         const std::string& failure_line) const {
-    libtavcore::core_request request(kCoreSocket, kCoreFunction);
+    libtavcore::core_request request(FSMCORE_SOCKET, kCoreFunction);
     if (*request.get_last_error() != '\0') {
         error("Core Request error: %s", request.get_last_error());
         return true;

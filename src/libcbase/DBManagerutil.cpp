@@ -38,10 +38,6 @@ constexpr const char* kFunctions[] = {"DDL-SQL", "DML-SQL"};
 constexpr const char* kTypes[] = {"CREATE-TRIGGER", "DROP-TRIGGER", "INSERT", "UPDATE",
                                   "DELETE",         "TRANSACTION",  "SELECT"};
 
-const char* text_or_empty(const char* text) {
-    return text != nullptr ? text : "";
-}
-
 template <std::size_t N>
 bool is_one_of(const char* const (&names)[N], const char* name) {
     return std::any_of(names, names + N,

@@ -54,10 +54,6 @@ constexpr FaultText kFaultTexts[] = {
      "strtok parsing '\\n' response tag failed, not a well formed response from FSMCore"},
 };
 
-std::string text_or_empty(const char* text) {
-    return text != nullptr ? text : "";
-}
-
 // False when the counts and pointers do not fit together. A null element is an empty value.
 bool copy_parameters(int count, const char* const* params, std::vector<std::string>& out) {
     if (count < 0 || (count > 0 && params == nullptr)) {

@@ -12,6 +12,9 @@
 #include <string_view>
 #include <vector>
 
+/// The UNIX socket on which the core takes requests.
+constexpr const char* FSMCORE_SOCKET = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
+
 /// Local results of the client calls; any other value is the status number of the core's answer.
 enum fsmcore_result {
     FSMCORE_OK = 0,

@@ -19,6 +19,11 @@ struct XFree {
 /// Owner of one heap string of this library.
 using xstring = std::unique_ptr<char, XFree>;
 
+/// `text`, or an empty text for null.
+inline const char* text_or_empty(const char* text) noexcept {
+    return text != nullptr ? text : "";
+}
+
 /// @name Builders that leave their inputs alone
 /// @{
 

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -209,10 +208,6 @@ void linkedlist_deinit(linkedlist** list) {
 namespace {
 
 // A record straight from optionalpvariable_init has no texts yet.
-const char* text_or_empty(const char* text) {
-    return text != nullptr ? text : "";
-}
-
 const char* name_of(const void* data) {
     return text_or_empty(static_cast<const optionalpvariable*>(data)->name);
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 /// @name Checked numbers
 /// @{
@@ -41,6 +42,12 @@ void linkedlist_print(linkedlist* list, char* (*describe)(void*));
 void linkedlist_deinitelement(linkedlistelement** element);
 /// Releases the list with all its elements and sets the pointer to null.
 void linkedlist_deinit(linkedlist** list);
+
+struct LinkedListDeinit {
+    void operator()(linkedlist* list) const noexcept { linkedlist_deinit(&list); }
+};
+/// Owner of one list.
+using LinkedListOwner = std::unique_ptr<linkedlist, LinkedListDeinit>;
 /// @}
 
 /// @name Optional-parameter variables

@@ -13,7 +13,6 @@
 namespace libtavcore {
 namespace {
 
-constexpr const char* kCoreSocket = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
 constexpr const char* kRunOnElement = "SERVICE_RUNONELEMENT";
 constexpr const char* kWaittimeSeconds = "5";
 constexpr const char* kNoValue = "NO-VALUE";
@@ -46,7 +45,7 @@ struct AnswerParameters {
 
 core_request::core_request(const char* socket, const char* function)
     : socket_(text_or(socket, "")), function_(text_or(function, "")) {
-    if (strcasecmp(socket_.c_str(), kCoreSocket) != 0) {
+    if (strcasecmp(socket_.c_str(), FSMCORE_SOCKET) != 0) {
         set_last_error("core_request::core_request error core service socket <%s> unsupported",
                        socket_.c_str());
         is_usable_ = false;
@@ -55,7 +54,7 @@ core_request::core_request(const char* socket, const char* function)
         is_usable_ = false;
     }
     // Compared without regard to case, but a path of the file system has only one spelling.
-    socket_ = kCoreSocket;
+    socket_ = FSMCORE_SOCKET;
 }
 
 void core_request::set_coreservicerequestparameter(const char* value) {

@@ -43,10 +43,7 @@ TEST(Numbers, AreReadWholeOrNotAtAll) {
     }
 }
 
-struct ReleaseList {
-    void operator()(linkedlist* list) const { linkedlist_deinit(&list); }
-};
-using List = std::unique_ptr<linkedlist, ReleaseList>;
+using List = LinkedListOwner;
 
 using LinkedListTest = SystemLogTest;
 
