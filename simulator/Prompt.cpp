@@ -1,5 +1,6 @@
 #include "simulator/Prompt.h"
 
+#include <fstream>
 #include <sstream>
 
 namespace simulator {
@@ -86,6 +87,24 @@ bool Prompt::run(const std::string& line) {
         }
     }
     return fail("no such command: " + words[0] + " (help shows them)");
+}
+
+bool Prompt::run_script(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) {
+        return fail("cannot read " + path);
+    }
+    int number = 0;
+    for (std::string line; !is_over_ && std::getline(file, line);) {
+        ++number;
+        if (!run(line)) {
+            return is_interrupted_() ? false : fail(path + ", line " + std::to_string(number));
+        }
+        if (is_interrupted_()) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool Prompt::fail(const std::string& text) {

@@ -19,6 +19,9 @@ class Prompt final {
     /// Carries out one line; an empty one and one that begins with '#' do nothing. False when it is
     /// no command, or what it expected did not come: both are printed.
     bool run(const std::string& line);
+    /// Carries out the lines of a file. False at the first one that fails, whose number is printed,
+    /// when interrupted, or when the file cannot be read.
+    bool run_script(const std::string& path);
     /// True after quit.
     bool is_over() const { return is_over_; }
 

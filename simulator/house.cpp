@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -114,27 +113,6 @@ std::string program_beside(const std::string& name) {
     return folder.substr(0, folder.rfind('/')) + name;
 }
 
-int run_script(const std::string& path, Prompt& prompt, Console& console) {
-    std::ifstream file(path);
-    if (!file) {
-        console.print("cannot read " + path);
-        return kExitFailure;
-    }
-    int number = 0;
-    for (std::string line; !prompt.is_over() && std::getline(file, line);) {
-        ++number;
-        const bool is_done = prompt.run(line);
-        if (is_interrupted()) {
-            return kExitInterrupted;
-        }
-        if (!is_done) {
-            console.print("!! " + path + ", line " + std::to_string(number));
-            return kExitFailure;
-        }
-    }
-    return 0;
-}
-
 // The next line of standard input; nothing at its end or when interrupted.
 std::optional<std::string> read_line(std::string& unread) {
     for (;;) {
@@ -187,8 +165,10 @@ int run_house(const Arguments& arguments, Console& console) {
     if (arguments.house.is_paired && !prompt.run("start")) {
         return kExitFailure;
     }
-    const int result = arguments.script.empty() ? run_prompt(prompt, console)
-                                                : run_script(arguments.script, prompt, console);
+    const int result = arguments.script.empty()              ? run_prompt(prompt, console)
+                       : prompt.run_script(arguments.script) ? 0
+                       : is_interrupted()                    ? kExitInterrupted
+                                                             : kExitFailure;
     if (!house.has_daemon()) {
         return result;
     }
