@@ -3,17 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <numeric>
-#include <stdexcept>
-
-#include "simulator/ChildProcess.h"
 
 namespace bench {
 namespace {
-
-constexpr std::chrono::seconds kDrawingLimit{20};
 
 std::string text_of(double number) {
     char text[32];
@@ -62,14 +55,12 @@ Json::Value json_of(const Spread& spread) {
     return json;
 }
 
-// As the share of samples that are not above it, which gnuplot draws as a staircase.
-void write_distribution(std::ostream& file, Samples samples) {
-    std::sort(samples.begin(), samples.end());
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        file << samples[i] << ' '
-             << static_cast<double>(i + 1) / static_cast<double>(samples.size()) << '\n';
+Json::Value json_of(const Samples& samples) {
+    Json::Value json(Json::arrayValue);
+    for (const double sample : samples) {
+        json.append(sample);
     }
-    file << "\n\n";
+    return json;
 }
 
 }  // namespace
@@ -180,34 +171,13 @@ Json::Value Report::json() const {
             json["goal"] = text_of(*row.goal);
             json["is_met"] = *is_met;
         }
+        if (!row.series.empty()) {
+            json["series"] = json_of(row.series);
+            json["yardstick_series"] = json_of(row.yardstick_series);
+        }
         all.append(json);
     }
     return all;
-}
-
-void Report::draw(const std::string& folder) const {
-    std::filesystem::create_directories(folder);
-    for (const Plot& plot : plots_) {
-        const std::string file = folder + "/" + plot.name;
-        std::ofstream data(file + ".dat");
-        write_distribution(data, plot.measured);
-        write_distribution(data, plot.expected);
-        data.close();
-        if (!data) {
-            throw std::runtime_error("cannot write " + file + ".dat");
-        }
-        std::string script = "set terminal svg; set output '" + file + ".svg'; set key left top; " +
-                             "set xlabel '" + plot.unit + "'; set ylabel 'share'; plot '" + file +
-                             ".dat' index 0 with steps title 'lumivad'";
-        if (!plot.expected.empty()) {
-            script += ", '' index 1 with steps title 'yardstick'";
-        }
-        const auto result =
-            simulator::ChildProcess::run("/usr/bin/gnuplot", {"-e", script}, {}, kDrawingLimit);
-        if (result.exit_code() != 0) {
-            throw std::runtime_error("gnuplot: " + result.errors);
-        }
-    }
 }
 
 std::size_t Report::missed_goals() const {

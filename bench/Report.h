@@ -54,31 +54,24 @@ struct Row {
     Samples values;          ///< one for each round
     Samples yardstick = {};  ///< none, one for all rounds, or one for each
     std::optional<Goal> goal = {};
+    /// Every sample behind the values, and behind the yardstick, for a picture of their
+    /// distribution; in the JSON only.
+    Samples series = {};
+    Samples yardstick_series = {};
 
     Samples ratios() const;
     /// Nothing when there is no goal, or no yardstick for it.
     std::optional<bool> is_met() const;
 };
 
-/// Two distributions for a plot; `expected` may be empty.
-struct Plot {
-    std::string name;  ///< of its files
-    std::string unit;
-    Samples measured;
-    Samples expected;
-};
-
 class Report final {
   public:
     /// Prints the row at once.
     void add(const Row& row);
-    void add(Plot plot) { plots_.push_back(std::move(plot)); }
     /// A line for the person, in front of the next rows.
     static void say(const std::string& text);
 
     Json::Value json() const;
-    /// Writes NAME.dat and, with gnuplot, NAME.svg for each plot. Throws std::runtime_error.
-    void draw(const std::string& folder) const;
     std::size_t rows() const { return rows_.size(); }
     std::size_t missed_goals() const;
     /// Those whose yardstick was not there.
@@ -86,7 +79,6 @@ class Report final {
 
   private:
     std::vector<Row> rows_;
-    std::vector<Plot> plots_;
 };
 
 }  // namespace bench

@@ -89,7 +89,6 @@ void measure_change(const Plan& plan, Report& report) {
                 {percentile(waits, 1)},
                 {kPollPeriodMs},
                 Goal{Goal::Of::ratio, Goal::Side::at_most, kGoalRatio}});
-    report.add(Plot{"change", "ms", waits, expected});
 }
 
 }  // namespace bench

@@ -106,8 +106,9 @@ void measure_dispatch(const Plan& plan, Report& report) {
                 "ms",
                 {percentile(waits, 1)},
                 {percentile(theirs, 1)},
-                Goal{Goal::Of::value, Goal::Side::at_most, kGoalLargestMs}});
-    report.add(Plot{"dispatch", "ms", waits, theirs});
+                Goal{Goal::Of::value, Goal::Side::at_most, kGoalLargestMs},
+                waits,
+                theirs});
 }
 
 }  // namespace bench

@@ -46,7 +46,6 @@ double time_request(int port, const std::string& text) {
 }
 
 struct Rounds {
-    Samples all;
     Samples p50;
     Samples p99;
     Samples per_second;
@@ -61,7 +60,6 @@ struct Rounds {
         p50.push_back(percentile(times, 0.5));
         p99.push_back(percentile(times, 0.99));
         per_second.push_back(requests / sum * 1e6);
-        all.insert(all.end(), times.begin(), times.end());
     }
 };
 
@@ -87,7 +85,6 @@ void measure_endpoint(const Plan& plan, Report& report) {
     report.add({"endpoint", "latency p99", "us", ours.p99, theirs.p99});
     report.add({"endpoint", "requests a second", "", ours.per_second, theirs.per_second,
                 Goal{Goal::Of::ratio, Goal::Side::at_least, kGoalThroughput}});
-    report.add(Plot{"endpoint", "us", ours.all, theirs.all});
 }
 
 }  // namespace bench

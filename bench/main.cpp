@@ -47,13 +47,11 @@ int run(int argc, char** argv) {
     Plan plan{LUMIVAD_PATH, ECHO_PATH, "/usr/sbin/mosquitto"};
     std::vector<std::string> wanted;
     std::string json_file;
-    std::string plot_folder;
     CLI::App app("Measures the daemon in a simulated house, each figure beside its yardstick.");
     app.add_option("subjects", wanted, "what to measure; all of it by default")
         ->check(CLI::IsMember(names_of_subjects()));
     app.add_flag("--quick", plan.is_quick, "few rounds: does each measurement give its rows?");
     app.add_option("--json", json_file, "the table as JSON, into this file");
-    app.add_option("--plot", plot_folder, "the latency distributions, drawn by gnuplot");
     app.add_option("--daemon", plan.daemon, "the program to measure")->capture_default_str();
     app.add_option("--broker", plan.broker, "mosquitto, to compare with")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
@@ -70,9 +68,6 @@ int run(int argc, char** argv) {
         }
     }
     write_json(report, json_file);
-    if (!plot_folder.empty()) {
-        report.draw(plot_folder);
-    }
     std::printf("%zu rows, %zu goals missed, %zu not judged\n", report.rows(),
                 report.missed_goals(), report.goals_not_judged());
     return 0;

@@ -113,7 +113,6 @@ void report_pace(const Burst& burst, const Pace& ours, const Pace& theirs, Repor
                 "ms",
                 {percentile(ours.gaps_ms, 1)},
                 {percentile(theirs.gaps_ms, 1)}});
-    report.add(Plot{"gaps_" + burst.role, "ms", ours.gaps_ms, theirs.gaps_ms});
 }
 
 }  // namespace
