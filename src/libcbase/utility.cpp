@@ -420,8 +420,9 @@ int optionalp_variables_deletebynameprefix(linkedlist* list, const char* prefix)
     if (list == nullptr || prefix == nullptr) {
         return -1;
     }
-    return remove_matching(*list, [prefix, length = std::strlen(prefix)](const void* data) {
-        return strncasecmp(name_of(data), prefix, length) == 0;
+    // A copy: the prefix may be the name of a record that is removed here.
+    return remove_matching(*list, [copy = std::string(prefix)](const void* data) {
+        return strncasecmp(name_of(data), copy.c_str(), copy.size()) == 0;
     });
 }
 
@@ -439,9 +440,10 @@ int optionalp_variables_insertorreplace(linkedlist* list, const char* name, cons
         return add_variable(list, variable) ? 0 : -1;
     }
     std::swap(*present, *variable);
-    // A text may have given the name more than once; from here on it is unique.
-    remove_matching(*list, [present, name](const void* data) {
-        return data != present && strcasecmp(name_of(data), name) == 0;
+    // A text may have given the name more than once; from here on it is unique. (`name` may belong
+    // to one of the records that are removed.)
+    remove_matching(*list, [present](const void* data) {
+        return data != present && strcasecmp(name_of(data), name_of(present)) == 0;
     });
     return 0;
 }

@@ -194,4 +194,23 @@ TEST_F(OptionalParametersTest, ReplacesInPlaceAndDeletesByPrefixAlsoAtTheHead) {
     EXPECT_EQ(optionalp_variables_deletebynameprefix(list_.get(), ""), 2);
 }
 
+// The address sanitizer finds a name that is read after its record was removed.
+TEST_F(OptionalParametersTest, TakesTheNameOfARecordOfTheSameList) {
+    parses("hue_a=1|hue=2|hue_b=3|ip='x'");
+    EXPECT_EQ(optionalp_variables_deletebynameprefix(list_.get(), find("hue").name), 3);
+    EXPECT_EQ(encoded(), "ip='x'");
+
+    parses("b=1|a=1|B=2|b=3|c=4");
+    linkedlist* list = list_.get();
+    const auto is_second_b = [](void* data) -> int {
+        return static_cast<optionalpvariable*>(data)->long_value == 2;
+    };
+    const auto* const second_b =
+        static_cast<optionalpvariable*>(linkedlist_search(&list, is_second_b));
+    EXPECT_EQ(
+        optionalp_variables_insertorreplace(list, second_b->name, second_b->value, OPTIONALP_LONG),
+        0);
+    EXPECT_EQ(encoded(), "c=4|B=2|a=1");
+}
+
 }  // namespace
