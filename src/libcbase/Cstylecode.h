@@ -62,6 +62,10 @@ int make_internet_socket(int port, int backlog);
 /// The same on a port that the system chooses, stored in `*port` (1..65535).
 int make_internet_socket_randomport(int* port, int backlog);
 
+/// Waits until `fd` is ready for `events` (of poll). Once `deadline` has passed it is false with
+/// ETIMEDOUT, even if the descriptor is ready by then: a peer that goes byte by byte must not
+/// outrun the deadline.
+bool wait_until_ready(int fd, short events, std::chrono::steady_clock::time_point deadline);
 /// Bytes that one receive takes.
 constexpr std::size_t kReceiveChunkBytes = 1024;
 /// Sends the whole of `text`, and never waits beyond `deadline`. False with errno, ETIMEDOUT at the
@@ -98,8 +102,8 @@ char* libcbase_get_version();
 
 /// @name TLS: TLS 1.2 and above; the daemon itself does not use it
 /// Contexts and connections belong to the caller (SSL_CTX_free, SSL_free); null on failure, logged.
-/// A handshake is given up after 10 s. That is looked at between its steps: a peer that goes byte
-/// by byte within one record can hold the caller for longer.
+/// A handshake that has not ended after `milliseconds` fails, whatever the peer sends. During it
+/// the descriptor is non-blocking; afterwards its mode is as before.
 /// @{
 struct ssl_ctx_st;
 struct ssl_st;
@@ -110,10 +114,10 @@ ssl_ctx_st* init_SSLsocket_client_context();
 ssl_ctx_st* init_SSLsocket_server_context(const char* certificate_path, const char* key_path);
 /// Client handshake on a connected descriptor, which stays the caller's; `host` (may be null) is
 /// the name asked for and verified.
-ssl_st* connect_SSLsocket(ssl_ctx_st* context, int fd, const char* host);
+ssl_st* connect_SSLsocket(ssl_ctx_st* context, int fd, const char* host, int milliseconds = 10000);
 /// Connects to `ip` and `port` and shakes hands; `*fd` receives the descriptor, owned by the
 /// caller.
 ssl_st* make_internettcpclient_SSLsocket(ssl_ctx_st* context, const char* ip, int port, int* fd);
 /// Server handshake on an accepted descriptor, which stays the caller's.
-ssl_st* accept_SSLsocket(ssl_ctx_st* context, int fd);
+ssl_st* accept_SSLsocket(ssl_ctx_st* context, int fd, int milliseconds = 10000);
 /// @}

@@ -230,10 +230,6 @@ bool set_socket_timeouts(int fd, int milliseconds) {
            setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit)) == 0;
 }
 
-namespace {
-
-// Waits until `fd` is ready for `events`. Once the time has passed it is false with ETIMEDOUT, even
-// if the descriptor is ready by then: a peer that goes byte by byte must not outrun the deadline.
 bool wait_until_ready(int fd, short events, std::chrono::steady_clock::time_point deadline) {
     while (true) {
         const std::int64_t rest = milliseconds_until(deadline);
@@ -252,6 +248,8 @@ bool wait_until_ready(int fd, short events, std::chrono::steady_clock::time_poin
         }
     }
 }
+
+namespace {
 
 bool may_come_later() {
     return errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK;

@@ -8,18 +8,17 @@
 #include <memory>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
-#include <sys/socket.h>
+#include <poll.h>
 
 #include "libcbase/memory.h"
 
 namespace {
-
-constexpr int kHandshakeMilliseconds = 10000;
 
 struct FreeContext {
     void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
@@ -51,45 +50,36 @@ Context new_context(const SSL_METHOD* method) {
     return context;
 }
 
-// While it lives, a silent peer cannot hold a send or a receive on the descriptor; then the
-// caller's own bounds are back.
-class HandshakeLimit final {
+// Makes the descriptor non-blocking while it lives. In a blocking read a peer that goes byte by
+// byte could keep the library beyond every limit.
+class NonBlocking final {
   public:
-    explicit HandshakeLimit(int fd) : fd_(fd) {
-        socklen_t length = sizeof(timeval);
-        getsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &receive_, &length);
-        length = sizeof(timeval);
-        getsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &send_, &length);
-        set_socket_timeouts(fd_, kHandshakeMilliseconds);
+    explicit NonBlocking(int fd) : fd_(fd), flags_(fcntl(fd, F_GETFL)) {
+        fcntl(fd_, F_SETFL, flags_ | O_NONBLOCK);
     }
-    ~HandshakeLimit() {
-        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &receive_, sizeof(receive_));
-        setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &send_, sizeof(send_));
-    }
-    HandshakeLimit(const HandshakeLimit&) = delete;
-    HandshakeLimit& operator=(const HandshakeLimit&) = delete;
+    ~NonBlocking() { fcntl(fd_, F_SETFL, flags_); }
+    NonBlocking(const NonBlocking&) = delete;
+    NonBlocking& operator=(const NonBlocking&) = delete;
 
   private:
     int fd_;
-    timeval receive_{};
-    timeval send_{};
+    int flags_;
 };
 
 // Runs `step` (SSL_connect or SSL_accept) to its end.
-bool shake_hands(SSL* connection, int fd, int (*step)(SSL*)) {
-    const HandshakeLimit limit(fd);
+bool shake_hands(SSL* connection, int fd, int (*step)(SSL*), int milliseconds) {
     const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(kHandshakeMilliseconds);
-    for (;;) {
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    const NonBlocking mode(fd);
+    while (true) {
         ERR_clear_error();
         const int result = step(connection);
         if (result == 1) {
             return true;
         }
-        // A signal or a short wait shows as a wish to go on.
-        const int wish = SSL_get_error(connection, result);
-        if ((wish != SSL_ERROR_WANT_READ && wish != SSL_ERROR_WANT_WRITE) ||
-            std::chrono::steady_clock::now() >= deadline) {
+        const int cause = SSL_get_error(connection, result);
+        if ((cause != SSL_ERROR_WANT_READ && cause != SSL_ERROR_WANT_WRITE) ||
+            !wait_until_ready(fd, cause == SSL_ERROR_WANT_READ ? POLLIN : POLLOUT, deadline)) {
             return false;
         }
     }
@@ -167,11 +157,11 @@ SSL_CTX* init_SSLsocket_server_context(const char* certificate_path, const char*
     return nullptr;
 }
 
-SSL* connect_SSLsocket(SSL_CTX* context, int fd, const char* host) {
+SSL* connect_SSLsocket(SSL_CTX* context, int fd, const char* host, int milliseconds) {
     Connection connection(SSL_new(context));
     if (connection == nullptr || SSL_set_fd(connection.get(), fd) != 1 ||
         (host != nullptr && !expect_host(connection.get(), host)) ||
-        !shake_hands(connection.get(), fd, SSL_connect)) {
+        !shake_hands(connection.get(), fd, SSL_connect, milliseconds)) {
         error("Cstylecode->connect_SSLsocket handshake failed with error '%s'", reason());
         return nullptr;
     }
@@ -191,10 +181,10 @@ SSL* make_internettcpclient_SSLsocket(SSL_CTX* context, const char* ip, int port
     return connection;
 }
 
-SSL* accept_SSLsocket(SSL_CTX* context, int fd) {
+SSL* accept_SSLsocket(SSL_CTX* context, int fd, int milliseconds) {
     Connection connection(SSL_new(context));
     if (connection == nullptr || SSL_set_fd(connection.get(), fd) != 1 ||
-        !shake_hands(connection.get(), fd, SSL_accept)) {
+        !shake_hands(connection.get(), fd, SSL_accept, milliseconds)) {
         error("Cstylecode->accept_SSLsocket handshake failed with error '%s'", reason());
         return nullptr;
     }

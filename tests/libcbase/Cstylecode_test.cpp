@@ -13,6 +13,7 @@
 #include <pthread.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include "libcbase/memory.h"
@@ -33,6 +34,30 @@ TEST(Descriptor, ClosesWhatItHoldsOnce) {
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(fcntl(fd, F_GETFD), -1);
 }
+
+/// While it lives, a signal interrupts the calling thread every 20 ms, for 3 s at most.
+class Interrupter final {
+  public:
+    Interrupter() {
+        struct sigaction action {};
+        action.sa_handler = [](int) {};
+        sigaction(SIGUSR1, &action, nullptr);
+        thread_ = std::thread([this, receiver = pthread_self()] {
+            for (int i = 0; i < 150 && !is_over_; ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                pthread_kill(receiver, SIGUSR1);
+            }
+        });
+    }
+    ~Interrupter() {
+        is_over_ = true;
+        thread_.join();
+    }
+
+  private:
+    std::atomic<bool> is_over_{false};
+    std::thread thread_;
+};
 
 class SocketTest : public SystemLogTest {
   protected:
@@ -61,21 +86,12 @@ TEST_F(SocketTest, CountsTheLimitOfAConnectOnWhenSignalsInterruptIt) {
     int port = 0;
     const FileDescriptor servers[] = {FileDescriptor(make_local_socket(kSocketPath, 0)),
                                       FileDescriptor(make_internet_socket_randomport(&port, 0))};
-    // Each queue has room for one, and nobody accepts.
+    // Each queue has room for one, and no connection is accepted.
     const FileDescriptor waiting[] = {
         FileDescriptor(make_localtcpclient_socket(kSocketPath)),
         FileDescriptor(make_internettcpclient_socket("127.0.0.1", port))};
     ASSERT_TRUE(waiting[0] && waiting[1]);
-    struct sigaction action {};
-    action.sa_handler = [](int) {};
-    sigaction(SIGUSR1, &action, nullptr);
-    std::atomic<bool> is_over{false};
-    std::thread interrupter([&, receiver = pthread_self()] {
-        for (int i = 0; i < 150 && !is_over; ++i) {  // for 3 s at most
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            pthread_kill(receiver, SIGUSR1);
-        }
-    });
+    const Interrupter interrupter;
     for (const bool is_local : {true, false}) {
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(is_local ? make_localtcpclient_socket(kSocketPath, 200)
@@ -86,11 +102,34 @@ TEST_F(SocketTest, CountsTheLimitOfAConnectOnWhenSignalsInterruptIt) {
         EXPECT_GE(taken, std::chrono::milliseconds(190));
         EXPECT_LT(taken, std::chrono::milliseconds(1000)) << is_local;
     }
-    is_over = true;
-    interrupter.join();
     EXPECT_TRUE(
         logged(with_pid("Cstylecode->make_localtcpclient_socket connect failed with error "
                         "'Connection timed out'")));
+}
+
+TEST_F(SocketTest, AReceiveWaitsOnWhenSignalsInterruptIt) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const FileDescriptor reader(ends[0]);
+    const FileDescriptor silent_peer(ends[1]);
+    const Interrupter interrupter;
+    const auto start = std::chrono::steady_clock::now();
+    std::string text;
+    EXPECT_EQ(receive_until(reader.get(), text, start + std::chrono::milliseconds(200)), -1);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+}
+
+TEST_F(SocketTest, ServesTheLongestPathAndTheHighestPort) {
+    std::string path = "/tmp/vexa_variables/sockets/";
+    path.append(sizeof(sockaddr_un::sun_path) - 1 - path.size(), 'p');
+    const FileDescriptor local(make_local_socket(path.c_str(), 1));
+    EXPECT_TRUE(local);
+    EXPECT_TRUE(FileDescriptor(make_localtcpclient_socket(path.c_str())));
+    unlink(path.c_str());
+    const FileDescriptor internet(make_internet_socket(65535, 1));
+    EXPECT_TRUE(internet);
+    EXPECT_TRUE(FileDescriptor(make_internettcpclient_socket("127.0.0.1", 65535)));
 }
 
 TEST_F(SocketTest, RefusesAPathLongerThanTheAddress) {

@@ -1,11 +1,15 @@
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 
+#include <fcntl.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
@@ -101,6 +105,62 @@ TEST_F(TlsTest, TrustsOnlyTheHostThatWasAskedFor) {
               3u);
     const Context client(init_SSLsocket_client_context());
     EXPECT_EQ(SSL_CTX_get_min_proto_version(client.get()), TLS1_2_VERSION);
+}
+
+TEST_F(TlsTest, ASilentOrDribblingPeerEndsAtTheLimitWithoutABusyLoop) {
+    constexpr int kLimit = 500;
+    static std::atomic<int> steps;
+    const Context contexts[] = {Context(init_SSLsocket_server_context(kPath, kPath)),
+                                Context(init_SSLsocket_client_context())};
+    for (const Context& context : contexts) {
+        SSL_CTX_set_info_callback(context.get(), [](const SSL*, int, int) { ++steps; });
+    }
+    for (const int mode : {0, static_cast<int>(SOCK_NONBLOCK)}) {
+        for (const bool dribbles : {false, true}) {
+            int ends[2];
+            ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | mode, 0, ends), 0);
+            const FileDescriptor end(ends[0]);
+            const FileDescriptor peer(ends[1]);
+            const int flags = fcntl(end.get(), F_GETFL);
+            std::atomic<bool> is_over{false};
+            auto dribble = std::async(std::launch::async, [&] {
+                // The start of a record of 16000 bytes, then its body, for 12 s at most.
+                const std::string record = "\x16\x03\x03\x3e\x80" + std::string(1200, '\0');
+                for (std::size_t i = 0; dribbles && !is_over && i < record.size(); ++i) {
+                    send(peer.get(), &record[i], 1, MSG_NOSIGNAL);
+                    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+                }
+            });
+            steps = 0;
+            const auto start = std::chrono::steady_clock::now();
+            const Connection connection(
+                dribbles ? accept_SSLsocket(contexts[0].get(), end.get(), kLimit)
+                         : connect_SSLsocket(contexts[1].get(), end.get(), nullptr, kLimit));
+            const auto taken = std::chrono::steady_clock::now() - start;
+            is_over = true;
+            EXPECT_EQ(connection, nullptr);
+            EXPECT_GE(taken, std::chrono::milliseconds(kLimit));
+            EXPECT_LT(taken, std::chrono::milliseconds(kLimit + 2000));
+            EXPECT_LT(steps, 500);
+            EXPECT_EQ(fcntl(end.get(), F_GETFL), flags);
+        }
+    }
+    EXPECT_EQ(lines_with("SSLsocket handshake failed with error"), 4u);
+}
+
+TEST_F(TlsTest, ShakesHandsOnNonBlockingDescriptors) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
+    const FileDescriptor client_end(ends[0]);
+    const FileDescriptor server_end(ends[1]);
+    const Context server(init_SSLsocket_server_context(kPath, kPath));
+    const Context client(init_SSLsocket_client_context());
+    auto accepted = std::async(std::launch::async, [&] {
+        return Connection(accept_SSLsocket(server.get(), server_end.get()));
+    });
+    EXPECT_NE(Connection(connect_SSLsocket(client.get(), client_end.get(), "house.local")),
+              nullptr);
+    EXPECT_NE(accepted.get(), nullptr);
 }
 
 TEST_F(TlsTest, NamesTheFileThatIsNoGoodForAServer) {
