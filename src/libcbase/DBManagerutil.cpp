@@ -29,8 +29,9 @@ constexpr std::string_view kRowsTag = "NextRows: ";
 constexpr std::string_view kFirstRowTag = "Row000001: ";
 constexpr std::size_t kRowTagBytes = kFirstRowTag.size();
 
-constexpr std::string_view kStatusPrefix = "FSMC-";
-/// What an answer without a status counts as.
+// What stands in front of a status's number, whatever it is: "FSMC-".
+constexpr std::size_t kStatusPrefixBytes = 5;
+// What an answer without a status counts as.
 constexpr const char* kNoStatus = "FSMC-008";
 constexpr int kNoStatusNumber = 8;
 
@@ -235,11 +236,8 @@ void give(char** out, const std::string& text) {
 
 // The NNN of "FSMC-NNN".
 int status_number(std::string_view status) {
-    if (status.substr(0, kStatusPrefix.size()) != kStatusPrefix) {
-        return kNoStatusNumber;
-    }
-    const std::int32_t number =
-        leading_number(status.substr(kStatusPrefix.size())).value_or(kNoStatusNumber);
+    status.remove_prefix(std::min(kStatusPrefixBytes, status.size()));
+    const std::int32_t number = leading_number(status).value_or(kNoStatusNumber);
     return number < 0 ? kNoStatusNumber : number;
 }
 

@@ -152,6 +152,10 @@ TEST_F(DatabaseTest, ReturnsTheNumberOfTheStatus) {
     } cases[] = {
         {"Response: FSMC-013\n", "FSMC-013", 13},
         {"Response: FSMC-000 done\n", "FSMC-000 done", 0},
+        {"Response: fsmc-013\n", "fsmc-013", 13},
+        {"Response: DB:: 000\n", "DB:: 000", 0},
+        {"Response: 000000042\n", "000000042", 42},
+        {"Response: FSMC-\n", "FSMC-", 8},
         {"LastInsertedID: 0\n", "FSMC-008", 8},
         {"Response: FSMC-000", "FSMC-008", 8},
         {"Response: fine\n", "fine", 8},
