@@ -69,7 +69,7 @@ enum class Form {
 struct Request {
     std::string function;
     std::vector<std::string> parameters;
-    std::string waittime;  ///< decimal seconds
+    std::string waittime;  ///< decimal seconds; may be negative
 };
 
 struct Response {

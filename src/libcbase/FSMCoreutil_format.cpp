@@ -78,13 +78,15 @@ std::optional<std::string_view> behind_label(std::string_view end, std::string_v
     return behind(end, rest->substr(kLabelDigits), letters);
 }
 
-// A number within 0..max with nothing behind it.
-std::optional<std::int32_t> parse_count(std::string_view text, std::int32_t max) {
+// A number within min..max that ends with its text.
+std::optional<std::int32_t> parse_number(std::string_view text, std::int32_t min,
+                                         std::int32_t max) {
     const std::string digits(text);
     std::int32_t number = 0;
     // parse_int32 would take a NUL among the bytes for their end.
     if (digits.find('\0') != std::string::npos ||
-        parse_int32(digits.c_str(), 10, &number) != PARSE_NUMBER_OK || number < 0 || number > max) {
+        parse_int32(digits.c_str(), 10, &number) != PARSE_NUMBER_OK || number < min ||
+        number > max) {
         return std::nullopt;
     }
     return number;
@@ -105,24 +107,22 @@ class MessageReader final {
         return take(line_ ? behind(tag, *line_, letters_) : std::nullopt, fault, out);
     }
 
-    bool number(std::string_view text, std::int32_t max, Fault fault, std::int32_t& out) {
-        const std::optional<std::int32_t> number = parse_count(text, max);
-        if (!number) {
-            return fail(fault, text);
-        }
-        out = *number;
-        return true;
+    // A count or a length.
+    bool count(std::string_view text, std::int32_t max, Fault fault, std::int32_t& out) {
+        const std::optional<std::int32_t> number = parse_number(text, 0, max);
+        out = number.value_or(0);
+        return number || fail(fault, text);
     }
 
     // The count line and the parameters behind it.
     bool parameters(const Limits& limits, std::vector<std::string>& out) {
         std::string_view text;
-        std::int32_t count = 0;
+        std::int32_t announced = 0;
         if (!tagged(kCountTag, Fault::count_tag, text) ||
-            !number(text, limits.parameters, Fault::count_number, count)) {
+            !count(text, limits.parameters, Fault::count_number, announced)) {
             return false;
         }
-        for (result_.parameter = 0; result_.parameter < count; ++result_.parameter) {
+        for (result_.parameter = 0; result_.parameter < announced; ++result_.parameter) {
             std::string_view value;
             if (!parameter(limits.value_bytes, value)) {
                 return false;
@@ -146,7 +146,7 @@ class MessageReader final {
         std::string_view text;
         std::int32_t length = 0;
         if (!take(label_line(kLengthLabelEnd), Fault::length_tag, text) ||
-            !number(text, max_bytes, Fault::length_number, length)) {
+            !count(text, max_bytes, Fault::length_number, length)) {
             return false;
         }
         // A composer writes the label of an empty value too, other peers leave it out.
@@ -226,13 +226,16 @@ ParseResult parse_request(std::string_view body, const Limits& limits, Request& 
         return reader.result();
     }
     out.function = text;
-    std::int32_t waittime = 0;
-    if (reader.parameters(limits, out.parameters) &&
-        reader.tagged(kWaittimeTag, Fault::waittime_tag, text) &&
-        reader.number(text, INT32_MAX, Fault::waittime_number, waittime)) {
-        out.waittime = text;
-        reader.end();
+    if (!reader.parameters(limits, out.parameters) ||
+        !reader.tagged(kWaittimeTag, Fault::waittime_tag, text)) {
+        return reader.result();
     }
+    if (!parse_number(text, INT32_MIN, INT32_MAX)) {
+        reader.fail(Fault::waittime_number, text);
+        return reader.result();
+    }
+    out.waittime = text;
+    reader.end();
     return reader.result();
 }
 
@@ -261,7 +264,7 @@ ParseResult parse_response(std::string_view body, Response& out) {
     }
     // Each announced parameter needs its lines, so what has arrived bounds what is allocated.
     constexpr Limits kNoLimits{INT32_MAX, INT32_MAX};
-    if (reader.number(*digits, INT32_MAX, Fault::status_number, out.status) &&
+    if (reader.count(*digits, INT32_MAX, Fault::status_number, out.status) &&
         reader.parameters(kNoLimits, out.parameters)) {
         reader.end();
     }
@@ -271,7 +274,7 @@ ParseResult parse_response(std::string_view body, Response& out) {
 std::optional<std::int32_t> parse_length_line(std::string_view line, std::string_view tag,
                                               Letters letters) {
     const std::optional<std::string_view> digits = behind(tag, line, letters);
-    return digits ? parse_count(*digits, INT32_MAX) : std::nullopt;
+    return digits ? parse_number(*digits, 0, INT32_MAX) : std::nullopt;
 }
 
 }  // namespace fsmcore_format

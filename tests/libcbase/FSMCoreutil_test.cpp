@@ -121,6 +121,11 @@ TEST(FsmcoreFormat, NamesTheFaultOfARequest) {
         {length + "2\nParam000:\n", Fault::value_mismatch, ""},
         {length + "2\nParam000:\nabc\n", Fault::value_mismatch, "abc"},
         {length + "2\nParam000:\na" + nul, Fault::value_mismatch, "a" + nul.substr(0, 1)},
+        {count + "0\nWaittime: \n", Fault::waittime_number, ""},
+        {count + "0\nWaittime: 5s\n", Fault::waittime_number, "5s"},
+        {count + "0\nWaittime: -2147483649\n", Fault::waittime_number, "-2147483649"},
+        {count + "-1\n", Fault::count_number, "-1"},
+        {length + "-1\n", Fault::length_number, "-1"},
         {count + "2\nParam000 Length: 0\nParam001 Length: x\n", Fault::length_number, "x", 1},
     };
     Request request;
@@ -135,6 +140,10 @@ TEST(FsmcoreFormat, NamesTheFaultOfARequest) {
     EXPECT_TRUE(parse_request(
         head + "Param042 Length: 511\nParam777:\n" + longest + "\nWaittime: 5", kLimits, request));
     EXPECT_EQ(request.parameters, Texts{longest});
+    for (const char* waittime : {"-1", "-2147483648", "0", "2147483647"}) {
+        EXPECT_TRUE(parse_request(count + "0\nWaittime: " + waittime + "\n\n", kLimits, request));
+        EXPECT_EQ(request.waittime, waittime);
+    }
 }
 
 // A client call against a core of the test's making.
