@@ -1,4 +1,4 @@
-# Sourced by the scripts one folder up: where the project stands, and how they talk.
+# Sourced by the scripts of the parent folder: the root of the project, messages, help and building.
 set -euo pipefail
 
 SCRIPT=$(realpath "$0")
@@ -11,7 +11,7 @@ die() {
     exit 1
 }
 
-# Prints the comment at the head of the calling script when --help is its first argument.
+# Prints the comment at the head of the calling script if --help is its first argument, and exits.
 help_if_asked() {
     case "${1:-}" in
         -h | --help)
@@ -21,7 +21,7 @@ help_if_asked() {
     esac
 }
 
-# Whether this machine gives the tests and the house network and mount namespaces of their own.
+# Whether the tests and the house can have their own network and mount namespaces on this machine.
 has_namespaces() {
     unshare --map-root-user --net --mount true 2>/dev/null
 }

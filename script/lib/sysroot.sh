@@ -1,28 +1,28 @@
-# Sourced by script/bootstrap: the libraries for the board, to build against and to run tests with.
+# Sourced by script/bootstrap: the libraries of the board, to build against and to run tests with.
 
-# lay_sysroot PACKAGE ...: unpacks Debian packages as built for 32-bit ARM, and all that they depend
-# on, into build/sysroot-armhf. They come from the sources of the machine's own apt, but by lists and
-# a package database apart: with a foreign architecture added to the machine, they would have to have
-# the very versions of its own packages. Needs no root.
-lay_sysroot() {
+# unpack_sysroot PACKAGE ...: unpacks Debian packages for 32-bit ARM, and their dependencies, into
+# build/sysroot-armhf. They come from the apt sources of this machine, but with separate lists and a
+# separate package database: as a foreign architecture of this machine, they would need exactly the
+# versions of its own packages. Does not need root.
+unpack_sysroot() {
     local sysroot=$ROOT/build/sysroot-armhf apt=$ROOT/build/sysroot-armhf.apt package
-    # Removed first and written last: a folder without it was left half laid. One that is older than
-    # this file may have been laid otherwise.
-    local laid=$sysroot/laid
-    [[ $(cat "$laid" 2>/dev/null) != "$*" || ! $laid -nt ${BASH_SOURCE[0]} ]] || return 0
+    # Lists the packages. Removed first and written last: without it, the folder is incomplete. If it is
+    # older than this file, the folder may differ from what this file makes.
+    local complete=$sysroot/complete
+    [[ $(cat "$complete" 2>/dev/null) != "$*" || ! $complete -nt ${BASH_SOURCE[0]} ]] || return 0
 
-    # pkg-config tells such a path with escapes, which CMake then takes for a part of it.
+    # pkg-config escapes blanks, and CMake takes the escapes for a part of the path.
     [[ $sysroot != *[[:space:]]* ]] || die "the board's libraries need a path without blanks: $sysroot"
-    say "Laying the libraries for the board into ${sysroot#"$ROOT/"}"
-    rm -f "$laid"
+    say "Unpacking the libraries of the board into ${sysroot#"$ROOT/"}"
+    rm -f "$complete"
     rm -rf "$sysroot" "$apt"
     mkdir -p "$sysroot" "$apt"
     private_apt_configuration "$apt" >"$apt/apt.conf"
     : >"$apt/status"
-    # A mirror may be half-way through an update. Without a list, a package may be missing (and then
-    # the next step fails) or not the newest.
+    # A mirror may be in the middle of an update. Without a list, a package may be missing (then the
+    # next step fails) or outdated.
     apt-get -c "$apt/apt.conf" -q update ||
-        say "Not every package list was fetched: going on with the others"
+        say "Some package lists could not be downloaded; continuing with the others"
     apt-get -c "$apt/apt.conf" -q -y --download-only install "$@"
     for package in "$apt"/archives/*.deb; do
         dpkg-deb --extract "$package" "$sysroot"
@@ -30,11 +30,11 @@ lay_sysroot() {
     done
     make_links_relative "$sysroot"
     rm -r "$apt"
-    echo "$*" >"$laid"
+    echo "$*" >"$complete"
 }
 
-# record_package FILE SYSROOT: notes the package where dpkg-shlibdeps can look up, by dpkg's own way,
-# which package a library belongs to. Its files are noted as they stand on this machine.
+# record_package FILE SYSROOT: adds the package to the package database in SYSROOT, where
+# dpkg-shlibdeps looks up the package of a library. The files have their paths on this machine.
 record_package() {
     local database=$2/var/lib/dpkg name file
     name=$(dpkg-deb --field "$1" Package)
@@ -49,8 +49,8 @@ record_package() {
     dpkg-deb --fsys-tarfile "$1" | tar --list | sed "s|^\.|$2|; s|/$||" >"$database/info/$name.list"
 }
 
-# private_apt_configuration FOLDER: for an apt that keeps everything in that folder. The machine's
-# hooks are left out: they tend its own package cache.
+# private_apt_configuration FOLDER: prints the configuration of an apt that keeps all its files in
+# FOLDER. The machine's hooks are cleared: they maintain the machine's own package cache.
 private_apt_configuration() {
     cat <<END
 #clear APT::Architectures;
@@ -64,7 +64,7 @@ Dir::Cache "$1";
 END
 }
 
-# A link that begins with a slash would lead out of the folder, to the machine's own library.
+# An absolute link would lead out of the folder, to a library of this machine.
 make_links_relative() {
     local link target
     find "$1" -lname '/*' -printf '%p %l\n' | while read -r link target; do

@@ -1,39 +1,39 @@
-# Sourced by script/test: the unit tests in the debug build under valgrind's memcheck, which reports
-# every block that is left at the end, and every descriptor. Not the end-to-end tests, whose daemon it
-# would not follow.
+# Sourced by script/test: runs the unit tests of the debug build under valgrind's memcheck, which
+# reports every block and every descriptor left at the end. The end-to-end tests are excluded: valgrind
+# would not follow their daemon.
 
 preset=debug
 needs=(--valgrind)
 targets=(test_{libcbase,libtavcore,libtavdb,gtwhandler,huelib,hue_handler,tools})
 logs=build/debug/Testing/Temporary
 
-# Under valgrind a program is thirty times as slow, and has one processor.
-left_out=(
+# Under valgrind a program is thirty times as slow and uses one processor.
+excluded=(
     bench end_to_end install
-    gtwhandler.GtwDescriptors                        # limits of descriptors; it keeps its own
-    gtwhandler.GtwRequests.ASilentPeerDelaysNobody   # measures how soon the others are served
-    hue_handler.HueHandlerTest.AMillionCommands      # a million of anything takes minutes
+    gtwhandler.GtwDescriptors                        # limits of descriptors; valgrind has its own
+    gtwhandler.GtwRequests.ASilentPeerDelaysNobody   # measures how soon others are served
+    hue_handler.HueHandlerTest.AMillionCommands      # takes minutes
     huelib.HostileJson.MoreValuesThanTheLargest
-    huelib.KeptAnswers                               # the same, and measures the heap
+    huelib.KeptAnswers                               # the same; also measures the heap
     huelib.UPnP.IsDoneInTime
 )
-# A forked child ends with all that its parent has, which is no leak: it is left alone.
+# A forked child exits with the memory of its parent, which is not a leak: it is not reported.
 memcheck=(--leak-check=full --show-leak-kinds=all --num-callers=30 --track-fds=yes --vgdb=no
     --errors-for-leak-kinds=definite,indirect,possible,reachable --child-silent-after-fork=yes)
-selection=(--exclude-regex "^(test_)?($(IFS='|' && echo "${left_out[*]}"))"
+selection=(--exclude-regex "^(test_)?($(IFS='|' && echo "${excluded[*]}"))"
     -T memcheck --overwrite MemoryCheckCommand=/usr/bin/valgrind
     --overwrite "MemoryCheckCommandOptions=${memcheck[*]}"
     --overwrite "MemoryCheckSuppressionFile=$ROOT/tests/valgrind.supp")
 
 prepare() {
     mkdir -p build/debug
-    touch build/debug/DartConfiguration.tcl # ctest asks for it, be it empty
+    touch build/debug/DartConfiguration.tcl # ctest needs it, even empty
     rm -f "$logs"/MemoryChecker.*.log
-    ulimit -S -n 1024 # valgrind keeps a note for each that there may be
+    ulimit -S -n 1024 # valgrind's memory grows with this limit
 }
 
-# Prints the sums of all logs, and the whole of each that has an error, a leak or a descriptor that
-# was not there at the start. The two sockets to the system log live as long as the process.
+# Prints the totals of all logs, and each log with an error, a leak or a descriptor that was not open at
+# the start. The two sockets to the system log stay open until the process exits.
 judge() {
     local log faulty=()
     for log in "$logs"/MemoryChecker.*.log; do
@@ -44,7 +44,7 @@ judge() {
             END { exit is_clean && !is_open ? 0 : 1 }' "$log" || faulty+=("$log")
     done
     ((${#faulty[@]} == 0)) || cat "${faulty[@]}"
-    say "Found by valgrind"
+    say "Results of valgrind"
     awk '
         { gsub(",", "") }
         /^Command: / { ++tests }
