@@ -1,4 +1,4 @@
-# What every target of this project shares: warnings, sanitizers, hardening and the include root.
+# Options shared by all targets of this project: warnings, sanitizers, hardening and the include root.
 
 add_library(lumivad_options INTERFACE)
 target_compile_options(lumivad_options INTERFACE
@@ -12,23 +12,23 @@ else()
     include(CheckPIESupported)
     check_pie_supported()
     set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-    # A daemon that listens on the network ends rather than run on with an overwritten stack, buffer
-    # or table of addresses. The sanitizers look themselves.
+    # A daemon that listens on the network aborts if its stack, a buffer or a table of addresses is
+    # overwritten. The sanitizers have checks of their own.
     target_compile_options(lumivad_options INTERFACE
         -fstack-protector-strong $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>)
     target_link_options(lumivad_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
 if(LUMIVAD_COVERAGE)
-    # The counters are atomic: threads count the same lines.
+    # Atomic counters: several threads count the same lines.
     target_compile_options(lumivad_options INTERFACE --coverage -fprofile-update=atomic)
     target_link_options(lumivad_options INTERFACE --coverage)
 endif()
-# A library that nothing calls is not loaded: the daemon needs libcrypto only for functions that
-# it does not use, and whose archive members then stay out of the link.
+# Libraries without a used symbol are not loaded. Only functions that the daemon does not call need
+# OpenSSL, and their archive members are not linked.
 target_link_options(lumivad_options INTERFACE -Wl,--as-needed)
 
-# lumivad_library(NAME SOURCES ... LIBRARIES ...): one static library of src/ or the simulator. What
-# holds for this build only is kept out of what an installed library asks of its users.
+# lumivad_library(NAME SOURCES ... LIBRARIES ...): adds a static library of src/ or the simulator.
+# Options of this build do not become requirements of the installed library.
 function(lumivad_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})

@@ -1,6 +1,6 @@
-# Run by CPack between installing the components into folders of their own and packing those: adds
-# what Debian's policy asks of every package. SOURCE_DATE_EPOCH is the time of the source, in seconds
-# since 1970; every file gets it, so that the same source always makes the same package.
+# CPack runs this after it has installed each component into a folder of its own and before it packages
+# these folders. Adds what Debian's policy requires of every package. Every file gets the time
+# SOURCE_DATE_EPOCH (seconds since 1970), so that the same source always gives the same package.
 
 function(run)
     execute_process(COMMAND ${ARGV} COMMAND_ERROR_IS_FATAL ANY)
@@ -10,7 +10,7 @@ set(version ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 set(changelog "lumivad (${version}) stable; urgency=medium
 
-  * Version ${CPACK_PACKAGE_VERSION}. What is new stands in changelog.gz.
+  * Version ${CPACK_PACKAGE_VERSION}. See changelog.gz for what is new.
 
  -- ${CPACK_PACKAGE_CONTACT}  ${date}
 ")

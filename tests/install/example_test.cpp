@@ -1,4 +1,4 @@
-// The example, built against the installed library, in front of the simulated bridge.
+// Runs the example, built against the installed library, against the simulated bridge.
 #include <chrono>
 
 #include <gtest/gtest.h>
@@ -16,11 +16,11 @@ class InstalledExample : public testing::Test {
   protected:
     void SetUp() override {
         if (!bridge.is_discoverable()) {
-            GTEST_SKIP() << "a search reaches the bridge in a private sandbox only";
+            GTEST_SKIP() << "a search finds the bridge only in a private sandbox";
         }
     }
 
-    static ChildProcess::Result dims(const ChildProcess::Words& words) {
+    static ChildProcess::Result run_example(const ChildProcess::Words& words) {
         return ChildProcess::run(EXAMPLE_PATH, words, {}, std::chrono::seconds(30));
     }
 
@@ -29,13 +29,13 @@ class InstalledExample : public testing::Test {
 };
 
 TEST_F(InstalledExample, FindsTheBridgeAndDimsALight) {
-    const ChildProcess::Result result = dims({"4", "50", "guest"});
+    const ChildProcess::Result result = run_example({"4", "50", "guest"});
     EXPECT_EQ(result.exit_code(), 0) << result.errors;
     EXPECT_EQ(bridge.light(4).brightness(), 127U);
 }
 
-TEST_F(InstalledExample, TellsOfALightThatIsNotThere) {
-    const ChildProcess::Result result = dims({"99", "50", "guest"});
+TEST_F(InstalledExample, ReportsAMissingLight) {
+    const ChildProcess::Result result = run_example({"99", "50", "guest"});
     EXPECT_EQ(result.exit_code(), 1);
     EXPECT_NE(result.errors.find("light id is not valid"), std::string::npos) << result.errors;
 }

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Uses what `cmake --install` installs as somebody else's project does. CTest runs one case at a
-# time and sets BUILD, SOURCE, WORK, LIBDIR, BINDIR, MANDIR and VERSION, and for CMake and the
-# compiler CMAKE_GENERATOR, CXX and CXXFLAGS.
+# Uses what `cmake --install` installs, as another project would. CTest runs one case at a time and
+# sets BUILD, SOURCE, WORK, LIBDIR, BINDIR, MANDIR and VERSION, and for CMake and the compiler
+# CMAKE_GENERATOR, CXX and CXXFLAGS.
 #
 #   installed.sh CASE
 
@@ -21,7 +21,7 @@ compile() {
     "$CXX" -std=c++17 $CXXFLAGS "$@"
 }
 
-# Moved after it was installed: a path of the build or of the first place would lead nowhere.
+# The files are moved after the installation: paths of the build or of the first place must not occur.
 install_and_move() {
     rm -rf "$WORK"
     mkdir -p "$WORK"
@@ -30,11 +30,11 @@ install_and_move() {
         env -u DESTDIR cmake --install "$BUILD" --prefix "$WORK/first" --component $component
     done
     mv "$WORK/first" "$prefix"
-    ! grep -rIlF -e "$SOURCE" -e "$WORK/first" "$prefix" || fail "these name a folder of the build"
+    ! grep -rIlF -e "$SOURCE" -e "$WORK/first" "$prefix" || fail "these files contain a path of the build"
     cp -r "$SOURCE/examples" "$example"
 }
 
-# The program starts, and refuses a wrong command line with its own exit code.
+# The program starts, and rejects a wrong command line with its own exit code.
 starts() {
     local code=0
     "$1" 2>/dev/null || code=$?
@@ -55,7 +55,7 @@ build_with_pkg_config() {
     [[ $(pkg-config --modversion huelib) == "$VERSION" ]] || fail "huelib.pc has another version"
 }
 
-# With the warnings of a strict user, who has nothing but the installed headers.
+# With strict warnings and only the installed headers.
 compile_every_header_alone() {
     local header
     for header in "$prefix"/include/huelib/*.h; do
@@ -66,8 +66,8 @@ compile_every_header_alone() {
     done
 }
 
-# A program with functions named as the library's own log functions.
-link_beside_own_log_functions() {
+# A program whose functions have the names of the library's log functions.
+link_with_own_log_functions() {
     cat >"$WORK/own_log.cpp" <<'CPP'
 #include <cstdlib>
 
@@ -94,27 +94,27 @@ CPP
     "$WORK/own_log" || fail "the library called the program's own function"
 }
 
-# Where man looks for it, under the name that the daemon has.
+# In the folder where man looks for it, under the daemon's name.
 find_the_manual() {
     grep -q '^\.SH NAME' "$prefix/$MANDIR/man8/lumivad.8" || fail "no manual page"
 }
 
-# The daemon's board has no room for what it never calls.
+# The board has no room for libraries that are never called.
 load_no_openssl() {
     local needed
     needed=$(objdump -p "$prefix/$BINDIR/lumivad" | grep NEEDED)
     [[ $needed != *libssl* && $needed != *libcrypto* ]] || fail "$needed"
 }
 
-# has PATTERN COMMAND ...: what the command prints holds the pattern.
+# has PATTERN COMMAND ...: fails unless the output of the command matches the pattern.
 has() {
     local pattern=$1
     shift
-    [[ $("$@") =~ $pattern ]] || fail "$* shows no $pattern"
+    [[ $("$@") =~ $pattern ]] || fail "the output of $* does not match $pattern"
 }
 
-# An attacker who finds a way to overwrite memory finds no fixed address, no table to write to and
-# no return address that is not guarded.
+# Position-independent, with read-only relocations, stack protection and checked copies: an attacker
+# who can overwrite memory finds no fixed address, no writable table and no unguarded return address.
 harden_the_daemon() {
     local daemon=$prefix/$BINDIR/lumivad
     has 'Type: *DYN' readelf -h "$daemon"

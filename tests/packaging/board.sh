@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Compares each package for the board (armhf) with the one for this machine, and runs the programs in it
-# under emulation: their version, the tour of the house, a pairing.
+# Compares each package for the board (armhf) with the one for this machine, and runs its programs under
+# emulation: their version, the tour of the house, a pairing.
 #
-#   board.sh PACKAGES SYSROOT HOUSE    folder with the packages; the board's libraries; the program house
+#   board.sh PACKAGES SYSROOT HOUSE    PACKAGES: folder with the packages; SYSROOT: the board's
+#                                      libraries; HOUSE: the program house
 
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
@@ -13,7 +14,7 @@ scripts=$(realpath "$(dirname "$0")/../../simulator")
 tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
 
-# Both depend on the same packages; the versions that they ask for are each architecture's own.
+# Both depend on the same packages; the required versions may differ between the architectures.
 control() {
     dpkg-deb --field "$1" | sed -E '/^(Architecture|Installed-Size):/d; /^Depends:/s/ \([^)]*\)//g'
 }
@@ -26,10 +27,10 @@ for here in "$packages"/*_"$(dpkg --print-architecture)".deb; do
     name=$(dpkg-deb --field "$here" Package)
     version=$(dpkg-deb --field "$here" Version | sed 's/-[^-]*$//')
     there=$(echo "$packages/$name"_*_armhf.deb)
-    diff <(control "$here") <(control "$there") || fail "$name describes itself otherwise for armhf"
-    diff <(files "$here") <(files "$there") || fail "$name holds other files for armhf"
+    diff <(control "$here") <(control "$there") || fail "$name has another description for armhf"
+    diff <(files "$here") <(files "$there") || fail "$name has other files for armhf"
     dpkg-deb --extract "$there" "$tree"
-    echo "   $name: the same for $(dpkg-deb --field "$there" Architecture)"
+    echo "   $name: no difference for $(dpkg-deb --field "$there" Architecture)"
 done
 for program in lumivad huectl; do
     file --brief "$tree/usr/bin/$program" | grep --quiet 'ARM, EABI5' || fail "$program: not ARM"
@@ -38,10 +39,10 @@ for program in lumivad huectl; do
 exec qemu-arm-static -L '$sysroot' '$tree/usr/bin/$program' "\$@"
 END
     chmod +x "$tree/$program"
-    said=$("$tree/$program" --version) || fail "$program ends with $?"
-    [[ $said == *"$version" ]] || fail "$program is not of version $version: $said"
-    echo "   $program: $said"
+    output=$("$tree/$program" --version) || fail "$program --version exits with $?"
+    [[ $output == *"$version" ]] || fail "$program does not have version $version: $output"
+    echo "   $program: $output"
 done
 
-plays "$house" "$tree/house.log" --daemon "$tree/lumivad" --script "$scripts/tour.house"
-plays "$house" "$tree/house.log" --huectl "$tree/huectl" --unpaired --script "$scripts/pairing.house"
+run_scene "$house" "$tree/house.log" --daemon "$tree/lumivad" --script "$scripts/tour.house"
+run_scene "$house" "$tree/house.log" --huectl "$tree/huectl" --unpaired --script "$scripts/pairing.house"

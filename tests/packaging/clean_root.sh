@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Installs each package in a clean Debian, uses what it brings, removes it, and finds that nothing
-# is left. As root, since only root may change into another root.
+# Installs each package in a clean Debian, uses its contents, removes it, and checks that no file is
+# left. Run as root: only root can change into another root.
 #
-#   clean_root.sh PACKAGES BUILD WORK    folder with the packages, build folder with house and
-#                                        lumivad, folder that may be written to
+#   clean_root.sh PACKAGES BUILD WORK    PACKAGES: folder with the packages; BUILD: build folder with
+#                                        house and lumivad; WORK: folder for temporary files
 
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
@@ -16,9 +16,9 @@ root=$work/root
 multiarch=$(dpkg-architecture -q DEB_HOST_MULTIARCH)
 architecture=$(dpkg --print-architecture)
 
-# Laid once, which takes longer than all the rest; every run unpacks it afresh.
+# The archive is made once, which takes longer than everything else; every run unpacks it again.
 unpack_clean_root() {
-    [[ -f $root.tar ]] || lay_clean_root
+    [[ -f $root.tar ]] || make_clean_root
     rm -rf "$root"
     mkdir "$root"
     tar --extract --numeric-owner --file "$root.tar" --directory "$root"
@@ -30,7 +30,7 @@ unpack_clean_root() {
     apt update
 }
 
-lay_clean_root() {
+make_clean_root() {
     # shellcheck source=/dev/null
     source /etc/os-release
     mmdebstrap --quiet --format=tar --variant=apt --skip=cleanup/apt \
@@ -46,12 +46,11 @@ apt() {
     DEBIAN_FRONTEND=noninteractive inside apt-get -q=2 -o Dpkg::Use-Pty=0 "$@" \
         >"$work/apt.log" 2>&1 || {
         cat "$work/apt.log"
-        fail "apt-get $* has failed"
+        fail "apt-get $* failed"
     }
 }
 
-# Every file with its kind, its rights, its link and its sum; not what apt and dpkg note about their own
-# work.
+# Every file with its type, permissions, link and checksum, without the records of apt and dpkg.
 list_files() {
     (cd "$root" || return
         find . \( -path ./var/cache -o -path ./var/lib/apt -o -path ./var/log \) -prune \
@@ -59,7 +58,7 @@ list_files() {
         find . -type f -not -path './var/*' -exec md5sum {} +) | sort
 }
 
-# check PACKAGE USE: installs it with all that it asks for, uses it, and takes it all away again.
+# check PACKAGE USE: installs it with its dependencies, uses it, and removes all of it again.
 check() {
     echo "-- $1"
     list_files >"$work/before"
@@ -67,14 +66,14 @@ check() {
     version=$(inside dpkg-query --show "$1" | sed 's/.*\t//; s/-.*//')
     "$2"
     apt --autoremove purge "$1"
-    list_files | diff "$work/before" - || fail "$1 leaves this behind"
-    echo "   installed, used, removed; nothing is left"
+    list_files | diff "$work/before" - || fail "$1 leaves these files"
+    echo "   installed, used, removed; no file is left"
 }
 
 # installed PROGRAM: prints the path of a program that runs the installed one. The house gives its
-# children a /dev and a /tmp of their own, which have to be theirs in the clean root too. The mounts
-# are the program's alone, also where the house gets no namespaces: the root is removed at the end,
-# and must not lead to the machine's own /dev and /tmp then.
+# children their own /dev and /tmp, and they need these in the clean root too. The mounts are visible to
+# the program only, even where the house has no namespaces: the root is removed at the end, and must
+# not lead to the machine's own /dev and /tmp.
 installed() {
     cat >"$work/$1" <<END
 #!/bin/sh
@@ -91,14 +90,14 @@ use_daemon() {
     [[ $(inside lumivad --version) == "v$version" ]] || fail "lumivad has another version"
     [[ -f $root/usr/share/man/man8/lumivad.8.gz ]] || fail "no manual page"
     [[ -f $root/usr/share/doc/lumivad/operations.md ]] || fail "no table of the log's lines"
-    plays "$build/simulator/house" "$work/house.log" \
+    run_scene "$build/simulator/house" "$work/house.log" \
         --daemon "$(installed lumivad)" --script "$source/simulator/tour.house"
 }
 
 use_tool() {
     [[ $(inside huectl --version) == *"$version"* ]] || fail "huectl has another version"
     [[ -f $root/usr/share/man/man1/huectl.1.gz ]] || fail "no manual page"
-    plays "$build/simulator/house" "$work/house.log" \
+    run_scene "$build/simulator/house" "$work/house.log" \
         --huectl "$(installed huectl)" --unpaired --script "$source/simulator/pairing.house"
     # shellcheck disable=SC1091
     (source "$root/usr/share/bash-completion/completions/huectl"
@@ -107,7 +106,7 @@ use_tool() {
         [[ ${COMPREPLY[*]} == discover ]]) || fail "no completion"
 }
 
-# With the machine's own compiler; JsonCpp and the library are those of the clean root.
+# Uses this machine's compiler, with JsonCpp and the library of the clean root.
 use_library() {
     local flags
     flags=$(PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_LIBDIR=$root/usr/lib/$multiarch/pkgconfig \
@@ -116,7 +115,7 @@ use_library() {
     c++ -std=c++17 "$source/examples/dim_a_light.cpp" $flags -o "$work/dim_a_light"
     local code=0
     "$work/dim_a_light" 2>/dev/null || code=$?
-    ((code == 2)) || fail "the example ends with $code without arguments"
+    ((code == 2)) || fail "without arguments, the example exits with $code"
 }
 
 unpack_clean_root

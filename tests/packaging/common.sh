@@ -1,16 +1,16 @@
-# Sourced by the scripts beside it.
+# Sourced by the scripts in this folder.
 
 fail() {
     echo "$*" >&2
     exit 1
 }
 
-# plays HOUSE LOG ARGUMENT ...: lets the house play a script; what it prints goes to the file LOG, and
-# is shown when it fails.
-plays() {
+# run_scene HOUSE LOG ARGUMENT ...: runs a script in the house. The output goes to the file LOG and is
+# printed if the script fails.
+run_scene() {
     "$1" "${@:3}" >"$2" || {
         cat "$2"
-        fail "the house has failed"
+        fail "the script failed"
     }
     grep -c 'as expected' "$2" | sed 's/^/   expectations met: /'
 }
