@@ -18,8 +18,8 @@ std::string folder_of(pid_t process) {
     return "/proc/" + std::to_string(process);
 }
 
-// The sum of the numbers behind the labels of a file of lines "Label: number unit". Of a process
-// that has ended there are none, which must not pass for one that costs nothing.
+// The sum of the labels' numbers in a file of lines "Label: number unit". Throws when one is
+// missing: a process that has ended has none, and must not look like one that costs nothing.
 double sum_of(const std::string& path, const std::vector<std::string>& labels) {
     std::ifstream file(path);
     double sum = 0;
@@ -35,7 +35,7 @@ double sum_of(const std::string& path, const std::vector<std::string>& labels) {
         }
     }
     if (found != labels.size()) {
-        throw std::runtime_error(path + " does not tell " + labels.front());
+        throw std::runtime_error(path + " lacks " + labels.front());
     }
     return sum;
 }
@@ -46,8 +46,8 @@ Cost Cost::of_thread(pid_t process, pid_t thread) {
     const std::string folder = folder_of(process) + "/task/" + std::to_string(thread);
     double nanoseconds = 0;
     std::ifstream(folder + "/schedstat") >> nanoseconds;
-    if (!(nanoseconds > 0)) {  // a thread that waits has run before
-        throw std::runtime_error("the kernel keeps no account of " + folder);
+    if (!(nanoseconds > 0)) {  // a waiting thread has run before
+        throw std::runtime_error("no CPU time in " + folder + "/schedstat");
     }
     return {nanoseconds / 1e6, sum_of(folder + "/status", {"voluntary_ctxt_switches:"})};
 }

@@ -1,5 +1,5 @@
-/// What a process or one of its threads costs the machine, as the kernel counts it. Stateless.
-/// Throws std::runtime_error when it has ended, or when this kernel does not count.
+/// CPU time, wake-ups and memory of a process or thread, as the kernel counts them. Stateless.
+/// Throws std::runtime_error when the process has ended or the kernel does not count.
 #pragma once
 
 #include <string>
@@ -9,10 +9,10 @@
 
 namespace bench {
 
-/// Since the start of the thread, or of all threads that a process has.
+/// Since the start of the thread, or of all present threads of the process.
 struct Cost {
     double cpu_ms = 0;
-    double wakeups = 0;  ///< times that it came back from waiting
+    double wakeups = 0;  ///< voluntary context switches
 
     static Cost of_thread(pid_t process, pid_t thread);
     static Cost of_process(pid_t process);
@@ -23,16 +23,15 @@ struct Cost {
 
 struct Memory {
     double resident_kib = 0;
-    double proportional_kib = 0;  ///< what is shared counts by the share
-    double private_kib = 0;       ///< what would be free again without it
+    double proportional_kib = 0;  ///< a page that n processes share counts one n-th
+    double private_kib = 0;       ///< pages that no other process maps
 
     static Memory of(pid_t process);
 };
 
-/// In the order in which they were started.
+/// In the order of their start.
 std::vector<pid_t> threads_of(pid_t process);
 
-/// Waits, which is most of what a measurement does.
 void wait_ms(double length);
 
 }  // namespace bench

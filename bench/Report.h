@@ -1,4 +1,4 @@
-/// What was measured, as one table: each figure with its spread, its yardstick and its goal.
+/// The results as one table: each figure with its spread, its yardstick and its goal.
 ///
 /// Belongs to the thread that measures.
 #pragma once
@@ -13,10 +13,10 @@ namespace bench {
 
 using Samples = std::vector<double>;
 
-/// The smallest sample that `share` (0..1) of all do not exceed; 0 for none.
+/// The smallest sample that `share` (0..1) of all samples do not exceed; 0 without samples.
 double percentile(Samples samples, double share);
 
-/// The medians of so many parts of a series, one behind the other, as if each were a round.
+/// Cuts a series into `parts` consecutive parts and returns their medians, as if each were a round.
 Samples medians_of_parts(const Samples& samples, std::size_t parts);
 
 struct Spread {
@@ -31,7 +31,7 @@ struct Spread {
 struct Line {
     double fixed;
     double slope;
-    double largest_deviation;  ///< of a point from the line, as a share of the point
+    double largest_deviation;  ///< of a point from the line, relative to the point
 
     static Line through(const Samples& x, const Samples& y);
 };
@@ -45,8 +45,8 @@ struct Goal {
     double limit;
 };
 
-/// Rounds alternate between the daemon and its yardstick: the n-th value of one belongs to the n-th
-/// of the other, and their ratio is that of one moment of the machine.
+/// Rounds of the daemon and its yardstick alternate: the n-th values of both belong together, and
+/// their ratio does not depend on how busy the machine was.
 struct Row {
     std::string subject;
     std::string figure;
@@ -54,13 +54,12 @@ struct Row {
     Samples values;          ///< one for each round
     Samples yardstick = {};  ///< none, one for all rounds, or one for each
     std::optional<Goal> goal = {};
-    /// Every sample behind the values, and behind the yardstick, for a picture of their
-    /// distribution; in the JSON only.
+    /// All samples, for a picture of their distribution. In the JSON only.
     Samples series = {};
     Samples yardstick_series = {};
 
     Samples ratios() const;
-    /// Nothing when there is no goal, or no yardstick for it.
+    /// Empty when there is no goal, or the yardstick that it needs is missing.
     std::optional<bool> is_met() const;
 };
 
@@ -68,13 +67,13 @@ class Report final {
   public:
     /// Prints the row at once.
     void add(const Row& row);
-    /// A line for the person, in front of the next rows.
+    /// Prints a line before the next rows.
     static void say(const std::string& text);
 
     Json::Value json() const;
     std::size_t rows() const { return rows_.size(); }
     std::size_t missed_goals() const;
-    /// Those whose yardstick was not there.
+    /// Goals whose yardstick is missing.
     std::size_t goals_not_judged() const;
 
   private:

@@ -27,12 +27,6 @@ constexpr int kQueueBytes = 1 << 24;
 constexpr std::size_t kKeptBytes = 256;
 constexpr std::size_t kStartBytes = 32;
 
-std::string text_of(std::uint32_t ip) {
-    char text[INET_ADDRSTRLEN] = {};
-    inet_ntop(AF_INET, &ip, text, sizeof(text));
-    return text;
-}
-
 double time_of(msghdr& message) {
     for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
          part = CMSG_NXTHDR(&message, part)) {
@@ -45,7 +39,7 @@ double time_of(msghdr& message) {
     return 0;
 }
 
-// Nothing for what is not TCP over IPv4.
+// Empty for other protocols than TCP over IPv4.
 std::optional<Wire::Packet> parse(const char* bytes, std::size_t length) {
     iphdr ip{};
     tcphdr tcp{};
@@ -60,8 +54,6 @@ std::optional<Wire::Packet> parse(const char* bytes, std::size_t length) {
     std::memcpy(&tcp, bytes + ip_bytes, sizeof(tcp));
     const std::size_t text = ip_bytes + tcp.doff * std::size_t{4};
     Wire::Packet packet;
-    packet.from_ip = text_of(ip.saddr);
-    packet.to_ip = text_of(ip.daddr);
     packet.from_port = ntohs(tcp.source);
     packet.to_port = ntohs(tcp.dest);
     packet.opens = tcp.syn != 0 && tcp.ack == 0;
@@ -83,9 +75,9 @@ Wire::Wire() : socket_(socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_
     const int yes = 1;
     if (!socket_ || setsockopt(socket_.get(), SOL_SOCKET, SO_TIMESTAMPNS, &yes, sizeof(yes)) != 0 ||
         bind(socket_.get(), reinterpret_cast<sockaddr*>(&loopback), sizeof(loopback)) != 0) {
-        throw std::system_error(errno, std::generic_category(), "listening to the loopback");
+        throw std::system_error(errno, std::generic_category(), "cannot listen to the loopback");
     }
-    // As much as the system gives: a lost packet spoils the measurement.
+    // As large as the system allows: a lost packet spoils the measurement.
     setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUFFORCE, &kQueueBytes, sizeof(kQueueBytes));
     thread_ = std::thread([this] { listen(); });
 }
@@ -110,7 +102,7 @@ void Wire::listen() {
         message.msg_control = control;
         message.msg_controllen = sizeof(control);
         const ssize_t length = recvmsg(socket_.get(), &message, 0);
-        // The loopback shows each packet twice, on its way out and on its way in.
+        // The loopback shows each packet twice: outgoing and incoming.
         if (length <= 0 || origin.sll_pkttype == PACKET_OUTGOING) {
             continue;
         }
@@ -128,7 +120,7 @@ void Wire::check_none_was_lost() const {
     socklen_t length = sizeof(counts);
     if (getsockopt(socket_.get(), SOL_PACKET, PACKET_STATISTICS, &counts, &length) != 0 ||
         counts.tp_drops > 0) {
-        throw std::runtime_error("packets passed unseen");
+        throw std::runtime_error("the packet socket lost packets");
     }
 }
 
@@ -150,15 +142,10 @@ std::vector<Wire::Packet> Wire::await(std::size_t count, const Filter& filter,
     };
     if (!arrived_.wait_until(lock, deadline, are_there)) {
         throw std::runtime_error("fewer than " + std::to_string(count) +
-                                 " of the awaited packets came");
+                                 " of the expected packets arrived");
     }
     lock.unlock();
     return packets(filter);
-}
-
-void Wire::forget() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    packets_.clear();
 }
 
 bool Wire::opens_to_bridge(const Packet& packet) {

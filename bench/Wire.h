@@ -1,7 +1,7 @@
-/// Listens to what crosses the loopback, each packet with the kernel's own time: neither the daemon
-/// nor whoever it talks to is held up, and a late wake-up of the listener does not count.
+/// Records the packets of the loopback with the kernel's own timestamps. Delays neither the daemon
+/// nor its peer, and a late wake-up of the listener does not matter.
 ///
-/// Thread-safe. Needs a sandbox with a network of its own.
+/// Thread-safe. Needs a sandbox with its own network.
 #pragma once
 
 #include <chrono>
@@ -20,14 +20,12 @@ namespace bench {
 class Wire final {
   public:
     struct Packet {
-        double ms = 0;  ///< of the wall clock; for differences
-        std::string from_ip;
-        std::string to_ip;
+        double ms = 0;  ///< wall clock; only differences are meaningful
         int from_port = 0;
         int to_port = 0;
-        bool opens = false;  ///< asks for a connection
+        bool opens = false;  ///< opens a connection (SYN without ACK)
         std::size_t bytes = 0;
-        std::string start;  ///< of its text
+        std::string start;  ///< first bytes of its payload
 
         bool begins_with(const std::string& word) const { return start.rfind(word, 0) == 0; }
     };
@@ -37,13 +35,12 @@ class Wire final {
     Wire();
     ~Wire();
 
-    /// Those that `filter` takes, in the order of their time. Throws std::runtime_error when the
-    /// system had no room for one since the last call.
+    /// The packets that `filter` accepts, in order of time. Throws std::runtime_error when the
+    /// kernel has dropped one since the last call.
     std::vector<Packet> packets(const Filter& filter) const;
-    /// Waits until there are `count` of them; throws std::runtime_error after `limit`.
+    /// Waits until there are `count` of them. Throws std::runtime_error after `limit`.
     std::vector<Packet> await(std::size_t count, const Filter& filter,
                               std::chrono::milliseconds limit) const;
-    void forget();
 
     /// @name Filters for a bridge in the simulated house
     /// @{

@@ -1,4 +1,4 @@
-// How long a command waits in the queue: from the core's answer to the request at the bridge.
+// Time that a command waits in the queue: from the answer to the core to the request at the bridge.
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "bench/Fixture.h"
 #include "bench/ProcessCost.h"
-#include "bench/Stand.h"
 #include "bench/Wire.h"
 
 namespace bench {
@@ -18,13 +18,12 @@ using Clock = std::chrono::steady_clock;
 constexpr double kLookPeriodMs = 100;
 constexpr double kGoalMedianMs = 60;
 constexpr double kGoalLargestMs = 110;
-constexpr double kSettledMs = 250;  // the worker's pause is over, and it looks every 100 ms again
+constexpr double kSettledMs = 250;  // the worker's pause is over; it looks every 100 ms again
 constexpr std::size_t kParts = 4;
 constexpr double kGoldenPart = 0.6180339887498949;
 constexpr std::chrono::seconds kPutLimit{10};
 
-// The yardstick: a thread of this process that looks for a note every 100 ms, as the daemon's
-// worker does, and does nothing else.
+// The yardstick: a thread that only looks for a note every 100 ms, as the daemon's worker does.
 class Looker final {
   public:
     Looker() : thread_([this] { look(); }) {}
@@ -33,7 +32,7 @@ class Looker final {
         thread_.join();
     }
 
-    void leaves_note() {
+    void leave_note() {
         const std::lock_guard<std::mutex> lock(mutex_);
         note_ = Clock::now();
         has_note_ = true;
@@ -56,7 +55,7 @@ class Looker final {
         }
     }
 
-    mutable std::mutex mutex_;  // guards the next three
+    mutable std::mutex mutex_;  // guards note_, has_note_ and waits_
     Clock::time_point note_;
     bool has_note_ = false;
     Samples waits_;
@@ -67,10 +66,10 @@ class Looker final {
 }  // namespace
 
 void measure_dispatch(const Plan& plan, Report& report) {
-    Stand stand(plan, 7);
-    const int object = stand.object("on_off").id;
-    bool is_on = stand.house().light(stand.object("on_off").light).is_on();
-    const int port = stand.port();
+    Fixture fixture(plan, 7);
+    const int object = fixture.object("on_off").id;
+    bool is_on = fixture.house().light(fixture.object("on_off").light).is_on();
+    const int port = fixture.port();
     const auto is_answer = [port](const Wire::Packet& packet) {
         return packet.from_port == port && packet.bytes > 0;
     };
@@ -78,23 +77,23 @@ void measure_dispatch(const Plan& plan, Report& report) {
     Looker looker;
     Samples waits;
     for (int i = 0; i < plan.rounds(200, 10); ++i) {
-        // The worker looks at fixed times behind the command before: each command comes at another
-        // part of its period, and they cover it evenly.
+        // The worker looks at fixed times after the previous command. The commands are spread
+        // evenly over its period.
         wait_ms(kSettledMs + kLookPeriodMs * std::fmod(i * kGoldenPart, 1));
         is_on = !is_on;
-        if (stand.house().core().runs(object, is_on ? "1" : "0") != 0) {
-            throw std::runtime_error("the daemon did not take a command");
+        if (fixture.house().core().runs(object, is_on ? "1" : "0") != 0) {
+            throw std::runtime_error("the daemon refused a command");
         }
-        looker.leaves_note();
+        looker.leave_note();
         const auto count = static_cast<std::size_t>(i) + 1;
         const auto puts = wire.await(count, Wire::is_put, kPutLimit);
         const auto answers = wire.await(count, is_answer, kPutLimit);
         if (puts.size() != count || answers.size() != count) {
-            throw std::runtime_error("which PUT belongs to which command cannot be told");
+            throw std::runtime_error("the PUTs cannot be assigned to the commands");
         }
         waits.push_back(puts.back().ms - answers.back().ms);
     }
-    wait_ms(2 * kLookPeriodMs);  // for the last look
+    wait_ms(2 * kLookPeriodMs);  // until the last look
     const Samples theirs = looker.waits();
     report.add({"dispatch", "median", "ms", medians_of_parts(waits, kParts),
                 medians_of_parts(theirs, kParts),

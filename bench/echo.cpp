@@ -1,5 +1,5 @@
-// echo: the yardstick of the commands endpoint. Accepts, reads once, answers what the daemon
-// answers, closes; no more than that, so that no program can be much faster.
+// echo: the yardstick of the commands endpoint. Accepts, reads once, sends the daemon's answer and
+// closes. No program can be much faster.
 #include <cstdio>
 #include <cstring>
 

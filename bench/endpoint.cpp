@@ -1,10 +1,10 @@
-// How fast the commands endpoint answers, beside a program that does nothing but answer.
+// Latency and throughput of the commands endpoint. The yardstick is a program that only answers.
 #include <chrono>
 #include <stdexcept>
 
 #include <sys/socket.h>
 
-#include "bench/Stand.h"
+#include "bench/Fixture.h"
 #include "libcbase/FSMCoreutil.h"
 
 namespace bench {
@@ -14,8 +14,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr double kGoalLatency = 1.3;
 constexpr double kGoalThroughput = 0.75;
-constexpr const char* kAnswer = "Response Status: FSMC-000\nParameter Count: 0\n\n";  // of both
-// It has no light: the request takes its whole way to the worker, and ends there.
+constexpr const char* kAnswer =
+    "Response Status: FSMC-000\nParameter Count: 0\n\n";  // of both programs
+// An object without a light: the request reaches the worker and ends there.
 constexpr const char* kObject = "999999";
 
 std::string request_text() {
@@ -27,7 +28,7 @@ std::string request_text() {
     return text.value();
 }
 
-// One connection: sent, answered, closed by the other side. In microseconds.
+// One connection in microseconds: request, answer, closed by the peer.
 double time_request(int port, const std::string& text) {
     const auto start = Clock::now();
     const FileDescriptor fd(make_internettcpclient_socket("127.0.0.1", port));
@@ -40,7 +41,7 @@ double time_request(int port, const std::string& text) {
     }
     const auto end = Clock::now();
     if (std::string(answer, length) != kAnswer) {
-        throw std::runtime_error("a request was not answered as it should be");
+        throw std::runtime_error("a request got an unexpected answer");
     }
     return std::chrono::duration<double, std::micro>(end - start).count();
 }
@@ -66,7 +67,7 @@ struct Rounds {
 }  // namespace
 
 void measure_endpoint(const Plan& plan, Report& report) {
-    Stand stand(plan, 7);
+    Fixture fixture(plan, 7);
     simulator::DaemonProcess echo(plan.echo, {});
     const auto echo_status = echo.start_status(std::chrono::seconds(5));
     if (!echo_status) {
@@ -77,7 +78,7 @@ void measure_endpoint(const Plan& plan, Report& report) {
     Rounds ours;
     Rounds theirs;
     for (int round = 0; round < plan.rounds(9, 2); ++round) {
-        ours.run(stand.port(), text, requests);
+        ours.run(fixture.port(), text, requests);
         theirs.run(echo_status->port, text, requests);
     }
     report.add({"endpoint", "latency p50", "us", ours.p50, theirs.p50,

@@ -1,13 +1,13 @@
-// What the daemon takes from the machine while nothing happens, beside a broker of the same kind: a
-// small network daemon of Debian's, idle and by its defaults.
+// Memory, CPU, start time and size of the idle daemon. The yardstick is Debian's mosquitto, a small
+// network daemon, idle and with its default settings.
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
 
+#include "bench/Fixture.h"
 #include "bench/ProcessCost.h"
-#include "bench/Stand.h"
 #include "simulator/ProcessUse.h"
 
 namespace bench {
@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 constexpr const char* kStrip = "/usr/bin/strip";
 constexpr int kLights = 10;
 constexpr double kGoalStartMs = 20;
-constexpr double kPeriodMs = 21000;  // of idling; whole polls
+constexpr double kPeriodMs = 21000;  // idle time; a multiple of the poll period
 constexpr double kQuickPeriodMs = 3000;
 constexpr std::chrono::seconds kStartLimit{10};
 
@@ -31,7 +31,7 @@ struct Broker {
     bool is_there = false;
 };
 
-// Returns when it says that it runs.
+// Returns when mosquitto logs that it is running.
 std::unique_ptr<simulator::ChildProcess> start_broker(const Broker& broker) {
     auto is_running = std::make_shared<bool>(false);
     const auto listener = [is_running](simulator::ChildProcess::Stream, const std::string& line) {
@@ -93,8 +93,8 @@ struct Idling {
     Samples private_kib;
     Samples threads;
     Samples descriptors;
-    Samples cpu_ms;   // a minute
-    Samples wakeups;  // a second
+    Samples cpu_ms;   // per minute
+    Samples wakeups;  // per second
 
     void add(pid_t process, const Cost& cost, double period_ms) {
         const Memory memory = Memory::of(process);
@@ -109,18 +109,18 @@ struct Idling {
     }
 };
 
-// Both idle at the same time, so that the machine is the same for both.
+// Both idle at the same time, under the same load of the machine.
 void measure_idling(const Plan& plan, Report& report, const Broker& broker) {
-    Stand stand(plan, kLights);
+    Fixture fixture(plan, kLights);
     const auto process = broker.is_there ? start_broker(broker) : nullptr;
     const double period = plan.rounds(kPeriodMs, kQuickPeriodMs);
     Idling ours;
     Idling theirs;
     for (int round = 0; round < plan.rounds(3, 1); ++round) {
-        const Cost our_start = Cost::of_process(stand.pid());
+        const Cost our_start = Cost::of_process(fixture.pid());
         const Cost their_start = process ? Cost::of_process(process->pid()) : Cost{};
         wait_ms(period);
-        ours.add(stand.pid(), Cost::of_process(stand.pid()) - our_start, period);
+        ours.add(fixture.pid(), Cost::of_process(fixture.pid()) - our_start, period);
         if (process) {
             theirs.add(process->pid(), Cost::of_process(process->pid()) - their_start, period);
         }
@@ -148,7 +148,7 @@ void measure_idling(const Plan& plan, Report& report, const Broker& broker) {
 void measure_footprint(const Plan& plan, Report& report) {
     const simulator::TemporaryFolder folder;
     const Broker broker{plan.broker, folder.path() / "settings", has_program(plan.broker)};
-    // The one other user that it would change to is not there where an ordinary user measures.
+    // mosquitto cannot change to its own user in a sandbox that an ordinary user has made.
     std::ofstream(broker.settings) << "user root\n";
     measure_start(plan, report, broker);
     measure_idling(plan, report, broker);

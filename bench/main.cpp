@@ -1,4 +1,4 @@
-// bench: measures the daemon, each figure beside its yardstick, in one table.
+// bench: measures the daemon and prints one table, each figure next to its yardstick.
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -10,7 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "bench/Stand.h"
+#include "bench/Fixture.h"
 #include "simulator/Sandbox.h"
 
 namespace {
@@ -47,19 +47,20 @@ int run(int argc, char** argv) {
     Plan plan{LUMIVAD_PATH, ECHO_PATH, "/usr/sbin/mosquitto"};
     std::vector<std::string> wanted;
     std::string json_file;
-    CLI::App app("Measures the daemon in a simulated house, each figure beside its yardstick.");
-    app.add_option("subjects", wanted, "what to measure; all of it by default")
+    CLI::App app("Measures the daemon in a simulated house, each figure next to its yardstick.");
+    app.add_option("subjects", wanted, "what to measure; default: everything")
         ->check(CLI::IsMember(names_of_subjects()));
-    app.add_flag("--quick", plan.is_quick, "few rounds: does each measurement give its rows?");
-    app.add_option("--json", json_file, "the table as JSON, into this file");
-    app.add_option("--daemon", plan.daemon, "the program to measure")->capture_default_str();
-    app.add_option("--broker", plan.broker, "mosquitto, to compare with")->capture_default_str();
+    app.add_flag("--quick", plan.is_quick, "few rounds: check that every row appears");
+    app.add_option("--json", json_file, "also write the table as JSON to this file");
+    app.add_option("--daemon", plan.daemon, "path of the daemon")->capture_default_str();
+    app.add_option("--broker", plan.broker, "path of mosquitto, the yardstick")
+        ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
-    write_json({}, json_file);  // fails before the measurements, which take minutes
-    // First of these, while there is one thread.
+    write_json({}, json_file);  // fails now, not after minutes of measuring
+    // While there is only one thread.
     const simulator::Sandbox sandbox = simulator::Sandbox::enter();
     if (!sandbox.is_private()) {
-        throw std::runtime_error("needs a network of its own: " + sandbox.reason());
+        throw std::runtime_error("cannot create a network namespace: " + sandbox.reason());
     }
     Report report;
     for (const auto& [name, measure] : kSubjects) {

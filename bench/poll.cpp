@@ -1,4 +1,4 @@
-// What a poll costs, and how that grows with the lights.
+// Cost of a poll, and how it grows with the number of lights.
 #include <chrono>
 #include <csignal>
 #include <ctime>
@@ -9,8 +9,8 @@
 
 #include <sys/stat.h>
 
+#include "bench/Fixture.h"
 #include "bench/ProcessCost.h"
-#include "bench/Stand.h"
 #include "bench/Wire.h"
 #include "simulator/JsonText.h"
 
@@ -22,16 +22,16 @@ namespace fs = std::filesystem;
 constexpr const char* kValgrind = "/usr/bin/valgrind";
 constexpr const char* kStrace = "/usr/bin/strace";
 constexpr int kReferenceLights = 50;
-constexpr double kReadBytes = 127;  // at most, in which the daemon takes an answer
+constexpr double kReadBytes = 127;  // the largest piece that the daemon reads of an answer
 constexpr double kGoalCpuMs = 2;
-constexpr double kGoalDeviation = 0.05;  // a light alone is of one class, the others mixed
+constexpr double kGoalDeviation = 0.05;  // one light has one class, more lights have mixed classes
 
 struct PollCost {
     double requests = 0;
     double request_bytes = 0;
     double answer_bytes = 0;
     Samples cpu_ms = {};
-    Samples parse_ms = {};    // of one round each
+    Samples parse_ms = {};    // one for each round
     double system_calls = 0;  // 0 without strace
 };
 
@@ -41,13 +41,13 @@ double thread_cpu_ms() {
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
 }
 
-// The yardstick: reading the same answer as JSON, and no more than that.
+// The yardstick: only parsing the same answer as JSON.
 double parse_ms(const std::string& answer) {
     Samples times;
     for (int i = 0; i < 5; ++i) {
         const double start = thread_cpu_ms();
         if (!simulator::parse_json(answer)) {
-            throw std::runtime_error("the bridge's answer is no JSON");
+            throw std::runtime_error("the bridge's answer is not JSON");
         }
         times.push_back(thread_cpu_ms() - start);
     }
@@ -62,7 +62,7 @@ double sum_of_bytes(const std::vector<Wire::Packet>& packets) {
     return sum;
 }
 
-// The number in front of "total" in the last line of strace's table, fourth column.
+// The fourth column of the line "total" of strace's table.
 double total_of_calls(const std::string& file) {
     std::ifstream table(file);
     for (std::string line; std::getline(table, line);) {
@@ -76,54 +76,55 @@ double total_of_calls(const std::string& file) {
             return calls;
         }
     }
-    throw std::runtime_error("strace gave no total");
+    throw std::runtime_error("strace printed no total");
 }
 
-// Of the polling thread alone: it sleeps between polls, and does nothing else.
-double system_calls_of_a_poll(Stand& stand, int polls) {
+// Of the polling thread only, which sleeps between the polls.
+double system_calls_of_a_poll(Fixture& fixture, int polls) {
     const simulator::TemporaryFolder folder;
     const std::string file = folder.path() / "calls";
-    const int before = stand.polls();
+    const int before = fixture.polls();
     {
         simulator::ChildProcess strace(
             {kStrace,
-             {"-qq", "-c", "-o", file, "-p", std::to_string(stand.monitor())},
+             {"-qq", "-c", "-o", file, "-p", std::to_string(fixture.monitor())},
              {},
              true,
              {}});
-        stand.await_polls(polls);
+        fixture.await_polls(polls);
         strace.signals(SIGINT);
         strace.wait(std::chrono::seconds(5));
     }
-    return total_of_calls(file) / (stand.polls() - before);
+    return total_of_calls(file) / (fixture.polls() - before);
 }
 
 PollCost measure(const Plan& plan, int lights) {
-    Stand stand(plan, lights);
-    const std::string answer = simulator::load_text_file(stand.installation().lights_file());
+    Fixture fixture(plan, lights);
+    const std::string answer = simulator::load_text_file(fixture.installation().lights_file());
     const int polls = plan.rounds(5, 1);
     PollCost cost;
     {
         Wire wire;
-        const int before_all = stand.polls();
+        const int before_all = fixture.polls();
         for (int i = 0; i < polls; ++i) {
-            const Cost before = Cost::of_thread(stand.pid(), stand.monitor());
-            stand.await_polls(1);
-            cost.cpu_ms.push_back((Cost::of_thread(stand.pid(), stand.monitor()) - before).cpu_ms);
+            const Cost before = Cost::of_thread(fixture.pid(), fixture.monitor());
+            fixture.await_polls(1);
+            cost.cpu_ms.push_back(
+                (Cost::of_thread(fixture.pid(), fixture.monitor()) - before).cpu_ms);
             cost.parse_ms.push_back(parse_ms(answer));
         }
-        const auto count = static_cast<double>(stand.polls() - before_all);
+        const auto count = static_cast<double>(fixture.polls() - before_all);
         cost.requests = static_cast<double>(wire.packets(Wire::opens_to_bridge).size()) / count;
         cost.request_bytes = sum_of_bytes(wire.packets(Wire::is_to_bridge)) / count;
         cost.answer_bytes = sum_of_bytes(wire.packets(Wire::is_from_bridge)) / count;
     }
     if (has_program(kStrace)) {
-        cost.system_calls = system_calls_of_a_poll(stand, plan.rounds(2, 1));
+        cost.system_calls = system_calls_of_a_poll(fixture, plan.rounds(2, 1));
     }
     return cost;
 }
 
-// A program that runs the daemon under callgrind, which counts within a poll only.
+// A script that runs the daemon under callgrind, which counts within poll() only.
 std::string write_wrapper(const Plan& plan, const fs::path& folder) {
     std::string path = (folder / "counted").string();
     std::ofstream(path) << "#!/bin/sh\nexec " << kValgrind
@@ -138,9 +139,9 @@ double instructions_of_a_poll(const Plan& plan, int lights) {
     const simulator::TemporaryFolder folder;
     int polls = 0;
     {
-        Stand stand(plan, lights, write_wrapper(plan, folder.path()));
-        stand.await_polls(plan.rounds(1, 0));  // it has polled once when it is ready
-        polls = stand.polls();
+        Fixture fixture(plan, lights, write_wrapper(plan, folder.path()));
+        fixture.await_polls(plan.rounds(1, 0));  // a ready daemon has polled once
+        polls = fixture.polls();
     }
     double total = 0;
     std::ifstream counts(folder.path() / "counts");
@@ -149,7 +150,7 @@ double instructions_of_a_poll(const Plan& plan, int lights) {
             total = std::stod(line.substr(line.find(' ')));
         }
     }
-    if (!(total > 0)) {  // 0: a stripped program, in which it does not find the function
+    if (!(total > 0)) {  // a stripped program lacks the name of the function
         throw std::runtime_error("callgrind counted nothing");
     }
     return total / polls;
@@ -197,7 +198,7 @@ void measure_poll(const Plan& plan, Report& report) {
         report.add({"poll", "instructions, fixed part", "", {line.fixed}});
         report.add({"poll", "instructions a light", "", {line.slope}});
         Row deviation{"poll", "deviation from that line", "", {line.largest_deviation}};
-        if (houses.size() > 2) {  // there is always a line through two
+        if (houses.size() > 2) {  // any two points are on a line
             deviation.goal = Goal{Goal::Of::value, Goal::Side::at_most, kGoalDeviation};
         }
         report.add(deviation);

@@ -1,4 +1,4 @@
-// What each further bridge of a house costs the board: a daemon of its own.
+// Memory and CPU of many daemons on one board: each bridge has its own.
 #include <chrono>
 #include <memory>
 #include <numeric>
@@ -6,15 +6,15 @@
 #include <stdexcept>
 #include <vector>
 
+#include "bench/Fixture.h"
 #include "bench/ProcessCost.h"
-#include "bench/Stand.h"
 #include "simulator/JsonText.h"
 
 namespace bench {
 namespace {
 
 constexpr int kLights = 5;
-constexpr int kBridgeObject = 100;  // of the installation's own bridge
+constexpr int kBridgeObject = 100;  // bridge object of the installation
 constexpr int kObjectsOfABridge = 1000000;
 const Goal kNoMoreThanTheFirst{Goal::Of::ratio, Goal::Side::at_most, 1.1};
 constexpr std::chrono::seconds kStartLimit{20};
@@ -26,7 +26,7 @@ std::string address_of(int bridge) {
     return "127.0.1." + std::to_string(bridge + 1);
 }
 
-// A street of bridges, with the installation of the first copied for each further one.
+// Many bridges, each with a copy of the same installation.
 class Street final {
   public:
     explicit Street(int bridges)
@@ -41,7 +41,7 @@ class Street final {
         }
     }
 
-    /// The bridge object of the n-th bridge.
+    /// The object of a bridge; bridges count from 0.
     static int object_of(int bridge) { return kBridgeObject + (bridge + 1) * kObjectsOfABridge; }
     bool has_polled(int bridge) const {
         return bridges_[static_cast<std::size_t>(bridge)]->count("GET", "/lights") > 1;
@@ -91,7 +91,7 @@ class Daemons final {
             }
         }
     }
-    /// What they share among themselves counts once.
+    /// Memory that the daemons share counts once.
     double memory_kib() const {
         return sum([](pid_t process) { return Memory::of(process).proportional_kib; });
     }
@@ -130,7 +130,7 @@ void measure_scale(const Plan& plan, Report& report) {
         x.push_back(count);
         cpu.push_back((daemons.cpu_ms() - before) / period * 60000);
         memory.push_back(daemons.memory_kib());
-        // The first has every page to itself, and is the yardstick of the others.
+        // The first daemon shares no page and is the yardstick of the others.
         const std::optional<Goal> goal =
             count == 1 ? std::optional<Goal>{} : std::optional<Goal>{kNoMoreThanTheFirst};
         const std::string of = ", each of " + std::to_string(count);

@@ -1,5 +1,4 @@
-// How near commands that wait in the queue come to what the bridge may be asked: a request started
-// every 100 ms.
+// Pace of the requests while commands wait in the queue. The bridge allows one every 100 ms.
 #include <atomic>
 #include <chrono>
 #include <iterator>
@@ -7,7 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "bench/Stand.h"
+#include "bench/Fixture.h"
 #include "bench/Wire.h"
 
 namespace bench {
@@ -15,17 +14,17 @@ namespace {
 
 constexpr std::chrono::milliseconds kPace{100};
 constexpr double kGoalShare = 0.99;
-// The kernel's time of the packet stands behind the daemon's own decision to start.
+// The kernel's timestamp of the packet is later than the daemon's own look at the clock.
 constexpr double kPacketJitterMs = 0.5;
 
-// Tells how much of a lag is the machine's: a thread of this process that starts every 100 ms,
-// counted from its last start as the daemon counts, and does nothing else.
+// The yardstick, which shows the delays of the machine: a thread that only wakes up 100 ms after
+// its last wake-up, as the daemon does.
 class Pacer final {
   public:
     Pacer() : thread_([this] { pace(); }) {}
     ~Pacer() { end(); }
 
-    /// Ends it.
+    /// Ends the thread.
     Samples gaps() {
         end();
         return gaps_;
@@ -50,7 +49,7 @@ class Pacer final {
         }
     }
 
-    Samples gaps_;  // of the thread until it has ended
+    Samples gaps_;  // written by the thread until it ends
     std::atomic<bool> is_over_{false};
     std::thread thread_;
 };
@@ -58,11 +57,11 @@ class Pacer final {
 struct Burst {
     std::string name;
     std::string role;
-    std::string payloads[2];  // in turn, so that each asks for a change
-    unsigned requests;        // for one command
+    std::string payloads[2];  // alternating, so that each is a change
+    unsigned requests;        // per command
 };
 
-// One side: of each round its pace, of all rounds the gaps.
+// Of the daemon or the yardstick: the pace of each round, the gaps of all rounds.
 struct Pace {
     Samples a_second = {};
     Samples gaps_ms = {};
@@ -74,15 +73,15 @@ struct Pace {
     }
 };
 
-void run_burst(const Plan& plan, Stand& stand, const Burst& burst, Pace& ours, Pace& theirs) {
-    const int object = stand.object(burst.role).id;
+void run_burst(const Plan& plan, Fixture& fixture, const Burst& burst, Pace& ours, Pace& theirs) {
+    const int object = fixture.object(burst.role).id;
     const int commands = plan.rounds(120, 10) / static_cast<int>(burst.requests);
     const auto requests = static_cast<std::size_t>(commands) * burst.requests;
     const Wire wire;
     Pacer pacer;
     for (int i = 0; i < commands; ++i) {
-        if (stand.house().core().runs(object, burst.payloads[i % 2]) != 0) {
-            throw std::runtime_error("the daemon did not take a command");
+        if (fixture.house().core().runs(object, burst.payloads[i % 2]) != 0) {
+            throw std::runtime_error("the daemon refused a command");
         }
     }
     const auto starts = wire.await(requests, Wire::opens_to_bridge, std::chrono::minutes(2));
@@ -101,7 +100,8 @@ void report_pace(const Burst& burst, const Pace& ours, const Pace& theirs, Repor
                 ours.a_second,
                 {1000.0 / kPace.count()},
                 Goal{Goal::Of::ratio, Goal::Side::at_least, kGoalShare}});
-    report.add({"sustained", burst.name + ", beside a thread", "", ours.a_second, theirs.a_second});
+    report.add(
+        {"sustained", burst.name + ", next to a thread", "", ours.a_second, theirs.a_second});
     report.add({"sustained",
                 burst.name + ", smallest gap",
                 "ms",
@@ -118,15 +118,15 @@ void report_pace(const Burst& burst, const Pace& ours, const Pace& theirs, Repor
 }  // namespace
 
 void measure_sustained(const Plan& plan, Report& report) {
-    Stand stand(plan, 7);
-    // The first colour switches the light on, so that it takes the rest.
+    Fixture fixture(plan, 7);
+    // The first colour switches the light on; a light that is off ignores the others.
     const Burst bursts[] = {{"colours", "hsv", {"#20F0C0", "#80F0C0"}, 1},
                             {"brightnesses", "value", {"20", "80"}, 2}};
     Pace ours[std::size(bursts)];
     Pace theirs[std::size(bursts)];
     for (int round = 0; round < plan.rounds(3, 1); ++round) {
         for (std::size_t i = 0; i < std::size(bursts); ++i) {
-            run_burst(plan, stand, bursts[i], ours[i], theirs[i]);
+            run_burst(plan, fixture, bursts[i], ours[i], theirs[i]);
         }
     }
     for (std::size_t i = 0; i < std::size(bursts); ++i) {

@@ -1,4 +1,4 @@
-#include "bench/Stand.h"
+#include "bench/Fixture.h"
 
 #include <chrono>
 #include <fstream>
@@ -14,11 +14,11 @@ namespace {
 
 constexpr std::chrono::seconds kReadyLimit{400};  // for many lights under valgrind
 constexpr std::chrono::seconds kPollLimit{20};
-// A poll takes milliseconds, under valgrind a second; the next one comes after three.
+// A poll takes milliseconds, under valgrind a second; the next one starts after three.
 constexpr double kEndOfPollMs = 1500;
 constexpr std::size_t kMonitor = 2;  // main thread, request worker, state monitor
 
-// What a bridge tells of each light beside what the sample installation has.
+// Members that a real bridge sends for each light and the sample installation lacks.
 constexpr const char* kMoreOfALight =
     R"({"swupdate": {"state": "noupdates", "lastinstall": "2026-03-02T11:04:17"},
         "capabilities": {"certified": true, "control": {"mindimlevel": 200, "maxlumen": 806,
@@ -51,7 +51,7 @@ simulator::House::Options Installation::house_options(const std::string& daemon)
     return options;
 }
 
-Stand::Stand(const Plan& plan, int lights, const std::string& daemon)
+Fixture::Fixture(const Plan& plan, int lights, const std::string& daemon)
     : installation_(lights),
       house_(installation_.house_options(daemon.empty() ? plan.daemon : daemon)) {
     const auto status = house_.start();
@@ -65,11 +65,11 @@ Stand::Stand(const Plan& plan, int lights, const std::string& daemon)
     wait_ms(kEndOfPollMs);
 }
 
-pid_t Stand::monitor() {
+pid_t Fixture::monitor() {
     return threads_of(pid()).at(kMonitor);
 }
 
-simulator::House::RoleObject Stand::object(const std::string& role) {
+simulator::House::RoleObject Fixture::object(const std::string& role) {
     int light = 0;
     for (const auto& object : house_.objects()) {
         light = object.role == "hsv" && light == 0 ? object.light : light;
@@ -82,7 +82,7 @@ simulator::House::RoleObject Stand::object(const std::string& role) {
     throw std::runtime_error("no light of the installation has every role");
 }
 
-void Stand::await_polls(int count) {
+void Fixture::await_polls(int count) {
     const int before = polls();
     for (int i = 1; i <= count; ++i) {
         if (!house_.wait_for([&] { return polls() >= before + i; }, kPollLimit)) {
@@ -96,7 +96,7 @@ bool has_program(const std::string& path) {
     if (access(path.c_str(), X_OK) == 0) {
         return true;
     }
-    Report::say(path + " is not there: rows without it");
+    Report::say(path + " not found: its rows are left out");
     return false;
 }
 

@@ -1,5 +1,4 @@
-/// A simulated house with the real daemon in it, brought to the moment at which a measurement may
-/// begin; and what the measurements have in common.
+/// A simulated house with the real daemon, ready to be measured, and what the measurements share.
 #pragma once
 
 #include <string>
@@ -12,9 +11,9 @@ namespace bench {
 
 struct Plan {
     std::string daemon;     ///< path of the program
-    std::string echo;       ///< path of the yardstick of the commands endpoint
+    std::string echo;       ///< path of bench_echo, the yardstick of the commands endpoint
     std::string broker;     ///< path of mosquitto, the yardstick of the footprint
-    bool is_quick = false;  ///< few rounds: does each measurement give its rows?
+    bool is_quick = false;  ///< few rounds: checks that every row appears
 
     template <typename Number>
     Number rounds(Number full, Number quick) const {
@@ -22,7 +21,7 @@ struct Plan {
     }
 };
 
-/// One for each row of the table, or group of rows; throws std::exception when it cannot be done.
+/// Each adds the rows of one subject. Throws std::exception when it cannot measure.
 /// @{
 void measure_endpoint(const Plan& plan, Report& report);
 void measure_dispatch(const Plan& plan, Report& report);
@@ -33,25 +32,25 @@ void measure_footprint(const Plan& plan, Report& report);
 void measure_scale(const Plan& plan, Report& report);
 /// @}
 
-/// Lights of every class, described at the length of a real bridge's descriptions.
+/// Lights of every class, with descriptions as long as a real bridge's.
 class Installation final {
   public:
     explicit Installation(int lights);
 
     std::string sql_file() const { return files_.sql_file(); }
     std::string lights_file() const { return files_.lights_file(); }
-    /// A house with this installation and that daemon.
+    /// Options of a house with this installation; `daemon`: path of the program.
     simulator::House::Options house_options(const std::string& daemon) const;
 
   private:
     simulator::SoakInstallation files_;
 };
 
-class Stand final {
+class Fixture final {
   public:
-    /// Returns when the daemon has read its lights and polled once; throws std::runtime_error when
-    /// it does not come that far. `daemon`: another program to start instead of the plan's.
-    Stand(const Plan& plan, int lights, const std::string& daemon = {});
+    /// Returns after the daemon has read its lights and polled once. Throws std::runtime_error when
+    /// it does not. `daemon`: path of another program to start instead of the plan's.
+    Fixture(const Plan& plan, int lights, const std::string& daemon = {});
 
     simulator::House& house() { return house_; }
     const Installation& installation() const { return installation_; }
@@ -59,11 +58,11 @@ class Stand final {
     pid_t pid() { return house_.daemon().pid(); }
     /// The thread that polls.
     pid_t monitor();
-    /// The first object that has this role; its light can have every other role too.
+    /// The object of this role that drives the first light with every role.
     simulator::House::RoleObject object(const std::string& role);
-    /// Waits for `count` more polls, and a moment for the last of them to end.
+    /// Waits for `count` more polls to start and the last of them to end.
     void await_polls(int count);
-    /// How often the bridge has been polled.
+    /// Polls since the start.
     int polls() { return house_.bridge().count("GET", "/lights"); }
 
   private:
@@ -72,7 +71,7 @@ class Stand final {
     int port_ = 0;
 };
 
-/// True when the program is there; says so in the table's place when it is not.
+/// Whether the program can be run; prints a line when it cannot.
 bool has_program(const std::string& path);
 
 }  // namespace bench
