@@ -1,4 +1,4 @@
-/// The command line of the tool, read and judged before anything is sent.
+/// The command line of the tool, checked before anything is sent.
 #pragma once
 
 #include <functional>
@@ -9,14 +9,14 @@
 namespace huectl {
 
 struct CommandLine {
-    std::function<Result()> command;
-    bool is_for_scripts = false;  ///< --json
+    std::function<Result()> command;  ///< throws a usage Failure before it sends anything
+    bool is_for_scripts = false;      ///< --json
 };
 
-/// Nothing when help or the version was asked for, and printed. Throws a usage Failure.
+/// Nothing after --help and --version, which are printed. Throws a usage Failure.
 std::optional<CommandLine> read_command_line(int argc, const char* const* argv);
 
-/// Whether a command line, be it right or wrong, asks for JSON.
+/// Whether a command line, valid or not, asks for JSON.
 bool asks_for_json(int argc, const char* const* argv);
 
 }  // namespace huectl

@@ -8,7 +8,7 @@
 
 #include <json/value.h>
 
-#include "LightWishes.h"
+#include "LightOptions.h"
 
 namespace huectl {
 

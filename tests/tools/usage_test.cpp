@@ -32,7 +32,7 @@ TEST_F(Usage, RefusesWhatIsOutOfRangeAndSaysTheRange) {
         {{"--loop", "yes"}, "on or off"},
         {{"--on", "--transition", "25600"}, "0..25500"},
         {{"--on", "--transition", "150"}, "multiple of 100"},
-        {{"--transition", "100"}, "nothing that takes time"},
+        {{"--transition", "100"}, "needs a change"},
         {{"--name", ""}, "1..32"},
         {{"--name", std::string(33, 'x')}, "1..32"},
         {{"--name", "a\x1b"}, "1..32"},
