@@ -14,10 +14,10 @@ set multiplot layout 1,2 title "Daemons on one machine, each with a bridge of 5 
 set xlabel "daemons"
 set ylabel "memory of all, MiB"
 plot data."/daemons" using 1:($1*$2/1024) with linespoints ls 1 title "lumivad", \
-    broker_kib/1024 with lines ls 2 title "one mosquitto, idle"
+    broker_kib/1024.0 with lines ls 2 title "one mosquitto, idle"
 set ylabel "CPU of all, percent of one processor"
 plot data."/daemons" using 1:($1*$3/600) with linespoints ls 1 title "lumivad", \
-    broker_cpu/600 with lines ls 2 title "one mosquitto, idle"
+    broker_cpu/600.0 with lines ls 2 title "one mosquitto, idle"
 unset multiplot
 
 set output folder."/performance-latency.svg"

@@ -1,12 +1,12 @@
-# Sourced by script/bench: draws the pictures of a run.
+# Sourced by script/bench: what docs/performance.md shows of a run.
 
 # draw_pictures JSON FOLDER: needs the rows of dispatch, footprint (with mosquitto) and scale.
 draw_pictures() {
     local json=$1 folder=$2 limit kib cpu
     data=$(mktemp -d)
     trap 'rm -r "$data"' EXIT
-    pick 'row("dispatch"; "median").series[]' >"$data/commands"
-    pick 'row("dispatch"; "median").yardstick_series[]' >"$data/thread"
+    pick 'row("dispatch"; "largest").series[]' >"$data/commands"
+    pick 'row("dispatch"; "largest").yardstick_series[]' >"$data/thread"
     pick '[.[] | select(.subject == "scale" and (.figure | contains(", each of ")))]
         | group_by(.figure | split(" ") | last | tonumber)[]
         | [(.[0].figure | split(" ") | last), .[].value.median] | join(" ")' >"$data/daemons"
@@ -22,9 +22,20 @@ draw_pictures() {
             "%.0f ms; the limit is '"$limit"' ms.", NR, ms[int((NR + 1) / 2)], ms[NR] }')"
     describe daemons "Memory and CPU of the daemons and of one mosquitto" "$(awk \
         -v kib="$kib" -v cpu="$cpu" '
-        { printf "%d lumivad: %.1f MiB, %.2f percent of one processor. ", $1, $1 * $2 / 1024, $1 * $3 / 600 }
-        END { printf "One mosquitto, idle: %.1f MiB, %.2f percent.", kib / 1024, cpu / 600 }
+        { printf "Daemons: %d; memory: %.1f MiB; CPU: %.2f percent of one processor. ",
+              $1, $1 * $2 / 1024, $1 * $3 / 600 }
+        END { printf "One idle mosquitto: %.1f MiB, %.2f percent.", kib / 1024, cpu / 600 }
         ' "$data/daemons")"
+}
+
+# update_page JSON PAGE: replaces what is between the comments "summary" or "table" and "end".
+update_page() {
+    local part
+    for part in summary table; do
+        jq -r --arg part "$part" -f bench/page.jq "$1" >"$data/$part"
+        sed -i -e "/^<!-- $part/,/^<!-- end/{//!d}" -e "/^<!-- $part/r $data/$part" "$2"
+    done
+    echo "$2"
 }
 
 # pick FILTER: what jq finds in the JSON; row(subject; figure) is a row of the table.
