@@ -54,8 +54,13 @@ Hue::Hue(const std::string& bridgeIp, const std::string& user,
       commands(bridgeIp, user, http_handler) {}
 
 std::string Hue::requestUsername(const std::string& bridgeIp) {
+    return requestUsername(bridgeIp,
+                           [](const std::string& line) { std::cout << line << std::endl; });
+}
+
+std::string Hue::requestUsername(const std::string& bridgeIp, const PairingReport& report) {
     using Clock = std::chrono::steady_clock;
-    std::cout << "Please press the link Button! You've got 35 secs!\n" << std::flush;
+    report("Please press the link Button! You've got 35 secs!");
     Json::Value request;
     request["devicetype"] = "Lumakit#User";
 
@@ -75,13 +80,12 @@ std::string Hue::requestUsername(const std::string& bridgeIp) {
             username = name;
             ip = bridgeIp;
             commands = HueCommandAPI(ip, username, http_handler);
-            std::cout << "Success! Link button was pressed!\n"
-                      << "Username is \"" << username << "\"\n"
-                      << std::flush;
+            report("Success! Link button was pressed!");
+            report("Username is \"" + username + "\"");
             return username;
         }
         if (success.isNull() && !JsonAccess::member(first, "error").isNull()) {
-            std::cout << "Link button not pressed!\n" << std::flush;
+            report("Link button not pressed!");
         }
     }
     return "";

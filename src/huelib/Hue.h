@@ -42,12 +42,16 @@ class Hue {
 
     /// How long requestUsername asks.
     static constexpr std::chrono::seconds kPairingPeriod{35};
-    /// Registers a user on the bridge at `bridgeIp` while somebody presses its link button: asks
-    /// once a second for kPairingPeriod, keeping its processor busy, and tells on standard output
-    /// how it goes. The new name, with which this object then sends to that address; empty, and
-    /// nothing is changed, when the bridge gave no name in time. Lights that were got before keep
-    /// the user and the pacing that they had. Asks past the pacing of other requests; an exception
-    /// of the transport ends it.
+    /// Receives what requestUsername reports: one line a call, without its line feed.
+    using PairingReport = std::function<void(const std::string& line)>;
+    /// Registers a user on the bridge at `bridgeIp` when its link button is pressed: asks once a
+    /// second for kPairingPeriod, keeping its processor busy, and calls `report`, on the same
+    /// thread, with the progress. Returns the new name, with which this object then sends to that
+    /// address; empty, with nothing changed, when the bridge gave no name in time. Lights that were
+    /// got before keep their user and pacing. The requests bypass the pacing of other requests.
+    /// Exceptions of the transport and of `report`, which must not be empty, end it.
+    std::string requestUsername(const std::string& bridgeIp, const PairingReport& report);
+    /// The same with the lines on standard output.
     std::string requestUsername(const std::string& bridgeIp);
 
     /// Reads everything that the bridge knows; nothing without a user name. An answer that lists no

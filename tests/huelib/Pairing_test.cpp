@@ -56,6 +56,20 @@ TEST(Pairing, TakesTheNameOfTheFirstAttemptAfterTheButtonIsPressed) {
               "10.0.0.2 fresh-user");
 }
 
+TEST(Pairing, ReportsToTheCallerInsteadOfStandardOutput) {
+    Pairing pairing;
+    pairing.handler->answers("POST", kNotPressed);
+    pairing.handler->answers("POST", kPressed);
+    std::string reported;
+    testing::internal::CaptureStdout();
+    const std::string name = pairing.bridge.requestUsername(
+        "10.0.0.2", [&](const std::string& line) { reported += line + "\n"; });
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(name, "fresh-user");
+    EXPECT_EQ(reported, kAskText + kNotPressedText + "Success! Link button was pressed!\n" +
+                            "Username is \"fresh-user\"\n");
+}
+
 TEST(Pairing, GoesOnAfterAnswersThatAreNone) {
     Pairing pairing;
     const std::string odd[] = {"null",
