@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -11,6 +13,8 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include "libcbase/memory.h"
 
 void FileDescriptor::reset(int fd) noexcept {
     if (fd_ >= 0) {
@@ -40,34 +44,29 @@ bool refuse(int code) {
     return false;
 }
 
-bool set_address(const char* path, sockaddr_un& address) {
+// Each address is nothing, with errno, when its text or number is not one.
+std::optional<sockaddr_un> local_address(const char* path) {
+    sockaddr_un address{};
+    const std::size_t length = std::strlen(text_or_empty(path));
     // An empty path would name a socket outside the file system.
-    if (path == nullptr || *path == '\0') {
-        return refuse(EINVAL);
-    }
-    const std::size_t size = std::strlen(path) + 1;
-    if (size > sizeof(address.sun_path)) {
-        return refuse(ENAMETOOLONG);
+    if (length == 0 || length >= sizeof(address.sun_path)) {
+        errno = length == 0 ? EINVAL : ENAMETOOLONG;
+        return std::nullopt;
     }
     address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, path, size);
-    return true;
+    std::memcpy(address.sun_path, path, length + 1);
+    return address;
 }
 
-bool set_address(int port, sockaddr_in& address) {
-    if (port < 0 || port > 65535) {
-        return refuse(EINVAL);
+std::optional<sockaddr_in> internet_address(const char* ip, int port) {
+    sockaddr_in address{};
+    if (port < 0 || port > 65535 || inet_pton(AF_INET, text_or_empty(ip), &address.sin_addr) != 1) {
+        errno = EINVAL;
+        return std::nullopt;
     }
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return true;
-}
-
-bool set_address(const char* ip, int port, sockaddr_in& address) {
-    if (!set_address(port, address)) {
-        return false;
-    }
-    return (ip != nullptr && inet_pton(AF_INET, ip, &address.sin_addr) == 1) || refuse(EINVAL);
+    return address;
 }
 
 template <typename Address>
@@ -87,7 +86,7 @@ bool connect_within_limit(int fd, const Address& address, int milliseconds) {
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     // After a signal the call is repeated, and on Linux a blocking socket then goes on waiting. But
-    // SO_SNDTIMEO would count anew, so each call is given what is left.
+    // SO_SNDTIMEO would count again from the start, so each call gets the time that is left.
     while (true) {
         const std::int64_t rest = milliseconds_until(deadline);
         if (rest <= 0) {
@@ -99,7 +98,7 @@ bool connect_within_limit(int fd, const Address& address, int milliseconds) {
         if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
             return set_socket_timeouts(fd, milliseconds);
         }
-        // How Linux tells that SO_SNDTIMEO has passed: UNIX, TCP, and TCP after a signal.
+        // Linux reports in these ways that SO_SNDTIMEO has passed: UNIX, TCP, TCP after a signal.
         if (errno == EAGAIN || errno == EINPROGRESS || errno == EALREADY) {
             return refuse(ETIMEDOUT);
         }
@@ -109,92 +108,85 @@ bool connect_within_limit(int fd, const Address& address, int milliseconds) {
     }
 }
 
-FileDescriptor stream_socket(int family) {
-    return FileDescriptor(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-}
-
-// A bound socket that does not listen yet.
-FileDescriptor bound_internet_socket(int port, const char* function) {
-    FileDescriptor fd = stream_socket(AF_INET);
+FileDescriptor stream_socket(int family, const char* function) {
+    FileDescriptor fd(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!fd) {
         fail_with_pid(function, "socket");
-        return FileDescriptor();
     }
+    return fd;
+}
+
+template <typename Address>
+int connected_socket(const std::optional<Address>& address, int milliseconds,
+                     const char* function) {
+    if (!address) {
+        return fail_with_pid(function, "connect");
+    }
+    FileDescriptor fd =
+        stream_socket(reinterpret_cast<const sockaddr*>(&*address)->sa_family, function);
+    if (fd && !connect_within_limit(fd.get(), *address, milliseconds)) {
+        return fail_with_pid(function, "connect");
+    }
+    return fd.release();
+}
+
+// A socket on every address of the host that does not listen yet.
+FileDescriptor bound_internet_socket(int port, const char* function) {
+    FileDescriptor fd = stream_socket(AF_INET, function);
     const int on = 1;
+    if (!fd) {
+        return fd;
+    }
     if (setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0) {
         fail(function, "setsockopt");
         return FileDescriptor();
     }
-    sockaddr_in address{};
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
-    if (!set_address(port, address) || !bind_to(fd.get(), address)) {
+    const std::optional<sockaddr_in> address = internet_address("0.0.0.0", port);
+    if (!address || !bind_to(fd.get(), *address)) {
         fail(function, "bind");
         return FileDescriptor();
     }
     return fd;
 }
 
+int listening_socket(FileDescriptor fd, int backlog, const char* function) {
+    return !fd || listen(fd.get(), backlog) == 0 ? fd.release() : fail(function, "listen");
+}
+
 }  // namespace
 
 int make_internettcpclient_socket(const char* ip, int port, int milliseconds) {
-    constexpr const char* kFunction = "make_internettcpclient_socket";
-    FileDescriptor fd = stream_socket(AF_INET);
-    if (!fd) {
-        return fail_with_pid(kFunction, "socket");
-    }
-    sockaddr_in address{};
-    if (!set_address(ip, port, address) || !connect_within_limit(fd.get(), address, milliseconds)) {
-        return fail_with_pid(kFunction, "connect");
-    }
-    return fd.release();
+    return connected_socket(internet_address(ip, port), milliseconds,
+                            "make_internettcpclient_socket");
 }
 
 int make_localtcpclient_socket(const char* path, int milliseconds) {
-    constexpr const char* kFunction = "make_localtcpclient_socket";
-    FileDescriptor fd = stream_socket(AF_UNIX);
-    if (!fd) {
-        return fail_with_pid(kFunction, "socket");
-    }
-    sockaddr_un address{};
-    if (!set_address(path, address) || !connect_within_limit(fd.get(), address, milliseconds)) {
-        return fail_with_pid(kFunction, "connect");
-    }
-    return fd.release();
+    return connected_socket(local_address(path), milliseconds, "make_localtcpclient_socket");
 }
 
 int make_local_socket(const char* path, int backlog) {
     constexpr const char* kFunction = "make_local_socket";
-    FileDescriptor fd = stream_socket(AF_UNIX);
-    if (!fd) {
-        return fail_with_pid(kFunction, "socket");
-    }
-    sockaddr_un address{};
-    if (!set_address(path, address)) {
+    const std::optional<sockaddr_un> address = local_address(path);
+    if (!address) {
         return fail(kFunction, "bind");
     }
+    FileDescriptor fd = stream_socket(AF_UNIX, kFunction);
+    if (!fd) {
+        return -1;
+    }
     unlink(path);
-    if (!bind_to(fd.get(), address)) {
+    if (!bind_to(fd.get(), *address)) {
         return fail(kFunction, "bind");
     }
     if (chmod(path, S_IRWXU | S_IRWXG | S_IRWXO) != 0) {
         return fail(kFunction, "chmod");
     }
-    if (listen(fd.get(), backlog) != 0) {
-        return fail(kFunction, "listen");
-    }
-    return fd.release();
+    return listening_socket(std::move(fd), backlog, kFunction);
 }
 
 int make_internet_socket(int port, int backlog) {
     constexpr const char* kFunction = "make_internet_socket";
-    FileDescriptor fd = bound_internet_socket(port, kFunction);
-    if (!fd) {
-        return -1;
-    }
-    if (listen(fd.get(), backlog) != 0) {
-        return fail(kFunction, "listen");
-    }
-    return fd.release();
+    return listening_socket(bound_internet_socket(port, kFunction), backlog, kFunction);
 }
 
 int make_internet_socket_randomport(int* port, int backlog) {
@@ -213,10 +205,7 @@ int make_internet_socket_randomport(int* port, int backlog) {
         error("Cstylecode->%s port chosen is invalid '%d'", kFunction, *port);
         return -1;
     }
-    if (listen(fd.get(), backlog) != 0) {
-        return fail(kFunction, "listen");
-    }
-    return fd.release();
+    return listening_socket(std::move(fd), backlog, kFunction);
 }
 
 bool set_socket_timeouts(int fd, int milliseconds) {
