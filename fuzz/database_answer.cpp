@@ -10,6 +10,7 @@
 #include "libcbase/DBManagerutil.h"
 #include "libcbase/memory.h"
 #include "libtavdb/db_request.h"
+#include "simulator/DatabaseFormat.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ Exchange exchange(std::string_view answer, Cuts cuts, End end) {
     seen.status = text_of(status);
     seen.body = text_of(body);
     require(text_of(length) == (body != nullptr ? std::to_string(seen.body.size()) : ""),
-            "the body has the length that is told");
+            "the body has the reported length");
     if (body != nullptr) {
         seen.announced = std::stoul(seen.first_line.substr(seen.first_line.find(':') + 2));
     }
@@ -62,7 +63,7 @@ void check_format(std::string_view body) {
     if (response.rows.empty() || response.status.find(": ") != std::string::npos) {
         return;
     }
-    const std::string answer = compose_response(response);
+    const std::string answer = simulator::compose_response(response);
     const Response reread = parse_response(std::string_view(answer).substr(answer.find('\n') + 1));
     require(reread.status == response.status && reread.columns == response.columns &&
                 reread.rows == response.rows &&

@@ -3,15 +3,15 @@
 #include <string_view>
 
 #include "fuzz/support/Surroundings.h"
-#include "libcbase/DBManagerutil.h"
+#include "simulator/DatabaseFormat.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    if (const auto request = dbmanager_format::parse_request(text)) {
+    if (const auto request = simulator::parse_request(text)) {
         const std::string end = request->statement + "\n\n";
         fuzzing::require(size >= end.size() && text.substr(size - end.size()) == end,
                          "nothing stands behind the statement");
-        const auto reread = dbmanager_format::parse_request(compose_request(*request));
+        const auto reread = simulator::parse_request(compose_request(*request));
         fuzzing::require(reread && reread->statement == request->statement,
                          "what was written reads the same");
     }

@@ -6,6 +6,8 @@
 
 #include <sqlite3.h>
 
+#include "simulator/DatabaseFormat.h"
+
 namespace simulator {
 namespace {
 
@@ -134,11 +136,8 @@ void DatabaseService::spoil_rows(Response& response) const {
 
 void DatabaseService::serve(Connection& connection) {
     const std::string text = connection.read_until(
-        [](const std::string& so_far) {
-            return dbmanager_format::parse_request(so_far).has_value();
-        },
-        kRequestLimit);
-    const auto request = dbmanager_format::parse_request(text);
+        [](const std::string& so_far) { return parse_request(so_far).has_value(); }, kRequestLimit);
+    const auto request = parse_request(text);
     if (!request) {
         return;
     }
@@ -147,7 +146,7 @@ void DatabaseService::serve(Connection& connection) {
     }
     Response response = run(request->statement);
     spoil_rows(response);
-    const std::string answer = dbmanager_format::compose_response(response);
+    const std::string answer = compose_response(response);
     const Fault fault = fault_;
     switch (fault) {
         case Fault::silent:

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "libcbase/DBManagerutil.h"
+#include "libcbase/DBManagerutil_format.h"
 #include "simulator/Journal.h"
 #include "simulator/SocketServer.h"
 

@@ -5,7 +5,6 @@
 #include <strings.h>
 
 #include "libcbase/DBManagerutil.h"
-#include "libcbase/memory.h"
 
 namespace libtavdb {
 namespace {
@@ -85,25 +84,18 @@ void db_request::exchange(int port, const std::string& query) {
                        "> between supported INSERT, DELETE, UPDATE, SELECT");
         return;
     }
-    char* first_line = nullptr;
-    char* status = nullptr;
-    char* body_length = nullptr;
-    char* body = nullptr;
-    const std::string payload_length = std::to_string(query.size());
+    dbmanager_answer answer;
     const int result =
-        dbmanager_socket_request(port, kFunction, type, payload_length.c_str(), query.c_str(),
-                                 &first_line, &status, &body_length, &body);
-    const xstring owners[] = {xstring(first_line), xstring(status), xstring(body_length),
-                              xstring(body)};
+        dbmanager_exchange(port, {kFunction, type, std::to_string(query.size()), query}, answer);
     if (result != DBMANAGER_OK) {
         set_last_error("db_request::db_request error calling dbmanager_socket_request <" +
                        std::to_string(result) + ">");
         return;
     }
-    keep_answer(body != nullptr ? body : "");
+    keep_answer(answer.body);
 }
 
-void db_request::keep_answer(const char* body) {
+void db_request::keep_answer(const std::string& body) {
     const dbmanager_format::Response response = dbmanager_format::parse_response(body);
     last_insert_id_ = response.last_inserted_id;
     for (const std::string& name : response.columns) {

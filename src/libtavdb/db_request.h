@@ -1,7 +1,7 @@
 /// One SQL statement, checked, sent to the database service and its answer taken apart.
 ///
 /// The whole exchange happens in the constructor, which blocks its thread for at most
-/// dbmanager_format::kExchangeSeconds; afterwards the object is a plain record of its owner's.
+/// DBMANAGER_EXCHANGE_SECONDS; afterwards the object is a plain record of its owner's.
 /// Nothing is thrown for a failure: it leaves a text in get_last_error and the counts at zero.
 #pragma once
 
@@ -51,7 +51,7 @@ class db_request {
   private:
     void set_last_error(const std::string& text) { last_error_ = text; }
     void exchange(int port, const std::string& query);
-    void keep_answer(const char* body);
+    void keep_answer(const std::string& body);
 
     std::string last_error_;
     int query_type_ = 0;

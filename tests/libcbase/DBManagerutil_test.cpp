@@ -8,14 +8,16 @@
 #include <vector>
 
 #include "libcbase/memory.h"
+#include "simulator/DatabaseFormat.h"
 #include "simulator/SocketServer.h"
 #include "tests/support/SystemLogTest.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using dbmanager_format::compose_response;
 using dbmanager_format::parse_response;
+using simulator::compose_response;
+using simulator::parse_request;
 using Texts = std::vector<std::string>;
 
 constexpr const char* kStatement = "SELECT optionalp FROM vexad_object WHERE id = 12";
@@ -228,7 +230,7 @@ TEST_F(DatabaseTest, GivesUpAServiceThatDribbles) {
     answers(Texts(60, "R"), std::chrono::milliseconds(250));
     const auto start = Clock::now();
     EXPECT_EQ(asks(), DBMANAGER_RECEIVE_FAILED);
-    const auto limit = std::chrono::seconds(dbmanager_format::kExchangeSeconds);
+    const auto limit = std::chrono::seconds(DBMANAGER_EXCHANGE_SECONDS);
     EXPECT_GE(Clock::now() - start, limit - std::chrono::milliseconds(1));
     EXPECT_LT(Clock::now() - start, limit + std::chrono::seconds(3));
 }
@@ -257,23 +259,23 @@ TEST_F(DatabaseTest, RefusesBeforeAnythingIsSent) {
 }
 
 TEST(DatabaseFormat, ReadsARequestByTheLengthOfItsStatement) {
-    const auto example = dbmanager_format::parse_request(kRequest);
+    const auto example = parse_request(kRequest);
     ASSERT_TRUE(example);
     EXPECT_EQ(dbmanager_format::compose_request(*example), kRequest);
-    const dbmanager_format::Request request{"DML-SQL", "INSERT", "INSERT\n\nStatement: x\n"};
-    const auto parsed = dbmanager_format::parse_request(compose_request(request));
+    const dbmanager_format::Request request{"DML-SQL", "INSERT", "21", "INSERT\n\nStatement: x\n"};
+    const auto parsed = parse_request(compose_request(request));
     ASSERT_TRUE(parsed);
     EXPECT_EQ(parsed->statement, request.statement);
     EXPECT_EQ(parsed->type, request.type);
 
     const std::string whole = kRequest;
     for (std::size_t size = 0; size < whole.size(); ++size) {
-        EXPECT_FALSE(dbmanager_format::parse_request(whole.substr(0, size))) << size;
+        EXPECT_FALSE(parse_request(whole.substr(0, size))) << size;
     }
-    EXPECT_FALSE(dbmanager_format::parse_request(whole + "\n"));
+    EXPECT_FALSE(parse_request(whole + "\n"));
     for (const char* number : {"47", "49", "-1", "4x", "2147483647", ""}) {
         std::string other = whole;
-        EXPECT_FALSE(dbmanager_format::parse_request(other.replace(other.find("48"), 2, number)));
+        EXPECT_FALSE(parse_request(other.replace(other.find("48"), 2, number)));
     }
 }
 
