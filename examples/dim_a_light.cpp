@@ -2,8 +2,8 @@
 //
 //     dim_a_light LIGHT PERCENT [USER]
 //
-// Without USER the bridge is asked for a new user name, for which its link button has to be
-// pressed. Exit code 0 when the bridge confirmed, 1 when not, 2 for a wrong command line.
+// Without USER, the program asks the bridge for a new user name: press its link button. The exit
+// code is 0 if the bridge confirmed the command, 1 if not, and 2 for a wrong command line.
 
 #include <cstdlib>
 #include <exception>
@@ -20,9 +20,9 @@ constexpr long kFullBrightness = 254;
 
 bool dim(long id, long percent, const std::string& user) {
     HueFinder finder(std::make_shared<LinHttpHandler>());
-    const auto bridges = finder.FindBridges();  // five seconds; nothing else to do meanwhile
+    const auto bridges = finder.FindBridges();  // blocks for five seconds
     if (bridges.empty()) {
-        std::cerr << "No bridge answers. Is it on this network?\n";
+        std::cerr << "No bridge found. Is it in this network?\n";
         return false;
     }
     const HueFinder::HueIdentification& first = bridges.front();
@@ -33,7 +33,7 @@ bool dim(long id, long percent, const std::string& user) {
     std::cout << "Bridge " << first.ip << ", user " << bridge.getUsername() << "\n";
     HueLight& light = bridge.getLight(static_cast<int>(id));
     if (!light.setBrightness(static_cast<unsigned int>(percent * kFullBrightness / 100))) {
-        std::cerr << "The bridge did not confirm.\n";
+        std::cerr << "The bridge did not confirm the command.\n";
         return false;
     }
     return true;
