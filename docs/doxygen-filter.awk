@@ -26,7 +26,7 @@ END {
             subject = line[i]
             sub(/ .*/, "", subject)
             subject = subject " " scope name
-        } else if (line[i] ~ /^(inline )?namespace [a-z_]+ [{]$/) {
+        } else if (line[i] ~ /^(inline )?namespace [A-Za-z0-9_:]+ [{]$/) {
             scope = $0 = line[i]
             scope = $(NF - 1) "::"
             if (check) line[i] = "/** Described. */ " line[i]
