@@ -2,245 +2,41 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
-#include <thread>
-#include <utility>
+#include <iterator>
 
-#include <strings.h>
 #include <sys/socket.h>
 
 #include "libcbase/Cstylecode.h"
 #include "libcbase/memory.h"
-#include "libcbase/utility.h"
 
 namespace {
 
-using fsmcore_format::Fault;
 using fsmcore_format::Form;
-using fsmcore_format::kBufferBytes;
-using Clock = std::chrono::steady_clock;
+using fsmcore_format::Request;
+using fsmcore_format::Response;
 
-constexpr int kConnectAttempts = 5;
-constexpr std::chrono::microseconds kConnectPause{500};
 constexpr const char* kDefaultWaittime = "5";
-constexpr std::int32_t kDefaultWaitSeconds = 5;
-constexpr std::int32_t kMaxWaitSeconds = 3600;
-constexpr std::int32_t kMaxAnswerBytes = 262144;
-constexpr const char* kClosedByPeer = "connection closed by the peer";
+// A value that compose_request refuses. It takes the place of parameters that are announced and not
+// given.
+constexpr const char* kNotSendable = "\n";
 
-// What the log says of an answer that cannot be read.
-struct FaultText {
-    Fault fault;
-    const char* text;
-};
-constexpr FaultText kFaultTexts[] = {
-    {Fault::first_tag, "strtok parsing 'Response Status: ' response tag failed"},
-    {Fault::status_format, "error: FSMCore response not in the FSMC-NNN format"},
-    {Fault::count_tag, "strtok parsing 'Parameter Count: ' response tag failed"},
-    {Fault::count_number,
-     "number of parameters after 'Parameter Count: ' response statement is not a valid number"},
-    {Fault::length_tag,
-     "strtok parsing 'ParamNNN Length: ' response tag failed, not a well formed response from "
-     "FSMCore"},
-    {Fault::length_number,
-     "parameter length after 'ParamNNN Length: ' response statement is not a valid number, not a "
-     "well formed response from FSMCore"},
-    {Fault::value_tag,
-     "strtok parsing 'ParamNNN: ' response tag failed, not a well formed response from FSMCore"},
-    {Fault::value_mismatch,
-     "strtok parsing 'ParamNNN: ' response tag failed, not a well formed response from FSMCore"},
-    {Fault::trailing,
-     "strtok parsing '\\n' response tag failed, not a well formed response from FSMCore"},
-};
-
-// False when the counts and pointers do not fit together. A null element is an empty value.
-bool copy_parameters(int count, const char* const* params, std::vector<std::string>& out) {
-    if (count < 0 || (count > 0 && params == nullptr)) {
-        return false;
-    }
-    std::transform(params, params + count, std::back_inserter(out), text_or_empty);
-    return true;
+// A null element is an empty value.
+std::vector<std::string> texts_of(int count, const char* const* texts) {
+    std::vector<std::string> copies;
+    std::transform(texts, texts + count, std::back_inserter(copies), text_or_empty);
+    return copies;
 }
 
-// One request to the core and its answer, in one of the two forms.
-class CoreCall final {
-  public:
-    CoreCall(Form form, const char* function, const char* waittime)
-        : form_(form),
-          name_(form == Form::plain ? "fsmcore_request" : "fsmcore_request_lengthmgm"),
-          function_(text_or_empty(function)),
-          waittime_(waittime != nullptr ? waittime : kDefaultWaittime),
-          deadline_(Clock::now() + std::chrono::seconds(wait_seconds())) {}
-
-    int run(const char* socket_path, int param_count, const char* const* params,
-            fsmcore_format::Response& response) {
-        const std::optional<std::string> request = compose(param_count, params);
-        if (!request) {
-            return send_failure(strerror(errno));
-        }
-        if (!connect(socket_path)) {
-            log("error opening socket FSMCore clientside");
-            return FSMCORE_CONNECT_FAILED;
-        }
-        if (!send_until(socket_.get(), *request, deadline_)) {
-            return send_failure(strerror(errno));
-        }
-        std::string answer;
-        const bool is_received =
-            form_ == Form::plain ? receive_plain(answer) : receive_length_managed(answer);
-        if (!is_received) {
-            return FSMCORE_RECEIVE_FAILED;
-        }
-        const fsmcore_format::ParseResult result = parse_response(answer, response);
-        if (!result) {
-            response = {};
-            log_fault(result);
-            return FSMCORE_RECEIVE_FAILED;
-        }
-        return response.status;
+Request request_of(const char* function, int param_count, const char* const* params,
+                   const char* waittime) {
+    Request request{
+        text_or_empty(function), {kNotSendable}, waittime != nullptr ? waittime : kDefaultWaittime};
+    if (param_count == 0 || (param_count > 0 && params != nullptr)) {
+        request.parameters = texts_of(param_count, params);
     }
-
-  private:
-    std::int32_t wait_seconds() const {
-        std::int32_t seconds = 0;
-        return parse_int32(waittime_.c_str(), 10, &seconds) == PARSE_NUMBER_OK && seconds >= 1 &&
-                       seconds <= kMaxWaitSeconds
-                   ? seconds
-                   : kDefaultWaitSeconds;
-    }
-
-    // The request, or nothing with errno.
-    std::optional<std::string> compose(int param_count, const char* const* params) const {
-        fsmcore_format::Request request{function_, {}, waittime_};
-        std::optional<std::string> text;
-        if (copy_parameters(param_count, params, request.parameters)) {
-            text = compose_request(form_, request);
-        }
-        if (!text) {
-            errno = EINVAL;
-        } else if (form_ == Form::plain && text->size() > kBufferBytes) {
-            errno = EMSGSIZE;
-            text.reset();
-        }
-        return text;
-    }
-
-    // The core may just be starting, so a few attempts follow each other; all within the wait time.
-    bool connect(const char* socket_path) {
-        for (int attempt = 1;; ++attempt) {
-            const auto rest =
-                std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
-            if (rest <= 0) {
-                return false;
-            }
-            socket_.reset(make_localtcpclient_socket(socket_path, static_cast<int>(rest)));
-            if (socket_ || attempt == kConnectAttempts) {
-                return static_cast<bool>(socket_);
-            }
-            std::this_thread::sleep_for(kConnectPause);
-        }
-    }
-
-    bool receive_plain(std::string& answer) {
-        if (receive_until(socket_.get(), answer, deadline_) < 0) {
-            log(std::string("recv reading response failed with error '") + strerror(errno) + "'");
-            return false;
-        }
-        // A peer that is written in C may send the terminator of its text along.
-        answer.resize(std::min(answer.find('\0'), answer.size()));
-        return true;
-    }
-
-    // The length line may be cut anywhere, also from the body.
-    bool receive_length_managed(std::string& answer) {
-        std::string text;
-        std::size_t line_end = text.find('\n');
-        while (line_end == std::string::npos &&
-               text.size() <= fsmcore_format::kMaxLengthLineBytes) {
-            if (!receive_more(text)) {
-                return false;
-            }
-            line_end = text.find('\n');
-        }
-        const std::optional<std::size_t> length = announced_length(text.substr(0, line_end));
-        if (!length) {
-            return false;
-        }
-        answer = text.substr(line_end + 1);
-        while (answer.size() < *length) {
-            if (!receive_more(answer)) {
-                return false;
-            }
-        }
-        answer.resize(*length);
-        return true;
-    }
-
-    bool receive_more(std::string& text) const {
-        const ssize_t received = receive_until(socket_.get(), text, deadline_);
-        if (received > 0) {
-            return true;
-        }
-        error(
-            "FSMCoreutil->%s recv reading request failed with error '%s', continuing for the "
-            "next request",
-            name_, received == 0 ? kClosedByPeer : strerror(errno));
-        return false;
-    }
-
-    std::optional<std::size_t> announced_length(const std::string& line) const {
-        using fsmcore_format::kResponseLengthTag;
-        const std::size_t tag_bytes = kResponseLengthTag.size();
-        if (line.size() > fsmcore_format::kMaxLengthLineBytes ||
-            strncasecmp(line.c_str(), kResponseLengthTag.data(), tag_bytes) != 0) {
-            log("strtok parsing 'LengthResponseIs: ' response tag failed");
-            return std::nullopt;
-        }
-        const std::optional<std::int32_t> length = fsmcore_format::parse_length_line(
-            line, kResponseLengthTag, fsmcore_format::Letters::any_case);
-        if (!length || *length > kMaxAnswerBytes) {
-            error(
-                "FSMCoreutil->%s length of request after 'LengthResponseIs: ' response statement "
-                "is not a valid number '%s', continuing for the next request",
-                name_, line.c_str() + tag_bytes);
-            return std::nullopt;
-        }
-        return static_cast<std::size_t>(*length);
-    }
-
-    int send_failure(const char* reason) const {
-        log(std::string("send writing request failed with error '") + reason + "'");
-        return FSMCORE_SEND_FAILED;
-    }
-
-    void log_fault(const fsmcore_format::ParseResult& result) const {
-        if (result.fault == Fault::status_number) {
-            std::int32_t number = 0;
-            const bool is_too_large =
-                parse_int32(result.offending.c_str(), 10, &number) == PARSE_NUMBER_RANGE;
-            log(std::string("error strtol with error '") +
-                strerror(is_too_large ? ERANGE : EINVAL) + "'");
-            return;
-        }
-        for (const FaultText& entry : kFaultTexts) {
-            if (entry.fault == result.fault) {
-                log(entry.text);
-            }
-        }
-    }
-
-    void log(const std::string& text) const {
-        error("FSMCoreutil->%s %s for function '%s'", name_, text.c_str(), function_.c_str());
-    }
-
-    Form form_;
-    const char* name_;
-    std::string function_;
-    std::string waittime_;
-    Clock::time_point deadline_;
-    FileDescriptor socket_;
-};
+    return request;
+}
 
 // The parameters as an array of heap strings; null when there are none or memory is out.
 char** new_string_array(const std::vector<std::string>& texts) {
@@ -254,10 +50,10 @@ char** new_string_array(const std::vector<std::string>& texts) {
     return array;
 }
 
-int request_core(CoreCall call, const char* socket_path, int param_count, const char* const* params,
-                 int* out_count, char*** out_params) {
-    fsmcore_format::Response response;
-    const int result = call.run(socket_path, param_count, params, response);
+int request_core(const char* socket_path, Form form, const Request& request, int* out_count,
+                 char*** out_params) {
+    Response response;
+    const int result = fsmcore_call(socket_path, form, request, response);
     if (out_count != nullptr && out_params != nullptr) {
         *out_params = new_string_array(response.parameters);
         *out_count = *out_params != nullptr ? static_cast<int>(response.parameters.size()) : 0;
@@ -272,7 +68,7 @@ bool send_response(int socket, const std::optional<std::string>& text) {
         errno = EINVAL;
         return false;
     }
-    if (text->size() > kBufferBytes) {
+    if (text->size() > fsmcore_format::kBufferBytes) {
         errno = EMSGSIZE;
         return false;
     }
@@ -289,22 +85,21 @@ bool send_response(int socket, const std::optional<std::string>& text) {
 int fsmcore_request(const char* socket_path, const char* function, int param_count,
                     const char* const* params, int* out_count, char*** out_params,
                     const char* waittime) {
-    return request_core(CoreCall(Form::plain, function, waittime), socket_path, param_count, params,
-                        out_count, out_params);
+    return request_core(socket_path, Form::plain,
+                        request_of(function, param_count, params, waittime), out_count, out_params);
 }
 
 int fsmcore_request_lengthmgm(const char* socket_path, const char* function, int param_count,
                               const char* const* params, int* out_count, char*** out_params,
                               const char* waittime) {
-    return request_core(CoreCall(Form::length_managed, function, waittime), socket_path,
-                        param_count, params, out_count, out_params);
+    return request_core(socket_path, Form::length_managed,
+                        request_of(function, param_count, params, waittime), out_count, out_params);
 }
 
 int fsmcore_response(int socket, int status, int param_count, const char* const* params) {
-    fsmcore_format::Response response;
-    response.status = status;
-    if (params != nullptr) {
-        copy_parameters(param_count, params, response.parameters);
+    Response response{status, {}};
+    if (params != nullptr && param_count > 0) {
+        response.parameters = texts_of(param_count, params);
     }
     if (send_response(socket, compose_response(response))) {
         return FSMCORE_OK;

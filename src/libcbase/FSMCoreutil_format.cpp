@@ -1,4 +1,4 @@
-#include "libcbase/FSMCoreutil.h"
+#include "libcbase/FSMCoreutil_format.h"
 
 #include <algorithm>
 #include <utility>

@@ -2,7 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <vector>
+#include <utility>
 
 #include <strings.h>
 
@@ -25,36 +25,18 @@ const char* text_or(const char* text, const char* substitute) {
     return text != nullptr ? text : substitute;
 }
 
-// The answer's parameters as the base library hands them over.
-struct AnswerParameters {
-    AnswerParameters() = default;
-    ~AnswerParameters() {
-        for (int i = 0; i < count; ++i) {
-            xfree(values[i]);
-        }
-        xfree(values);
-    }
-    AnswerParameters(const AnswerParameters&) = delete;
-    AnswerParameters& operator=(const AnswerParameters&) = delete;
-
-    int count = 0;
-    char** values = nullptr;
-};
-
 }  // namespace
 
 core_request::core_request(const char* socket, const char* function)
-    : socket_(text_or(socket, "")), function_(text_or(function, "")) {
-    if (strcasecmp(socket_.c_str(), FSMCORE_SOCKET) != 0) {
+    : function_(text_or_empty(function)) {
+    if (strcasecmp(text_or_empty(socket), FSMCORE_SOCKET) != 0) {
         set_last_error("core_request::core_request error core service socket <%s> unsupported",
-                       socket_.c_str());
+                       text_or_empty(socket));
         is_usable_ = false;
     } else if (function == nullptr) {
         set_last_error("core_request::core_request error function is NULL");
         is_usable_ = false;
     }
-    // Compared without regard to case, but a path of the file system has only one spelling.
-    socket_ = FSMCORE_SOCKET;
 }
 
 void core_request::set_coreservicerequestparameter(const char* value) {
@@ -121,27 +103,19 @@ int core_request::run() {
             request_count_);
         return -1;
     }
-    std::vector<std::string> values;
-    std::vector<const char*> pointers;
-    values.reserve(static_cast<std::size_t>(request_count_));
-    pointers.reserve(values.capacity());
+    fsmcore_format::Request request{function_, {}, kWaittimeSeconds};
     for (int position = 0; position < request_count_; ++position) {
-        values.push_back(sendable_value(position));
+        request.parameters.push_back(sendable_value(position));
     }
-    for (const std::string& value : values) {
-        pointers.push_back(value.c_str());
-    }
-    AnswerParameters answer;
-    const int result =
-        fsmcore_request(socket_.c_str(), function_.c_str(), request_count_, pointers.data(),
-                        &answer.count, &answer.values, kWaittimeSeconds);
+    fsmcore_format::Response response;
+    const int result = fsmcore_call(FSMCORE_SOCKET, fsmcore_format::Form::plain, request, response);
     if (result != FSMCORE_OK) {
         set_last_error("core_request::run error calling fsmcore_request <%d>", result);
         return -1;
     }
     response_status_ = result;
-    for (int position = 0; position < answer.count; ++position) {
-        store_response_parameter(position, answer.values[position]);
+    for (std::string& value : response.parameters) {
+        response_parameters_.push_back(value.empty() ? kNoValue : std::move(value));
     }
     return 0;
 }
@@ -151,8 +125,9 @@ int core_request::get_coreserviceresponseparametersnumber() const {
 }
 
 const char* core_request::get_coreserviceresponseparameter(int position) const {
-    const auto found = response_parameters_.find(position);
-    return found != response_parameters_.end() ? found->second.c_str() : nullptr;
+    return position >= 0 && position < get_coreserviceresponseparametersnumber()
+               ? response_parameters_[static_cast<std::size_t>(position)].c_str()
+               : nullptr;
 }
 
 void core_request::set_last_error(const char* format, ...) {
@@ -181,10 +156,6 @@ std::string core_request::sendable_value(int position) {
             position, static_cast<int>(value.size()), kValueLimitBytes);
     }
     return value.substr(0, kValueCutBytes);
-}
-
-void core_request::store_response_parameter(int position, const char* value) {
-    response_parameters_[position] = value != nullptr ? value : kNoValue;
 }
 
 }  // namespace libtavcore

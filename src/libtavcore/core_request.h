@@ -7,6 +7,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace libtavcore {
 
@@ -54,16 +55,14 @@ class core_request final {
   private:
     [[gnu::format(printf, 2, 3)]] void set_last_error(const char* format, ...);
     std::string sendable_value(int position);
-    void store_response_parameter(int position, const char* value);
 
     std::string last_error_;
-    std::string socket_;
     std::string function_;
     bool is_usable_ = true;
     int request_count_ = 0;
     std::map<int, std::string> request_parameters_;
     int response_status_ = -1;
-    std::map<int, std::string> response_parameters_;
+    std::vector<std::string> response_parameters_;
 };
 
 }  // namespace libtavcore
