@@ -1,7 +1,7 @@
 /// One request of the core, as the gateways see it: the object that it is about and five texts.
 ///
-/// Made and destroyed by the event loop around the callbacks; a gateway that keeps one keeps a
-/// clone.
+/// Created and destroyed by the event loop around the callbacks; a gateway that keeps one uses
+/// clone().
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace callfromcoreparametersnamespace {
 
 class CallFromCoreParameters final {
   public:
-    /// Copies the texts; null counts as empty.
+    /// Copies the texts; a null one is stored as empty.
     CallFromCoreParameters(long objectId, const char* action, const char* p2, const char* p3,
                            const char* p4, const char* p5);
 
@@ -20,7 +20,7 @@ class CallFromCoreParameters final {
     long objectId;       ///< ID of an object of the installation, within 32 bits
     std::string action;  ///< parameter 1 of the request: "RUN", "QUIT" and so on
     std::string p2;      ///< parameter 2: the payload of a "RUN"
-    std::string p3;      ///< parameter 3; empty, as each of these, where the request had none
+    std::string p3;      ///< parameters 3 to 5; each is empty if the request had none
     std::string p4;
     std::string p5;
 };

@@ -1,7 +1,7 @@
-/// What a gateway of the platform implements to be served by the event loop.
+/// The interface that a gateway implements to be served by the event loop.
 ///
-/// The loop calls from the thread that turns it, and waits for each call to return. `parameters`
-/// belongs to the loop and ends with the call: a gateway that keeps it uses clone().
+/// The loop calls from its own thread and waits for each call to return. `parameters` belongs to
+/// the loop and is destroyed after the call: a gateway that keeps it uses clone().
 #pragma once
 
 namespace callfromcoreparametersnamespace {
@@ -15,22 +15,24 @@ namespace gtwbasenamespace {
 
 class GtwBaseClass {
   public:
-    /// A request of the core other than QUIT, which is answered already. The result becomes that of
+    /// The core sent a request other than QUIT, which has been answered. The result becomes that of
     /// the loop's step.
     virtual int didReceiveCallFromCore(
         gtwhandlernamespace::GtwHandler* handler,
         callfromcoreparametersnamespace::CallFromCoreParameters* parameters) = 0;
 
-    /// `fd`, with which the gateway was registered, is readable.
+    /// `fd`, with which the gateway was registered, is readable. The result becomes that of the
+    /// loop's step.
     virtual int didReceiveCustomGatewayData(gtwhandlernamespace::GtwHandler* handler, int fd) = 0;
 
-    /// The core sent QUIT and waits for its answer: the gateway is to finish its work.
+    /// The core sent QUIT and waits for the answer: the gateway is to finish its work. The result
+    /// becomes that of the loop's step.
     virtual int willTerminate(
         gtwhandlernamespace::GtwHandler* handler,
         callfromcoreparametersnamespace::CallFromCoreParameters* parameters) = 0;
 
   protected:
-    // The loop never deletes a gateway, so nobody may do it through this class.
+    // The loop never deletes a gateway, and no other code may do so through this class.
     ~GtwBaseClass() = default;
 };
 

@@ -29,19 +29,16 @@ constexpr std::chrono::microseconds kLongestSelect = std::chrono::hours(1);
 
 }  // namespace
 
-GtwHandler::GtwHandler(const char* name, int port) : local_port_(port) {
+GtwHandler::GtwHandler(const char* name, int /*argc*/, char** /*argv*/)
+    : local_port_(kNamedEndpointPort) {
     if (name != nullptr) {
         endpoint_name_ = name;
     }
-    FD_ZERO(&read_set_);
 }
 
-GtwHandler::GtwHandler(const char* name, int /*argc*/, char** /*argv*/)
-    : GtwHandler(name, kNamedEndpointPort) {}
+GtwHandler::GtwHandler(int port, int /*argc*/, char** /*argv*/) : local_port_(port) {}
 
-GtwHandler::GtwHandler(int port, int /*argc*/, char** /*argv*/) : GtwHandler(nullptr, port) {}
-
-GtwHandler::GtwHandler(int /*argc*/, char** /*argv*/) : GtwHandler(nullptr, kAnyPort) {}
+GtwHandler::GtwHandler(int /*argc*/, char** /*argv*/) : local_port_(kAnyPort) {}
 
 int GtwHandler::initialize() {
     prepare_signal_log();
@@ -88,7 +85,7 @@ bool GtwHandler::openCommandsEndpoint() {
               listener_.get(), FD_SETSIZE);
         listener_.reset();
     }
-    // A connection may be gone again by the time that it is accepted: the accept must not wait.
+    // A connection may be closed before it is accepted: the accept must not wait.
     if (listener_ && fcntl(listener_.get(), F_SETFL, O_NONBLOCK) != 0) {
         listener_.reset();
     }
@@ -98,14 +95,13 @@ bool GtwHandler::openCommandsEndpoint() {
 int GtwHandler::run() {
     const Clock::time_point step_end = Clock::now() + select_timeout_;
     while (true) {
-        fd_set ready;
-        const int ready_count = waitForInput(step_end, ready);
-        if (ready_count < 0) {
+        Step step = waitForInput(step_end);
+        if (step.result == kFailed) {
             setLastError("GtwHandler::run select failed with error '%s'", strerror(errno));
-            return -1;
+            return kFailed;
         }
-        if (const std::optional<int> result = serveInput(ready, ready_count)) {
-            return *result;
+        if (serveInput(step)) {
+            return step.result;
         }
         if (Clock::now() >= step_end) {
             last_event_kind_ = EventKind::select_timeout;
@@ -114,18 +110,18 @@ int GtwHandler::run() {
     }
 }
 
-// Waits until a descriptor is ready, the step ends or a request under way has to be given up.
-int GtwHandler::waitForInput(Clock::time_point step_end, fd_set& ready) const {
+// Waits until a descriptor is ready, the step ends or a request times out.
+GtwHandler::Step GtwHandler::waitForInput(Clock::time_point step_end) const {
     const Clock::time_point now = Clock::now();
     Clock::time_point end = step_end;
     int highest = highest_fd_;
-    ready = read_set_;
+    Step step{read_set_, 0};
     if (listener_ && now < accept_pause_end_) {
-        FD_CLR(listener_.get(), &ready);
+        FD_CLR(listener_.get(), &step.ready);
         end = std::min(end, accept_pause_end_);
     }
     for (const PendingRequest& request : pending_) {
-        FD_SET(request.fd(), &ready);
+        FD_SET(request.fd(), &step.ready);
         highest = std::max(highest, request.fd());
         end = std::min(end, request.deadline());
     }
@@ -135,34 +131,37 @@ int GtwHandler::waitForInput(Clock::time_point step_end, fd_set& ready) const {
     timeval timeout{};
     timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(seconds.count());
     timeout.tv_usec = static_cast<decltype(timeout.tv_usec)>((rest - seconds).count());
-    return select(highest + 1, &ready, nullptr, nullptr, &timeout);
+    step.result = select(highest + 1, &step.ready, nullptr, nullptr, &timeout);
+    return step;
 }
 
-// Requests under way come before new ones, as they came first; gateways wait for both.
-std::optional<int> GtwHandler::serveInput(const fd_set& ready, int ready_count) {
-    if (const std::optional<int> result = advanceRequests(ready, ready_count)) {
-        return result;
+// Requests that are arriving come before new ones, in the order of their connections; gateways
+// wait for both.
+bool GtwHandler::serveInput(Step& step) {
+    if (advanceRequests(step)) {
+        return true;
     }
-    if (listener_ && FD_ISSET(listener_.get(), &ready)) {
-        return acceptRequest(ready_count);
+    if (listener_ && FD_ISSET(listener_.get(), &step.ready)) {
+        return acceptRequest(step);
     }
-    return serveGateway(ready, ready_count);
+    return serveGateway(step);
 }
 
-std::optional<int> GtwHandler::serveGateway(const fd_set& ready, int ready_count) {
-    std::optional<int> result;
+bool GtwHandler::serveGateway(Step& step) {
+    bool is_served = false;
     for (std::size_t i = 0; i < gateway_count_; ++i) {
         const int fd = gateways_[i]->getFd();
-        if (fd <= 0 || !FD_ISSET(fd, &ready)) {
+        if (fd <= 0 || !FD_ISSET(fd, &step.ready)) {
             continue;
         }
         last_event_kind_ = EventKind::gateway_data;
+        is_served = true;
         if (GtwBaseClass* const gateway = gateways_[i]->getHandler()) {
-            return gateway->didReceiveCustomGatewayData(this, fd);
+            step.result = gateway->didReceiveCustomGatewayData(this, fd);
+            break;
         }
-        result = ready_count;
     }
-    return result;
+    return is_served;
 }
 
 int GtwHandler::addGateway(int fd, GtwBaseClass* gateway) {
@@ -253,7 +252,7 @@ void GtwHandler::setLastError(const char* format, ...) {
     std::vsnprintf(text.get(), kErrorBytes, format, arguments);
     va_end(arguments);
     last_error_ = std::move(text);
-    logged_info("%s", last_error_.get());
+    logged_info("%s", escape_control_characters(last_error_.get()).c_str());
 }
 
 void GtwHandler::setSelectTimeout(unsigned seconds, unsigned microseconds) {

@@ -10,20 +10,20 @@
 namespace gtwhandlernamespace {
 namespace {
 
-// What ends the process may wait for room in the logger's queue; what goes on must not.
-constexpr int kLastWordsMilliseconds = 500;
+// A handler that ends the process may wait for room in the logger's queue; the others must not.
+constexpr int kLastLineMilliseconds = 500;
 
 // The texts are complete at compile time: a handler has no room to compose one.
 template <std::size_t Size>
-void log_text(const char (&text)[Size], int patience_ms = 0) {
-    error_from_signal_handler(text, Size - 1, patience_ms);
+void log_text(const char (&text)[Size], int timeout_ms = 0) {
+    error_from_signal_handler(text, Size - 1, timeout_ms);
 }
 
 void handle_segmentation_fault(int) {
     log_text(
         "gtwhandler->gtwHandlerSigsegvHandler called, the instance receive a 'Segmentation Fault' "
         "signal, check code",
-        kLastWordsMilliseconds);
+        kLastLineMilliseconds);
     _exit(EXIT_FAILURE);
 }
 
@@ -31,7 +31,7 @@ void handle_abort(int) {
     log_text(
         "gtwhandler->gtwHandlerSigabrtHandler called, the instance receive a 'Abort' signal, "
         "memory problem",
-        kLastWordsMilliseconds);
+        kLastLineMilliseconds);
     _exit(EXIT_FAILURE);
 }
 
@@ -53,7 +53,7 @@ void handle_termination(int) {
 
 }  // namespace
 
-// The two after which the process goes on restart what they interrupt.
+// SIGPIPE and SIGCHLD do not end the process: the call that they interrupt is restarted.
 const std::array<SignalAction, 5> kSignalActions{{
     {SIGSEGV, handle_segmentation_fault, 0, "SIGSEGV", "segv_action"},
     {SIGABRT, handle_abort, 0, "SIGABRT", "abrt_action"},

@@ -1,5 +1,5 @@
-// The side of the event loop that meets the core: accepting connections, collecting requests side
-// by side, answering, and the texts for what cannot be read.
+// The event loop's side towards the core: it accepts connections, collects several requests at the
+// same time, answers them, and has the texts for what cannot be read.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -26,11 +26,11 @@ constexpr const char* kQuit = "QUIT";
 constexpr int kStatusDone = 0;
 constexpr int kStatusUnsupportedFunction = 8;
 constexpr int kMaxRequestParameters = 6;
-// A value has a slot of 512 bytes, its end included.
+// A value has a slot of 512 bytes, with its terminator.
 constexpr int kMaxValueBytes = 511;
 constexpr fsmcore_format::Limits kLimits{kMaxRequestParameters, kMaxValueBytes};
 
-// What is said of a request that cannot be read. NNN stands for the parameter's index.
+// What the log says of a request that cannot be read. NNN is the parameter's index.
 struct FaultText {
     Fault fault;
     const char* subject;  // of what is not a number, null for a missing line
@@ -63,13 +63,13 @@ bool is_same_name(const std::string& name, const char* other) {
     return name.size() == std::strlen(other) && strcasecmp(name.c_str(), other) == 0;
 }
 
-// What a connection fewer would remedy.
+// Failures that one connection less would prevent.
 bool is_shortage(int reason) {
     return reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM;
 }
 
-// Requests that are awaited leave a few descriptors to the threads that serve the complete ones:
-// for the bridge, the core and the resolver. None reaches what select cannot watch.
+// Requests that are arriving leave a few descriptors to the threads that serve the complete ones:
+// for the bridge, the core and the resolver. All stay below the limit of select.
 int end_of_roomy_descriptors() {
     constexpr rlim_t kSpareDescriptors = 4;
     rlimit limit{};
@@ -98,30 +98,30 @@ void answer(PendingRequest& request, int status) {
 
 }  // namespace
 
-std::optional<int> GtwHandler::advanceRequests(const fd_set& ready, int ready_count) {
+bool GtwHandler::advanceRequests(Step& step) {
     const Clock::time_point now = Clock::now();
     for (std::size_t i = 0; i < pending_.size(); ++i) {
-        if (!FD_ISSET(pending_[i].fd(), &ready) && now < pending_[i].deadline()) {
-            continue;
-        }
-        if (const std::optional<int> result = advanceRequest(i, ready_count)) {
-            return result;
+        const bool is_due =
+            FD_ISSET(pending_[i].fd(), &step.ready) || now >= pending_[i].deadline();
+        if (is_due && advanceRequest(i, step)) {
+            return true;
         }
     }
-    return std::nullopt;
+    return false;
 }
 
-std::optional<int> GtwHandler::advanceRequest(std::size_t index, int ready_count) {
+bool GtwHandler::advanceRequest(std::size_t index, Step& step) {
     PendingRequest& request = pending_[index];
     switch (request.advance()) {
         case PendingRequest::Progress::arriving:
             if (Clock::now() < request.deadline()) {
-                return std::nullopt;
+                return false;
             }
             recordReceiveFailure(request.has_received(), strerror(ETIMEDOUT));
             break;
         case PendingRequest::Progress::complete:
-            return handleRequest(takeRequest(index), ready_count);
+            handleRequest(takeRequest(index), step);
+            return true;
         case PendingRequest::Progress::receive_failed:
             recordReceiveFailure(request.has_received(), request.problem().c_str());
             break;
@@ -133,24 +133,29 @@ std::optional<int> GtwHandler::advanceRequest(std::size_t index, int ready_count
             break;
     }
     takeRequest(index).abandon();
-    return -1;
+    step.result = kFailed;
+    return true;
 }
 
-std::optional<int> GtwHandler::acceptRequest(int ready_count) {
+bool GtwHandler::acceptRequest(Step& step) {
     FileDescriptor connection = acceptConnection();
     if (!connection) {
-        return acceptFailed(errno);
+        return acceptFailed(errno, step);
     }
     pending_.emplace_back(std::move(connection),
                           Clock::now() + std::chrono::seconds(kRequestDeadlineSeconds));
-    const std::optional<int> result = advanceRequest(pending_.size() - 1, ready_count);
-    if (result) {
-        return result;  // a request that arrives whole needs no place
+    // A request that arrives whole needs no place.
+    if (advanceRequest(pending_.size() - 1, step)) {
+        return true;
     }
-    return placeNewest() ? std::nullopt : std::make_optional(-1);
+    if (placeNewest()) {
+        return false;
+    }
+    step.result = kFailed;
+    return true;
 }
 
-// A connection that cannot be accepted for want of descriptors gets that of the oldest request.
+// Without a free descriptor the oldest request gives up its own.
 FileDescriptor GtwHandler::acceptConnection() {
     while (true) {
         FileDescriptor connection(
@@ -162,21 +167,22 @@ FileDescriptor GtwHandler::acceptConnection() {
     }
 }
 
-std::optional<int> GtwHandler::acceptFailed(int reason) {
-    // The connection is gone again, or was broken before it was ours.
+bool GtwHandler::acceptFailed(int reason, Step& step) {
+    // The connection was closed again or failed before it was accepted.
     if (reason == EAGAIN || reason == EWOULDBLOCK || reason == ECONNABORTED || reason == EINTR ||
         reason == EPROTO) {
-        return std::nullopt;
+        return false;
     }
     // The connection stays in the queue and the endpoint ready: without a pause the loop would
     // spin.
     accept_pause_end_ = Clock::now() + std::chrono::milliseconds(kAcceptPauseMilliseconds);
     recordReceiveFailure(false, strerror(reason));
-    return -1;
+    step.result = kFailed;
+    return true;
 }
 
-// Finds a place for the request that has just begun to arrive, at the cost of the oldest ones. True
-// when there was one free.
+// Finds a place for the request that has just begun to arrive, if necessary that of the oldest
+// ones. True if there was a free one.
 bool GtwHandler::placeNewest() {
     const int roomy_end = end_of_roomy_descriptors();
     bool has_displaced = false;
@@ -206,63 +212,61 @@ void GtwHandler::dropOldestRequest() {
     oldest.abandon();
 }
 
-int GtwHandler::handleRequest(PendingRequest request, int ready_count) {
+void GtwHandler::handleRequest(PendingRequest request, Step& step) {
     fsmcore_format::Request message;
     const fsmcore_format::ParseResult result = parse_request(request.body(), kLimits, message);
     if (!result) {
         recordFault(result, message.function);
         request.abandon();
-        return -1;
+        step.result = kFailed;
+        return;
     }
-    if (!is_same_name(message.function, kRunOnElement)) {
-        setLastError(
-            "GtwHandler::run request '%s' is not supported, continuing for the next request",
-            message.function.c_str());
-        answer(request, kStatusUnsupportedFunction);
-        last_event_kind_ = EventKind::core_request;
-        return ready_count;
+    if (is_same_name(message.function, kRunOnElement)) {
+        runOnElement(request, message, step);
+        return;
     }
-    return runOnElement(request, message, ready_count);
+    setLastError("GtwHandler::run request '%s' is not supported, continuing for the next request",
+                 message.function.c_str());
+    answer(request, kStatusUnsupportedFunction);
+    last_event_kind_ = EventKind::core_request;
 }
 
-int GtwHandler::runOnElement(PendingRequest& request, fsmcore_format::Request& message,
-                             int ready_count) {
+void GtwHandler::runOnElement(PendingRequest& request, fsmcore_format::Request& message,
+                              Step& step) {
     std::vector<std::string>& texts = message.parameters;
-    texts.resize(kMaxRequestParameters);  // a parameter that is missing is an empty text
+    texts.resize(kMaxRequestParameters);  // a missing parameter is an empty text
     std::int32_t object_id = 0;
     if (parse_int32(texts[0].c_str(), 10, &object_id) != PARSE_NUMBER_OK) {
         setLastError(
             "GtwHandler::run ObjectID in first parameter <%s> is not a valid number, continuing "
-            "for "
-            "the next request",
+            "for the next request",
             texts[0].c_str());
         request.abandon();
-        return -1;
+        step.result = kFailed;
+        return;
     }
     CallFromCoreParameters parameters(object_id, texts[1].c_str(), texts[2].c_str(),
                                       texts[3].c_str(), texts[4].c_str(), texts[5].c_str());
     last_event_kind_ = EventKind::core_request;
-    // Only QUIT makes the core wait until the gateways have seen it.
-    if (parameters.action == kQuit) {
-        const int result = callGateways(parameters, ready_count);
+    // The answer to QUIT waits until the gateways have seen it; any other is sent at once.
+    const bool is_quit = parameters.action == kQuit;
+    if (!is_quit) {
         answer(request, kStatusDone);
-        return result;
     }
-    answer(request, kStatusDone);
-    return callGateways(parameters, ready_count);
+    callGateways(parameters, step);
+    if (is_quit) {
+        answer(request, kStatusDone);
+    }
 }
 
-int GtwHandler::callGateways(CallFromCoreParameters& parameters, int ready_count) {
+void GtwHandler::callGateways(CallFromCoreParameters& parameters, Step& step) {
     const bool is_quit = parameters.action == kQuit;
-    int result = ready_count;
     for (std::size_t i = 0; i < gateway_count_; ++i) {
-        GtwBaseClass* const gateway = gateways_[i]->getHandler();
-        if (gateway != nullptr) {
-            result = is_quit ? gateway->willTerminate(this, &parameters)
-                             : gateway->didReceiveCallFromCore(this, &parameters);
+        if (GtwBaseClass* const gateway = gateways_[i]->getHandler()) {
+            step.result = is_quit ? gateway->willTerminate(this, &parameters)
+                                  : gateway->didReceiveCallFromCore(this, &parameters);
         }
     }
-    return result;
 }
 
 // [1] is the first receive of a request, [2] any later one.
@@ -276,7 +280,6 @@ void GtwHandler::recordReceiveFailure(bool has_received, const char* reason) {
 void GtwHandler::recordFault(const fsmcore_format::ParseResult& result,
                              const std::string& function) {
     const char* const offending = result.offending.c_str();
-    // The collected body begins with its tag; one that has none fails for its length before.
     if (result.fault == Fault::first_tag) {
         setLastError(
             "GtwHandler::run strtok parsing '%s' request tag failed, not a well formed request tag "
@@ -297,8 +300,7 @@ void GtwHandler::recordFault(const fsmcore_format::ParseResult& result,
         } else {
             setLastError(
                 "GtwHandler::run strtok parsing '%s' request tag failed, not a well formed "
-                "%srequest "
-                "tag '%s' for request '%s' continuing for the next request",
+                "%srequest tag '%s' for request '%s' continuing for the next request",
                 offending, text.gap, tag.c_str(), function.c_str());
         }
     }

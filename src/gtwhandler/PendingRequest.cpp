@@ -54,8 +54,8 @@ void PendingRequest::abandon() {
     connection_.reset();
 }
 
-// What arrives is bounded by the length line, the announced length (twice, with what stands before
-// the body) and one chunk.
+// The length line, the announced length (twice, with the bytes before the body) and one chunk are
+// the most that is kept.
 PendingRequest::Progress PendingRequest::check() {
     if (line_end_ == 0) {
         const Progress progress = read_length_line();
@@ -63,22 +63,33 @@ PendingRequest::Progress PendingRequest::check() {
             return progress;
         }
     }
-    // The announced length counts from the tag on. It lies within as many bytes behind the line, or
-    // it is not there: so the verdict is the same wherever the network cuts.
+    // The announced length counts from the tag, which has to be within as many bytes after the
+    // line: thus the verdict is the same wherever the network splits the request.
     const std::string_view behind_line = std::string_view(received_).substr(line_end_ + 1);
-    const std::size_t tag = behind_line.substr(0, announced_).find(kRequestTag);
-    if (tag == std::string_view::npos) {
-        return behind_line.size() < announced_
-                   ? Progress::arriving
-                   : fail(Progress::bad_length,
-                          received_.substr(kRequestLengthTag.size(),
-                                           line_end_ - kRequestLengthTag.size()));
+    const std::string_view announced = behind_line.substr(0, announced_);
+    const std::size_t tag = announced.find(kRequestTag);
+    if (tag == std::string_view::npos && announced.size() == announced_) {
+        return without_tag(announced);
+    }
+    if (tag == std::string_view::npos || behind_line.size() - tag < announced_) {
+        return Progress::arriving;
     }
     body_start_ = line_end_ + 1 + tag;
-    return behind_line.size() - tag < announced_ ? Progress::arriving : Progress::complete;
+    return Progress::complete;
 }
 
-// Complete when the line is there and its number was taken.
+// A length that ends within the tag is wrong itself. Any other body is left to its parser, which
+// names the missing tag.
+PendingRequest::Progress PendingRequest::without_tag(std::string_view announced) {
+    if (announced == kRequestTag.substr(0, announced.size())) {
+        return fail(Progress::bad_length, received_.substr(kRequestLengthTag.size(),
+                                                           line_end_ - kRequestLengthTag.size()));
+    }
+    body_start_ = line_end_ + 1;
+    return Progress::complete;
+}
+
+// Complete when the line has arrived and its number is valid.
 PendingRequest::Progress PendingRequest::read_length_line() {
     const std::string_view start =
         std::string_view(received_).substr(0, fsmcore_format::kMaxLengthLineBytes + 1);

@@ -1,7 +1,7 @@
 /// A connection to the commands endpoint whose request is still arriving.
 ///
 /// Owns the connection, which is non-blocking. The request is in the length-managed form of
-/// docs/formats/fsmcore.md, and valid however the network cuts it. Used by the event loop's thread.
+/// docs/formats/fsmcore.md; the network may split it anywhere. Used by the event loop's thread.
 #pragma once
 
 #include <chrono>
@@ -18,32 +18,35 @@ class PendingRequest final {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// The longest body that may be announced: six values of 511 bytes and their labels fit.
+    /// The longest body that may be announced; six values of 511 bytes and their labels fit.
     static constexpr std::size_t kMaxRequestBytes = 4096;
 
+    /// The state of the request after advance().
     enum class Progress {
         arriving,
-        complete,
-        receive_failed,  ///< problem() tells why
-        bad_length,      ///< problem() is what stands for the announced length
+        complete,        ///< the announced bytes are there; body() is still to be checked
+        receive_failed,  ///< problem() is the reason
+        bad_length,      ///< problem() is the text in place of the announced length
     };
 
+    /// `deadline` is kept for the caller; nothing here looks at it.
     PendingRequest(FileDescriptor connection, Clock::time_point deadline)
         : connection_(std::move(connection)), deadline_(deadline) {}
 
-    int fd() const { return connection_.get(); }
-    /// When the request is given up.
-    Clock::time_point deadline() const { return deadline_; }
-    bool has_received() const { return !received_.empty(); }
-    const std::string& problem() const { return problem_; }
+    int fd() const { return connection_.get(); }              ///< for select; not the caller's
+    Clock::time_point deadline() const { return deadline_; }  ///< when the request times out
+    bool has_received() const { return !received_.empty(); }  ///< whether any byte has arrived
+    const std::string& problem() const { return problem_; }   ///< empty without a failure
 
-    /// Takes what has arrived, without waiting.
+    /// Receives what has arrived, without waiting.
     Progress advance();
-    /// A complete request from "Request: " on, of the announced length.
+    /// The announced bytes of a complete request, from "Request: " on. If that tag is not among the
+    /// announced bytes after the length line, those bytes: parsing them fails at their first line.
     std::string_view body() const;
 
-    /// Moves the connection to the lowest descriptor that is free, if that is below its own.
+    /// Moves the connection to the lowest free descriptor if that is below its own.
     void lower_descriptor();
+    /// Gives the open connection to the caller.
     FileDescriptor release_connection() { return std::move(connection_); }
     /// Closes the connection without an answer.
     void abandon();
@@ -51,6 +54,7 @@ class PendingRequest final {
   private:
     Progress check();
     Progress read_length_line();
+    Progress without_tag(std::string_view announced);
     Progress fail(Progress kind, std::string problem);
 
     FileDescriptor connection_;

@@ -21,8 +21,8 @@ using gtwhandlernamespace::GtwHandler;
 constexpr int kSurvived = 42;
 constexpr int kNotInitialized = 99;
 
-// A process in which the loop's handlers are installed, and which gets a signal. It is made while
-// this process has a single thread, as the thread sanitizer asks for, and waits until it is
+// A process in which the loop's handlers are installed, and which receives a signal. It is created
+// while this process has a single thread, as the thread sanitizer requires, and waits until it is
 // released.
 class Child final {
   public:
@@ -33,7 +33,7 @@ class Child final {
         const FileDescriptor reader(ends[0]);
         pid_ = fork();
         if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that breaks off leaves nobody behind
+            prctl(PR_SET_PDEATHSIG, SIGKILL);  // an aborted test leaves no process behind
             GtwHandler loop(0, nullptr);
             char byte = 0;
             if (loop.initialize() != 0 || read(reader.get(), &byte, 1) != 1) {
@@ -45,8 +45,8 @@ class Child final {
             _exit(kSurvived);
         }
     }
-    // Released: the exit code, or 1000 and the signal that killed it, SIGALRM when it got stuck.
-    int ending() const {
+    // Releases it. The exit code, or 1000 plus the signal that killed it, SIGALRM if it hung.
+    int release_and_wait() const {
         EXPECT_EQ(write(gate_.get(), "x", 1), 1);
         int status = 0;
         EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
@@ -60,7 +60,7 @@ class Child final {
 
 const struct Case {
     int number, code;
-    std::string line;  // behind "gtwhandler->gtwHandler"; empty for none
+    std::string line;  // after "gtwhandler->gtwHandler"; empty for none
 } kCases[] = {
     {SIGSEGV, 1,
      "SigsegvHandler called, the instance receive a 'Segmentation Fault' signal, check code"},
@@ -81,7 +81,7 @@ TEST(GtwSignals, EndWithTheirCodeAndTheirLine) {
     simulator::SystemLog log;
     std::size_t lines = 0;
     for (std::size_t i = 0; i < children.size(); ++i) {
-        EXPECT_EQ(children[i].ending(), kCases[i].code) << kCases[i].line;
+        EXPECT_EQ(children[i].release_and_wait(), kCases[i].code) << kCases[i].line;
         if (!kCases[i].line.empty()) {
             ASSERT_TRUE(log.wait_for(kCases[i].line));
             ASSERT_EQ(log.lines().size(), ++lines);

@@ -13,7 +13,7 @@ using gtwhandlernamespace::GtwHandler;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-/// The limit of descriptors of this process while it lives.
+/// Limits the descriptors of this process for its own lifetime.
 class DescriptorLimit final {
   public:
     explicit DescriptorLimit(int count) {
@@ -43,8 +43,8 @@ class GtwDescriptors : public LoopTest {
         const FileDescriptor probe(open("/dev/null", O_RDONLY | O_CLOEXEC));
         return probe.get();
     }
-    /// Takes every descriptor below `end`; false when the system gives no more before.
-    bool takes_all_below(int end) {
+    /// Opens every descriptor below `end`; false if the system refuses one of them.
+    bool take_all_below(int end) {
         int free = lowest_free();
         while (free >= 0 && free < end) {
             taken_.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
@@ -52,15 +52,15 @@ class GtwDescriptors : public LoopTest {
         }
         return free >= 0;
     }
-    std::vector<CorePeer> many_connect() const {
+    std::vector<CorePeer> connect_many() const {
         std::vector<CorePeer> peers;
         for (int i = 0; i < 12; ++i) {
-            peers.push_back(connects());
+            peers.push_back(connect_core());
         }
         return peers;
     }
-    /// Turns the loop until a request was carried out, for less than one pause.
-    bool is_carried_out() {
+    /// Runs the loop until a request was carried out, for less than one pause.
+    bool carries_out_a_request() {
         const Clock::time_point end =
             Clock::now() + milliseconds(GtwHandler::kAcceptPauseMilliseconds - 300);
         loop_.setSelectTimeout(0, 20000);
@@ -73,61 +73,61 @@ class GtwDescriptors : public LoopTest {
     std::vector<FileDescriptor> taken_;
 };
 
-// A pause of a second for each silent peer would be one for each good request.
-TEST_F(GtwDescriptors, SilentPeersMakeRoomAtOnceWhenNoneIsLeft) {
+// With a pause of a second for each silent peer, a good request would wait as long.
+TEST_F(GtwDescriptors, SilentPeersGiveUpTheirDescriptorsAtOnceWhenNoneIsFree) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer needs a descriptor itself to look at a virtual call";
 #endif
-    const std::vector<CorePeer> silent = many_connect();
-    CorePeer core = connects();
-    core.says(request({"7", "RUN"}));
+    const std::vector<CorePeer> silent = connect_many();
+    CorePeer core = connect_core();
+    core.send(request({"7", "RUN"}));
     const DescriptorLimit limit(lowest_free() + 1);
-    EXPECT_TRUE(is_carried_out());
-    EXPECT_EQ(core.hears(), kDone);
+    EXPECT_TRUE(carries_out_a_request());
+    EXPECT_EQ(core.receive_all(), kDone);
 }
 
-TEST_F(GtwDescriptors, SilentPeersLeaveSomeToTheThreadsThatServeTheRequests) {
-    const std::vector<CorePeer> silent = many_connect();
-    CorePeer core = connects();
-    core.says(request({"7", "RUN"}));
+TEST_F(GtwDescriptors, SilentPeersLeaveSomeForTheThreadsThatServeRequests) {
+    const std::vector<CorePeer> silent = connect_many();
+    CorePeer core = connect_core();
+    core.send(request({"7", "RUN"}));
     const DescriptorLimit limit(lowest_free() + 9);
-    EXPECT_TRUE(is_carried_out());
-    EXPECT_TRUE(takes_all_below(lowest_free() + 3))
-        << "there must be some to reach a bridge, a core and a resolver";
+    EXPECT_TRUE(carries_out_a_request());
+    EXPECT_TRUE(take_all_below(lowest_free() + 3))
+        << "a bridge, a core and a resolver must still be reachable";
 }
 
-TEST_F(GtwDescriptors, BeyondTheEndOfSelectASilentPeerMakesRoomForANewOne) {
+TEST_F(GtwDescriptors, AtTheLimitOfSelectANewPeerDisplacesASilentOne) {
     const DescriptorLimit limit(FD_SETSIZE + 100);
-    CorePeer silent = connects();
-    ASSERT_TRUE(takes_all_below(FD_SETSIZE - 1));
-    EXPECT_TRUE(is_idle()) << "the last place is taken";
-    EXPECT_TRUE(serves()) << "a request that arrives whole needs none";
-    CorePeer slow = connects();
+    CorePeer silent = connect_core();
+    ASSERT_TRUE(take_all_below(FD_SETSIZE - 1));
+    EXPECT_TRUE(is_idle()) << "the last descriptor is taken";
+    EXPECT_TRUE(serves_a_request()) << "a request that arrives whole needs none";
+    CorePeer slow = connect_core();
     EXPECT_EQ(loop_.run(), -1);
     EXPECT_STREQ(loop_.getLastError(), kDisplaced);
-    EXPECT_EQ(silent.hears(), "");
-    slow.says(request({"7", "RUN"}));
+    EXPECT_EQ(silent.receive_all(), "");
+    slow.send(request({"7", "RUN"}));
     EXPECT_EQ(loop_.run(), 0);
-    EXPECT_EQ(slow.hears(), kDone);
+    EXPECT_EQ(slow.receive_all(), kDone);
 }
 
-TEST_F(GtwDescriptors, BeyondTheEndOfSelectNothingIsWatched) {
-    CorePeer slow = connects();
+TEST_F(GtwDescriptors, BeyondTheLimitOfSelectNothingIsWatched) {
+    CorePeer slow = connect_core();
     const DescriptorLimit limit(FD_SETSIZE + 100);
-    ASSERT_TRUE(takes_all_below(FD_SETSIZE));
+    ASSERT_TRUE(take_all_below(FD_SETSIZE));
     EXPECT_EQ(loop_.run(), -1);
     EXPECT_STREQ(loop_.getLastError(), kTooMany);
-    EXPECT_EQ(slow.hears(), "");
+    EXPECT_EQ(slow.receive_all(), "");
 
     GtwHandler late(0, nullptr);
     EXPECT_EQ(late.initialize(), -1);
     EXPECT_TRUE(logged("GtwHandler::initialize the commands endpoint got descriptor"));
 }
 
-TEST_F(GtwDescriptors, WithoutAnyTheLoopDoesNotSpin) {
-    EXPECT_TRUE(serves());
-    CorePeer core = connects();
-    core.says(request({"7", "RUN"}));
+TEST_F(GtwDescriptors, WithoutFreeDescriptorsTheLoopDoesNotSpin) {
+    EXPECT_TRUE(serves_a_request());
+    CorePeer core = connect_core();
+    core.send(request({"7", "RUN"}));
     {
         const DescriptorLimit none(3);
         EXPECT_EQ(loop_.run(), -1);
@@ -139,7 +139,7 @@ TEST_F(GtwDescriptors, WithoutAnyTheLoopDoesNotSpin) {
     }
     loop_.setSelectTimeout(10, 0);
     EXPECT_EQ(loop_.run(), 0);
-    EXPECT_EQ(core.hears(), kDone) << "served once the pause is over";
+    EXPECT_EQ(core.receive_all(), kDone) << "served once the pause is over";
 }
 
 }  // namespace

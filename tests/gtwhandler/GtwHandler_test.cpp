@@ -18,21 +18,21 @@ class GtwHandlerTest : public LoopTest {
         reader_.reset(ends[0]);
         writer_.reset(ends[1]);
     }
-    void device_speaks() { EXPECT_EQ(write(writer_.get(), "x", 1), 1); }
+    void send_from_device() { EXPECT_EQ(write(writer_.get(), "x", 1), 1); }
 
     FileDescriptor reader_, writer_;
 };
 
-TEST_F(GtwHandlerTest, TakesTwentyGatewaysAndNoMore) {
+TEST_F(GtwHandlerTest, AcceptsTwentyGatewaysAndNoMore) {
     EXPECT_EQ(loop_.addGateway(FD_SETSIZE, &gateway_), 30) << "select cannot watch it";
     RecordingGateway others[20];
     for (int i = 0; i < 19; ++i) {
         EXPECT_EQ(loop_.addGateway(&others[i]), 0);
     }
     EXPECT_EQ(loop_.addGateway(reader_.get(), &others[19]), 30);
-    device_speaks();
+    send_from_device();
     EXPECT_TRUE(is_idle()) << "the refused gateway's descriptor must not be watched";
-    EXPECT_TRUE(serves());
+    EXPECT_TRUE(serves_a_request());
     EXPECT_EQ(others[18].calls.size(), 1U);
     EXPECT_TRUE(others[19].calls.empty());
 }
@@ -50,13 +50,13 @@ TEST_F(GtwHandlerTest, RemovesAnyGatewayButTheFirst) {
 
     EXPECT_EQ(loop_.removeGateway(reader_.get()), 0);
     EXPECT_EQ(loop_.removeGateway(&second), 16);
-    device_speaks();
+    send_from_device();
     EXPECT_TRUE(is_idle()) << "the removed gateway's descriptor must not be watched";
-    EXPECT_TRUE(serves());
+    EXPECT_TRUE(serves_a_request());
     EXPECT_TRUE(second.calls.empty());
     EXPECT_EQ(third.calls.size(), 1U);
     EXPECT_EQ(loop_.removeGatewayAtIndex(1), 0) << "the third had moved down";
-    EXPECT_TRUE(serves());
+    EXPECT_TRUE(serves_a_request());
     EXPECT_EQ(third.calls.size(), 1U);
 }
 
@@ -65,14 +65,15 @@ TEST_F(GtwHandlerTest, ServesOneReadyGatewayAStep) {
     device.result = 42;
     ASSERT_EQ(loop_.addGateway(-1, nullptr), 0);
     ASSERT_EQ(loop_.addGateway(reader_.get(), &device), 0);
-    device_speaks();
+    send_from_device();
     EXPECT_EQ(loop_.run(), 42);
     EXPECT_EQ(loop_.getLastEventKind(), GtwHandler::EventKind::gateway_data);
     EXPECT_EQ(device.custom_data, std::vector<int>{reader_.get()});
 
-    device_speaks();
+    send_from_device();
     device.result = 0;
-    EXPECT_TRUE(serves()) << "the core comes first, and the element without a gateway is skipped";
+    EXPECT_TRUE(serves_a_request())
+        << "the core is served first, and the element without a gateway is skipped";
     EXPECT_EQ(device.custom_data.size(), 1U);
     EXPECT_EQ(loop_.cleanup(), 0);
     EXPECT_EQ(loop_.run(), 0) << "a clean-up must not lose the device";
@@ -80,8 +81,8 @@ TEST_F(GtwHandlerTest, ServesOneReadyGatewayAStep) {
 
     ASSERT_EQ(loop_.removeGateway(&device), 0);
     ASSERT_EQ(loop_.addGateway(reader_.get(), nullptr), 0);
-    device_speaks();
-    EXPECT_EQ(loop_.run(), 1) << "the number of ready descriptors, where nobody is to be called";
+    send_from_device();
+    EXPECT_EQ(loop_.run(), 1) << "the number of ready descriptors if there is no callback";
 }
 
 TEST_F(GtwHandlerTest, ReportsAFailedSelect) {
@@ -102,11 +103,11 @@ TEST_F(GtwHandlerTest, WaitsAFreshTimeoutAtEveryStep) {
     }
 }
 
-TEST(GtwHandlerEndpoint, IsAPathAPortOrAPortOfTheSystemsChoice) {
+TEST(GtwHandlerEndpoint, IsAPathAPortOrAPortThatTheSystemChooses) {
     const char* const path = "/tmp/vexa_variables/sockets/gateway_test.socket";
     GtwHandler named(path, 0, nullptr);
     ASSERT_EQ(named.initialize(), 0);
-    CorePeer(make_localtcpclient_socket(path)).says("x").leaves();
+    CorePeer(make_localtcpclient_socket(path)).send("x").close();
     EXPECT_EQ(named.run(), -1);
 
     GtwHandler chosen(0, nullptr);
@@ -122,16 +123,24 @@ TEST(GtwHandlerEndpoint, IsAPathAPortOrAPortOfTheSystemsChoice) {
     EXPECT_EQ(taken.run(), 0) << "without an endpoint there is nothing to watch";
 }
 
-TEST(GtwHandlerEndpoint, IsServedAlsoWhenStandardInputWasClosed) {
-    prepare_signal_log();  // or its socket would take the place
+// A private constructor that takes two arguments would make these ambiguous.
+TEST(GtwHandlerEndpoint, IsChosenByLiteralZeros) {
+    EXPECT_EQ(GtwHandler(0, 0).getLocalPortWithCore(), 0);
+    EXPECT_EQ(GtwHandler(0, nullptr).getLocalPortWithCore(), 0);
+    EXPECT_EQ(GtwHandler(0, 0, 0).getLocalPortWithCore(), 0);
+    EXPECT_EQ(GtwHandler(nullptr, 0, nullptr).getLocalPortWithCore(), -1);
+}
+
+TEST(GtwHandlerEndpoint, IsServedWhenStandardInputWasClosed) {
+    prepare_signal_log();  // otherwise its socket would get the number
     const FileDescriptor standard_input(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3));
     close(STDIN_FILENO);
     {
         GtwHandler loop(0, nullptr);
         ASSERT_EQ(loop.initialize(), 0);
         CorePeer(make_internettcpclient_socket("127.0.0.1", loop.getLocalPortWithCore()))
-            .says("x")
-            .leaves();
+            .send("x")
+            .close();
         EXPECT_EQ(loop.run(), -1);
     }
     dup2(standard_input.get(), STDIN_FILENO);

@@ -13,19 +13,19 @@
 #include "gtwhandler/GtwHandler.h"
 #include "tests/support/SystemLogTest.h"
 
-/// A core's connection: says bytes, and reads what comes until the loop closes.
+/// A core's connection to the endpoint.
 class CorePeer final {
   public:
     explicit CorePeer(int fd) : fd_(fd) {}
 
-    CorePeer& says(std::string_view text) {
-        EXPECT_EQ(send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL),
+    CorePeer& send(std::string_view text) {
+        EXPECT_EQ(::send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL),
                   static_cast<ssize_t>(text.size()));
         return *this;
     }
-    /// Everything up to the end of the connection, then "reset" when that was its end, or "open"
-    /// when none came within 10 s.
-    std::string hears() {
+    /// Everything up to the end of the connection, then "reset" if it was reset, or "open" if it
+    /// did not end within 10 s.
+    std::string receive_all() {
         set_socket_timeouts(fd_.get(), 10000);
         std::string text;
         char chunk[256];
@@ -46,8 +46,8 @@ class CorePeer final {
         pollfd watched{fd_.get(), POLLIN, 0};
         return poll(&watched, 1, 200) > 0;
     }
-    void leaves() { fd_.reset(); }
-    void resets() {
+    void close() { fd_.reset(); }
+    void reset() {
         const linger at_once{1, 0};
         setsockopt(fd_.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof(at_once));
         fd_.reset();
@@ -57,7 +57,7 @@ class CorePeer final {
     FileDescriptor fd_;
 };
 
-/// Keeps what it was told, and whether `watched` already had its answer by then.
+/// Records the calls, and whether `watched` already had its answer at the time of a call.
 class RecordingGateway final : public gtwbasenamespace::GtwBaseClass {
   public:
     using Parameters = callfromcoreparametersnamespace::CallFromCoreParameters;
@@ -100,10 +100,10 @@ class LoopTest : public SystemLogTest {
         loop_.setSelectTimeout(10, 0);
     }
 
-    CorePeer connects() const {
+    CorePeer connect_core() const {
         return CorePeer(make_internettcpclient_socket("127.0.0.1", loop_.getLocalPortWithCore()));
     }
-    /// The length-managed request, its announced length true.
+    /// A length-managed request with the right length.
     static std::string request(const std::vector<std::string>& parameters,
                                const std::string& function = "SERVICE_RUNONELEMENT") {
         using namespace fsmcore_format;
@@ -112,7 +112,7 @@ class LoopTest : public SystemLogTest {
     static std::string framed(const std::string& body) {
         return "LengthRequestIs: " + std::to_string(body.size()) + "\n" + body;
     }
-    /// A step that finds nothing to complete.
+    /// Runs one step; true if it ends by its timeout.
     bool is_idle() {
         loop_.setSelectTimeout(0, 2000);
         const bool is_timeout =
@@ -121,12 +121,12 @@ class LoopTest : public SystemLogTest {
         loop_.setSelectTimeout(10, 0);
         return is_timeout;
     }
-    /// A good request is served in one step.
-    bool serves() {
-        CorePeer core = connects();
-        core.says(request({"7", "RUN", "80"}));
+    /// Sends a good request; true if one step serves it.
+    bool serves_a_request() {
+        CorePeer core = connect_core();
+        core.send(request({"7", "RUN", "80"}));
         const std::size_t calls = gateway_.calls.size();
-        return loop_.run() == gateway_.result && core.hears() == kDone &&
+        return loop_.run() == gateway_.result && core.receive_all() == kDone &&
                gateway_.calls.size() == calls + 1;
     }
 
