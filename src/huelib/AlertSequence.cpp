@@ -14,47 +14,17 @@ namespace {
 constexpr std::chrono::milliseconds kBeforeBlinking{120};
 constexpr std::chrono::milliseconds kBlinking{1600};
 
-using Restore = std::function<bool(HueLight&)>;
-
-Restore rememberHueSaturation(const CachedLightState& cached) {
-    return [hue = static_cast<std::uint16_t>(cached.hue()),
-            sat = static_cast<std::uint8_t>(cached.saturation())](HueLight& light) {
-        return light.setColorHueSaturation(hue, sat, kAlertTransition);
-    };
-}
-
-Restore rememberXY(const CachedLightState& cached) {
-    return [xy = XYColor{cached.x(), cached.y(), 0}](HueLight& light) {
-        return light.setColorXY(xy, kAlertTransition);
-    };
-}
-
-Restore rememberTemperature(const CachedLightState& cached) {
-    return [mired = cached.temperature()](HueLight& light) {
-        return light.setColorTemperature(mired, kAlertTransition);
-    };
-}
-
-struct ColorMode {
-    std::string_view name;
-    Restore (*remember)(const CachedLightState& cached);
-    bool (HueLight::*canRestore)() const;
-};
-
-constexpr ColorMode kColorModes[] = {
-    {"hs", rememberHueSaturation, &HueLight::hasColorControl},
-    {"xy", rememberXY, &HueLight::hasColorControl},
-    {"ct", rememberTemperature, &HueLight::hasTemperatureControl},
-};
-
-const ColorMode* findMode(std::string_view name,
-                          std::initializer_list<std::string_view> acceptedModes) {
-    if (std::find(acceptedModes.begin(), acceptedModes.end(), name) == acceptedModes.end()) {
-        return nullptr;
+bool restoreColor(HueLight& light, const CachedLightState& before) {
+    const std::string mode = before.colorMode();
+    if (mode == "hs") {
+        return light.setColorHueSaturation(static_cast<std::uint16_t>(before.hue()),
+                                           static_cast<std::uint8_t>(before.saturation()),
+                                           kAlertTransition);
     }
-    const auto* found = std::find_if(std::begin(kColorModes), std::end(kColorModes),
-                                     [name](const ColorMode& mode) { return mode.name == name; });
-    return found != std::end(kColorModes) ? found : nullptr;
+    if (mode == "xy") {
+        return light.setColorXY({before.x(), before.y(), 0}, kAlertTransition);
+    }
+    return light.setColorTemperature(before.temperature(), kAlertTransition);
 }
 
 }  // namespace
@@ -62,13 +32,12 @@ const ColorMode* findMode(std::string_view name,
 bool runAlert(HueLight& light, std::initializer_list<std::string_view> acceptedModes,
               const std::function<bool()>& showAlert) {
     light.refreshState();
-    const CachedLightState cached(light);
-    const bool wasOn = cached.isOn();
-    const ColorMode* mode = findMode(cached.colorMode(), acceptedModes);
-    if (mode == nullptr) {
+    const Json::Value description = light.getState();  // a copy: each step refreshes the light
+    const CachedLightState before(description);
+    const std::string mode = before.colorMode();
+    if (std::find(acceptedModes.begin(), acceptedModes.end(), mode) == acceptedModes.end()) {
         return false;
     }
-    const Restore restore = mode->remember(cached);
 
     if (!showAlert()) {
         return false;
@@ -79,10 +48,11 @@ bool runAlert(HueLight& light, std::initializer_list<std::string_view> acceptedM
     }
     std::this_thread::sleep_for(kBlinking);
 
-    const bool restored = restore(light);
-    if (wasOn) {
+    const bool restored = restoreColor(light, before);
+    if (before.isOn()) {
         return restored;
     }
     // Showing the alert has switched the light on.
-    return light.OffNoRefresh(kAlertTransition) && (light.*mode->canRestore)();
+    return light.OffNoRefresh(kAlertTransition) &&
+           (mode == "ct" ? light.hasTemperatureControl() : light.hasColorControl());
 }

@@ -1,19 +1,21 @@
-/// Reads the "state" object of a light's cached description. A member that is missing or of another
-/// type reads as false, 0 or empty; the ranges are those of a sane bridge, and nothing is clamped
-/// to them. Looks the members up at each call, so it stays good across refreshes; the light must
-/// outlive it.
+/// Reads the "state" object of a light's description. A member that is missing or of another type
+/// reads as false, 0 or empty. Values are not clamped; the ranges below are those of a sane bridge.
+///
+/// A view: the description must outlive it, unchanged. That of a light lives until its next refresh
+/// or update.
 #pragma once
 
 #include <string>
 
 #include <json/value.h>
 
-class HueLight;
-
 class CachedLightState final {
   public:
-    explicit CachedLightState(const HueLight& observed) : light(observed) {}
+    /// `description`: HueLight::getState, or a copy of it.
+    explicit CachedLightState(const Json::Value& description);
+    explicit CachedLightState(Json::Value&& description) = delete;
 
+    /// One member each.
     bool isOn() const;
     unsigned int brightness() const;   ///< "bri", 0..254
     unsigned int temperature() const;  ///< "ct", in mired
@@ -25,7 +27,5 @@ class CachedLightState final {
     std::string effect() const;        ///< "none" or "colorloop"
 
   private:
-    const Json::Value& member(const char* name) const;
-
-    const HueLight& light;
+    const Json::Value& state;
 };

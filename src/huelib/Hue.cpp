@@ -9,7 +9,7 @@
 
 #include "huelib/JsonAccess.h"
 #include "huelib/LightCatalogue.h"
-#include "libcbase/Cstylecode.h"
+#include "libcbase/log.h"
 
 namespace {
 
@@ -17,7 +17,6 @@ using LightCatalogue::HueControl;
 using LightCatalogue::LightClass;
 using LightCatalogue::TemperatureControl;
 
-constexpr int kHttpPort = 80;
 constexpr std::chrono::seconds kBetweenPairingAttempts{1};
 
 // Lights are kept by the low 8 bits of their id.
@@ -32,7 +31,7 @@ Json::Value emptyObject() {
 LightClass classOfSupportedModel(const std::string& modelId) {
     const std::optional<LightClass> found = LightCatalogue::classOfModel(modelId);
     if (!found) {
-        char message[64];
+        char message[64];  // a longer text is cut
         std::snprintf(message, sizeof message, "HueLight type %s not supported", modelId.c_str());
         throw std::runtime_error(message);
     }
@@ -72,7 +71,8 @@ std::string Hue::requestUsername(const std::string& bridgeIp, const PairingRepor
             continue;
         }
         lastAttempt = now;
-        const Json::Value answer = http_handler->POSTJson("/api", request, bridgeIp, kHttpPort);
+        const Json::Value answer =
+            http_handler->POSTJson("/api", request, bridgeIp, HueCommandAPI::kBridgePort);
         const Json::Value& first = JsonAccess::element(answer, 0);
         const Json::Value& success = JsonAccess::member(first, "success");
         const std::string name = JsonAccess::asString(JsonAccess::member(success, "username"));

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr int kBridgePort = 80;
-
 // What a bridge does when it is short of breath. A read that runs into its limit reports EAGAIN and
 // is not among them: a second wait would double the time for which a hung bridge holds its caller.
 bool isWorthARetry(const std::system_error& failure) {

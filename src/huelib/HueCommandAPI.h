@@ -21,6 +21,8 @@ class HueCommandAPI {
         std::mutex mutex;  ///< held for a whole request, waits and retry included; guards `timeout`
     };
 
+    /// TCP port of every bridge.
+    static constexpr int kBridgePort = 80;
     /// From the start of a request that went through to that of the next.
     static constexpr std::chrono::nanoseconds minDelay{100'000'000};
 

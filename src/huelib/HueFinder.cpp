@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr int kHttpPort = 80;
-
 // The host of "http://host:port/path"; the rest of the text when no port stands behind it.
 std::optional<std::string> hostOf(const std::string& location) {
     const std::size_t slashes = location.find("//");
@@ -78,8 +76,8 @@ std::vector<HueFinder::HueIdentification> HueFinder::FindBridges() const {
         if (!host) {
             continue;
         }
-        const std::string description =
-            http_handler->GETString("/description.xml", "application/xml", "", *host, kHttpPort);
+        const std::string description = http_handler->GETString(
+            "/description.xml", "application/xml", "", *host, HueCommandAPI::kBridgePort);
         const std::optional<std::string> serialNumber = serialNumberOf(description);
         if (serialNumber) {
             bridges.push_back({*host, *serialNumber});

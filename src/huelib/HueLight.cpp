@@ -4,8 +4,7 @@
 #include "huelib/ColorConversion.h"
 #include "huelib/JsonAccess.h"
 #include "huelib/LightDescription.h"
-#include "huelib/LightStateChange.h"
-#include "libcbase/Cstylecode.h"
+#include "libcbase/log.h"
 
 namespace {
 
@@ -57,11 +56,11 @@ bool HueLight::Off(std::uint8_t transition) {
 
 bool HueLight::isOn() {
     refreshState();
-    return CachedLightState(*this).isOn();
+    return CachedLightState(state).isOn();
 }
 
 bool HueLight::isOn() const {
-    return CachedLightState(*this).isOn();
+    return CachedLightState(state).isOn();
 }
 
 int HueLight::getId() const {
@@ -263,14 +262,21 @@ bool HueLight::OffNoRefresh(std::uint8_t transition) {
 
 Json::Value HueLight::SendPutRequest(const Json::Value& request, const std::string& subPath) {
     Json::Value answer = commands.PUTRequest(path() + subPath, request);
-    // Not every operation looks at its answer: a command that came to nothing must not pass in
-    // silence.
+    // Not every operation looks at its answer, so a refusal is logged here.
     const std::string refusal = refusalIn(answer);
     if (!refusal.empty()) {
         error("HueLight->SendPutRequest the bridge refused the request: %s (light id = %d)\n",
               refusal.c_str(), id);
     }
     return answer;
+}
+
+Json::Value HueLight::emptyStateRequest(std::uint8_t transition) {
+    Json::Value request(Json::objectValue);
+    if (transition != kDefaultTransition) {
+        request["transitiontime"] = transition;
+    }
+    return request;
 }
 
 void HueLight::refreshState() {
@@ -310,7 +316,7 @@ std::string HueLight::path() const {
 }
 
 bool HueLight::switchTo(bool on, std::uint8_t transition) {
-    Json::Value request = LightStateChange::emptyRequest(transition);
+    Json::Value request = emptyStateRequest(transition);
     request["on"] = on;
     SendPutRequest(request, "/state");
     return true;

@@ -141,6 +141,9 @@ class HueLight {
     /// PUT of `request` to "/lights/<id>" and `subPath`, which begins with a slash; returns the
     /// answer, whatever it is; what the bridge refuses has a line in the log.
     virtual Json::Value SendPutRequest(const Json::Value& request, const std::string& subPath);
+    /// A request for "/state" with only the transition time; empty when that is kDefaultTransition,
+    /// which is never sent.
+    static Json::Value emptyStateRequest(std::uint8_t transition);
     /// Reads the description from the bridge. An answer that is none is logged, and the old
     /// description stays.
     virtual void refreshState();

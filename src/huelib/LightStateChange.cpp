@@ -41,14 +41,18 @@ bool valuesAgree(const Json::Value& answered, const Json::Value& requested) {
     }
 }
 
+CachedLightState refreshed(HueLight& light) {
+    light.refreshState();
+    return CachedLightState(light.getState());
+}
+
 }  // namespace
 
 LightStateChange::LightStateChange(HueLight& changed, std::uint8_t transition)
-    : light(changed), cached(changed), request(emptyRequest(transition)) {
+    : light(changed), cached(refreshed(changed)), request(HueLight::emptyStateRequest(transition)) {
     if (!request.empty()) {
         checkOrder.push_back("transitiontime");
     }
-    light.refreshState();
     if (!cached.isOn()) {
         set("on", true);
     }
@@ -76,12 +80,4 @@ bool LightStateChange::send() {
         }
     }
     return true;
-}
-
-Json::Value LightStateChange::emptyRequest(std::uint8_t transition) {
-    Json::Value request(Json::objectValue);
-    if (transition != HueLight::kDefaultTransition) {
-        request["transitiontime"] = transition;
-    }
-    return request;
 }

@@ -22,9 +22,9 @@ bool SimpleBrightnessStrategy::setBrightness(unsigned int bri, std::uint8_t tran
 
 unsigned int SimpleBrightnessStrategy::getBrightness(HueLight& light) const {
     light.refreshState();
-    return CachedLightState(light).brightness();
+    return CachedLightState(light.getState()).brightness();
 }
 
 unsigned int SimpleBrightnessStrategy::getBrightness(const HueLight& light) const {
-    return CachedLightState(light).brightness();
+    return CachedLightState(light.getState()).brightness();
 }

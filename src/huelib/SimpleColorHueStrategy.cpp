@@ -78,8 +78,8 @@ bool SimpleColorHueStrategy::setColorHSV(HSVColor hsv, std::uint8_t transition,
     if (hsv.hue == 0 && hsv.saturation == 0 && hsv.value == 0) {
         return light.OffNoRefresh(HueLight::kDefaultTransition);
     }
-    Json::Value request = LightStateChange::emptyRequest(transition);
-    if (!CachedLightState(light).isOn()) {
+    Json::Value request = HueLight::emptyStateRequest(transition);
+    if (!CachedLightState(light.getState()).isOn()) {
         request["on"] = true;
     }
     request["hue"] = ColorConversion::bridgeHueOf(hsv.hue);
@@ -122,7 +122,7 @@ std::pair<std::uint16_t, std::uint8_t> SimpleColorHueStrategy::getColorHueSatura
 
 std::pair<std::uint16_t, std::uint8_t> SimpleColorHueStrategy::getColorHueSaturation(
     const HueLight& light) const {
-    const CachedLightState cached(light);
+    const CachedLightState cached(light.getState());
     return {static_cast<std::uint16_t>(cached.hue()),
             static_cast<std::uint8_t>(cached.saturation())};
 }
@@ -133,16 +133,16 @@ XYColor SimpleColorHueStrategy::getColorXY(HueLight& light) const {
 }
 
 XYColor SimpleColorHueStrategy::getColorXY(const HueLight& light) const {
-    const CachedLightState cached(light);
+    const CachedLightState cached(light.getState());
     return {cached.x(), cached.y(), cached.brightness()};
 }
 
 RGB SimpleColorHueStrategy::getColorRGB(const HueLight& light) const {
-    const CachedLightState cached(light);
+    const CachedLightState cached(light.getState());
     return ColorConversion::rgbOfBridge(cached.hue(), cached.saturation(), cached.brightness());
 }
 
 HSVColor SimpleColorHueStrategy::getColorHSV(const HueLight& light) const {
-    const CachedLightState cached(light);
+    const CachedLightState cached(light.getState());
     return ColorConversion::hsvOfBridge(cached.hue(), cached.saturation(), cached.brightness());
 }

@@ -23,9 +23,9 @@ bool SimpleColorTemperatureStrategy::alertTemperature(unsigned int mired, HueLig
 
 unsigned int SimpleColorTemperatureStrategy::getColorTemperature(HueLight& light) const {
     light.refreshState();
-    return CachedLightState(light).temperature();
+    return CachedLightState(light.getState()).temperature();
 }
 
 unsigned int SimpleColorTemperatureStrategy::getColorTemperature(const HueLight& light) const {
-    return CachedLightState(light).temperature();
+    return CachedLightState(light.getState()).temperature();
 }
