@@ -32,7 +32,8 @@ LightClass classOfSupportedModel(const std::string& modelId) {
     const std::optional<LightClass> found = LightCatalogue::classOfModel(modelId);
     if (!found) {
         char message[64];  // a longer text is cut
-        std::snprintf(message, sizeof message, "HueLight type %s not supported", modelId.c_str());
+        std::snprintf(message, sizeof message, "HueLight type %s not supported",
+                      escape_control_characters(modelId).c_str());
         throw std::runtime_error(message);
     }
     return *found;
@@ -125,7 +126,7 @@ HueLight& Hue::getLight(int id) {
 
 HueLight& Hue::makeLight(int id, const LightList::Entry& listed) {
     info("Hue->getLight(%d) - state: %s\n", id, listed.styledText.c_str());
-    info("Hue->getLight(%d) - type: %s\n", id, listed.modelId.c_str());
+    info("Hue->getLight(%d) - type: %s\n", id, escape_control_characters(listed.modelId).c_str());
 
     const LightClass driven = classOfSupportedModel(listed.modelId);
     std::shared_ptr<const ColorTemperatureStrategy> temperature;

@@ -266,7 +266,7 @@ Json::Value HueLight::SendPutRequest(const Json::Value& request, const std::stri
     const std::string refusal = refusalIn(answer);
     if (!refusal.empty()) {
         error("HueLight->SendPutRequest the bridge refused the request: %s (light id = %d)\n",
-              refusal.c_str(), id);
+              escape_control_characters(refusal).c_str(), id);
     }
     return answer;
 }

@@ -46,6 +46,13 @@ TEST_F(HueLightTest, TellsTheLogWhatTheBridgeRefusesAlsoWhereNobodyLooksAtTheAns
     EXPECT_EQ(lines_with("refused the request: "), 8U) << "what was taken has no line";
 }
 
+TEST_F(HueLightTest, EscapesARefusalSoThatItForgesNoLogLine) {
+    bridge_.answers("PUT", R"([{"error": {"description": "no\nforged\r\u001b[1m"}}])");
+    light_.On(4);
+    EXPECT_TRUE(logged("refused the request: no\\x0aforged\\x0d\\x1b[1m (light id = 3)"));
+    EXPECT_TRUE(never_logged("no\n"));
+}
+
 TEST_F(HueLightTest, IsRenamedAndBlinksOnlyWhenTheBridgeConfirmsExactlyThat) {
     EXPECT_TRUE(light_.setName("Desk"));
     EXPECT_TRUE(light_.alert());
