@@ -59,7 +59,7 @@ Fixture::Fixture(const Plan& plan, int lights, const std::string& daemon)
         throw std::runtime_error("the daemon did not start");
     }
     port_ = status->port;
-    if (!house_.wait_for([this] { return house_.is_ready(); }, kReadyLimit)) {
+    if (!house_.wait_until([this] { return house_.is_ready(); }, kReadyLimit)) {
         throw std::runtime_error("the daemon did not read its lights");
     }
     wait_ms(kEndOfPollMs);
@@ -85,7 +85,7 @@ simulator::House::RoleObject Fixture::object(const std::string& role) {
 void Fixture::await_polls(int count) {
     const int before = polls();
     for (int i = 1; i <= count; ++i) {
-        if (!house_.wait_for([&] { return polls() >= before + i; }, kPollLimit)) {
+        if (!house_.wait_until([&] { return polls() >= before + i; }, kPollLimit)) {
             throw std::runtime_error("the daemon does not poll");
         }
     }

@@ -42,7 +42,7 @@ Samples waits_for(Fixture& fixture, const std::vector<Change>& changes) {
             }
             return false;
         };
-        if (!journal.wait_for(is_reported, kReportLimit)) {
+        if (!journal.wait_until(is_reported, kReportLimit)) {
             throw std::runtime_error("the daemon did not report: " + change.text);
         }
     }
@@ -70,7 +70,7 @@ void measure_change(const Plan& plan, Report& report) {
         changes.push_back({dimmer.id,
                            "object " + std::to_string(dimmer.id) + " is " + std::to_string(percent),
                            Clock::now()});
-        fixture.house().light(dimmer.light).changes(members);
+        fixture.house().light(dimmer.light).change(members);
     }
     const Samples waits = waits_for(fixture, changes);
     Samples expected;

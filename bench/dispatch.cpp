@@ -81,7 +81,7 @@ void measure_dispatch(const Plan& plan, Report& report) {
         // evenly over its period.
         wait_ms(kSettledMs + kLookPeriodMs * std::fmod(i * kGoldenPart, 1));
         is_on = !is_on;
-        if (fixture.house().core().runs(object, is_on ? "1" : "0") != 0) {
+        if (fixture.house().core().run_object(object, is_on ? "1" : "0") != 0) {
             throw std::runtime_error("the daemon refused a command");
         }
         looker.leave_note();

@@ -41,7 +41,7 @@ std::unique_ptr<simulator::ChildProcess> start_broker(const Broker& broker) {
         broker.program, {"-c", broker.settings}, {}, true, listener});
     const auto deadline = Clock::now() + kStartLimit;
     while (!*is_running) {
-        if (!process->reads(kStartLimit) || Clock::now() > deadline) {
+        if (!process->read_output(kStartLimit) || Clock::now() > deadline) {
             throw std::runtime_error("mosquitto did not start");
         }
     }

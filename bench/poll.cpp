@@ -92,7 +92,7 @@ double system_calls_of_a_poll(Fixture& fixture, int polls) {
              true,
              {}});
         fixture.await_polls(polls);
-        strace.signals(SIGINT);
+        strace.send_signal(SIGINT);
         strace.wait(std::chrono::seconds(5));
     }
     return total_of_calls(file) / (fixture.polls() - before);

@@ -80,7 +80,7 @@ void run_burst(const Plan& plan, Fixture& fixture, const Burst& burst, Pace& our
     const Wire wire;
     Pacer pacer;
     for (int i = 0; i < commands; ++i) {
-        if (fixture.house().core().runs(object, burst.payloads[i % 2]) != 0) {
+        if (fixture.house().core().run_object(object, burst.payloads[i % 2]) != 0) {
             throw std::runtime_error("the daemon refused a command");
         }
     }

@@ -41,7 +41,7 @@ std::vector<std::string> split_path(const std::string& path) {
     return parts;
 }
 
-// With the length line, so that what a reader takes for the end does not depend on the close.
+// With a Content-Length, so that the end of the body does not depend on the close.
 std::string http_answer(const std::string& status, const std::string& type,
                         const std::string& body) {
     return "HTTP/1.1 " + status + "\r\nContent-Type: " + type +
@@ -62,7 +62,7 @@ Bridge::Bridge(const Setup& setup, EventSink sink)
     };
     server_->Get(".*", handler).Put(".*", handler).Post(".*", handler).Delete(".*", handler);
     server_->new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
-    server_->set_keep_alive_max_count(1);  // a bridge closes behind every answer
+    server_->set_keep_alive_max_count(1);  // a bridge closes after every answer
     const int port_behind = server_->bind_to_any_port("127.0.0.1");
     if (port_behind <= 0) {
         throw std::runtime_error("no port for the bridge's server");
@@ -79,7 +79,7 @@ Bridge::Bridge(const Setup& setup, EventSink sink)
 Bridge::~Bridge() {
     responder_.reset();
     gate_.reset();
-    // Its stop does nothing before its loop runs.
+    // stop() has no effect before the loop runs.
     while (!server_->is_running()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -107,7 +107,7 @@ Json::Value Bridge::route(const std::string& method, const std::string& path,
     if (parts.size() < 2) {
         return method == "POST" ? users_.pair(body) : no_such_method(method, "/");
     }
-    if (is_forgetful_ || !users_.knows(parts[1])) {
+    if (is_forgetful_ || !users_.has_user(parts[1])) {
         return only(bridge_error(BridgeError::unauthorized, "/", "unauthorized user"));
     }
     parts.erase(parts.begin(), parts.begin() + 2);
@@ -169,25 +169,25 @@ Json::Value Bridge::route_lights(const std::string& method, const std::vector<st
     return part.empty() || part == "name" ? light.put_name(*request) : not_available(resource);
 }
 
-void Bridge::announces(const std::string& raw_answer) {
+void Bridge::add_search_answer(const std::string& raw_answer) {
     if (!responder_) {
-        throw std::logic_error("nobody can search for this bridge");
+        throw std::logic_error("searches do not reach this bridge");
     }
-    responder_->adds({std::chrono::milliseconds(0), raw_answer});
+    responder_->add_answer({std::chrono::milliseconds(0), raw_answer});
 }
 
-void Bridge::describes_itself_as(const std::string& xml) {
+void Bridge::set_description(const std::string& xml) {
     const std::lock_guard<std::mutex> lock(mutex_);
     description_ = xml;
 }
 
-void Bridge::presses_link_button() {
+void Bridge::press_link_button() {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        users_.presses_link_button();
+        users_.press_link_button();
     }
     if (sink_) {
-        sink_(EventKind::house, "somebody presses the bridge's link button");
+        sink_(EventKind::house, "the link button of the bridge is pressed");
     }
 }
 
@@ -200,40 +200,41 @@ std::vector<int> Bridge::light_ids() const {
     return ids;
 }
 
-void Bridge::loses_light(int id) {
+void Bridge::remove_light(int id) {
     const std::lock_guard<std::mutex> lock(mutex_);
     lost_lights_.insert(lights_.extract(id));
 }
 
-void Bridge::recovers() {
+void Bridge::recover() {
     is_forgetful_ = false;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         lights_.merge(lost_lights_);
     }
-    gate_->recovers();
+    gate_->recover();
 }
 
-void Bridge::stalls_in_header(int times) {
-    gate_->fails(Gate::Fault::stall_in_header, times);
+void Bridge::stall_in_header(int times) {
+    gate_->inject_fault(Gate::Fault::stall_in_header, times);
 }
 
-void Bridge::stalls_in_body(int times) {
-    gate_->fails(Gate::Fault::stall_in_body, times);
+void Bridge::stall_in_body(int times) {
+    gate_->inject_fault(Gate::Fault::stall_in_body, times);
 }
 
-void Bridge::sends_garbage(int times) {
-    gate_->answers_bytes(std::string("\x16\x03\x00\xff no http \x80\x81", 15), times);
+void Bridge::send_garbage(int times) {
+    gate_->replace_answers(std::string("\x16\x03\x00\xff not http \x80\x81", 16), times);
 }
 
-void Bridge::sends_html(int times) {
-    gate_->answers_bytes(http_answer("503 Service Unavailable", "text/html",
-                                     "<html><body><h1>503 Service Unavailable</h1></body></html>"),
-                         times);
+void Bridge::send_html(int times) {
+    gate_->replace_answers(
+        http_answer("503 Service Unavailable", "text/html",
+                    "<html><body><h1>503 Service Unavailable</h1></body></html>"),
+        times);
 }
 
-void Bridge::sends_body(const std::string& body, int times) {
-    gate_->answers_bytes(http_answer("200 OK", "application/json", body), times);
+void Bridge::send_body(const std::string& body, int times) {
+    gate_->replace_answers(http_answer("200 OK", "application/json", body), times);
 }
 
 int Bridge::count(const std::string& method, const std::string& path) const {
@@ -260,7 +261,7 @@ std::string Bridge::Bulb::name() const {
     return found == bridge_.lights_.end() ? "" : found->second.description()["name"].asString();
 }
 
-Json::Value Bridge::Bulb::changes(const Json::Value& members) {
+Json::Value Bridge::Bulb::change(const Json::Value& members) {
     Json::Value answer = not_available("/lights/" + std::to_string(id_));
     {
         const std::lock_guard<std::mutex> lock(bridge_.mutex_);
@@ -276,16 +277,16 @@ Json::Value Bridge::Bulb::changes(const Json::Value& members) {
     return answer;
 }
 
-void Bridge::Bulb::turns_on() {
+void Bridge::Bulb::turn_on() {
     Json::Value members;
     members["on"] = true;
-    changes(members);
+    change(members);
 }
 
-void Bridge::Bulb::turns_off() {
+void Bridge::Bulb::turn_off() {
     Json::Value members;
     members["on"] = false;
-    changes(members);
+    change(members);
 }
 
 }  // namespace simulator

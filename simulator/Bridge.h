@@ -1,7 +1,7 @@
-/// The house's bridge: a real HTTP server with the v1 REST interface, which keeps each light's
-/// state as a bridge does, behind a gate that can be told to fail. It can be found and paired with.
+/// The simulated bridge: an HTTP server with the v1 REST interface, which keeps each light's state
+/// as a bridge does, behind a gate that injects faults. It answers searches and can be paired with.
 ///
-/// Thread-safe. The faults are switched by one controlling thread.
+/// Thread-safe. One controlling thread injects the faults.
 #pragma once
 
 #include <atomic>
@@ -36,20 +36,20 @@ class Bridge final {
     static constexpr int kHttpPort = 80;
 
     struct Setup {
-        std::string username;  ///< empty for a bridge that nobody has paired with
-        Json::Value lights;    ///< as a bridge delivers them: an object of descriptions by light id
+        std::string username;  ///< empty for an unpaired bridge
+        Json::Value lights;    ///< as a bridge sends them: descriptions by light id
         std::string address = kAddress;
         int port = kHttpPort;
     };
 
-    /// One light, for looking at and for changing at the bulb. Valid as long as the bridge is.
+    /// One light: reads its state and changes it at the bulb. Valid as long as the bridge.
     class Bulb final {
       public:
         Bulb(Bridge& bridge, int id) : bridge_(bridge), id_(id) {}
 
-        /// A member of the light's state; null when there is no such light or member.
+        /// A member of the light's state; null if the light or the member does not exist.
         Json::Value state(const std::string& member) const;
-        /// The whole state; null when there is no such light.
+        /// The whole state; null if the light does not exist.
         Json::Value state() const;
         std::string name() const;
         bool is_on() const { return state("on").asBool(); }
@@ -58,18 +58,18 @@ class Bridge final {
         unsigned hue() const { return state("hue").asUInt(); }
         unsigned saturation() const { return state("sat").asUInt(); }
 
-        /// Changes members of the state as a wall switch or the maker's app would; the bridge's
-        /// answer, with an error element for what the light does not take.
-        Json::Value changes(const Json::Value& members);
-        void turns_on();
-        void turns_off();
+        /// Changes members of the state, as a wall switch or the maker's app does. Returns the
+        /// bridge's answer, with an error element for each member that the light refuses.
+        Json::Value change(const Json::Value& members);
+        void turn_on();
+        void turn_off();
 
       private:
         Bridge& bridge_;
         int id_;
     };
 
-    /// Listens; throws std::system_error when the address and port are taken or not allowed.
+    /// Listens; throws std::system_error if the address and port are taken or not allowed.
     explicit Bridge(const Setup& setup, EventSink sink = {});
     ~Bridge();
 
@@ -77,48 +77,50 @@ class Bridge final {
     std::vector<int> light_ids() const;
     int port() const { return gate_->port(); }
 
-    /// @name Being found and paired with
+    /// @name Discovery and pairing
     /// @{
-    /// False outside a private sandbox: a search does not reach it there.
+    /// False outside a private sandbox; searches do not reach it there.
     bool is_discoverable() const { return responder_ != nullptr; }
     static std::string serial_number() { return kBridgeSerialNumber; }
-    /// From now on every search is answered this too, first of all; one datagram, whatever it is.
-    void announces(const std::string& raw_answer);
-    /// From now on /description.xml is this.
-    void describes_itself_as(const std::string& xml);
-    /// For 30 s, whoever asks becomes a user.
-    void presses_link_button();
+    /// Sends this datagram, unchecked, before the other answers to every later search.
+    void add_search_answer(const std::string& raw_answer);
+    /// Replaces /description.xml.
+    void set_description(const std::string& xml);
+    /// Creates a user for every pairing request of the next 30 s.
+    void press_link_button();
     /// @}
 
-    /// @name Faults; each holds for so many connections, or until the next one or recovers()
+    /// @name Faults; each lasts for `times` connections, or until the next fault or recover()
     /// @{
-    void refuses() { gate_->refuses(); }
-    /// A connection neither opens nor fails.
-    void hangs() { gate_->hangs(); }
-    void drops_connections(int times = Gate::kForever) { gate_->fails(Gate::Fault::reset, times); }
-    void stalls(int times = Gate::kForever) { gate_->fails(Gate::Fault::stall, times); }
-    void stalls_in_header(int times = Gate::kForever);
-    void stalls_in_body(int times = Gate::kForever);
-    void sends_half(int times = Gate::kForever) { gate_->fails(Gate::Fault::half, times); }
-    void sends_slowly(int times = Gate::kForever) { gate_->fails(Gate::Fault::slow, times); }
-    void sends_slowly(std::chrono::milliseconds pause) { gate_->answers_slowly(pause); }
-    /// Bytes that are no HTTP.
-    void sends_garbage(int times = Gate::kForever);
-    /// A page with status 503.
-    void sends_html(int times = Gate::kForever);
-    /// A good header and this body.
-    void sends_body(const std::string& body, int times = Gate::kForever);
-    /// Takes nobody for its user any more.
-    void forgets_users() { is_forgetful_ = true; }
-    void loses_light(int id);
-    /// Ends every fault, and has every light again.
-    void recovers();
+    void refuse_connections() { gate_->refuse_connections(); }
+    /// Connecting neither succeeds nor fails.
+    void hang_connections() { gate_->hang_connections(); }
+    void reset_connections(int times = Gate::kForever) {
+        gate_->inject_fault(Gate::Fault::reset, times);
+    }
+    void stall(int times = Gate::kForever) { gate_->inject_fault(Gate::Fault::stall, times); }
+    void stall_in_header(int times = Gate::kForever);
+    void stall_in_body(int times = Gate::kForever);
+    void send_half(int times = Gate::kForever) { gate_->inject_fault(Gate::Fault::half, times); }
+    void send_slowly(int times = Gate::kForever) { gate_->inject_fault(Gate::Fault::slow, times); }
+    void send_slowly(std::chrono::milliseconds pause) { gate_->slow_down_answers(pause); }
+    /// Sends bytes that are not HTTP.
+    void send_garbage(int times = Gate::kForever);
+    /// Sends an HTML page with status 503.
+    void send_html(int times = Gate::kForever);
+    /// Sends status 200 and this body.
+    void send_body(const std::string& body, int times = Gate::kForever);
+    /// Refuses every user name.
+    void forget_users() { is_forgetful_ = true; }
+    void remove_light(int id);
+    /// Ends every fault and restores removed lights.
+    void recover();
     /// @}
 
-    /// @name What it saw
+    /// @name Requests seen
     /// @{
     std::vector<Gate::Request> requests() const { return gate_->requests(); }
-    /// How many requests of this method had this path behind a user's name ("/lights").
+    /// Number of requests with this method and this path after the user name ("/lights").
     int count(const std::string& method, const std::string& path) const;
     Gate& gate() { return *gate_; }
     /// @}

@@ -8,7 +8,7 @@ using std::chrono::milliseconds;
 constexpr const char* kBridgeUuid = "uuid:2f402f80-da50-11e1-9b23-0017880ae670";
 constexpr const char* kBridgeId = "001788FFFE0AE670";
 
-// A device of the network, as its answers tell of it.
+// A device of the network, as its answers describe it.
 struct Device {
     std::string location;
     std::string server;

@@ -32,10 +32,10 @@ struct BridgeLight::Parameter {
     const char* name;
     Kind kind;
     int smallest;
-    int largest;          // what is accepted
-    int largest_kept;     // what is kept of it: 255 is a bri that counts as 254
-    const char* mode;     // the colormode that it brings, or null
-    bool is_state;        // kept in the state; transitiontime is not
+    int largest;          // accepted
+    int largest_kept;     // stored: a bri of 255 becomes 254
+    const char* mode;     // the colormode that it sets, or null
+    bool is_state;        // stored in the state; transitiontime is not
     bool needs_light_on;  // refused while the light is off
 
     bool accepts(const Json::Value& value) const {

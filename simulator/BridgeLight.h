@@ -1,8 +1,8 @@
-/// One light as its bridge keeps it: takes the requests of the v1 REST interface and answers each
-/// with a bridge's successes and errors, in a bridge's order.
+/// One light of the simulated bridge: handles the requests of the v1 REST interface and answers
+/// with the successes and errors of a bridge, in the order of a bridge.
 ///
-/// What a light can do follows from its description: a parameter that its state lacks is "not
-/// available". Not thread-safe; the bridge guards it.
+/// The description determines the abilities: a parameter that the state lacks is "not available".
+/// Not thread-safe; the bridge guards it.
 #pragma once
 
 #include <string>
@@ -30,16 +30,16 @@ Json::Value bridge_error(BridgeError type, const std::string& address,
 
 class BridgeLight final {
   public:
-    /// `description` is what a bridge delivers for GET of the light.
+    /// `description` is a bridge's answer to GET of the light.
     BridgeLight(int id, Json::Value description);
 
-    /// A PUT of /state: an array with one element for each parameter, transitiontime first, then
-    /// on, then the rest, whatever the order of the request.
+    /// Handles PUT of /state. Returns an array with one element per parameter: transitiontime, on,
+    /// then the rest, independent of the order in the request.
     Json::Value put_state(const Json::Value& request);
-    /// A PUT of the light itself or of /name.
+    /// Handles PUT of the light itself or of /name.
     Json::Value put_name(const Json::Value& request);
-    /// A change at the bulb, as a wall switch or the maker's app makes it: the same, but a light
-    /// that is off takes it too.
+    /// Changes the bulb as a wall switch or the maker's app does: like put_state, but a light that
+    /// is off accepts it too.
     Json::Value change(const Json::Value& members);
 
     const Json::Value& description() const { return description_; }

@@ -37,7 +37,7 @@ BridgeUsers::BridgeUsers(const std::string& first_user) {
     }
 }
 
-void BridgeUsers::presses_link_button() {
+void BridgeUsers::press_link_button() {
     pressed_ = std::chrono::steady_clock::now();
 }
 

@@ -1,4 +1,4 @@
-/// Who may use a bridge: its user names, and the link button by which a new one is made.
+/// The user names of a bridge, and the link button that allows a new one.
 ///
 /// Not thread-safe; the bridge guards it.
 #pragma once
@@ -14,13 +14,13 @@ namespace simulator {
 
 class BridgeUsers final {
   public:
-    /// Empty for a bridge that knows nobody yet.
+    /// `first_user` is empty for an unpaired bridge.
     explicit BridgeUsers(const std::string& first_user);
 
-    bool knows(const std::string& username) const { return names_.count(username) > 0; }
-    /// From now on, for kButtonTime, whoever asks becomes a user.
-    void presses_link_button();
-    /// A POST of /api: an array with the new name, or with what is wrong.
+    bool has_user(const std::string& username) const { return names_.count(username) > 0; }
+    /// Allows new users for kButtonTime.
+    void press_link_button();
+    /// Handles POST of /api. Returns an array with the new name or an error.
     Json::Value pair(const std::string& body);
 
     static constexpr std::chrono::seconds kButtonTime{30};

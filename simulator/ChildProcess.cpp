@@ -21,8 +21,8 @@ using std::chrono::milliseconds;
 using Words = ChildProcess::Words;
 
 constexpr milliseconds kWaitSlice{5};
-// A child that has not come to its program by then never will: it was forked while another thread
-// held a lock of the emulator's, which nobody opens in the child. The next one nearly always does.
+// A child that has not executed its program by then hangs: it was forked while another thread held
+// a lock of the emulator, which stays locked in the child. Forking again nearly always succeeds.
 constexpr std::chrono::seconds kExecLimit{5};
 constexpr int kForks = 3;
 
@@ -39,7 +39,7 @@ Pipe make_pipe() {
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
-// The list that exec takes; good as long as `words`.
+// The list for exec; valid as long as `words`.
 std::vector<char*> pointers_to(Words& words) {
     std::vector<char*> pointers;
     pointers.reserve(words.size() + 1);
@@ -50,7 +50,7 @@ std::vector<char*> pointers_to(Words& words) {
     return pointers;
 }
 
-// This process's environment with `changes` in it.
+// This process's environment with `changes` applied.
 Words environment_with(const Words& changes) {
     Words all = changes;
     for (char** variable = environ; *variable != nullptr; ++variable) {
@@ -66,7 +66,7 @@ Words environment_with(const Words& changes) {
     return all;
 }
 
-// What the child needs, composed before the fork: it must not allocate.
+// What the child needs. Built before the fork, since the child must not allocate.
 struct Image {
     const char* path;
     char* const* arguments;
@@ -76,14 +76,14 @@ struct Image {
     int errors;
 };
 
-// In the child: only async-signal-safe calls, since the parent has threads. Sends errno to `report`
-// when the program cannot be run.
+// Runs in the child: only async-signal-safe calls, since the parent has threads. Sends errno to
+// `report` if the program cannot be run.
 [[noreturn]] void become(const Image& image, int report) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     signal(SIGPIPE,
-           SIG_DFL);  // ignored here for the HTTP server's sake, and that would be inherited
+           SIG_DFL);  // the HTTP server ignores it, and the child would inherit that
     const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == image.parent && setpgid(0, 0) == 0 &&
         dup2(null, STDIN_FILENO) >= 0 && dup2(image.output, STDOUT_FILENO) >= 0 &&
@@ -100,7 +100,7 @@ milliseconds left_until(Clock::time_point deadline) {
                     std::chrono::duration_cast<milliseconds>(deadline - Clock::now()));
 }
 
-// Waits for what the descriptors ask for; false at the deadline.
+// Waits until a descriptor is ready; false at the deadline.
 template <std::size_t kCount>
 bool becomes_ready(pollfd (&descriptors)[kCount], Clock::time_point deadline) {
     int count = 0;
@@ -110,7 +110,7 @@ bool becomes_ready(pollfd (&descriptors)[kCount], Clock::time_point deadline) {
     return count > 0;
 }
 
-// Starts a child in `image`; 0, or the errno of what was in the way.
+// Starts a child with `image`. Returns 0 or an errno.
 int fork_into(const Image& image, pid_t& child) {
     Pipe report = make_pipe();
     child = fork();
@@ -123,7 +123,7 @@ int fork_into(const Image& image, pid_t& child) {
     report.writer.reset();
     pollfd descriptors[] = {{report.reader.get(), POLLIN, 0}};
     int problem = ETIMEDOUT;
-    // At the program's start the pipe is closed with nothing in it.
+    // The start of the program closes the pipe without a byte.
     if (becomes_ready(descriptors, Clock::now() + kExecLimit) &&
         read(report.reader.get(), &problem, sizeof(problem)) == 0) {
         return 0;
@@ -137,7 +137,7 @@ int fork_into(const Image& image, pid_t& child) {
 
 std::string ChildProcess::Ending::text() const {
     return (was_signalled ? "signal " : "exit code ") + std::to_string(code) +
-           (was_killed ? ", killed since it did not follow SIGTERM" : "");
+           (was_killed ? ", killed because SIGTERM did not end it" : "");
 }
 
 ChildProcess::ChildProcess(Setup setup) : listener_(std::move(setup.listener)) {
@@ -162,7 +162,7 @@ void ChildProcess::start(Setup& setup) {
         output.writer.get(), setup.reads_errors ? errors.writer.get() : STDERR_FILENO};
     int problem = fork_into(image, pid_);
     for (int i = 1; i < kForks && problem == ETIMEDOUT; ++i) {
-        std::fprintf(stderr, "%s was not started within 5 s; again\n", image.path);
+        std::fprintf(stderr, "%s did not start within 5 s; trying again\n", image.path);
         problem = fork_into(image, pid_);
     }
     if (problem != 0) {
@@ -189,16 +189,16 @@ void ChildProcess::take(Stream stream) {
     }
     const std::size_t room = kKeptBytes - channel.text.size();
     channel.text.append(chunk, std::min(room, static_cast<std::size_t>(length)));
-    for (std::size_t end; (end = channel.text.find('\n', channel.told)) != std::string::npos;) {
+    for (std::size_t end; (end = channel.text.find('\n', channel.reported)) != std::string::npos;) {
         if (listener_) {
-            listener_(stream, channel.text.substr(channel.told, end - channel.told));
+            listener_(stream, channel.text.substr(channel.reported, end - channel.reported));
         }
-        channel.told = end + 1;
+        channel.reported = end + 1;
     }
 }
 
-bool ChildProcess::reads(milliseconds limit) {
-    // poll passes over a descriptor of -1.
+bool ChildProcess::read_output(milliseconds limit) {
+    // poll ignores a descriptor of -1.
     pollfd ready[] = {{channels_[0].reader.get(), POLLIN, 0},
                       {channels_[1].reader.get(), POLLIN, 0}};
     if (is_at_end() || !becomes_ready(ready, Clock::now() + limit)) {
@@ -212,11 +212,11 @@ bool ChildProcess::reads(milliseconds limit) {
     return true;
 }
 
-std::optional<std::string> ChildProcess::reads_line(milliseconds limit) {
+std::optional<std::string> ChildProcess::read_line(milliseconds limit) {
     const auto deadline = Clock::now() + limit;
     const std::string& text = channels_[0].text;
     while (text.find('\n', next_line_) == std::string::npos) {
-        if (!channels_[0].reader || !reads(left_until(deadline))) {
+        if (!channels_[0].reader || !read_output(left_until(deadline))) {
             return std::nullopt;
         }
     }
@@ -228,16 +228,16 @@ std::optional<std::string> ChildProcess::reads_line(milliseconds limit) {
 
 ChildProcess::Result ChildProcess::finish(milliseconds limit) {
     const auto deadline = Clock::now() + limit;
-    while (reads(left_until(deadline))) {
+    while (read_output(left_until(deadline))) {
     }
     const auto by_itself = wait(left_until(deadline));
     const Ending ending = by_itself ? *by_itself : stop();
-    while (reads(milliseconds(0))) {  // its last words
+    while (read_output(milliseconds(0))) {  // the rest of its output
     }
     return {ending, channels_[0].text, channels_[1].text};
 }
 
-void ChildProcess::signals(int number) const {
+void ChildProcess::send_signal(int number) const {
     if (!ending_) {
         kill(pid_, number);
     }
@@ -261,9 +261,9 @@ std::optional<ChildProcess::Ending> ChildProcess::wait(milliseconds limit) {
 }
 
 ChildProcess::Ending ChildProcess::stop() {
-    signals(SIGTERM);
+    send_signal(SIGTERM);
     if (!wait(kStopLimit)) {
-        signals(SIGKILL);
+        send_signal(SIGKILL);
         wait(kStopLimit);
         ending_->was_killed = true;
     }

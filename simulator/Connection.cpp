@@ -88,7 +88,7 @@ bool Connection::write_slowly(std::string_view text, std::chrono::milliseconds l
 }
 
 void Connection::hold(const std::function<bool()>& is_released) {
-    // POLLRDHUP alone: bytes that the peer still sends are left unread and wake nobody.
+    // Only POLLRDHUP: bytes of the peer stay unread and do not end the wait.
     while (!is_released()) {
         pollfd ready[2] = {{fd_.get(), POLLRDHUP, 0}, {stop_fd_, POLLIN, 0}};
         if (poll(ready, 2, static_cast<int>(kHoldSlice.count())) > 0) {

@@ -1,7 +1,7 @@
-/// One accepted connection of the house, as the thread that serves it sees it.
+/// One accepted connection of a simulated service.
 ///
-/// No operation waits without an end: each ends at its limit, when the peer has gone, and at once
-/// when the server is told to stop. Belongs to one thread.
+/// Every operation ends at its limit, when the peer closes, and at once when the server stops.
+/// Belongs to the thread that serves it.
 #pragma once
 
 #include <chrono>
@@ -15,27 +15,27 @@ namespace simulator {
 
 class Connection final {
   public:
-    /// `stop_fd` stays the server's; it becomes readable when everything is to end.
+    /// `stop_fd` belongs to the server; it becomes readable when the server stops.
     Connection(FileDescriptor fd, int stop_fd) : fd_(std::move(fd)), stop_fd_(stop_fd) {}
 
     int fd() const { return fd_.get(); }
-    /// For a second connection that serves the same request.
+    /// For a second connection for the same request.
     int stop_fd() const { return stop_fd_; }
 
-    /// Reads until `is_complete` says so of the text so far. Returns what came: less than that at
-    /// the limit, at the peer's end, at a stop, or beyond kMessageBytes.
+    /// Reads until `is_complete` returns true for the text so far. Returns the text, incomplete at
+    /// the limit, when the peer closes, at a stop, or beyond kMessageBytes.
     std::string read_until(const std::function<bool(const std::string&)>& is_complete,
                            std::chrono::milliseconds limit);
-    /// Sends everything; false when the peer is gone, does not read, or at a stop.
+    /// Sends everything; false if the peer closes or does not read, or at a stop.
     bool write(std::string_view text);
-    /// The same byte by byte with a pause behind each.
+    /// Sends byte by byte with a pause after each.
     bool write_slowly(std::string_view text, std::chrono::milliseconds pause);
-    /// Keeps the connection open and says nothing until the peer closes it, `is_released` is true,
-    /// or a stop.
+    /// Keeps the connection open without sending until the peer closes it, `is_released` returns
+    /// true, or the server stops.
     void hold(const std::function<bool()>& is_released);
-    /// Closes so that the peer is told of a reset.
+    /// Resets the connection.
     void reset();
-    /// Closes in order: what was written arrives, although bytes of the peer are still unread.
+    /// Closes in order: written bytes arrive even if bytes of the peer are unread.
     void finish();
 
     static constexpr std::size_t kMessageBytes = 1048576;

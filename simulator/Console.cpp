@@ -9,12 +9,12 @@ constexpr std::size_t kLongestText = 200;
 constexpr const char* kCleanLine = "\r\033[K";
 
 struct Routine {
-    const char* text;  // begins with it, or is it when `is_whole`
+    const char* text;  // the start of the text, or all of it with `is_whole`
     EventKind kind;
     bool is_whole;
 };
 
-// What comes again at every poll, at every light that is read, or at every report.
+// Events that every poll, every light or every report repeats.
 constexpr Routine kRoutine[] = {
     {"GET /lights", EventKind::daemon_to_bridge, true},
     {"info: Monitoring thread - starting", EventKind::log, false},
@@ -54,7 +54,7 @@ std::string shortened(const std::string& text) {
     return text.size() <= kLongestText ? text : text.substr(0, kLongestText) + "...";
 }
 
-// "6 lights" is the answer to a poll, or to the reading of everything.
+// "6 lights" is the answer to a poll or to the first read.
 bool is_count_of_lights(const Event& event) {
     const std::size_t space = event.text.find(" lights");
     return event.kind == EventKind::bridge_to_daemon && space != std::string::npos &&

@@ -13,14 +13,14 @@ namespace simulator {
 
 class Console final {
   public:
-    /// Seconds are counted from here. Unless `shows_all`, what the daemon says at every poll or
-    /// report in the same words is printed once.
+    /// Time stamps count from the construction. Unless `shows_all`, events that every poll or
+    /// report repeats are printed once.
     Console(std::ostream& out, bool shows_all);
 
     void print(const Event& event);
-    /// A line of the house's own: a heading, a result of a command.
+    /// Prints a line without a time stamp: a heading, a result of a command.
     void print(const std::string& text);
-    /// Shown at the foot of the screen, behind every line; for a terminal.
+    /// Keeps `prompt` as the last line of a terminal.
     void set_prompt(const std::string& prompt);
 
   private:

@@ -23,7 +23,7 @@ constexpr const char* kService = "SERVICE_RUNONELEMENT";
 constexpr std::size_t kValueIndex = 2;
 constexpr std::size_t kCallerIndex = 5;
 
-// A plain request ends with an empty line; one may also stand behind an empty value.
+// A plain request ends with an empty line. An empty value is followed by an empty line too.
 bool is_whole(const std::string& text) {
     const std::size_t last_line = text.rfind("\nWaittime: ");
     return last_line != std::string::npos && text.find("\n\n", last_line) != std::string::npos;
@@ -47,7 +47,7 @@ std::vector<Core::Report> Core::reports() const {
     return reports_;
 }
 
-std::vector<Core::Report> Core::takes_reports() {
+std::vector<Core::Report> Core::take_reports() {
     const std::lock_guard<std::mutex> lock(mutex_);
     return std::exchange(reports_, {});
 }
@@ -72,12 +72,12 @@ void Core::forget() {
     reports_.clear();
 }
 
-void Core::loses_socket() {
+void Core::remove_socket() {
     server_.refuse();
     unlink(socket_path_.c_str());
 }
 
-void Core::recovers() {
+void Core::recover() {
     fault_ = Fault::none;
     server_.accept_again();
 }
@@ -118,8 +118,8 @@ void Core::serve(Connection& connection) {
         const auto end = std::chrono::steady_clock::now() + kLatePause;
         connection.hold([end] { return std::chrono::steady_clock::now() >= end; });
     }
-    if (fault == Fault::rubbish) {
-        connection.write("\x01\xff no answer at all \x80\n\n");
+    if (fault == Fault::garbage) {
+        connection.write("\x01\xff not an answer \x80\n\n");
     } else if (fault == Fault::error_status || !record(text)) {
         malformed_ += fault == Fault::none ? 1 : 0;
         fsmcore_response(connection.fd(), kErrorStatus, 0, nullptr);
@@ -129,15 +129,16 @@ void Core::serve(Connection& connection) {
     connection.finish();
 }
 
-std::optional<int> Core::runs(int object, const std::string& payload) {
-    return sends({std::to_string(object), "RUN", payload, "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
+std::optional<int> Core::run_object(int object, const std::string& payload) {
+    return send_command(
+        {std::to_string(object), "RUN", payload, "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
 }
 
-std::optional<int> Core::quits() {
-    return sends({"0", "QUIT", "NO-PAYLOAD", "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
+std::optional<int> Core::quit() {
+    return send_command({"0", "QUIT", "NO-PAYLOAD", "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
 }
 
-std::optional<int> Core::sends(std::vector<std::string> parameters) const {
+std::optional<int> Core::send_command(std::vector<std::string> parameters) const {
     if (sink_) {
         sink_(EventKind::core_to_daemon,
               parameters[1] + " object " + parameters[0] + ": " + parameters[kValueIndex]);
@@ -151,12 +152,12 @@ std::optional<int> Core::sends(std::vector<std::string> parameters) const {
     return answer.status;
 }
 
-FileDescriptor Core::connects() const {
+FileDescriptor Core::connect_to_daemon() const {
     return FileDescriptor(make_internettcpclient_socket("127.0.0.1", daemon_port_));
 }
 
 std::string Core::answer_to(const std::string& request) const {
-    FileDescriptor fd = connects();
+    FileDescriptor fd = connect_to_daemon();
     if (!fd) {
         return {};
     }

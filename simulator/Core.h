@@ -1,7 +1,7 @@
-/// The house's state-machine core: takes the daemon's reports on its socket, keeps the value of
-/// every object, and sends commands to the daemon's commands endpoint.
+/// The simulated core: receives the daemon's reports on its socket, keeps the value of every
+/// object, and sends commands to the daemon's commands endpoint.
 ///
-/// Thread-safe. The faults are switched by one controlling thread and hold until the next switch.
+/// Thread-safe. One controlling thread injects the faults; each lasts until the next one.
 #pragma once
 
 #include <atomic>
@@ -23,11 +23,11 @@ class Core final {
 
     enum class Fault {
         none,
-        silent,        ///< accepts and never answers
-        gone,          ///< takes half a report, and resets the connection
-        late,          ///< answers as it should, kLatePause later
-        rubbish,       ///< answers bytes that are no answer
-        error_status,  ///< answers FSMC-013
+        silent,        ///< accepts connections and never answers
+        gone,          ///< resets the connection after half a report
+        late,          ///< answers after kLatePause
+        garbage,       ///< answers with bytes that are not an answer
+        error_status,  ///< answers with FSMC-013
     };
 
     /// One SETVALUE of the daemon.
@@ -37,47 +37,47 @@ class Core final {
         std::string caller;  ///< the runner's ID
     };
 
-    /// Listens; throws std::system_error when the socket cannot be made.
+    /// Listens; throws std::system_error if the socket cannot be created.
     explicit Core(EventSink sink = {}, const std::string& socket_path = kSocketPath);
     ~Core();
 
-    /// @name What the daemon reported
+    /// @name Reports of the daemon
     /// @{
-    /// The last value; nothing when none was reported.
+    /// The last reported value; nothing if there was no report.
     std::optional<std::string> value(int object) const;
     std::vector<std::string> history(int object) const;
     std::vector<Report> reports() const;
-    /// The reports since the last call, which are forgotten.
-    std::vector<Report> takes_reports();
-    /// Requests that were no SETVALUE in the form that the core expects.
+    /// Returns and removes the reports since the last call.
+    std::vector<Report> take_reports();
+    /// Number of requests that were not a valid SETVALUE.
     int malformed_requests() const { return malformed_; }
     int connections() const { return server_.connections(); }
-    /// Forgets every value and report.
+    /// Removes every value and report.
     void forget();
     /// @}
 
     /// @name Faults
     /// @{
-    void fails(Fault fault) { fault_ = fault; }
-    /// Refuses connections; its socket's file stays.
-    void vanishes() { server_.refuse(); }
-    /// The same without the file.
-    void loses_socket();
-    /// A connection neither opens nor fails.
-    void hangs() { server_.hang(); }
-    void recovers();
+    void inject_fault(Fault fault) { fault_ = fault; }
+    /// Refuses connections; the socket file stays.
+    void stop() { server_.refuse(); }
+    /// Refuses connections and removes the socket file.
+    void remove_socket();
+    /// Connecting neither succeeds nor fails.
+    void hang_connections() { server_.hang(); }
+    void recover();
     /// @}
 
     /// @name Commands to the daemon
-    /// Each call is one connection; what does not arrive within kAnswerLimit counts as no answer.
+    /// Each call is one connection; an answer later than kAnswerLimit counts as none.
     /// @{
     /// The port of the daemon's commands endpoint on 127.0.0.1.
-    void talks_to(int port) { daemon_port_ = port; }
-    /// Runs an object; the status number of the answer, nothing when there was none.
-    std::optional<int> runs(int object, const std::string& payload);
-    std::optional<int> quits();
-    /// A connection to the endpoint on which nothing was said; none when it is refused.
-    FileDescriptor connects() const;
+    void set_daemon_port(int port) { daemon_port_ = port; }
+    /// Runs an object. Returns the status number of the answer, or nothing without an answer.
+    std::optional<int> run_object(int object, const std::string& payload);
+    std::optional<int> quit();
+    /// A new connection to the endpoint; invalid if it is refused.
+    FileDescriptor connect_to_daemon() const;
     /// @}
 
     static constexpr std::chrono::seconds kAnswerLimit{10};
@@ -85,8 +85,8 @@ class Core final {
 
   private:
     void serve(Connection& connection);
-    std::optional<int> sends(std::vector<std::string> parameters) const;
-    std::string answer_to(const std::string& request) const;  // as it came
+    std::optional<int> send_command(std::vector<std::string> parameters) const;
+    std::string answer_to(const std::string& request) const;
     bool record(const std::string& request);
 
     EventSink sink_;

@@ -6,11 +6,10 @@ namespace simulator {
 
 std::optional<DaemonProcess::StartStatus> DaemonProcess::start_status(
     std::chrono::milliseconds limit) {
-    const auto line = reads_line(limit);
+    const auto line = read_line(limit);
     StartStatus status{};
-    char behind = 0;
-    if (!line ||
-        std::sscanf(line->c_str(), "%d,%d%c", &status.status, &status.port, &behind) != 2) {
+    char extra = 0;
+    if (!line || std::sscanf(line->c_str(), "%d,%d%c", &status.status, &status.port, &extra) != 2) {
         return std::nullopt;
     }
     return status;

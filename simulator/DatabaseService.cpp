@@ -14,7 +14,7 @@ namespace {
 using dbmanager_format::Response;
 
 constexpr std::chrono::seconds kRequestLimit{5};
-constexpr std::size_t kLengthDigits = 9;  // keeps a changed length as long as the true one
+constexpr std::size_t kLengthDigits = 9;  // the changed length has as many digits as the true one
 
 struct FinalizeStatement {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -27,7 +27,7 @@ std::string upper_case(std::string text) {
     return text;
 }
 
-// Replaces the announced length by `change` more.
+// Adds `change` to the announced length.
 std::string announce_differently(const std::string& answer, int change) {
     const std::size_t colon = answer.find(": ");
     const std::size_t end = answer.find('\n');
@@ -91,14 +91,14 @@ std::vector<std::vector<std::string>> DatabaseService::rows(const std::string& s
     return query(database_.get(), sql).rows;
 }
 
-void DatabaseService::hides_column(const std::string& name) {
+void DatabaseService::hide_column(const std::string& name) {
     const std::lock_guard<std::mutex> lock(mutex_);
     hidden_column_ = name;
 }
 
-void DatabaseService::recovers() {
+void DatabaseService::recover() {
     fault_ = Fault::none;
-    hides_column("");
+    hide_column("");
     server_.accept_again();
 }
 
@@ -164,8 +164,8 @@ void DatabaseService::serve(Connection& connection) {
         case Fault::slow:
             connection.write_slowly(answer, kSlowPause);
             break;
-        case Fault::rubbish:
-            connection.write("\x01\xff no answer at all \x80\n\n");
+        case Fault::garbage:
+            connection.write("\x01\xff not an answer \x80\n\n");
             break;
         default:
             connection.write(answer);

@@ -1,7 +1,7 @@
-/// The house's database service: speaks the platform's text protocol and runs the statements that
-/// arrive on a real SQLite database in memory.
+/// The simulated database service: speaks the platform's text protocol and runs the statements on a
+/// real SQLite database in memory.
 ///
-/// The faults are switched by one controlling thread and hold until the next switch. Thread-safe.
+/// Thread-safe. One controlling thread injects the faults; each lasts until the next one.
 #pragma once
 
 #include <atomic>
@@ -24,15 +24,15 @@ class DatabaseService final {
 
     enum class Fault {
         none,
-        silent,                ///< accepts and never answers
+        silent,                ///< accepts connections and never answers
         closes_early,          ///< closes in the middle of the answer
-        announces_too_much,    ///< a body shorter than its length line says, then closes
-        announces_too_little,  ///< a body longer than its length line says
-        slow,                  ///< the answer byte by byte, kSlowPause apart
-        rows_too_short,        ///< the last value of every row is left out
+        announces_too_much,    ///< the body is shorter than announced
+        announces_too_little,  ///< the body is longer than announced
+        slow,                  ///< sends byte by byte, kSlowPause apart
+        rows_too_short,        ///< every row lacks its last value
         rows_too_long,         ///< every row has two values more than there are columns
         error_status,          ///< FSMC-013 and no rows
-        rubbish,               ///< bytes that are no answer
+        garbage,               ///< bytes that are not an answer
     };
 
     /// Loads `sql` (the text of the tables) and listens on 127.0.0.1; port 0 lets the system
@@ -41,17 +41,17 @@ class DatabaseService final {
     ~DatabaseService();
 
     int port() const { return server_.port(); }
-    /// Runs statements of the test's or the house's own; throws std::runtime_error for bad SQL.
+    /// Runs a statement directly and returns its rows; throws std::runtime_error for bad SQL.
     std::vector<std::vector<std::string>> rows(const std::string& sql);
 
     /// @name Faults
     /// @{
-    void fails(Fault fault) { fault_ = fault; }
-    /// Delivers every answer without this column (upper case).
-    void hides_column(const std::string& name);
-    void vanishes() { server_.refuse(); }
+    void inject_fault(Fault fault) { fault_ = fault; }
+    /// Removes this column (upper case) from every answer.
+    void hide_column(const std::string& name);
+    void stop() { server_.refuse(); }
     /// Ends every fault.
-    void recovers();
+    void recover();
     /// @}
 
     int connections() const { return server_.connections(); }

@@ -1,5 +1,5 @@
-/// Does something once, later, on a thread of its own. One that is destroyed before its time does
-/// nothing; one that is at it is waited for.
+/// Runs a function once, after a delay, on a thread of its own. The destructor cancels it, or waits
+/// if it is running.
 #pragma once
 
 #include <chrono>

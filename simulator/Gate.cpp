@@ -21,7 +21,8 @@ constexpr const char* kHeaderEnd = "\r\n\r\n";
 constexpr std::size_t kHeaderEndBytes = 4;
 constexpr std::size_t kLongestText = 160;
 
-// The kernel's note of when the last bytes came: a late wake-up of this thread does not count.
+// From the kernel's record of when the last bytes came, so that a late wake-up of this thread does
+// not count.
 Clock::time_point arrival_time(int fd) {
     tcp_info info{};
     socklen_t length = sizeof(info);
@@ -40,7 +41,7 @@ std::size_t content_length(const std::string& header) {
                                          header.c_str() + at + kLabel.size(), nullptr, 10));
 }
 
-// Where the body begins; 0 while the header is not whole.
+// Start of the body; 0 while the header is incomplete.
 std::size_t body_position(const std::string& text) {
     const std::size_t end = text.find(kHeaderEnd);
     return end == std::string::npos ? 0 : end + kHeaderEndBytes;
@@ -60,11 +61,12 @@ std::string shortened(std::string text) {
 }
 
 std::string describe_answer(const std::string& answer) {
-    const auto json = parse_json(answer.substr(std::min(body_position(answer), answer.size())));
+    const std::string body = answer.substr(body_position(answer));
+    const auto json = parse_json(body);
     if (!json) {
-        const std::string bytes = std::to_string(answer.size()) + " bytes that are no JSON";
-        return answer.rfind("HTTP/", 0) == 0 ? answer.substr(0, answer.find('\r')) + ", " + bytes
-                                             : bytes;
+        const bool has_status = answer.rfind("HTTP/", 0) == 0;
+        return (has_status ? answer.substr(0, answer.find('\r')) + ", " : "") +
+               (body.empty() ? "empty body" : std::to_string(body.size()) + " bytes, not JSON");
     }
     if (!json->isObject()) {
         return shortened(compact_json(*json));
@@ -111,23 +113,23 @@ void Gate::report(EventKind kind, const std::string& text) const {
     }
 }
 
-void Gate::fails(Fault fault, int times) {
+void Gate::inject_fault(Fault fault, int times) {
     const std::lock_guard<std::mutex> lock(mutex_);
     plan_ = {fault, times, {}, kSlowPause, 0};
 }
 
-void Gate::answers_bytes(std::string bytes, int times) {
+void Gate::replace_answers(std::string bytes, int times) {
     const std::lock_guard<std::mutex> lock(mutex_);
     plan_ = {Fault::replaced, times, std::move(bytes), kSlowPause, 0};
 }
 
-void Gate::answers_slowly(std::chrono::milliseconds pause, int times) {
+void Gate::slow_down_answers(std::chrono::milliseconds pause, int times) {
     const std::lock_guard<std::mutex> lock(mutex_);
     plan_ = {Fault::slow, times, {}, pause, 0};
 }
 
-void Gate::recovers() {
-    fails(Fault::none);
+void Gate::recover() {
+    inject_fault(Fault::none);
     ++recoveries_;
     server_.accept_again();
 }
@@ -212,7 +214,7 @@ void Gate::deliver(Connection& connection, const Plan& plan, const std::string& 
         case Fault::stall:
         case Fault::stall_in_header:
         case Fault::stall_in_body:
-            report(EventKind::bridge_to_daemon, "says nothing more");
+            report(EventKind::bridge_to_daemon, "stalls");
             if (plan.fault != Fault::stall) {
                 connection.write(answer.substr(
                     0, plan.fault == Fault::stall_in_header ? body / 2 : middle_of_body));
@@ -234,7 +236,7 @@ void Gate::deliver(Connection& connection, const Plan& plan, const std::string& 
     connection.finish();
 }
 
-// A GET goes without its body, and nothing goes without what its length line says.
+// Forwards a GET without its body, and other requests with as many bytes as their Content-Length.
 std::string Gate::answer_to(const Request& request, const std::string& header, int stop_fd) const {
     FileDescriptor fd(make_internettcpclient_socket("127.0.0.1", port_behind_));
     if (!fd) {

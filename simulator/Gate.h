@@ -1,9 +1,9 @@
-/// The bridge's front door: takes the daemon's HTTP/1.0 requests whole, records each, hands it to
-/// the HTTP server behind and relays the answer, or does on command what a failing bridge does.
+/// A proxy in front of the bridge's HTTP server: reads the daemon's HTTP/1.0 requests whole,
+/// records them, forwards them and relays the answers, or injects a fault.
 ///
-/// It stands in front because the daemon sends a body with GET and a blank line behind every body;
-/// a bridge reads those, the server behind would leave them unread and so reset the connection.
-/// Thread-safe. A fault holds until the next switch or for as many connections as told.
+/// The server needs it because the daemon sends a body with GET and a blank line after every body.
+/// A bridge reads those; the server would leave them unread and so reset the connection.
+/// Thread-safe. A fault lasts until the next one, or for a number of connections.
 #pragma once
 
 #include <atomic>
@@ -22,17 +22,17 @@ class Gate final {
   public:
     enum class Fault {
         none,
-        reset,            ///< a reset right after the connection was accepted
-        stall,            ///< takes the request and never answers
+        reset,            ///< resets the connection after accepting it
+        stall,            ///< reads the request and never answers
         stall_in_header,  ///< stops in the middle of the answer's header
         stall_in_body,    ///< stops in the middle of the answer's body
         half,             ///< closes in the middle of the answer's body
-        slow,             ///< the answer byte by byte, kSlowPause apart unless told otherwise
-        replaced,         ///< other bytes instead of the answer; the request has no effect
+        slow,             ///< sends byte by byte, kSlowPause apart by default
+        replaced,         ///< sends other bytes instead; the request has no effect
     };
 
     struct Request {
-        std::chrono::steady_clock::time_point start;  ///< when its bytes reached the machine
+        std::chrono::steady_clock::time_point start;  ///< when the kernel received its last bytes
         std::string method;
         std::string path;
         std::string body;
@@ -40,8 +40,8 @@ class Gate final {
 
     static constexpr int kForever = -1;
 
-    /// Listens on `address` and `port` (0: chosen by the system) for the server on 127.0.0.1 and
-    /// `port_behind`. Throws std::system_error.
+    /// Listens on `address` and `port` (0: chosen by the system). `port_behind` is the server's
+    /// port on 127.0.0.1. Throws std::system_error.
     Gate(const std::string& address, int port, int port_behind, EventSink sink);
     ~Gate();
 
@@ -49,35 +49,34 @@ class Gate final {
 
     /// @name Faults
     /// @{
-    void fails(Fault fault, int times = kForever);
+    void inject_fault(Fault fault, int times = kForever);
     /// Sends `bytes`, a whole HTTP answer or not, instead of the next answers.
-    void answers_bytes(std::string bytes, int times = kForever);
-    /// The answer byte by byte, `pause` apart.
-    void answers_slowly(std::chrono::milliseconds pause, int times = kForever);
-    void refuses() { server_.refuse(); }
-    /// A connection to it neither opens nor fails.
-    void hangs() { server_.hang(); }
-    void recovers();
+    void replace_answers(std::string bytes, int times = kForever);
+    /// Sends the answers byte by byte, `pause` apart.
+    void slow_down_answers(std::chrono::milliseconds pause, int times = kForever);
+    void refuse_connections() { server_.refuse(); }
+    /// Connecting neither succeeds nor fails.
+    void hang_connections() { server_.hang(); }
+    void recover();
     /// @}
 
-    /// @name What it saw
+    /// @name Requests seen
     /// @{
-    /// Called with each request that the server behind has answered, before the answer goes out, so
-    /// in the order in which a client that waits for its answers sees them. On a connection's
-    /// thread, and what it does delays the answer. Set before the first request.
+    /// Called with each answered request, before the answer is sent, on the connection's thread. A
+    /// client that waits for its answers sees the same order. Set before the first request.
     using ExchangeListener = std::function<void(const Request&, const std::string& body)>;
     void on_exchange(ExchangeListener listener) { exchange_listener_ = std::move(listener); }
     std::vector<Request> requests() const;
-    /// Those PUTs that the server behind took without an error, whatever became of its answer.
+    /// The PUTs that the server accepted without an error, even if the answer was lost.
     std::vector<Request> changes() const;
-    /// Connections accepted, those that failed on command included.
+    /// Number of accepted connections, including those with a fault.
     int connections() const { return server_.connections(); }
-    /// Between the starts of two requests; the largest duration when there were fewer than two.
+    /// The smallest time between the starts of two requests; Clock::duration::max() for fewer.
     std::chrono::milliseconds smallest_gap() const;
     void forget();
     /// @}
 
-    /// "/api/someone/lights/3" is "/lights/3" to a person; a path that names no user stays.
+    /// Turns "/api/USER/lights/3" into "/lights/3"; returns other paths unchanged.
     static std::string without_user(const std::string& path);
 
     static constexpr std::chrono::milliseconds kSlowPause{1};
@@ -88,7 +87,7 @@ class Gate final {
         int times = 0;
         std::string bytes;
         std::chrono::milliseconds pause = kSlowPause;
-        int recoveries = 0;  // at the time when the connection was accepted
+        int recoveries = 0;  // when the connection was accepted
     };
 
     void serve(Connection& connection);
@@ -104,7 +103,7 @@ class Gate final {
     std::vector<Request> requests_;
     std::vector<Request> changes_;
     Plan plan_;
-    std::atomic<int> recoveries_{0};  // a stalled connection is let go at the next one
+    std::atomic<int> recoveries_{0};  // the next one ends a stalled connection
     SocketServer server_;             // last: its threads use the rest
 };
 

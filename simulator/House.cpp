@@ -18,7 +18,7 @@ std::string text_of(linkedlist* variables, const char* name) {
     return found == nullptr || found->value == nullptr ? "" : found->value;
 }
 
-// The word behind the tag, with or without its quotes.
+// The word after the tag, with or without quotes.
 std::string role_of(const std::string& optional) {
     const std::size_t tag = optional.find(kRoleTag);
     if (tag == std::string::npos || optional.find("preset") != std::string::npos) {
@@ -29,7 +29,7 @@ std::string role_of(const std::string& optional) {
     return word.substr(0, word.find_first_of("'|"));
 }
 
-// One line: a line break and the blanks behind it become one blank.
+// Joins lines: a line break and the blanks after it become one blank.
 std::string in_one_line(const std::string& text) {
     std::string line;
     for (const char c : text) {
@@ -81,7 +81,7 @@ House::House(const Options& options, Journal::Listener listener)
     find_bridge(setup);
     if (!options.is_paired) {
         setup.username.clear();
-        stores_parameters("");
+        store_parameters("");
     }
     bridge_ = std::make_unique<Bridge>(setup, bridge_sink());
 }
@@ -94,7 +94,7 @@ void House::find_bridge(Bridge::Setup& setup) {
     const auto rows = database_.rows(
         "SELECT id, optionalp FROM vexad_object WHERE optionalp LIKE '%ip_address%' ORDER BY id");
     if (rows.empty()) {
-        throw std::runtime_error("no object of the installation has an ip_address: no bridge");
+        throw std::runtime_error("the installation has no bridge: no object with an ip_address");
     }
     runner_ = std::atoi(rows[0][0].c_str());
     const LinkedListOwner variables(parse_optionalp_variables(rows[0][1].c_str()));
@@ -127,9 +127,9 @@ std::optional<DaemonProcess::StartStatus> House::start() {
     const auto status = daemon_->start_status(kStartLimit);
     if (status) {
         journal_.add(EventKind::house,
-                     "lumivad gives its start status: " + std::to_string(status->status) + "," +
+                     "lumivad prints its start status: " + std::to_string(status->status) + "," +
                          std::to_string(status->port));
-        core_.talks_to(status->port);
+        core_.set_daemon_port(status->port);
     }
     return status;
 }
@@ -152,37 +152,36 @@ void House::forget() {
     }
 }
 
-ChildProcess::Result House::runs_huectl(const ChildProcess::Words& arguments,
-                                        const std::function<bool()>& is_over) {
+ChildProcess::Result House::run_huectl(const ChildProcess::Words& arguments,
+                                       const std::function<bool()>& is_over) {
     const auto deadline = std::chrono::steady_clock::now() + kToolLimit;
     const auto listener = [this](ChildProcess::Stream, const std::string& line) {
         journal_.add(EventKind::huectl, line);
     };
     ChildProcess tool({huectl_path_, arguments, {}, true, listener});
     is_tool_asking_ = !has_daemon();
-    // At the end of its output it may still be on its way out.
-    while ((tool.reads(Journal::kPollPeriod) || !tool.wait(Journal::kPollPeriod)) && !is_over() &&
-           std::chrono::steady_clock::now() < deadline) {
+    // It may still run after it has closed its output.
+    while ((tool.read_output(Journal::kPollPeriod) || !tool.wait(Journal::kPollPeriod)) &&
+           !is_over() && std::chrono::steady_clock::now() < deadline) {
     }
     ChildProcess::Result result = tool.finish(std::chrono::milliseconds(0));
     is_tool_asking_ = false;
     return result;
 }
 
-void House::presses_button_in(std::chrono::milliseconds delay) {
-    button_.reset();  // the one before must not be at it when the new one begins
-    button_ = std::make_unique<DelayedAction>(delay, [this] { bridge_->presses_link_button(); });
+void House::press_button_after(std::chrono::milliseconds delay) {
+    button_.reset();  // an earlier one must not run at the same time
+    button_ = std::make_unique<DelayedAction>(delay, [this] { bridge_->press_link_button(); });
 }
 
-void House::stores_parameters(const std::string& text) {
+void House::store_parameters(const std::string& text) {
     std::string quoted;
     for (const char c : text) {
         quoted += c == '\'' ? "''" : std::string(1, c);
     }
     database_.rows("UPDATE vexad_object SET optionalp = '" + quoted +
                    "' WHERE id = " + std::to_string(runner_));
-    journal_.add(EventKind::house,
-                 "the database's bridge has the optional parameters \"" + text + "\"");
+    journal_.add(EventKind::house, "optional parameters of the bridge in the database: " + text);
 }
 
 std::vector<House::RoleObject> House::objects() {

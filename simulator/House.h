@@ -1,8 +1,7 @@
-/// A whole house for the daemon to live in: system log, core, database service, bridge and, once
-/// started, the daemon itself, with one journal of what they say to each other. An installer may
-/// run the tool huectl in it.
+/// A simulated house: system log, core, database service, bridge and, once started, the daemon,
+/// with one journal of their exchanges. The tool huectl can be run in it.
 ///
-/// Stands in a sandbox. Its verbs belong to one controlling thread.
+/// Needs a sandbox. One controlling thread.
 #pragma once
 
 #include <atomic>
@@ -32,7 +31,7 @@ class House final {
         std::string lights_file = sample_lights();  ///< the bridge's lights
         std::vector<std::string> environment = {};  ///< of the daemon, "NAME=value"
         std::string huectl = {};                    ///< path of the tool
-        /// When false nobody has paired with the bridge yet, and the database does not know it.
+        /// False: the bridge has no user, and the database no parameters of the bridge.
         bool is_paired = true;
     };
 
@@ -44,42 +43,42 @@ class House final {
         std::string name;
     };
 
-    /// Everything but the daemon. Throws std::exception with a text for the person when a file is
-    /// wrong, or a port or path is not free.
+    /// Starts everything but the daemon. Throws std::exception with a message for the user if a
+    /// file is wrong, or a port or path is taken.
     explicit House(const Options& options, Journal::Listener listener = {});
     ~House();
 
-    /// Starts the daemon for the installation's bridge and reads its start status, for which it
-    /// gets kStartLimit. Nothing when it gave none. Its commands endpoint is told to the core.
+    /// Starts the daemon for the installation's bridge and passes its port to the core. Returns the
+    /// start status, or nothing if there is none within kStartLimit.
     std::optional<DaemonProcess::StartStatus> start();
-    /// True once the daemon has read every light and polled the bridge for the first time, for
-    /// which kReadyLimit is enough.
+    /// True once the daemon has read every light and polled the bridge, which takes less than
+    /// kReadyLimit.
     bool is_ready() const { return has_daemon() && polls() > polls_before_; }
-    /// Stops the daemon; nothing when there is none.
+    /// Stops the daemon; returns nothing if there is none.
     std::optional<DaemonProcess::Ending> stop();
 
-    /// Runs the tool to its end, for which it gets kToolLimit, or until `is_over`; its lines are
-    /// reported as it prints them. The journal tells its requests to the bridge from the daemon's
-    /// only while no daemon runs.
-    ChildProcess::Result runs_huectl(
+    /// Runs the tool until it ends, for at most kToolLimit or until `is_over`. Its lines go to the
+    /// journal as it prints them. The journal distinguishes its requests to the bridge from those
+    /// of the daemon only while no daemon runs.
+    ChildProcess::Result run_huectl(
         const ChildProcess::Words& arguments,
         const std::function<bool()>& is_over = [] { return false; });
-    /// Presses the bridge's link button after `delay`, while whatever else goes on.
-    void presses_button_in(std::chrono::milliseconds delay);
-    /// Puts `text` into the database as the optional parameters of the daemon's bridge.
-    void stores_parameters(const std::string& text);
+    /// Presses the bridge's link button after `delay`, in the background.
+    void press_button_after(std::chrono::milliseconds delay);
+    /// Stores `text` in the database as the optional parameters of the daemon's bridge.
+    void store_parameters(const std::string& text);
 
     Core& core() { return core_; }
     Bridge& bridge() { return *bridge_; }
     Bulb light(int id) { return bridge_->light(id); }
     DatabaseService& database() { return database_; }
-    /// Null where the machine's own log cannot be taken over.
+    /// Null if /dev/log is in use and the sandbox is not private.
     SystemLog* log() { return log_.get(); }
     /// After start().
     DaemonProcess& daemon() { return *daemon_; }
     Journal& journal() { return journal_; }
-    /// Lets go of the events, requests and log lines so far, so that a house that stands for hours
-    /// does not grow. The core's reports stay.
+    /// Discards the events, requests and log lines so far, so that a long run does not grow. The
+    /// core's reports stay.
     void forget();
     bool has_daemon() const { return daemon_ != nullptr; }
 
@@ -87,16 +86,16 @@ class House final {
     int runner() const { return runner_; }
     std::vector<RoleObject> objects();
 
-    /// True as soon as `predicate` is; false when it is not within `limit`.
-    bool wait_for(const std::function<bool()>& predicate, std::chrono::milliseconds limit) const {
-        return journal_.wait_for(predicate, limit);
+    /// Waits until `predicate` is true; false at the limit.
+    bool wait_until(const std::function<bool()>& predicate, std::chrono::milliseconds limit) const {
+        return journal_.wait_until(predicate, limit);
     }
 
     static constexpr std::chrono::seconds kStartLimit{40};
     static constexpr std::chrono::seconds kReadyLimit{30};
     static constexpr std::chrono::seconds kToolLimit{60};
 
-    /// The sample installation that stands beside this file.
+    /// The sample installation in this folder.
     static std::string sample_sql();
     static std::string sample_lights();
 
@@ -113,12 +112,12 @@ class House final {
     std::unique_ptr<SystemLog> log_;
     DatabaseService database_;
     Core core_;
-    std::atomic<bool> is_tool_asking_{false};  // and not the daemon
+    std::atomic<bool> is_tool_asking_{false};  // instead of the daemon
     std::unique_ptr<Bridge> bridge_;
     std::unique_ptr<DelayedAction> button_;
     int runner_ = 0;
-    int polls_before_ = 0;                   // the start of the daemon
-    std::unique_ptr<DaemonProcess> daemon_;  // last: it goes first
+    int polls_before_ = 0;                   // before the start of the daemon
+    std::unique_ptr<DaemonProcess> daemon_;  // last: destroyed first
 };
 
 }  // namespace simulator

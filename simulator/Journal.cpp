@@ -14,7 +14,8 @@ void Journal::add(EventKind kind, std::string text) {
     if (listener_) {
         listener_(event);
     }
-    arrived_.notify_all();  // behind the listener: what a waiter prints follows the event's line
+    arrived_
+        .notify_all();  // after the listener, so that a waiter's output follows the event's line
 }
 
 EventSink Journal::sink() {
@@ -57,8 +58,8 @@ void Journal::forget() {
     events_.clear();
 }
 
-bool Journal::wait_for(const std::function<bool()>& predicate,
-                       std::chrono::milliseconds limit) const {
+bool Journal::wait_until(const std::function<bool()>& predicate,
+                         std::chrono::milliseconds limit) const {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     for (;;) {
         const std::size_t seen = size();

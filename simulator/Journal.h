@@ -1,7 +1,8 @@
-/// What happens in the house, in order: who said what to whom, for printing and for waiting.
+/// The events of the house in order, for printing and for waiting.
 ///
-/// Every part of the house reports here through an EventSink. Thread-safe; a listener is called on
-/// the thread that reports, one call at a time, and must not wait for further events.
+/// Every part of the house adds its events through an EventSink. Thread-safe. The listener is
+/// called on the thread that adds the event, one call at a time, and must not wait for further
+/// events.
 #pragma once
 
 #include <chrono>
@@ -23,7 +24,7 @@ enum class EventKind {
     daemon_to_database,
     log,
     huectl,  ///< a line that the tool printed
-    house,   ///< what was done to the house itself
+    house,   ///< a change of the house itself
 };
 
 struct Event {
@@ -32,7 +33,7 @@ struct Event {
     std::string text;
 };
 
-/// How a part of the house reports an event; may be empty.
+/// How a part of the house adds an event; may be empty.
 using EventSink = std::function<void(EventKind, std::string)>;
 
 class Journal final {
@@ -46,17 +47,17 @@ class Journal final {
     EventSink sink();
 
     std::vector<Event> events() const;
-    /// All of them as text, a line each with the milliseconds since the first one.
+    /// All events as text, one line each, with the milliseconds since the first event.
     std::string transcript() const;
-    /// How many events of `kind` hold `part`, from the event of index `since` on.
+    /// Number of events of `kind` that contain `part`, from index `since` on.
     std::size_t count(EventKind kind, const std::string& part, std::size_t since = 0) const;
     std::size_t size() const;
-    /// Lets go of the events so far; for a house that stands for hours.
+    /// Discards the events so far, so that a long run does not grow.
     void forget();
 
-    /// True as soon as `predicate` is. It is asked at every event, and at least every
-    /// kPollPeriod; it may read any part of the house.
-    bool wait_for(const std::function<bool()>& predicate, std::chrono::milliseconds limit) const;
+    /// Waits until `predicate` is true; false at the limit. Evaluates it at every event and at
+    /// least every kPollPeriod; it may read any part of the house.
+    bool wait_until(const std::function<bool()>& predicate, std::chrono::milliseconds limit) const;
 
     static constexpr std::chrono::milliseconds kPollPeriod{100};
 
@@ -64,7 +65,7 @@ class Journal final {
     mutable std::mutex mutex_;  // guards events_
     mutable std::condition_variable arrived_;
     std::vector<Event> events_;
-    std::mutex listener_mutex_;  // keeps the listener's calls apart, and in the order of events_
+    std::mutex listener_mutex_;  // one listener call at a time, in the order of events_
     Listener listener_;
 };
 

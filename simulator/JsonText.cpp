@@ -29,7 +29,7 @@ std::optional<Json::Value> parse_json(const std::string& text) {
 std::string compact_json(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
-    builder["precision"] = 4;  // the bridge's own, for xy
+    builder["precision"] = 4;  // as the bridge writes xy
     builder["precisionType"] = "decimal";
     return Json::writeString(builder, value);
 }

@@ -1,4 +1,4 @@
-/// Reading and writing JSON as the house needs it. Stateless; any thread may call.
+/// Reads and writes JSON. Stateless; any thread may call.
 #pragma once
 
 #include <optional>
@@ -8,11 +8,11 @@
 
 namespace simulator {
 
-/// Nothing when `text` is not JSON, whole.
+/// Nothing unless the whole of `text` is JSON.
 std::optional<Json::Value> parse_json(const std::string& text);
-/// One line without blanks.
+/// JSON in one line without blanks.
 std::string compact_json(const Json::Value& value);
-/// Throws std::runtime_error that names the file and what is wrong with it.
+/// Throws std::runtime_error with the file's name and the fault.
 Json::Value load_json_file(const std::string& path);
 /// Throws std::runtime_error.
 std::string load_text_file(const std::string& path);

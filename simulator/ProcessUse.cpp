@@ -16,9 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kLooks = 20;
-constexpr std::chrono::milliseconds kBetweenLooks{10};
-constexpr int kFieldsBeforeUserTime = 11;  // behind the name, which may hold blanks
+constexpr int kSamples = 20;
+constexpr std::chrono::milliseconds kSamplePeriod{10};
+constexpr int kFieldsBeforeUserTime = 11;  // after the name, which may contain blanks
 
 double cpu_time_of(const std::string& folder) {
     std::ifstream file(folder + "/stat");
@@ -71,8 +71,8 @@ ProcessUse ProcessUse::of(pid_t pid) {
 
 ProcessUse ProcessUse::at_rest(pid_t pid) {
     ProcessUse least = of(pid);
-    for (int i = 1; i < kLooks; ++i) {
-        std::this_thread::sleep_for(kBetweenLooks);
+    for (int i = 1; i < kSamples; ++i) {
+        std::this_thread::sleep_for(kSamplePeriod);
         const ProcessUse use = of(pid);
         if (use.descriptors <= least.descriptors) {
             least = use;

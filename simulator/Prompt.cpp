@@ -12,14 +12,14 @@ struct Trouble {
 };
 
 constexpr Trouble kTroubles[] = {
-    {"cut", [](Bridge& bridge) { bridge.refuses(); }},
-    {"restore", [](Bridge& bridge) { bridge.recovers(); }},
-    {"reset", [](Bridge& bridge) { bridge.drops_connections(); }},
-    {"stall", [](Bridge& bridge) { bridge.stalls(); }},
-    {"garbage", [](Bridge& bridge) { bridge.sends_garbage(); }},
-    {"html", [](Bridge& bridge) { bridge.sends_html(); }},
-    {"half", [](Bridge& bridge) { bridge.sends_half(); }},
-    {"slow", [](Bridge& bridge) { bridge.sends_slowly(); }},
+    {"cut", [](Bridge& bridge) { bridge.refuse_connections(); }},
+    {"restore", [](Bridge& bridge) { bridge.recover(); }},
+    {"reset", [](Bridge& bridge) { bridge.reset_connections(); }},
+    {"stall", [](Bridge& bridge) { bridge.stall(); }},
+    {"garbage", [](Bridge& bridge) { bridge.send_garbage(); }},
+    {"html", [](Bridge& bridge) { bridge.send_html(); }},
+    {"half", [](Bridge& bridge) { bridge.send_half(); }},
+    {"slow", [](Bridge& bridge) { bridge.send_slowly(); }},
 };
 
 }  // namespace
@@ -112,10 +112,10 @@ bool Prompt::fail(const std::string& text) {
     return false;
 }
 
-bool Prompt::wait_for(const std::function<bool()>& predicate, double seconds) {
+bool Prompt::wait_until(const std::function<bool()>& predicate, double seconds) {
     const auto limit = std::chrono::milliseconds(static_cast<long long>(seconds * 1000));
     bool is_met = false;
-    house_.wait_for([&] { return (is_met = predicate()) || is_interrupted_(); }, limit);
+    house_.wait_until([&] { return (is_met = predicate()) || is_interrupted_(); }, limit);
     return is_met;
 }
 
@@ -124,7 +124,7 @@ bool Prompt::set(const Words& words) {
     if (!to_number(words[1], object)) {
         return fail("no object's number: " + words[1]);
     }
-    const auto status = house_.core().runs(object, words[2]);
+    const auto status = house_.core().run_object(object, words[2]);
     if (!status || *status != 0) {
         return fail("the daemon did not take it: " +
                     (status ? "status " + std::to_string(*status) : std::string("no answer")));
@@ -138,7 +138,7 @@ bool Prompt::bulb(const Words& words) {
     if (!to_number(words[1], id) || members.isNull()) {
         return fail("it is: bulb ID on|off|bri N|ct N|hue N sat N|xy X Y");
     }
-    for (const Json::Value& element : house_.light(id).changes(members)) {
+    for (const Json::Value& element : house_.light(id).change(members)) {
         if (element.isMember("error")) {
             return fail(element["error"]["description"].asString());
         }
@@ -191,11 +191,11 @@ bool Prompt::bridge(const Words& words) {
 
 bool Prompt::core(const Words& words) {
     if (words[1] == "cut") {
-        house_.core().vanishes();
+        house_.core().stop();
     } else if (words[1] == "silent") {
-        house_.core().fails(Core::Fault::silent);
+        house_.core().inject_fault(Core::Fault::silent);
     } else if (words[1] == "restore") {
-        house_.core().recovers();
+        house_.core().recover();
     } else {
         return fail("it is: core cut|silent|restore");
     }
@@ -208,7 +208,7 @@ bool Prompt::wait(const Words& words) {
     if (!to_seconds(words[1], seconds)) {
         return fail("no number of seconds: " + words[1]);
     }
-    wait_for([] { return false; }, seconds);
+    wait_until([] { return false; }, seconds);
     return true;
 }
 

@@ -57,7 +57,7 @@ class Prompt final {
     std::string why_not_checked(const Words& what);
     std::optional<Expectation> expectation_of(const Words& what);
     std::string light_text(int id, const std::string& field);
-    bool wait_for(const std::function<bool()>& predicate, double seconds);
+    bool wait_until(const std::function<bool()>& predicate, double seconds);
 
     House& house_;
     Console& console_;

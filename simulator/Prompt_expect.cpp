@@ -85,10 +85,10 @@ bool Prompt::expect(const Words& words) {
             "it is: expect light ID FIELD VALUE, expect object ID VALUE, expect log TEXT, "
             "expect printed TEXT");
     }
-    if (!wait_for([&] { return expected->current() == expected->wanted; }, seconds)) {
+    if (!wait_until([&] { return expected->current() == expected->wanted; }, seconds)) {
         return fail("expected " + text + ", but it is " + expected->current());
     }
-    wait_for([] { return false; }, kSettleSeconds);
+    wait_until([] { return false; }, kSettleSeconds);
     console_.print("           as expected: " + text);
     return true;
 }

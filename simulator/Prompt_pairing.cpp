@@ -39,7 +39,7 @@ bool Prompt::huectl(const Words& words) {
     }
     ChildProcess::Result result;
     try {
-        result = house_.runs_huectl({words.begin() + 1, words.end()}, is_interrupted_);
+        result = house_.run_huectl({words.begin() + 1, words.end()}, is_interrupted_);
     } catch (const std::system_error& problem) {
         return fail(problem.what());
     }
@@ -54,7 +54,7 @@ bool Prompt::huectl(const Words& words) {
 bool Prompt::button(const Words& words) {
     double seconds = 0;
     if (words.size() == 1) {
-        house_.bridge().presses_link_button();
+        house_.bridge().press_link_button();
         return true;
     }
     if (words[1] == "soon") {
@@ -62,7 +62,7 @@ bool Prompt::button(const Words& words) {
     } else if (words[1] != "in" || words.size() != 3 || !to_seconds(words[2], seconds)) {
         return fail("it is: button [soon|in SECONDS]");
     }
-    house_.presses_button_in(std::chrono::milliseconds(static_cast<long long>(seconds * 1000)));
+    house_.press_button_after(std::chrono::milliseconds(static_cast<long long>(seconds * 1000)));
     return true;
 }
 
@@ -70,7 +70,7 @@ bool Prompt::store(const Words&) {
     if (parameters_.empty()) {
         return fail("huectl has not printed a bridge's parameters yet");
     }
-    house_.stores_parameters(parameters_);
+    house_.store_parameters(parameters_);
     return true;
 }
 
@@ -81,7 +81,7 @@ bool Prompt::start(const Words&) {
     const auto status = house_.start();
     const auto is_settled = [this] { return house_.is_ready() || !house_.daemon().is_running(); };
     const bool is_up = status && status->status == 0 &&
-                       wait_for(is_settled, House::kReadyLimit.count()) && house_.is_ready();
+                       wait_until(is_settled, House::kReadyLimit.count()) && house_.is_ready();
     if (is_up || is_interrupted_()) {
         return true;
     }

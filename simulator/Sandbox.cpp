@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kVariablesDirectory = "/tmp/vexa_variables";
 constexpr const char* kLockFile = "/tmp/lumivad-house.lock";
-// For mounts that need none; a null one is a mistake to memory checkers.
+// For mounts that need no type; memory checkers report a null pointer.
 constexpr const char* kNoType = "none";
 
 [[noreturn]] void fail(const std::string& what) {
@@ -78,9 +78,9 @@ void raise_loopback() {
     }
 }
 
-// What is sent to a multicast group comes back to its members on the loopback: a search for bridges
-// finds the house's own, and nothing else. Through netlink, since the route needs the scope of a
-// host: without that, the older request leaves such datagrams without a sender.
+// Datagrams to a multicast group return to its members on the loopback, so that a search finds only
+// the house's bridge. Uses netlink, since the route needs host scope: with the older request such
+// datagrams have no source address.
 void route_multicast_to_loopback() {
     struct {
         nlmsghdr header;
@@ -118,18 +118,18 @@ void route_multicast_to_loopback() {
     }
 }
 
-// To the length that most systems give it: a log whose reader does not get the processor for a
-// moment must not lose lines that a test counts. Where it may not be set it stays as it is.
+// Sets the length that most systems have: the log must not lose lines that a test counts while its
+// reader waits for the processor. Has no effect where it is not allowed.
 void lengthen_queues_of_datagrams() {
     std::ofstream("/proc/sys/net/unix/max_dgram_qlen") << 512;
 }
 
-// A /dev with the usual nodes but without the machine's log: an ordinary user may not make device
-// nodes, so the machine's own are bound into a fresh tmpfs.
+// A /dev with the usual nodes but without the machine's log. Without root device nodes cannot be
+// created, so the machine's own are bound into a new tmpfs.
 void make_private_dev(const fs::path& staging) {
     fs::create_directories(staging);
-    // Not sticky, as a tmpfs is by default: in a sticky folder the kernel refuses to open another
-    // owner's node for writing with O_CREAT, as a shell does for "> /dev/null".
+    // Not sticky, which is the default of a tmpfs: in a sticky folder the kernel refuses to open
+    // another owner's node with O_CREAT, as a shell does for "> /dev/null".
     mount_or_fail("tmpfs", staging, "tmpfs", MS_NOSUID, "mode=0755");
     for (const char* node : {"null", "zero", "full", "random", "urandom", "tty"}) {
         const fs::path from = fs::path("/dev") / node;
@@ -163,7 +163,7 @@ void enter_namespaces() {
     make_private_dev(fs::path(kVariablesDirectory) / "dev");
 }
 
-// Tries it all in a child first: a set-up that fails half-way cannot be taken back.
+// Tries everything in a child first, since a set-up that fails half-way cannot be undone.
 std::string why_not_possible() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
@@ -197,7 +197,7 @@ std::string why_not_possible() {
 }
 
 FileDescriptor lock_the_machine() {
-    // Read-only is enough for a lock; O_CREAT on another user's file is refused in a sticky folder.
+    // A lock needs no write access; in a sticky folder O_CREAT on another user's file is refused.
     FileDescriptor file(open(kLockFile, O_RDONLY | O_CLOEXEC));
     if (!file && errno == ENOENT) {
         file.reset(open(kLockFile, O_RDONLY | O_CREAT | O_CLOEXEC, 0644));
@@ -209,7 +209,7 @@ FileDescriptor lock_the_machine() {
         std::chrono::steady_clock::now() + std::chrono::seconds(Sandbox::kLockSeconds);
     while (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         if (std::chrono::steady_clock::now() > deadline) {
-            throw std::runtime_error(std::string("another house keeps ") + kLockFile);
+            throw std::runtime_error(std::string("another house holds ") + kLockFile);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }

@@ -1,7 +1,7 @@
-/// The place where a house stands: network and mount namespaces of its own, so that the product's
-/// fixed ports and paths are free, tests run side by side and nothing leaves the machine.
+/// Network and mount namespaces for a house, so that the daemon's fixed ports and paths are free,
+/// tests run in parallel and nothing leaves the machine.
 ///
-/// Enter once, first thing in main, while the process still has a single thread.
+/// Enter it once, at the start of main, while the process has a single thread.
 #pragma once
 
 #include <string>
@@ -12,15 +12,14 @@ namespace simulator {
 
 class Sandbox final {
   public:
-    /// Enters new network and mount namespaces (as an ordinary user by way of a user namespace):
-    /// loopback up and multicast on it, an empty directory for the controller's sockets, a /dev
-    /// whose log is free.
-    /// Where the system forbids that, stays on the machine's own loopback, ports and paths, once no
-    /// other house is on them (waits for up to `kLockSeconds`; throws std::runtime_error after
-    /// that).
+    /// Enters new network and mount namespaces (without root through a user namespace), with
+    /// loopback and multicast, an empty directory for the controller's sockets and a /dev without
+    /// log.
+    /// Where the system forbids that, uses the loopback, ports and paths of the machine as soon as
+    /// no other house does. Waits up to `kLockSeconds` for that, then throws std::runtime_error.
     static Sandbox enter();
 
-    /// False when this is the machine itself; `reason` then tells why.
+    /// False if the machine's own network is used; reason() then says why.
     bool is_private() const { return reason_.empty(); }
     const std::string& reason() const { return reason_; }
 
@@ -28,10 +27,10 @@ class Sandbox final {
 
   private:
     std::string reason_;
-    FileDescriptor lock_;  // held while the house is on the machine's own ports
+    FileDescriptor lock_;  // held while the machine's own ports are used
 };
 
-/// Directory of the core's socket, made empty by the sandbox.
+/// Directory of the core's socket, empty in a new sandbox.
 constexpr const char* kSocketDirectory = "/tmp/vexa_variables/sockets";
 
 }  // namespace simulator

@@ -16,10 +16,10 @@ using std::chrono::seconds;
 constexpr seconds kBetweenSamples{60};
 constexpr milliseconds kStep{20};
 constexpr milliseconds kHalfPace = SoakLedger::kPace / 2;  // twice as fast as the bridge is driven
-constexpr seconds kPatience{30};                           // beyond what the queue takes
+constexpr seconds kDrainLimit{30};                         // on top of the time for the queue
 constexpr seconds kForACommand{1};
 
-// A soak of seconds is a test: the same life, only quicker.
+// A soak of seconds, as in a test, has shorter intervals.
 struct Rhythm {
     milliseconds shortest_burst, longest_burst, shortest_quiet, longest_quiet;
     milliseconds first_reboot, shortest_between_reboots, longest_between_reboots, longest_reboot;
@@ -50,44 +50,44 @@ Soak::Soak(const Plan& plan, Printer printer)
       house_({plan.daemon, installation_.sql_file(), installation_.lights_file()},
              [this](const Event& event) {
                  if (event.kind == EventKind::log) {
-                     ledger_.takes_line(event.text);
+                     ledger_.add_log_line(event.text);
                  }
              }),
       objects_(house_.objects()),
       lights_(house_.bridge().light_ids()),
       random_(plan.seed) {
     if (house_.log() == nullptr) {
-        throw std::runtime_error("the daemon's log cannot be taken over, which the accounts need");
+        throw std::runtime_error("cannot receive the daemon's log, which the ledger needs");
     }
-    ledger_.knows(objects_);
+    ledger_.set_objects(objects_);
     house_.bridge().gate().on_exchange(
         [this](const Gate::Request& request, const std::string& answer) {
-            house_.log()->catches_up();  // what the daemon wrote before it asked
-            ledger_.takes_exchange(request, answer, house_.core().takes_reports());
+            house_.log()->sync();  // the lines before the request
+            ledger_.add_exchange(request, answer, house_.core().take_reports());
         });
 }
 
 bool Soak::run() {
-    if (!comes_up()) {
-        return is_over();
+    if (!start_daemon()) {
+        return finish();
     }
     load();
     compare_truths();
     sample();
-    judge_growth();
+    check_growth();
     const auto ending = house_.stop();
-    check(ending && ending->is_success(), "the daemon did not end as it should");
-    return is_over();
+    check(ending && ending->is_success(), "the daemon did not exit with 0 on SIGTERM");
+    return finish();
 }
 
-bool Soak::comes_up() {
+bool Soak::start_daemon() {
     print_("seed " + std::to_string(plan_.seed) + ", " + std::to_string(lights_.size()) +
            " lights, " + std::to_string(objects_.size()) + " objects");
     const auto status = house_.start();
     const bool is_up = status && status->status == 0 &&
-                       waits_for([this] { return ledger_.counts().polls > 0; },
-                                 kPatience + kForACommand * plan_.lights);
-    check(is_up, "the daemon did not come up");
+                       wait_until([this] { return ledger_.counts().polls > 0; },
+                                  kDrainLimit + kForACommand * plan_.lights);
+    check(is_up, "the daemon did not start");
     start_ = last_sample_ = Clock::now();
     last_counts_ = ledger_.counts();
     return is_up;
@@ -100,7 +100,7 @@ void Soak::check(bool holds, const std::string& fault) {
     }
 }
 
-// Not by std::uniform_int_distribution, whose numbers are another library's own choice.
+// Not std::uniform_int_distribution, whose numbers differ from library to library.
 int Soak::pick(int from, int to) {
     return from + static_cast<int>(random_() % static_cast<unsigned>(to - from + 1));
 }
@@ -109,8 +109,8 @@ Soak::Milliseconds Soak::pick(Milliseconds from, Milliseconds to) {
     return Milliseconds(pick(static_cast<int>(from.count()), static_cast<int>(to.count())));
 }
 
-bool Soak::waits_for(const std::function<bool()>& predicate, Milliseconds limit) {
-    return house_.wait_for(predicate, limit);
+bool Soak::wait_until(const std::function<bool()>& predicate, Milliseconds limit) {
+    return house_.wait_until(predicate, limit);
 }
 
 void Soak::load() {
@@ -120,16 +120,16 @@ void Soak::load() {
     const Clock::time_point end = start_ + plan_.duration;
     while (Clock::now() < end && faults_.empty() && house_.daemon().is_running()) {
         burst(std::min(end, Clock::now() + pick(rhythm.shortest_burst, rhythm.longest_burst)));
-        quiet();
+        drain();
     }
-    check(house_.daemon().is_running(), "the daemon ended by itself");
-    house_.bridge().recovers();
+    check(house_.daemon().is_running(), "the daemon ended unexpectedly");
+    house_.bridge().recover();
 }
 
 void Soak::burst(Clock::time_point end) {
     Clock::time_point next = Clock::now();
     while (Clock::now() < end) {
-        live_on();
+        run_background_events();
         if (Clock::now() < next) {
             std::this_thread::sleep_for(kStep);
             continue;
@@ -140,30 +140,30 @@ void Soak::burst(Clock::time_point end) {
     }
 }
 
-// Until the queue is empty and the polls have had their turn.
-void Soak::quiet() {
+// Waits until the queue is empty and the daemon has polled.
+void Soak::drain() {
     const Rhythm& rhythm = rhythm_of(plan_.duration);
-    const auto limit = Clock::now() + kPatience + kForACommand * ledger_.open();
+    const auto limit = Clock::now() + kDrainLimit + kForACommand * ledger_.open();
     while (ledger_.open() > 0 && Clock::now() < limit) {
-        live_on();
+        run_background_events();
         std::this_thread::sleep_for(kStep);
     }
-    check(ledger_.open() == 0, "the queue does not drain");
+    check(ledger_.open() == 0, "the queue was not carried out in time");
     const auto end = Clock::now() + pick(rhythm.shortest_quiet, rhythm.longest_quiet);
     while (Clock::now() < end) {
-        live_on();
+        run_background_events();
         std::this_thread::sleep_for(kStep);
     }
 }
 
-// What happens besides the commands.
-void Soak::live_on() {
+// Everything but the commands.
+void Soak::run_background_events() {
     if (Clock::now() >= next_change_) {
         change_a_bulb();
         next_change_ = Clock::now() + pick(Milliseconds(200), Milliseconds(1800));
     }
     if (Clock::now() >= next_reboot_step_) {
-        go_on_with_reboot();
+        step_reboot();
     }
     if (Clock::now() >= next_sample_) {
         next_sample_ += std::min<Milliseconds>(kBetweenSamples, plan_.duration / 2);
@@ -174,9 +174,9 @@ void Soak::live_on() {
 void Soak::command(const SoakCommand& command) {
     const auto object = std::find_if(objects_.begin(), objects_.end(),
                                      [&](const auto& one) { return one.id == command.object; });
-    ledger_.sends(command);
-    if (house_.core().runs(command.object, payload_of(object->role, command.value)) == 0) {
-        ledger_.is_acknowledged();
+    ledger_.add_command(command);
+    if (house_.core().run_object(command.object, payload_of(object->role, command.value)) == 0) {
+        ledger_.add_acknowledgement();
     }
 }
 
@@ -193,7 +193,7 @@ SoakCommand Soak::random_command(Milliseconds& worth) {
     if (object.role != "value" && object.role != "temperature") {
         return {object.id, pick(0, 255)};
     }
-    worth = 2 * kHalfPace;  // asks for the light's state first
+    worth = 2 * kHalfPace;  // reads the light's state first
     return {object.id, pick(0, 100)};
 }
 
@@ -213,25 +213,25 @@ void Soak::change_a_bulb() {
     } else {
         change["bri"] = pick(1, 254);
     }
-    bulb.changes(change);
+    bulb.change(change);
 }
 
-void Soak::go_on_with_reboot() {
+void Soak::step_reboot() {
     Bridge& bridge = house_.bridge();
     const Rhythm& rhythm = rhythm_of(plan_.duration);
     switch (reboot_) {
         case Reboot::up:
-            bridge.drops_connections();
+            bridge.reset_connections();
             reboot_ = Reboot::resetting;
             next_reboot_step_ = Clock::now() + pick(Milliseconds(300), rhythm.longest_reboot / 2);
             break;
         case Reboot::resetting:
-            bridge.refuses();
+            bridge.refuse_connections();
             reboot_ = Reboot::refusing;
             next_reboot_step_ = Clock::now() + pick(Milliseconds(300), rhythm.longest_reboot);
             break;
         case Reboot::refusing:
-            bridge.recovers();
+            bridge.recover();
             ++reboots_;
             reboot_ = Reboot::up;
             next_reboot_step_ = Clock::now() + pick(rhythm.shortest_between_reboots,

@@ -1,7 +1,7 @@
-/// A long life of a house in one run: many lights, commands faster than the bridge may be driven,
-/// changes at the bulbs, a bridge that reboots, and accounts of all of it at the end.
+/// A long run of the daemon under load: many lights, commands faster than the bridge accepts them,
+/// changes at the bulbs and reboots of the bridge. A ledger checks every command.
 ///
-/// Stands in a sandbox. Belongs to one thread, that of the program or the test.
+/// Needs a sandbox. One controlling thread.
 #pragma once
 
 #include <chrono>
@@ -24,67 +24,68 @@ class Soak final {
     struct Plan {
         std::string daemon;  ///< path of the program
         int lights = 50;
-        std::chrono::seconds duration{3600};  ///< of the load; the comparison comes on top
+        std::chrono::seconds duration{3600};  ///< of the load, without the comparison at the end
         unsigned seed = 1;                    ///< the same seed gives the same commands and changes
     };
     using Printer = std::function<void(const std::string& line)>;
 
-    /// Throws std::exception when the house cannot stand.
+    /// Throws std::exception when the house cannot be started.
     Soak(const Plan& plan, Printer printer);
 
-    /// Loads the house for the plan's duration, then compares what the core holds, what the daemon
-    /// stored and what the bulbs show. True when they agree, nothing was lost and nothing grew.
+    /// Runs the load for the plan's duration, then compares the core's values, what the daemon
+    /// stored and the bulbs. True when they agree, no command was lost and no resource grew.
     bool run();
-    /// Sends so many commands as fast as they are answered and waits until `awaited` of them are
-    /// carried out, in order. When more are left, QUIT has to say in the log how many it dropped.
+    /// Sends `commands` commands as fast as they are acknowledged and waits until `awaited` of them
+    /// are carried out, in order. If more are left, sends QUIT and expects the log line with the
+    /// number of dropped commands.
     bool run_burst(std::size_t commands, std::size_t awaited);
 
-    /// What was wrong, once a run is over.
+    /// The faults that a finished run found.
     const std::vector<std::string>& faults() const { return faults_; }
     SoakLedger::Counts counts() const { return ledger_.counts(); }
 
-    /// What the resident memory may rise after its first five minutes.
+    /// How much the resident memory may grow after the first five minutes.
     static constexpr std::size_t kMemoryToleranceKib = 256;
-    /// How far a request may be ahead of one every 100 ms: one that was late on its way, on a busy
-    /// machine, leaves the next a shorter gap.
+    /// How far a request may be ahead of a pace of one every 100 ms. On a busy machine a request
+    /// that arrives late is followed by a shorter gap.
     static constexpr std::chrono::milliseconds kLeadTolerance{50};
 
   private:
     using Clock = std::chrono::steady_clock;
     using Milliseconds = std::chrono::milliseconds;
 
-    bool comes_up();
+    bool start_daemon();
     void check(bool holds, const std::string& fault);
     int pick(int from, int to);
     Milliseconds pick(Milliseconds from, Milliseconds to);
-    bool waits_for(const std::function<bool()>& predicate, Milliseconds limit);
+    bool wait_until(const std::function<bool()>& predicate, Milliseconds limit);
 
     // The load: Soak.cpp
     void load();
     void burst(Clock::time_point end);
-    void quiet();
-    void live_on();
+    void drain();
+    void run_background_events();
     void command(const SoakCommand& command);
     SoakCommand random_command(Milliseconds& worth);
     void change_a_bulb();
-    void go_on_with_reboot();
+    void step_reboot();
 
-    // The table and the accounts: Soak_table.cpp
+    // The table and the totals: Soak_table.cpp
     void sample();
     void print_row(const ProcessUse& before);
-    void judge_growth();
-    bool is_over();
+    void check_growth();
+    bool finish();
 
     // The comparison: Soak_truth.cpp
     void compare_truths();
     void wait_for_poll();
-    void compare(bool is_told);
+    void compare(bool is_reported);
     void change_each(const std::function<Json::Value(const Json::Value& state)>& change);
 
     // Soak_burst.cpp
     SoakCommand burst_command(std::size_t number) const;
     void send_burst(std::size_t commands);
-    void end_burst(std::size_t left);
+    void finish_burst(std::size_t left);
 
     const Plan plan_;
     Printer print_;

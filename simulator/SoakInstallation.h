@@ -1,5 +1,5 @@
-/// The installation of a soak: so many lights of every class in turn, each with an object for every
-/// role that it can have, as SQL for the database and as descriptions for the bridge.
+/// The installation of a soak: lights of every class in turn, each with an object for every role
+/// that it can have, as SQL for the database and as JSON descriptions for the bridge.
 #pragma once
 
 #include <string>
@@ -10,12 +10,12 @@
 
 namespace simulator {
 
-/// Lights 1 to `count` (at most 255), made after the sample installation's.
+/// Lights 1 to `count` (at most 255), copied from the sample lights.
 Json::Value soak_lights(int count);
 /// The tables for these lights, below the bridge object 100.
 std::string soak_sql(const Json::Value& lights);
 
-/// Both as files, which go with this.
+/// Both as temporary files; the destructor removes them.
 class SoakInstallation final {
   public:
     /// Throws std::exception when the files cannot be written.

@@ -16,7 +16,8 @@ constexpr const char* kCommandFailure = "error: Request manager thread error: ";
 constexpr const char* kRefusal = "error: HueLight->SendPutRequest the bridge refused the request: ";
 constexpr const char* kCut = "error: Monitoring thread - the core is slow";
 
-// Lines that a bridge which reboots and an end on request bring, and that no command waits for.
+// Lines that are expected when the bridge reboots and when the daemon ends. They belong to no
+// command.
 constexpr const char* kKnownErrors[] = {
     "error: Monitoring thread error: ",
     "error: HueLight->SendPutRequest the bridge refused the request: ",  // counted by the answer
@@ -69,7 +70,7 @@ std::string reported_text(Role role, const Json::Value& state) {
     return hue_handler::text_of_hsv(hsv.hue, hsv.saturation, hsv.value);
 }
 
-// True when the bulb shows what was commanded; a colour shows otherwise than it was commanded.
+// True when the bulb shows what was commanded. Colours are not compared: rounding changes them.
 bool shows(Role role, int commanded, const Json::Value& state) {
     switch (role) {
         case Role::on_off:
@@ -87,23 +88,23 @@ bool shows(Role role, int commanded, const Json::Value& state) {
 
 }  // namespace
 
-void SoakLedger::knows(const std::vector<House::RoleObject>& objects) {
+void SoakLedger::set_objects(const std::vector<House::RoleObject>& objects) {
     const Lock lock(mutex_);
     shadow_ = SoakShadow(objects);
 }
 
-void SoakLedger::sends(const SoakCommand& command) {
+void SoakLedger::add_command(const SoakCommand& command) {
     const Lock lock(mutex_);
     ++counts_.sent;
     waiting_.push_back(command);
 }
 
-void SoakLedger::is_acknowledged() {
+void SoakLedger::add_acknowledgement() {
     const Lock lock(mutex_);
     ++counts_.acknowledged;
 }
 
-void SoakLedger::takes_line(const std::string& text) {
+void SoakLedger::add_log_line(const std::string& text) {
     const Lock lock(mutex_);
     ++counts_.log_lines;
     SoakCommand command{};
@@ -117,18 +118,20 @@ void SoakLedger::takes_line(const std::string& text) {
 
 void SoakLedger::take_error(const std::string& text) {
     std::size_t dropped = 0;
-    UnderWay* const under_way = unsettled_.empty() ? nullptr : &unsettled_.back();
-    if (begins_with(text, kCommandFailure) && under_way != nullptr && under_way->failure.empty()) {
-        under_way->failure = text;
-    } else if (begins_with(text, kRefusal) && under_way != nullptr && under_way->refusal.empty()) {
-        under_way->refusal = text;
+    CommandInProgress* const in_progress = unsettled_.empty() ? nullptr : &unsettled_.back();
+    if (begins_with(text, kCommandFailure) && in_progress != nullptr &&
+        in_progress->failure.empty()) {
+        in_progress->failure = text;
+    } else if (begins_with(text, kRefusal) && in_progress != nullptr &&
+               in_progress->refusal.empty()) {
+        in_progress->refusal = text;
     } else if (begins_with(text, kCut)) {
         was_cut_ = true;
     } else if (std::sscanf(text.c_str(), "error: %zu requests dropped, ", &dropped) == 1) {
         counts_.dropped += dropped;
     } else if (std::none_of(std::begin(kKnownErrors), std::end(kKnownErrors),
                             [&text](const char* known) { return begins_with(text, known); })) {
-        note("unexpected line: " + text);
+        add_fault("unexpected line: " + text);
     }
 }
 
@@ -138,7 +141,7 @@ void SoakLedger::begin(const SoakCommand& command) {
     }
     if (waiting_.empty() || waiting_.front().object != command.object ||
         waiting_.front().value != command.value) {
-        note("out of order: " + text_of(command));
+        add_fault("out of order: " + text_of(command));
     }
     if (!waiting_.empty()) {
         waiting_.pop_front();
@@ -148,16 +151,16 @@ void SoakLedger::begin(const SoakCommand& command) {
 
 void SoakLedger::settle(std::size_t kept) {
     for (; unsettled_.size() > kept; unsettled_.pop_front()) {
-        const UnderWay& done = unsettled_.front();
+        const CommandInProgress& done = unsettled_.front();
         const Verdict verdict = judge(done);
         ++(counts_.*verdict.kind);
         if (!verdict.problem.empty()) {
-            note("lost: " + text_of(done.command) + ", " + verdict.problem);
+            add_fault("lost: " + text_of(done.command) + ", " + verdict.problem);
         }
     }
 }
 
-SoakLedger::Verdict SoakLedger::judge(const UnderWay& done) {
+SoakLedger::Verdict SoakLedger::judge(const CommandInProgress& done) {
     const SoakCommand& command = done.command;
     const int light = shadow_.place(command).light;
     auto next = done.exchanges.begin();
@@ -165,20 +168,20 @@ SoakLedger::Verdict SoakLedger::judge(const UnderWay& done) {
     const auto lost = [](const std::string& problem) { return Verdict{&Counts::lost, problem}; };
 
     const bool was_asked = next != end && next->request == "GET " + path_of(light);
-    if (shadow_.asks_first(command) && was_asked) {
-        shadow_.refreshes(light, next->answer);
+    if (shadow_.needs_refresh(command) && was_asked) {
+        shadow_.refresh(light, next->answer);
         ++next;
-    } else if (shadow_.asks_first(command) && done.failure.empty()) {
-        return lost("the light was not asked for its state");
+    } else if (shadow_.needs_refresh(command) && done.failure.empty()) {
+        return lost("the light's state was not requested");
     }
     const std::string name = "(light id = " + std::to_string(light) + ")";
     if (!done.failure.empty()) {
         return done.failure.find(name) == std::string::npos ? lost(done.failure)
                                                             : Verdict{&Counts::failed, ""};
     }
-    const auto wanted = shadow_.wanted(command);
-    shadow_.carries_out(command);
-    beliefs_[command.object].commanded = command.value;
+    const auto wanted = shadow_.expected_request(command);
+    shadow_.apply(command);
+    core_values_[command.object].commanded = command.value;
     if (!wanted) {
         return next == end ? Verdict{&Counts::needless, ""} : lost("needless " + next->request);
     }
@@ -197,17 +200,17 @@ SoakLedger::Verdict SoakLedger::judge(const UnderWay& done) {
                                                : lost("refused: " + compact_json(next->answer));
 }
 
-void SoakLedger::takes_exchange(const Gate::Request& request, const std::string& answer,
-                                const std::vector<Core::Report>& told) {
+void SoakLedger::add_exchange(const Gate::Request& request, const std::string& answer,
+                              const std::vector<Core::Report>& reports) {
     const Lock lock(mutex_);
     ++counts_.requests;
-    keep_pace(request.start);
-    close_poll(told);
+    check_pace(request.start);
+    close_poll(reports);
     settle(1);
     const std::string path = Gate::without_user(request.path);
     const auto json = parse_json(answer);
     if (!json) {
-        note("no JSON: " + answer);
+        add_fault("invalid JSON: " + answer);
     } else if (path == "/lights") {
         settle();
         ++counts_.polls;
@@ -215,7 +218,7 @@ void SoakLedger::takes_exchange(const Gate::Request& request, const std::string&
     } else if (counts_.polls == 0) {
         int light = 0;
         if (std::sscanf(path.c_str(), "/lights/%d", &light) == 1) {
-            shadow_.reads(light, *json);
+            shadow_.set_initial_state(light, *json);
         }
     } else if (!unsettled_.empty()) {
         const auto body = parse_json(request.body);
@@ -223,31 +226,31 @@ void SoakLedger::takes_exchange(const Gate::Request& request, const std::string&
         unsettled_.back().exchanges.push_back(
             {request.method + " " + path + (has_body ? " " + compact_json(*body) : ""), *json});
     } else {
-        note("a request without a command: " + request.method + " " + path);
+        add_fault("a request without a command: " + request.method + " " + path);
     }
 }
 
-void SoakLedger::close_poll(const std::vector<Core::Report>& told) {
-    counts_.reports += told.size();
-    for (const Core::Report& report : told) {
-        beliefs_[report.object] = {report.value, std::nullopt};
+void SoakLedger::close_poll(const std::vector<Core::Report>& reports) {
+    counts_.reports += reports.size();
+    for (const Core::Report& report : reports) {
+        core_values_[report.object] = {report.value, std::nullopt};
     }
     if (open_poll_) {
-        const std::string problem = shadow_.polls(*open_poll_, told, was_cut_);
+        const std::string problem = shadow_.check_poll(*open_poll_, reports, was_cut_);
         if (!problem.empty()) {
-            note("poll " + std::to_string(counts_.polls) + ": " + problem);
+            add_fault("poll " + std::to_string(counts_.polls) + ": " + problem);
         }
-        reports_of_a_poll_ = told.size();
+        reports_of_a_poll_ = reports.size();
         open_poll_.reset();
         was_cut_ = false;
-    } else if (!told.empty()) {
-        note("told between polls: object " + std::to_string(told.front().object));
+    } else if (!reports.empty()) {
+        add_fault("reported between polls: object " + std::to_string(reports.front().object));
     }
 }
 
-// A request that was late on its way to the bridge leaves a shorter gap behind it. What counts is
-// therefore how far the row is ahead of an even pace, which no lateness adds to twice.
-void SoakLedger::keep_pace(std::chrono::steady_clock::time_point start) {
+// A request that reaches the bridge late is followed by a shorter gap. Therefore the measure is how
+// far the requests are ahead of an even pace; one delay counts only once.
+void SoakLedger::check_pace(std::chrono::steady_clock::time_point start) {
     if (last_start_) {
         smallest_gap_ = std::min(smallest_gap_, start - *last_start_);
         largest_lead_ = std::max(largest_lead_, slot_ - start);
@@ -256,12 +259,12 @@ void SoakLedger::keep_pace(std::chrono::steady_clock::time_point start) {
     slot_ = std::max(slot_, start) + kPace;
 }
 
-void SoakLedger::ends() {
+void SoakLedger::finish() {
     const Lock lock(mutex_);
     settle();
 }
 
-void SoakLedger::note(const std::string& fault) {
+void SoakLedger::add_fault(const std::string& fault) {
     ++fault_count_;
     if (faults_.size() < kKeptFaults) {
         faults_.push_back(fault);
@@ -302,20 +305,22 @@ std::vector<std::string> SoakLedger::faults() const {
     return faults;
 }
 
-std::string SoakLedger::compare(int object, const Json::Value& state, bool is_told) const {
+std::string SoakLedger::compare(int object, const Json::Value& state, bool is_reported) const {
     const Lock lock(mutex_);
     const Role role = shadow_.places().at(object).role;
     const std::string shown = reported_text(role, state);
-    const auto found = beliefs_.find(object);
-    const Belief belief = found == beliefs_.end() ? Belief{} : found->second;
-    if (belief.told == shown || (!is_told && !belief.told && !belief.commanded) ||
-        (belief.commanded && (!is_told || role == Role::on_off) &&
-         shows(role, *belief.commanded, state))) {
+    const auto found = core_values_.find(object);
+    const CoreValue core_value = found == core_values_.end() ? CoreValue{} : found->second;
+    if (core_value.reported == shown ||
+        (!is_reported && !core_value.reported && !core_value.commanded) ||
+        (core_value.commanded && (!is_reported || role == Role::on_off) &&
+         shows(role, *core_value.commanded, state))) {
         return {};
     }
     return "object " + std::to_string(object) + ": the bulb shows " + shown + ", the core " +
-           (belief.told ? "was told " + *belief.told : "was told nothing") +
-           (belief.commanded ? " and commanded " + std::to_string(*belief.commanded) : "");
+           (core_value.reported ? "has the report " + *core_value.reported : "has no report") +
+           (core_value.commanded ? " and the command " + std::to_string(*core_value.commanded)
+                                 : "");
 }
 
 }  // namespace simulator

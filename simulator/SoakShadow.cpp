@@ -49,8 +49,8 @@ Json::Value switched(bool on) {
     return body;
 }
 
-// A brightness or colour temperature is sent only where it makes a difference: to a light that
-// shows a colour, a temperature always does.
+// A brightness or colour temperature is sent only when it changes something. For a light that shows
+// a colour, a temperature always does.
 std::optional<Json::Value> changed(const Json::Value& seen, const char* member, unsigned value) {
     Json::Value body(Json::objectValue);
     if (!seen["on"].asBool()) {
@@ -64,7 +64,7 @@ std::optional<Json::Value> changed(const Json::Value& seen, const char* member, 
     return body.empty() ? std::nullopt : std::optional<Json::Value>(body);
 }
 
-// A colour is sent whole and black is off. Whether the light is on is taken from the last look.
+// A colour is sent whole; black is off. Whether the light is on comes from the last state read.
 Json::Value coloured(const Json::Value& seen, const HSVColor& color) {
     if (color.hue == 0 && color.saturation == 0 && color.value == 0) {
         return switched(false);
@@ -81,28 +81,29 @@ Json::Value coloured(const Json::Value& seen, const HSVColor& color) {
 
 }  // namespace
 
-// Holds the reports that came against those that should have.
-class SoakShadow::Reports final {
+// Compares the actual reports with the expected ones.
+class SoakShadow::ReportCheck final {
   public:
-    Reports(const std::vector<Core::Report>& told, bool was_cut) : told_(told), was_cut_(was_cut) {}
+    ReportCheck(const std::vector<Core::Report>& reports, bool was_cut)
+        : reported_(reports), was_cut_(was_cut) {}
 
-    /// The next report must be this one; false when the daemon stopped behind it.
+    /// Expects this report next; false when the daemon stopped after it.
     bool next(int object, const std::string& value) {
-        if (at_ == told_.size()) {
-            note("not told that object " + std::to_string(object) + " is " + value);
+        if (at_ == reported_.size()) {
+            note("no report that object " + std::to_string(object) + " is " + value);
             return true;
         }
-        const Core::Report& report = told_[at_++];
+        const Core::Report& report = reported_[at_++];
         if (report.object != object || report.value != value) {
-            note("told that object " + std::to_string(report.object) + " is " + report.value +
+            note("reported that object " + std::to_string(report.object) + " is " + report.value +
                  " instead of object " + std::to_string(object) + " is " + value);
         }
-        return !was_cut_ || at_ < told_.size();
+        return !was_cut_ || at_ < reported_.size();
     }
     std::string end() {
-        if (at_ < told_.size()) {
-            note("told without reason that object " + std::to_string(told_[at_].object) + " is " +
-                 told_[at_].value);
+        if (at_ < reported_.size()) {
+            note("unexpected report that object " + std::to_string(reported_[at_].object) + " is " +
+                 reported_[at_].value);
         }
         return problem_;
     }
@@ -110,7 +111,7 @@ class SoakShadow::Reports final {
   private:
     void note(const std::string& problem) { problem_ = problem_.empty() ? problem : problem_; }
 
-    const std::vector<Core::Report>& told_;
+    const std::vector<Core::Report>& reported_;
     bool was_cut_;
     std::size_t at_ = 0;
     std::string problem_;  // the first
@@ -127,8 +128,8 @@ SoakShadow::SoakShadow(const std::vector<House::RoleObject>& objects) {
     }
 }
 
-void SoakShadow::reads(int light, const Json::Value& description) {
-    refreshes(light, description);
+void SoakShadow::set_initial_state(int light, const Json::Value& description) {
+    refresh(light, description);
     const Json::Value& seen = lights_[light].seen;
     HueLightState& stored = lights_[light].stored;
     stored.on = seen["on"].asBool();
@@ -141,16 +142,16 @@ void SoakShadow::reads(int light, const Json::Value& description) {
         std::tie(hsv.hue, hsv.saturation, hsv.value);
 }
 
-void SoakShadow::refreshes(int light, const Json::Value& description) {
+void SoakShadow::refresh(int light, const Json::Value& description) {
     lights_[light].seen = description["state"];
 }
 
-bool SoakShadow::asks_first(const SoakCommand& command) const {
+bool SoakShadow::needs_refresh(const SoakCommand& command) const {
     const Role role = place(command).role;
     return role == Role::temperature || (role == Role::value && command.value != 0);
 }
 
-std::optional<Json::Value> SoakShadow::wanted(const SoakCommand& command) const {
+std::optional<Json::Value> SoakShadow::expected_request(const SoakCommand& command) const {
     const Entry& entry = lights_.at(place(command).light);
     switch (place(command).role) {
         case Role::on_off: {
@@ -181,7 +182,7 @@ HueLightState SoakShadow::with_channel(const SoakCommand& command) const {
     return state;
 }
 
-void SoakShadow::carries_out(const SoakCommand& command) {
+void SoakShadow::apply(const SoakCommand& command) {
     HueLightState& stored = lights_.at(place(command).light).stored;
     switch (place(command).role) {
         case Role::on_off:
@@ -200,21 +201,21 @@ void SoakShadow::carries_out(const SoakCommand& command) {
     }
 }
 
-std::string SoakShadow::polls(const Json::Value& lights, const std::vector<Core::Report>& told,
-                              bool was_cut) {
-    Reports reports(told, was_cut);
+std::string SoakShadow::check_poll(const Json::Value& lights,
+                                   const std::vector<Core::Report>& reports, bool was_cut) {
+    ReportCheck check(reports, was_cut);
     for (auto& [number, entry] : lights_) {
-        refreshes(number, lights[std::to_string(number)]);
+        refresh(number, lights[std::to_string(number)]);
     }
     for (auto& [number, entry] : lights_) {
-        if (!report_light(entry, reports)) {
+        if (!report_light(entry, check)) {
             break;
         }
     }
-    return reports.end();
+    return check.end();
 }
 
-bool SoakShadow::report_light(Entry& entry, Reports& reports) {
+bool SoakShadow::report_light(Entry& entry, ReportCheck& reports) {
     HueLightState& stored = entry.stored;
     const bool on = entry.seen["on"].asBool();
     if (std::exchange(stored.on, on) != on && !reports.next(stored.on_off_object, on ? "1" : "0")) {
@@ -235,7 +236,7 @@ bool SoakShadow::report_light(Entry& entry, Reports& reports) {
     return stored.hsv_object == 0 || (report_rgb(entry, reports) && report_hsv(entry, reports));
 }
 
-bool SoakShadow::report_rgb(Entry& entry, Reports& reports) {
+bool SoakShadow::report_rgb(Entry& entry, ReportCheck& reports) {
     HueLightState& stored = entry.stored;
     const RGB now = rgb_of(entry.seen);
     const struct {
@@ -255,7 +256,7 @@ bool SoakShadow::report_rgb(Entry& entry, Reports& reports) {
     return true;
 }
 
-bool SoakShadow::report_hsv(Entry& entry, Reports& reports) {
+bool SoakShadow::report_hsv(Entry& entry, ReportCheck& reports) {
     HueLightState& stored = entry.stored;
     const HSVColor now = hsv_of(entry.seen);
     const bool is_reported = differs(stored.hue, now.hue, kHueTolerance) ||

@@ -32,39 +32,40 @@ class SoakShadow final {
         Role role;
     };
 
-    /// A role that is none of the seven is left out.
+    /// Ignores objects whose role is not one of the seven.
     explicit SoakShadow(const std::vector<House::RoleObject>& objects);
 
     const std::map<int, Place>& places() const { return places_; }
     const Place& place(const SoakCommand& command) const { return places_.at(command.object); }
 
-    /// The daemon's first look at a light.
-    void reads(int light, const Json::Value& description);
-    /// A later look: what the next request is compared with.
-    void refreshes(int light, const Json::Value& description);
+    /// The first state that the daemon reads of a light.
+    void set_initial_state(int light, const Json::Value& description);
+    /// A later state; the next request is compared with it.
+    void refresh(int light, const Json::Value& description);
 
-    /// True when the light is asked for its state before the command.
-    bool asks_first(const SoakCommand& command) const;
-    /// The body of the PUT; nothing when the light shows already what the command wants.
-    std::optional<Json::Value> wanted(const SoakCommand& command) const;
-    /// What the daemon stores once the command was sent.
-    void carries_out(const SoakCommand& command);
+    /// True when the daemon reads the light's state before it carries out the command.
+    bool needs_refresh(const SoakCommand& command) const;
+    /// The body of the PUT; nothing when the light has the commanded state already.
+    std::optional<Json::Value> expected_request(const SoakCommand& command) const;
+    /// Updates what the daemon stores once the command was sent.
+    void apply(const SoakCommand& command);
 
-    /// A poll with this answer, which led to these reports. `was_cut`: the daemon gave up after the
-    /// last of them, and leaves the rest to the next poll. Empty, or what is wrong with them.
-    std::string polls(const Json::Value& lights, const std::vector<Core::Report>& told,
-                      bool was_cut);
+    /// Checks the reports of a poll that had this answer. Returns the first fault, or an empty
+    /// text. `was_cut`: the daemon stopped after the last report and leaves the rest to the next
+    /// poll.
+    std::string check_poll(const Json::Value& lights, const std::vector<Core::Report>& reports,
+                           bool was_cut);
 
   private:
     struct Entry {
         hue_handler::HueLightState stored;
         Json::Value seen;  // the state of the last description
     };
-    class Reports;
+    class ReportCheck;
 
-    static bool report_light(Entry& entry, Reports& reports);
-    static bool report_rgb(Entry& entry, Reports& reports);
-    static bool report_hsv(Entry& entry, Reports& reports);
+    static bool report_light(Entry& entry, ReportCheck& reports);
+    static bool report_rgb(Entry& entry, ReportCheck& reports);
+    static bool report_hsv(Entry& entry, ReportCheck& reports);
     hue_handler::HueLightState with_channel(const SoakCommand& command) const;
 
     std::map<int, Place> places_;  // by object

@@ -1,4 +1,4 @@
-// A burst: more commands at once than the bridge may be driven with in hours.
+// A burst: more commands at once than the bridge accepts in hours.
 #include <algorithm>
 #include <cstdio>
 
@@ -7,36 +7,35 @@
 namespace simulator {
 namespace {
 
-constexpr std::chrono::seconds kPatience{30};
-constexpr std::chrono::milliseconds kForACommand{500};  // asking and changing, on a busy machine
+constexpr std::chrono::seconds kDrainLimit{30};
+constexpr std::chrono::milliseconds kForACommand{500};  // a GET and a PUT, on a busy machine
 constexpr std::size_t kBetweenForgetting = 1000;
 constexpr int kPercents = 100;
 
 }  // namespace
 
 bool Soak::run_burst(std::size_t commands, std::size_t awaited) {
-    if (!comes_up()) {
-        return is_over();
+    if (!start_daemon()) {
+        return finish();
     }
     const ProcessUse before = ProcessUse::at_rest(house_.daemon().pid());
     send_burst(commands);
-    const ProcessUse behind = ProcessUse::at_rest(house_.daemon().pid());
+    const ProcessUse after = ProcessUse::at_rest(house_.daemon().pid());
     char text[160];
-    std::snprintf(
-        text, sizeof(text),
-        "resident memory: %zu KiB before, %zu KiB behind, %zu KiB at the peak; %zu and %zu "
-        "descriptors",
-        before.resident_kib, behind.resident_kib, behind.peak_kib, before.descriptors,
-        behind.descriptors);
+    std::snprintf(text, sizeof(text),
+                  "resident memory: %zu KiB before, %zu KiB after, %zu KiB peak; %zu and %zu "
+                  "descriptors",
+                  before.resident_kib, after.resident_kib, after.peak_kib, before.descriptors,
+                  after.descriptors);
     print_(text);
-    check(behind.descriptors <= before.descriptors, "descriptors are left open");
+    check(after.descriptors <= before.descriptors, "descriptors were left open");
     const std::size_t open = ledger_.open();
-    end_burst(commands > awaited ? open - std::min(open, awaited) : 0);
-    return is_over();
+    finish_burst(commands > awaited ? open - std::min(open, awaited) : 0);
+    return finish();
 }
 
-// Round the lights, each time one percent more: no command wants what the one before it set, and
-// the last one for a light is told from all before it.
+// One light after the other, one percent more in each round: no command repeats the value of the
+// one before it, and the last command for a light differs from all earlier ones.
 SoakCommand Soak::burst_command(std::size_t number) const {
     std::vector<int> values;
     for (const House::RoleObject& object : objects_) {
@@ -60,20 +59,21 @@ void Soak::send_burst(std::size_t commands) {
     char text[160];
     std::snprintf(
         text, sizeof(text),
-        "%zu commands, %zu acknowledged, in %.1f s: %.0f a second; %zu carried out meanwhile",
+        "%zu commands, %zu acknowledged, in %.1f s: %.0f a second; %zu carried out so far",
         commands, ledger_.counts().acknowledged, took, static_cast<double>(commands) / took,
         ledger_.counts().carried_out);
     print_(text);
 }
 
-void Soak::end_burst(std::size_t left) {
-    const auto limit = kPatience + kForACommand * (ledger_.open() - left);
-    check(waits_for([&] { return ledger_.open() <= left; }, limit), "the queue does not drain");
+void Soak::finish_burst(std::size_t left) {
+    const auto limit = kDrainLimit + kForACommand * (ledger_.open() - left);
+    check(wait_until([&] { return ledger_.open() <= left; }, limit),
+          "the queue was not carried out in time");
     if (left > 0) {
-        check(house_.core().quits() == 0, "QUIT is not acknowledged");
-        check(waits_for([this] { return ledger_.counts().dropped > 0; }, kPatience),
+        check(house_.core().quit() == 0, "QUIT was not acknowledged");
+        check(wait_until([this] { return ledger_.counts().dropped > 0; }, kDrainLimit),
               "the log does not say how many commands were dropped");
-        ledger_.ends();
+        ledger_.finish();
     }
     for (const House::RoleObject& object : objects_) {
         if (object.role == "value") {
@@ -83,7 +83,7 @@ void Soak::end_burst(std::size_t left) {
         }
     }
     const auto ending = house_.stop();
-    check(ending && ending->is_success(), "the daemon did not end as it should");
+    check(ending && ending->is_success(), "the daemon did not exit with 0 on SIGTERM");
 }
 
 }  // namespace simulator

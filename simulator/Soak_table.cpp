@@ -1,4 +1,4 @@
-// What a soak prints: a row of the table every minute, the accounts at the end.
+// What a soak prints: a row of the table every minute, the totals at the end.
 #include <algorithm>
 #include <cstdio>
 
@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::chrono::minutes kSettling{5};
 
-// Under a sanitizer the memory is the sanitizer's.
+// The memory of a sanitizer build is not the daemon's own.
 constexpr bool is_sanitized() {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     return true;
@@ -20,7 +20,7 @@ constexpr bool is_sanitized() {
 
 }  // namespace
 
-// Now and then the house forgets, so that it does not grow itself.
+// The house discards its events, so that the simulator does not grow.
 void Soak::sample() {
     const ProcessUse before = last_use_;
     last_use_ = ProcessUse::at_rest(house_.daemon().pid());
@@ -58,38 +58,37 @@ void Soak::print_row(const ProcessUse& before) {
     last_sample_ = now;
 }
 
-void Soak::judge_growth() {
+void Soak::check_growth() {
     if (!is_settled_) {
-        print_("too short a run to tell whether anything grows");
+        print_("the run was too short to check for growth");
         return;
     }
-    check(last_use_.threads == settled_use_.threads, "the threads are not as many as they were");
-    check(last_use_.descriptors <= settled_use_.descriptors, "descriptors are left open");
+    check(last_use_.threads == settled_use_.threads, "the number of threads changed");
+    check(last_use_.descriptors <= settled_use_.descriptors, "descriptors were left open");
     if (is_sanitized() || plan_.duration < 2 * kSettling) {
         print_("resident memory: " + std::to_string(settled_use_.resident_kib) + " -> " +
-               std::to_string(last_use_.resident_kib) + " KiB, not judged (" +
-               (is_sanitized() ? "a sanitizer's" : "under ten minutes") + ")");
+               std::to_string(last_use_.resident_kib) + " KiB, not checked (" +
+               (is_sanitized() ? "sanitizer build" : "run shorter than ten minutes") + ")");
         return;
     }
     print_("resident memory: " + std::to_string(settled_use_.resident_kib) + " -> " +
            std::to_string(last_use_.resident_kib) + " KiB (tolerance " +
            std::to_string(kMemoryToleranceKib) + " KiB)");
     check(last_use_.resident_kib <= settled_use_.resident_kib + kMemoryToleranceKib,
-          "the memory grows");
+          "the resident memory grew");
 }
 
-// What the ledger found goes behind what was found here.
-bool Soak::is_over() {
+// The ledger's faults follow those found here.
+bool Soak::finish() {
     const SoakLedger::Counts counts = ledger_.counts();
     const std::size_t settled = counts.carried_out + counts.needless + counts.failed +
                                 counts.refused + counts.dropped + counts.lost;
     print_("commands: " + std::to_string(counts.sent) + " sent, " +
            std::to_string(counts.acknowledged) +
            " acknowledged = " + std::to_string(counts.carried_out) + " carried out + " +
-           std::to_string(counts.needless) + " that changed nothing + " +
-           std::to_string(counts.failed) + " failed with a line + " +
-           std::to_string(counts.refused) + " colours refused with a line + " +
-           std::to_string(counts.dropped) + " dropped at the end + " + std::to_string(counts.lost) +
+           std::to_string(counts.needless) + " needless + " + std::to_string(counts.failed) +
+           " failed, logged + " + std::to_string(counts.refused) + " colours refused, logged + " +
+           std::to_string(counts.dropped) + " dropped at exit + " + std::to_string(counts.lost) +
            " lost");
     print_(std::to_string(counts.requests) + " requests to the bridge, smallest gap " +
            std::to_string(ledger_.smallest_gap().count()) + " ms, at most " +
@@ -98,8 +97,8 @@ bool Soak::is_over() {
            " ms); " + std::to_string(counts.polls) + " polls, " + std::to_string(counts.reports) +
            " reports; " + std::to_string(reboots_) + " reboots of the bridge");
     check(counts.acknowledged == counts.sent, "not every command was acknowledged");
-    check(counts.acknowledged == settled, "the accounts do not balance");
-    check(ledger_.largest_lead() <= kLeadTolerance, "requests came too fast");
+    check(counts.acknowledged == settled, "acknowledged commands and results differ in number");
+    check(ledger_.largest_lead() <= kLeadTolerance, "requests were sent too fast");
     for (const std::string& fault : ledger_.faults()) {
         check(false, fault);
     }

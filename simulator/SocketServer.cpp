@@ -60,14 +60,14 @@ SocketServer::~SocketServer() {
 }
 
 void SocketServer::listen_tcp(const std::string& ip, int port) {
-    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    const std::lock_guard<std::mutex> lock(control_mutex_);
     ip_ = ip;
     port_ = port;
     listen_again();
 }
 
 void SocketServer::listen_unix(const std::string& path) {
-    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    const std::lock_guard<std::mutex> lock(control_mutex_);
     path_ = path;
     listen_again();
 }
@@ -93,7 +93,7 @@ void SocketServer::listen_again() {
 }
 
 void SocketServer::refuse() {
-    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    const std::lock_guard<std::mutex> lock(control_mutex_);
     if (acceptor_.joinable()) {
         refuse_event_.set();
         acceptor_.join();
@@ -103,10 +103,10 @@ void SocketServer::refuse() {
     waiting_clients_.clear();
 }
 
-// The kernel keeps one more than the backlog, and a second client on its way.
+// The kernel queues one more than the backlog, and one further client half open.
 void SocketServer::hang() {
     refuse();
-    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    const std::lock_guard<std::mutex> lock(control_mutex_);
     listener_ = open_listener(0);
     for (int i = 0; i < 3; ++i) {
         waiting_clients_.push_back(open_waiting_client());
@@ -124,13 +124,13 @@ FileDescriptor SocketServer::open_waiting_client() const {
         path_.empty() ? connect(fd.get(), reinterpret_cast<const sockaddr*>(&tcp), sizeof(tcp))
                       : connect(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local));
     if (result != 0 && errno != EINPROGRESS && errno != EAGAIN) {
-        fail("a client that waits");
+        fail("client that fills the queue");
     }
     return fd;
 }
 
 void SocketServer::accept_again() {
-    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    const std::lock_guard<std::mutex> lock(control_mutex_);
     if (!acceptor_.joinable()) {
         listen_again();
     }
@@ -138,7 +138,7 @@ void SocketServer::accept_again() {
 
 void SocketServer::stop() {
     refuse();
-    const std::lock_guard<std::mutex> lock(verbs_mutex_);
+    const std::lock_guard<std::mutex> lock(control_mutex_);
     stop_event_.set();
     serving_.clear();  // waits for each
     stop_event_.clear();
@@ -168,8 +168,8 @@ void SocketServer::accept_loop() {
 }
 
 void SocketServer::serve(FileDescriptor fd) {
-    // Shared, since the task of std::async must be copyable; moved out, so that the descriptor is
-    // closed when the handler returns and not when its future is looked at.
+    // Shared, since a task of std::async must be copyable. Moved out, so that the descriptor is
+    // closed when the handler returns and not when the future is released.
     auto held = std::make_shared<FileDescriptor>(std::move(fd));
     serving_.push_back(std::async(std::launch::async, [this, held] {
         Connection connection(std::move(*held), stop_event_.fd());

@@ -1,7 +1,7 @@
-/// A listening socket of the house: accepts, and serves each connection on a thread of its own.
+/// A listening socket: accepts connections and serves each on a thread of its own.
 ///
-/// The verbs (listen, refuse, hang, accept_again, stop) belong to one controlling thread at a time;
-/// the handler runs on the server's threads, several at once.
+/// listen, refuse, hang, accept_again and stop belong to one controlling thread at a time. The
+/// handler runs on several threads of the server at once.
 #pragma once
 
 #include <atomic>
@@ -29,21 +29,21 @@ class SocketServer final {
 
     /// Starts accepting; throws std::system_error. `ip` is dotted; port 0 lets the system choose.
     void listen_tcp(const std::string& ip, int port);
-    /// A file at `path` is removed first.
+    /// Removes a file at `path` first.
     void listen_unix(const std::string& path);
 
-    /// Closes the listening socket: from now on a connection is refused. Open ones go on.
+    /// Closes the listening socket: new connections are refused. Open ones continue.
     void refuse();
-    /// Listens, but takes nobody in and has no room left for those who wait: from now on a
-    /// connection neither opens nor fails. Open ones go on.
+    /// Listens with a full queue and does not accept: connecting neither succeeds nor fails. Open
+    /// connections continue.
     void hang();
-    /// Listens again where it did before.
+    /// Listens again on the same address.
     void accept_again();
-    /// Refuses, tells the handlers to end and waits for them, which takes well under a second.
+    /// Refuses connections, ends the handlers and waits for them; takes less than a second.
     void stop();
 
     int port() const { return port_; }
-    /// How many connections were accepted.
+    /// Number of accepted connections.
     int connections() const { return connections_; }
 
   private:
@@ -58,12 +58,13 @@ class SocketServer final {
     std::string path_;
     int port_ = 0;
     FileDescriptor listener_;
-    std::vector<FileDescriptor> waiting_clients_;  // fill the queue of one that hangs
+    std::vector<FileDescriptor> waiting_clients_;  // fill the queue for hang()
     WakeUp refuse_event_;                          // ends the acceptor
     WakeUp stop_event_;                            // ends every connection
     std::atomic<int> connections_{0};
-    std::list<std::future<void>> serving_;  // of the acceptor, and of stop() when that has ended
-    std::mutex verbs_mutex_;                // keeps the verbs apart
+    std::list<std::future<void>>
+        serving_;               // used by the acceptor, and by stop() after it has ended
+    std::mutex control_mutex_;  // one of the calls above at a time
     std::thread acceptor_;
 };
 

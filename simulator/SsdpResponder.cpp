@@ -25,7 +25,7 @@ const sockaddr* as_any(const sockaddr_in& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
-// Bound to the group itself: on port 1900 of the machine's addresses somebody else may listen.
+// Bound to the group itself: port 1900 of the machine's addresses may be in use.
 FileDescriptor join_group() {
     FileDescriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const int yes = 1;
@@ -36,7 +36,8 @@ FileDescriptor join_group() {
     if (!fd || setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes)) != 0 ||
         bind(fd.get(), as_any(address), sizeof(address)) != 0 ||
         setsockopt(fd.get(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof(membership)) != 0) {
-        throw std::system_error(errno, std::generic_category(), "answering searches for devices");
+        throw std::system_error(errno, std::generic_category(),
+                                "cannot listen for device searches");
     }
     return fd;
 }
@@ -52,7 +53,7 @@ std::string header_value(const std::string& message, const std::string& name) {
     return message.substr(begin, message.find("\r\n", begin) - begin);
 }
 
-// A device says nothing to a search that is not complete.
+// A device ignores an incomplete search.
 bool is_search(const std::string& message) {
     return message.rfind("M-SEARCH * HTTP/1.1\r\n", 0) == 0 &&
            message.find("\r\n\r\n") != std::string::npos &&
@@ -83,7 +84,7 @@ SsdpResponder::~SsdpResponder() {
     thread_.join();
 }
 
-void SsdpResponder::adds(const Answer& answer) {
+void SsdpResponder::add_answer(const Answer& answer) {
     const std::lock_guard<std::mutex> lock(mutex_);
     additions_.push_back(answer);
 }
@@ -101,7 +102,7 @@ void SsdpResponder::serve() {
             return;
         }
         receive();
-        send_what_is_due();
+        send_due_answers();
     }
 }
 
@@ -117,26 +118,26 @@ void SsdpResponder::receive() {
     }
     const std::string target = header_value(message, "ST");
     if (sink_) {
-        sink_(EventKind::daemon_to_bridge, "M-SEARCH, to every device: " + target);
+        sink_(EventKind::daemon_to_bridge, "M-SEARCH to every device: " + target);
     }
     const auto now = Clock::now();
     const std::lock_guard<std::mutex> lock(mutex_);
     for (const Answer& answer : answers_) {
         if (target == "ssdp:all" || target == header_value(answer.text, "ST")) {
-            due_.emplace(now + answer.delay, Letter{from, answer.text});
+            due_.emplace(now + answer.delay, Datagram{from, answer.text});
         }
     }
     for (const Answer& answer : additions_) {
-        due_.emplace(now + answer.delay, Letter{from, answer.text});
+        due_.emplace(now + answer.delay, Datagram{from, answer.text});
     }
 }
 
-void SsdpResponder::send_what_is_due() {
+void SsdpResponder::send_due_answers() {
     const auto last = due_.upper_bound(Clock::now());
-    for (auto letter = due_.begin(); letter != last; ++letter) {
-        // A searcher that has gone misses it.
-        sendto(socket_.get(), letter->second.text.data(), letter->second.text.size(), 0,
-               as_any(letter->second.to), sizeof(letter->second.to));
+    for (auto datagram = due_.begin(); datagram != last; ++datagram) {
+        // Errors are ignored: the searcher may have ended.
+        sendto(socket_.get(), datagram->second.text.data(), datagram->second.text.size(), 0,
+               as_any(datagram->second.to), sizeof(datagram->second.to));
     }
     due_.erase(due_.begin(), last);
 }

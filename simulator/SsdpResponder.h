@@ -1,7 +1,7 @@
-/// Answers searches for devices (SSDP, UDP multicast) as the devices of a house do: each search
-/// gets many answers, spread over some time, in a mixture of devices.
+/// Answers device searches (SSDP, UDP multicast) for all devices of the house: each search gets
+/// many answers from different devices over some time.
 ///
-/// Owned by the bridge. Thread-safe; it answers on a thread of its own.
+/// Owned by the bridge. Thread-safe; answers on a thread of its own.
 #pragma once
 
 #include <chrono>
@@ -25,31 +25,31 @@ class SsdpResponder final {
     static constexpr int kPort = 1900;
 
     struct Answer {
-        std::chrono::milliseconds delay;  ///< behind the search
+        std::chrono::milliseconds delay;  ///< after the search
         std::string text;                 ///< one datagram
     };
 
-    /// True where a search leaves through the loopback, as it does in a private sandbox. Elsewhere
-    /// it would go out into the machine's own network, and nobody here would hear it.
+    /// True if multicast uses the loopback, as in a private sandbox. Elsewhere a search would go to
+    /// the machine's network and not arrive here.
     static bool is_possible();
 
     /// Listens; throws std::system_error.
     explicit SsdpResponder(std::vector<Answer> answers, EventSink sink = {});
     ~SsdpResponder();
 
-    /// One more answer, to whatever is searched for; not checked in any way.
-    void adds(const Answer& answer);
+    /// Adds an answer to every search, whatever its target; the text is not checked.
+    void add_answer(const Answer& answer);
 
   private:
     using Clock = std::chrono::steady_clock;
-    struct Letter {
+    struct Datagram {
         sockaddr_in to;
         std::string text;
     };
 
     void serve();
     void receive();
-    void send_what_is_due();
+    void send_due_answers();
 
     EventSink sink_;
     FileDescriptor socket_;
@@ -57,7 +57,7 @@ class SsdpResponder final {
     std::mutex mutex_;  // guards answers_ and additions_
     std::vector<Answer> answers_;
     std::vector<Answer> additions_;
-    std::multimap<Clock::time_point, Letter> due_;  // of the thread
+    std::multimap<Clock::time_point, Datagram> due_;  // used by the thread only
     std::thread thread_;
 };
 

@@ -16,8 +16,8 @@ namespace simulator {
 namespace {
 
 constexpr const char* kLogPath = "/dev/log";
-constexpr const char* kMark = "mark of catches_up";
-constexpr const char* kFiller = "filler of stops_reading";
+constexpr const char* kMark = "mark of sync";
+constexpr const char* kFiller = "filler of stop_reading";
 constexpr std::chrono::seconds kCatchUpLimit{5};
 constexpr std::size_t kStampLength = 16;  // "Nov 22 21:21:49 "
 
@@ -28,7 +28,7 @@ sockaddr_un log_address() {
     return address;
 }
 
-// "<131>Nov 22 21:21:49 lumivad[123]: text", the time stamp being optional.
+// "<131>Nov 22 21:21:49 lumivad[123]: text"; the time stamp is optional.
 SystemLog::Line parse(std::string datagram) {
     while (!datagram.empty() && datagram.back() == '\0') {
         datagram.pop_back();
@@ -74,7 +74,7 @@ void SystemLog::open() {
     }
     const sockaddr_un address = log_address();
     const auto* name = reinterpret_cast<const sockaddr*>(&address);
-    // What a log that is gone left behind, outside a sandbox, is in nobody's use.
+    // Outside a sandbox, removes the unused socket of an earlier log.
     const FileDescriptor probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (connect(probe.get(), name, sizeof(address)) != 0 && errno == ECONNREFUSED) {
         unlink(kLogPath);
@@ -86,10 +86,10 @@ void SystemLog::open() {
 }
 
 SystemLog::~SystemLog() {
-    vanishes();
+    stop();
 }
 
-void SystemLog::vanishes() {
+void SystemLog::stop() {
     end_thread();
     if (socket_) {
         unlink(kLogPath);
@@ -97,9 +97,9 @@ void SystemLog::vanishes() {
     }
 }
 
-// How long a queue is depends on the system. A sender may only have so much in it: it is full once
-// a fresh one has no room.
-void SystemLog::stops_reading() {
+// The length of the queue depends on the system, and each sender has a limit of its own. The queue
+// is full once a new sender has no room.
+void SystemLog::stop_reading() {
     end_thread();
     const sockaddr_un address = log_address();
     bool has_room = true;
@@ -121,7 +121,7 @@ void SystemLog::end_thread() {
     }
 }
 
-void SystemLog::recovers() {
+void SystemLog::recover() {
     if (!socket_) {
         open();
     }
@@ -162,7 +162,7 @@ void SystemLog::take(std::string datagram) {
         return;
     }
     {
-        const std::lock_guard<std::mutex> lock(mutex_);  // so that a waiter cannot miss it
+        const std::lock_guard<std::mutex> lock(mutex_);  // so that sync() cannot miss it
         ++marks_seen_;
     }
     arrived_.notify_all();
@@ -207,7 +207,7 @@ void SystemLog::clear() {
     lines_.clear();
 }
 
-void SystemLog::catches_up() {
+void SystemLog::sync() {
     const std::lock_guard<std::mutex> one_at_a_time(mark_mutex_);
     const sockaddr_un address = log_address();
     const FileDescriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));

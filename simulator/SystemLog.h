@@ -1,6 +1,6 @@
-/// The house's system log: serves /dev/log, as a syslog daemon does, and keeps every line.
+/// The simulated system log: serves /dev/log as a syslog daemon does and keeps every line.
 ///
-/// One at a time in a sandbox. Thread-safe.
+/// One per sandbox. Thread-safe.
 #pragma once
 
 #include <atomic>
@@ -24,35 +24,35 @@ class SystemLog final {
         int priority = 0;   ///< syslog severity, 0..7: 3 error, 4 warning, 6 info, 7 debug
         int facility = 0;   ///< syslog facility, 16 for LOG_LOCAL0
         std::string ident;  ///< program name
-        int pid = 0;        ///< 0 when the line bore none
+        int pid = 0;        ///< 0 if the line has none
         std::string text;   ///< the message, as the program wrote it
     };
 
-    /// Binds /dev/log; throws std::system_error when it is taken.
+    /// Binds /dev/log; throws std::system_error if it is taken.
     SystemLog();
     ~SystemLog();
 
-    /// Called for each line, on the log's own thread; set before the first line.
+    /// Called for each line on the log's thread. Set before the first line.
     void on_line(std::function<void(const Line&)> listener);
 
     /// A copy of the lines since the start or the last clear().
     std::vector<Line> lines() const;
-    /// How many of them hold `part`.
+    /// Number of lines that contain `part`.
     std::size_t count(const std::string& part) const;
-    /// True as soon as a line holds `part`; false when none does within `limit`.
+    /// Waits until a line contains `part`; false at the limit.
     bool wait_for(const std::string& part,
                   std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
     void clear();
-    /// Returns when every line that was sent before this call is kept and the listener has had it.
-    void catches_up();
+    /// Waits until every line that was sent before this call is stored and passed to the listener.
+    void sync();
 
-    /// @name Faults, which belong to one controlling thread
+    /// @name Faults; one controlling thread
     /// @{
-    /// Nobody takes lines any more: there is no /dev/log.
-    void vanishes();
-    /// Has a queue that is full, and takes nothing out of it.
-    void stops_reading();
-    void recovers();
+    /// Removes /dev/log.
+    void stop();
+    /// Fills the queue and stops reading it.
+    void stop_reading();
+    void recover();
     /// @}
 
   private:
@@ -69,7 +69,7 @@ class SystemLog final {
     mutable std::mutex mutex_;  // guards lines_ and listener_
     mutable std::condition_variable arrived_;
     std::vector<Line> lines_;
-    // A mark is sent among the lines, which arrive in the order in which they were sent.
+    // sync() sends a mark. Lines and marks arrive in the order in which they were sent.
     std::mutex mark_mutex_;  // one mark at a time
     std::atomic<std::uint64_t> marks_seen_{0};
     std::thread thread_;

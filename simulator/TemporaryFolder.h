@@ -1,4 +1,4 @@
-/// A folder of nobody else's, under a name that nobody can know before; it goes with this.
+/// A private folder with an unpredictable name; the destructor removes it.
 #pragma once
 
 #include <filesystem>
@@ -7,7 +7,7 @@ namespace simulator {
 
 class TemporaryFolder final {
   public:
-    /// Throws std::system_error when it cannot be made.
+    /// Throws std::system_error if the folder cannot be created.
     TemporaryFolder();
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder&) = delete;

@@ -15,7 +15,7 @@ WakeUp::WakeUp() : event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     }
 }
 
-// Cannot fail: a counter that nobody reads is far from full.
+// Cannot fail: the counter never gets near its limit.
 void WakeUp::set() const {
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t length = write(event_.get(), &one, sizeof(one));

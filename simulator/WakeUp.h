@@ -1,6 +1,6 @@
-/// An event that ends the wait of another thread's poll, and stays until it is cleared.
+/// An event that ends the poll of another thread and lasts until it is cleared.
 ///
-/// Any thread may set it; it outlives every poll that waits for it.
+/// Any thread may set it. It must outlive every poll that waits for it.
 #pragma once
 
 #include "libcbase/Cstylecode.h"

@@ -1,4 +1,4 @@
-// soak: runs the real daemon in a busy house for a long time and keeps accounts.
+// soak: runs the daemon in a simulated house under load and checks every command.
 #include <cstdio>
 #include <exception>
 #include <random>
@@ -40,31 +40,31 @@ int run(int argc, char** argv) {
     std::size_t burst = 0;
     std::size_t awaited = 200;
     CLI::App app(
-        "Runs the daemon in a busy simulated house and compares, at the end, what the core "
-        "holds, what the daemon stored and what the bulbs show.");
-    app.add_option("minutes", minutes, "how long the house is busy")
+        "Runs the daemon in a simulated house under load. Checks every command, and at the end "
+        "compares the core's values, what the daemon stored and the bulbs.");
+    app.add_option("minutes", minutes, "duration of the load in minutes")
         ->check(CLI::Range(0.1, 100000.0))
         ->capture_default_str();
-    app.add_option("--lights", plan.lights, "how many lights")
+    app.add_option("--lights", plan.lights, "number of lights")
         ->check(CLI::Range(1, kMostLights))
         ->capture_default_str();
-    app.add_option("--seed", plan.seed, "repeats a run: the same commands and changes");
-    app.add_option("--burst", burst, "instead: so many commands as fast as they are answered")
+    app.add_option("--seed", plan.seed, "seed of the random commands and changes, to repeat a run");
+    app.add_option("--burst", burst, "instead of the load: number of commands to send at once")
         ->check(CLI::PositiveNumber);
-    app.add_option("--await", awaited, "carried out before a burst is broken off")
+    app.add_option("--await", awaited, "with --burst: number of commands to carry out before QUIT")
         ->capture_default_str();
-    app.add_option("--daemon", plan.daemon, "the program to run")->capture_default_str();
+    app.add_option("--daemon", plan.daemon, "path of lumivad")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     plan.duration = std::chrono::seconds(static_cast<long>(minutes * 60));
     // First, while there is one thread.
     const simulator::Sandbox sandbox = simulator::Sandbox::enter();
     if (!sandbox.is_private()) {
-        print("no namespaces here (" + sandbox.reason() + "): on the machine's own loopback");
+        print("no namespaces (" + sandbox.reason() + "): using the loopback of this machine");
     }
     Soak soak(plan, print);
-    const bool holds = burst > 0 ? soak.run_burst(burst, awaited) : soak.run();
-    print(holds ? "all holds" : "!! it does not hold");
-    return holds ? 0 : kExitFailure;
+    const bool has_passed = burst > 0 ? soak.run_burst(burst, awaited) : soak.run();
+    print(has_passed ? "passed" : "FAILED");
+    return has_passed ? 0 : kExitFailure;
 }
 
 }  // namespace

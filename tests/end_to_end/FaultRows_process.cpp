@@ -35,13 +35,13 @@ void allow_descriptors(rlim_t count) {
 void meets_silent_peers(Trial& trial, int count) {
     std::vector<FileDescriptor> peers;
     for (int i = 1; i <= count; ++i) {
-        peers.push_back(trial.core().connects());
+        peers.push_back(trial.core().connect_to_daemon());
         if (i % 50 == 0) {
-            trial.asks(1);
+            trial.send_commands(1);
         }
     }
-    trial.awaits_log("displaced by a later connection");
-    trial.awaits_settled();
+    trial.wait_for_log("displaced by a later connection");
+    trial.wait_until_settled();
 }
 
 // Every beginning of a request, closed in order or reset.
@@ -49,48 +49,47 @@ void meets_cut_requests(Trial& trial) {
     const std::string text = *fsmcore_format::compose_request(
         fsmcore_format::Form::length_managed,
         {"SERVICE_RUNONELEMENT", {"131", "RUN", "1", "", "", "CORE"}, "5"});
-    trial.starts();
+    trial.start();
     for (std::size_t cut = 0; cut < text.size(); ++cut) {
-        FileDescriptor peer = trial.core().connects();
-        trial.requires_that(
-            send(peer.get(), text.data(), cut, MSG_NOSIGNAL) == static_cast<ssize_t>(cut),
-            "a beginning cannot be sent");
+        FileDescriptor peer = trial.core().connect_to_daemon();
+        trial.expect(send(peer.get(), text.data(), cut, MSG_NOSIGNAL) == static_cast<ssize_t>(cut),
+                     "a beginning cannot be sent");
         if (cut % 2 == 1) {
             const linger at_once{1, 0};
             setsockopt(peer.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof(at_once));
         }
         if (cut % 50 == 49) {
-            trial.asks(1);
+            trial.send_commands(1);
         }
     }
-    trial.asks(5);
-    trial.awaits("a line for each of them",
-                 [&] { return trial.log().count("GtwHandler::run ") >= text.size(); });
-    trial.requires_that(!trial.house().light(3).is_on(), "part of a request was carried out");
+    trial.send_commands(5);
+    trial.wait_until("a line for each of them",
+                     [&] { return trial.log().count("GtwHandler::run ") >= text.size(); });
+    trial.expect(!trial.house().light(3).is_on(), "part of a request was carried out");
 }
 
 void limit_descriptors(Trial& trial, std::size_t count) {
     const rlimit limit{count, 4096};
-    trial.requires_that(prlimit(trial.house().daemon().pid(), RLIMIT_NOFILE, &limit, nullptr) == 0,
-                        "no limit could be set");
+    trial.expect(prlimit(trial.house().daemon().pid(), RLIMIT_NOFILE, &limit, nullptr) == 0,
+                 "no limit could be set");
 }
 
 // Room for a few descriptors, and many who want one.
 void runs_short_of_descriptors(Trial& trial) {
-    trial.starts();
+    trial.start();
     limit_descriptors(trial, 16);
     meets_silent_peers(trial, 300);
-    trial.requires_that(trial.log().count("Too many open files (light id = ") == 0,
-                        "nothing was left for the bridge");
+    trial.expect(trial.log().count("Too many open files (light id = ") == 0,
+                 "nothing was left for the bridge");
     limit_descriptors(trial, 1024);
 }
 
 // Not one is left: nobody can be served, and nothing may break.
 void has_no_descriptor_left(Trial& trial) {
-    trial.starts();
+    trial.start();
     limit_descriptors(trial, 3);
-    std::thread core([&] { trial.tries_to_ask(1); });
-    trial.awaits_log("Too many open files (bridge disconnected)");
+    std::thread core([&] { trial.send_unchecked(1); });
+    trial.wait_for_log("Too many open files (bridge disconnected)");
     limit_descriptors(trial, 1024);
     core.join();
 }
@@ -104,63 +103,63 @@ rlim_t address_space_of(pid_t pid) {
 
 void limit_memory(Trial& trial, rlim_t bytes) {
     const rlimit limit{bytes, RLIM_INFINITY};
-    trial.requires_that(prlimit(trial.house().daemon().pid(), RLIMIT_AS, &limit, nullptr) == 0,
-                        "no limit could be set");
+    trial.expect(prlimit(trial.house().daemon().pid(), RLIMIT_AS, &limit, nullptr) == 0,
+                 "no limit could be set");
 }
 
 // What a light says of itself needs more memory parsed than there is.
 void runs_out_of_memory(Trial& trial) {
-    trial.starts();
+    trial.start();
     limit_memory(trial, address_space_of(trial.house().daemon().pid()) + (4U << 20));
     std::string body = "{\"state\":[0";
     while (body.size() < 1900000) {
         body += ",0.1234567890";
     }
-    trial.bridge().sends_body(body + "]}");
-    trial.asks(5);
-    trial.awaits_log("std::bad_alloc (light id = ");
-    trial.bridge().recovers();
-    trial.asks(2);
+    trial.bridge().send_body(body + "]}");
+    trial.send_commands(5);
+    trial.wait_for_log("std::bad_alloc (light id = ");
+    trial.bridge().recover();
+    trial.send_commands(2);
     limit_memory(trial, RLIM_INFINITY);
 }
 
 // The next poll comes when the quiet time behind a command is over, neither at once nor in a day.
 void steps_the_clock(Trial& trial, int seconds) {
-    trial.starts();
-    trial.pauses(Milliseconds(4000));
-    trial.asks(3);
-    trial.awaits_settled();
+    trial.start();
+    trial.random_pause(Milliseconds(4000));
+    trial.send_commands(3);
+    trial.wait_until_settled();
     const auto settled = Trial::Clock::now();
     // Nothing shows that the quiet time has begun, a moment after the last answer. It lasts 3 s.
     std::this_thread::sleep_for(Milliseconds(1000));
     trial.shim().clock_offset_seconds = seconds;
     const int before = trial.polls();
-    trial.awaits("a poll", [&] { return trial.polls() > before; });
-    trial.requires_that(Trial::Clock::now() - settled > Milliseconds(2900), "it polls too early");
-    trial.asks(2);
+    trial.wait_until("a poll", [&] { return trial.polls() > before; });
+    trial.expect(Trial::Clock::now() - settled > Milliseconds(2900), "it polls too early");
+    trial.send_commands(2);
 }
 
 // A kill leaves it no time at all: whatever it had must not stand in the way of the next one.
 void is_terminated(Trial& trial, int number, const std::string& ending) {
-    trial.starts();
-    trial.pauses(Milliseconds(4000));
-    trial.tries_to_ask(5);
-    trial.pauses(Milliseconds(700));
-    trial.house().daemon().signals(number);
-    trial.is_struck_down(ending, std::chrono::seconds(1));
+    trial.start();
+    trial.random_pause(Milliseconds(4000));
+    trial.send_unchecked(5);
+    trial.random_pause(Milliseconds(700));
+    trial.house().daemon().send_signal(number);
+    trial.expect_killed(ending, std::chrono::seconds(1));
 }
 
 // The core that started it once too often talks to one of them only.
 void runs_twice(Trial& trial) {
-    trial.starts();
+    trial.start();
     DaemonProcess other(trial.daemon_path(), {"--id", std::to_string(trial.house().runner())},
                         trial.environment());
     const auto status = other.start_status(Trial::kLimit);
-    trial.requires_that(status && status->status == 0, "the other does not start");
-    trial.asks(5);
-    trial.requires_that(other.stop().text() == "exit code 0", "the other does not end");
-    trial.asks(2);
-    trial.awaits_settled();
+    trial.expect(status && status->status == 0, "the other does not start");
+    trial.send_commands(5);
+    trial.expect(other.stop().text() == "exit code 0", "the other does not end");
+    trial.send_commands(2);
+    trial.wait_until_settled();
 }
 
 // At any moment of the start: before its handlers are installed it ends as any process does.
@@ -171,44 +170,44 @@ void is_terminated_while_it_starts(Trial& trial) {
         DaemonProcess daemon(trial.daemon_path(), {"--id", runner}, trial.environment());
         std::this_thread::sleep_for(
             std::chrono::microseconds(trial.is_random() ? trial.random(30000) : i * i * 200));
-        daemon.signals(SIGTERM);
+        daemon.send_signal(SIGTERM);
         const auto ending = daemon.wait(std::chrono::seconds(1));
         const std::string how = ending ? ending->text() : "nothing";
-        trial.requires_that(how == "exit code 0" || how == "signal 15", "a start ends with " + how);
+        trial.expect(how == "exit code 0" || how == "signal 15", "a start ends with " + how);
         ++endings[how];
     }
     for (const auto& [how, count] : endings) {
-        trial.sees(std::to_string(count) + " of 12 starts end with " + how);
+        trial.note(std::to_string(count) + " of 12 starts end with " + how);
     }
-    trial.starts();
+    trial.start();
 }
 
 void is_struck(Trial& trial, int number, std::atomic<std::int32_t> FaultShim::*where) {
-    trial.starts();
-    trial.pauses(Milliseconds(4000));
+    trial.start();
+    trial.random_pause(Milliseconds(4000));
     trial.shim().allocations_before = trial.is_random() ? trial.random(200) : 0;
     trial.shim().*where = number;
-    trial.tries_to_ask(1);
-    trial.is_struck_down("exit code 1", std::chrono::seconds(trial.is_random() ? 5 : 1));
-    trial.awaits_log(number == SIGSEGV ? "gtwHandlerSigsegvHandler called"
-                                       : "gtwHandlerSigabrtHandler called");
+    trial.send_unchecked(1);
+    trial.expect_killed("exit code 1", std::chrono::seconds(trial.is_random() ? 5 : 1));
+    trial.wait_for_log(number == SIGSEGV ? "gtwHandlerSigsegvHandler called"
+                                         : "gtwHandlerSigabrtHandler called");
 }
 
 void weathers_a_storm(Trial& trial, int number, const std::string& line) {
-    trial.starts();
+    trial.start();
     std::atomic<bool> is_over{false};
     const auto& daemon = trial.house().daemon();
     std::thread storm([&] {
         while (!is_over) {
-            daemon.signals(number);
+            daemon.send_signal(number);
             std::this_thread::sleep_for(std::chrono::microseconds(50));
         }
     });
-    trial.asks(10);
-    trial.awaits_settled();
+    trial.send_commands(10);
+    trial.wait_until_settled();
     is_over = true;
     storm.join();
-    trial.awaits_log(line);
+    trial.wait_for_log(line);
 }
 
 }  // namespace
@@ -218,7 +217,7 @@ std::vector<FaultRow> process_rows() {
         {"EndpointMeetsSilentPeers", "500 connections to the endpoint that say nothing",
          [](Trial& trial) {
              allow_descriptors(1024);
-             trial.starts();
+             trial.start();
              meets_silent_peers(trial, 500);
          }},
         {"EndpointMeetsCutRequests", "requests cut at every byte", meets_cut_requests},

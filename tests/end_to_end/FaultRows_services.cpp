@@ -20,106 +20,106 @@ constexpr int kErrorAnswer = 13;
 template <typename How>
 Course core_does(How how, int reason) {
     return [how, reason](Trial& trial) {
-        trial.starts();
-        trial.pauses();
+        trial.start();
+        trial.random_pause();
         std::invoke(how, trial.core());
-        trial.changes_a_bulb();
-        trial.awaits_log(
+        trial.change_bulb();
+        trial.wait_for_log(
             "ERROR sending vexad request: core_request::run error calling fsmcore_request <" +
             std::to_string(reason) + ">");
-        trial.asks(3);
+        trial.send_commands(3);
     };
 }
 
 Course core_fails(Core::Fault fault, int reason) {
-    return core_does([fault](Core& core) { core.fails(fault); }, reason);
+    return core_does([fault](Core& core) { core.inject_fault(fault); }, reason);
 }
 
 // Once it is back, a light's next change reaches it.
 void core_comes_back(Trial& trial) {
-    trial.starts();
-    trial.core().vanishes();
-    trial.changes_a_bulb();
-    trial.awaits_log("ERROR sending vexad request: ");
-    trial.core().recovers();
-    trial.changes_a_bulb();
-    trial.awaits("the report", [&] { return trial.core().value(111) == "0"; });
-    trial.requires_that(trial.core().reports().size() == 1, "more was reported than had changed");
+    trial.start();
+    trial.core().stop();
+    trial.change_bulb();
+    trial.wait_for_log("ERROR sending vexad request: ");
+    trial.core().recover();
+    trial.change_bulb();
+    trial.wait_until("the report", [&] { return trial.core().value(111) == "0"; });
+    trial.expect(trial.core().reports().size() == 1, "more was reported than had changed");
 }
 
 void core_is_late(Trial& trial) {
-    trial.starts();
-    trial.core().fails(Core::Fault::late);
-    trial.changes_a_bulb();
-    trial.awaits("the report", [&] { return trial.core().value(111) == "1"; });
-    trial.asks(3);
+    trial.start();
+    trial.core().inject_fault(Core::Fault::late);
+    trial.change_bulb();
+    trial.wait_until("the report", [&] { return trial.core().value(111) == "1"; });
+    trial.send_commands(3);
 }
 
 void core_quits_while_commands_wait(Trial& trial) {
-    trial.starts();
-    trial.pauses();
-    trial.tries_to_ask(20);
-    trial.requires_that(trial.core().quits() == 0, "QUIT is not answered");
-    trial.tries_to_ask(2);
-    trial.awaits_log("Request dropped, lumivad will terminate soon: ");
-    trial.awaits_log(" requests dropped, the request manager thread has ended");
-    trial.awaits_settled();
-    trial.house().daemon().signals(SIGTERM);
-    trial.ends("exit code 0", std::chrono::seconds(2));
+    trial.start();
+    trial.random_pause();
+    trial.send_unchecked(20);
+    trial.expect(trial.core().quit() == 0, "QUIT is not answered");
+    trial.send_unchecked(2);
+    trial.wait_for_log("Request dropped, lumivad will terminate soon: ");
+    trial.wait_for_log(" requests dropped, the request manager thread has ended");
+    trial.wait_until_settled();
+    trial.house().daemon().send_signal(SIGTERM);
+    trial.expect_exit("exit code 0", std::chrono::seconds(2));
 }
 
 Course database_fails(DatabaseFault fault) {
     return [fault](Trial& trial) {
-        trial.database().fails(fault);
-        trial.fails_to_start();
-        trial.awaits_log("Impossible to get required OPTIONALP needed by the runner");
+        trial.database().inject_fault(fault);
+        trial.expect_start_failure();
+        trial.wait_for_log("Impossible to get required OPTIONALP needed by the runner");
     };
 }
 
 void database_is_missing(Trial& trial) {
-    trial.database().vanishes();
-    trial.fails_to_start();
-    trial.awaits_log("error calling dbmanager_socket_request <308>");
+    trial.database().stop();
+    trial.expect_start_failure();
+    trial.wait_for_log("error calling dbmanager_socket_request <308>");
 }
 
 void database_is_slow(Trial& trial) {
-    trial.database().fails(DatabaseFault::slow);
-    trial.starts();
-    trial.asks(2);
+    trial.database().inject_fault(DatabaseFault::slow);
+    trial.start();
+    trial.send_commands(2);
 }
 
 void database_goes_later(Trial& trial) {
-    trial.starts();
-    trial.database().vanishes();
-    trial.asks(3);
+    trial.start();
+    trial.database().stop();
+    trial.send_commands(3);
 }
 
 // Nobody can look up what failed, so nothing else may.
 void log_is_missing(Trial& trial) {
-    trial.log().vanishes();
-    trial.starts(false);
-    trial.pauses();
-    trial.asks(5);
+    trial.log().stop();
+    trial.start(false);
+    trial.random_pause();
+    trial.send_commands(5);
 }
 
 void log_is_not_read(Trial& trial) {
-    trial.starts();
-    trial.log().stops_reading();
-    trial.asks(10);
-    trial.awaits_settled();
-    trial.pauses();
-    trial.log().recovers();
-    trial.awaits_log(" log lines lost");
+    trial.start();
+    trial.log().stop_reading();
+    trial.send_commands(10);
+    trial.wait_until_settled();
+    trial.random_pause();
+    trial.log().recover();
+    trial.wait_for_log(" log lines lost");
 }
 
 void log_goes(Trial& trial) {
-    trial.starts();
-    trial.log().vanishes();
-    trial.asks(5);
-    trial.pauses();
-    trial.log().recovers();
-    trial.asks(1);
-    trial.awaits_log("-- Received request: ");
+    trial.start();
+    trial.log().stop();
+    trial.send_commands(5);
+    trial.random_pause();
+    trial.log().recover();
+    trial.send_commands(1);
+    trial.wait_for_log("-- Received request: ");
 }
 
 }  // namespace
@@ -127,16 +127,17 @@ void log_goes(Trial& trial) {
 std::vector<FaultRow> service_rows() {
     return {
         {"CoreHasNoSocket", "core: the socket's file is gone",
-         core_does(&Core::loses_socket, kNoConnection)},
-        {"CoreRefuses", "core refuses connections", core_does(&Core::vanishes, kNoConnection)},
+         core_does(&Core::remove_socket, kNoConnection)},
+        {"CoreRefuses", "core refuses connections", core_does(&Core::stop, kNoConnection)},
         {"CoreComesBack", "core refuses connections, and is back", core_comes_back},
-        {"CoreHangs", "core takes no connection in", core_does(&Core::hangs, kNoConnection)},
+        {"CoreHangs", "core takes no connection in",
+         core_does(&Core::hang_connections, kNoConnection)},
         {"CoreIsSilent", "core takes reports and never answers",
          core_fails(Core::Fault::silent, kNoAnswer)},
         {"CoreAnswersErrors", "core answers reports with an error",
          core_fails(Core::Fault::error_status, kErrorAnswer)},
         {"CoreAnswersRubbish", "core answers reports with rubbish",
-         core_fails(Core::Fault::rubbish, kNoAnswer)},
+         core_fails(Core::Fault::garbage, kNoAnswer)},
         {"CoreGoesInAReport", "core is gone while a report is being sent",
          core_fails(Core::Fault::gone, kNoAnswer)},
         {"CoreIsLate", "core answers a report a second later", core_is_late},
@@ -148,7 +149,7 @@ std::vector<FaultRow> service_rows() {
         {"DatabaseAnswersErrors", "database answers with an error",
          database_fails(DatabaseFault::error_status)},
         {"DatabaseAnswersRubbish", "database answers with rubbish",
-         database_fails(DatabaseFault::rubbish)},
+         database_fails(DatabaseFault::garbage)},
         {"DatabaseSendsHalf", "database closes in the middle of its answer",
          database_fails(DatabaseFault::closes_early)},
         {"DatabaseGoesLater", "database goes once the daemon is up", database_goes_later},

@@ -44,41 +44,40 @@ class HouseTest : public testing::Test {
     void start() {
         const auto status = house.start();
         ASSERT_TRUE(status && status->status == 0 && status->port > 0);
-        ASSERT_TRUE(eventually([&] { return house.is_ready(); }));
+        ASSERT_TRUE(wait_until([&] { return house.is_ready(); }));
     }
 
-    bool eventually(const std::function<bool()>& predicate, Milliseconds limit = kLimit) const {
-        return house.wait_for(predicate, limit);
+    bool wait_until(const std::function<bool()>& predicate, Milliseconds limit = kLimit) const {
+        return house.wait_until(predicate, limit);
     }
-    bool logs(const std::string& part, Milliseconds limit = kLimit) {
+    bool wait_for_log(const std::string& part, Milliseconds limit = kLimit) {
         return house.log()->wait_for(part, limit);
     }
 
     /// The core runs an object and is answered with success.
-    void runs(int object, const std::string& payload) {
-        EXPECT_EQ(house.core().runs(object, payload), 0) << "object " << object;
+    void run_object(int object, const std::string& payload) {
+        EXPECT_EQ(house.core().run_object(object, payload), 0) << "object " << object;
     }
     /// Waits until a member of a light's state is this, as JSON.
-    bool light_is(int id, const std::string& member, const std::string& value) {
-        return eventually(
+    bool wait_for_light(int id, const std::string& member, const std::string& value) {
+        return wait_until(
             [&] { return simulator::compact_json(house.light(id).state(member)) == value; });
     }
     /// Changes a bulb past the daemon; `members` is JSON.
-    void bulb(int id, const std::string& members) {
-        for (const Json::Value& element :
-             house.light(id).changes(*simulator::parse_json(members))) {
+    void change_bulb(int id, const std::string& members) {
+        for (const Json::Value& element : house.light(id).change(*simulator::parse_json(members))) {
             EXPECT_TRUE(element.isMember("success")) << simulator::compact_json(element);
         }
     }
     /// Waits until the last value that the daemon reported for an object is this.
-    bool is_reported(int object, const std::string& value) {
-        return eventually([&] { return house.core().value(object) == value; });
+    bool wait_for_report(int object, const std::string& value) {
+        return wait_until([&] { return house.core().value(object) == value; });
     }
     /// Waits until another poll has begun, and so the one before has been reported whole.
-    bool next_poll_begins() {
+    bool wait_for_next_poll() {
         const auto polls = [this] { return house.bridge().count("GET", "/lights"); };
         const int before = polls();
-        return eventually([&] { return polls() > before; });
+        return wait_until([&] { return polls() > before; });
     }
 
     simulator::House house;

@@ -109,10 +109,10 @@ Ledger::Command Ledger::next_command() const {
     return command;
 }
 
-const Ledger::Command& Ledger::sends_next(simulator::Core& core) {
+const Ledger::Command& Ledger::send_next(simulator::Core& core) {
     Command command = next_command();
     const auto asked = Clock::now();
-    command.is_acknowledged = core.runs(command.object, command.payload) == 0;
+    command.is_acknowledged = core.run_object(command.object, command.payload) == 0;
     command.answered_in =
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - asked);
     commands_.push_back(command);

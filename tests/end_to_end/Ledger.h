@@ -39,7 +39,7 @@ class Ledger final {
     static constexpr std::size_t kKinds = 5;
     /// The next command, sent through the core: brightnesses and colours in turn, no two alike, to
     /// lights 2, 4, 5 and 6 (light 4 alone gets both kinds).
-    const Command& sends_next(simulator::Core& core);
+    const Command& send_next(simulator::Core& core);
     bool is_done(const Command& command, simulator::Bridge& bridge) const;
     /// Of the first `count` commands, or of all.
     Account account(simulator::House& house, std::size_t count = SIZE_MAX) const;

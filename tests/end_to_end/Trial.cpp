@@ -126,120 +126,121 @@ int Trial::random(int highest) {
     return std::uniform_int_distribution<int>(0, highest)(generator_);
 }
 
-void Trial::pauses(Milliseconds longest) {
+void Trial::random_pause(Milliseconds longest) {
     if (is_random()) {
         std::this_thread::sleep_for(Milliseconds(random(static_cast<int>(longest.count()))));
     }
 }
 
-void Trial::requires_that(bool holds, const std::string& what) {
+void Trial::expect(bool holds, const std::string& what) {
     if (!holds) {
         finding_.problems.push_back(what);
     }
 }
 
-void Trial::awaits(const std::string& what, const std::function<bool()>& predicate,
-                   Milliseconds limit) {
-    requires_that(house_->wait_for(predicate, limit), "never came: " + what);
+void Trial::wait_until(const std::string& what, const std::function<bool()>& predicate,
+                       Milliseconds limit) {
+    expect(house_->wait_until(predicate, limit), "never came: " + what);
 }
 
-void Trial::awaits_log(const std::string& part, Milliseconds limit) {
-    requires_that(log().wait_for(part, limit), "never logged: " + part);
+void Trial::wait_for_log(const std::string& part, Milliseconds limit) {
+    expect(log().wait_for(part, limit), "never logged: " + part);
 }
 
-void Trial::awaits_settled() {
-    awaits("what became of the commands", [this] { return ledger_.account(*house_).lost == 0; });
+void Trial::wait_until_settled() {
+    wait_until("what became of the commands",
+               [this] { return ledger_.account(*house_).lost == 0; });
 }
 
-void Trial::starts(bool has_log) {
+void Trial::start(bool has_log) {
     bridge().gate().forget();
     const std::size_t polled = log().count(kPolled);
     const auto status = house_->start();
-    requires_that(status && status->status == 0, "the daemon does not start");
-    requires_that(shim_ == nullptr || shim_->is_loaded != 0, "the library was not loaded");
-    awaits("the first poll", [this] { return house_->is_ready(); });
+    expect(status && status->status == 0, "the daemon does not start");
+    expect(shim_ == nullptr || shim_->is_loaded != 0, "the library was not loaded");
+    wait_until("the first poll", [this] { return house_->is_ready(); });
     if (has_log) {
         // What changes from now on is not in that poll's answer any more.
-        awaits("the end of the first poll", [&] { return log().count(kPolled) > polled; });
+        wait_until("the end of the first poll", [&] { return log().count(kPolled) > polled; });
         use_ = ProcessUse::at_rest(house_->daemon().pid());
     }
 }
 
-void Trial::fails_to_start() {
+void Trial::expect_start_failure() {
     const auto start = Clock::now();
     const auto status = house_->start();
     const auto ending = house_->daemon().wait(kLimit);
-    requires_that(status && status->status == -1 && ending && ending->text() == "exit code 1",
-                  "the daemon does not give up");
+    expect(status && status->status == -1 && ending && ending->text() == "exit code 1",
+           "the daemon does not give up");
     if (status && ending) {
-        sees("start status " + std::to_string(status->status) + "," + std::to_string(status->port) +
+        note("start status " + std::to_string(status->status) + "," + std::to_string(status->port) +
              ", " + ending->text() + ", after " + text_of(since(start)));
     }
     has_ended_ = true;
 }
 
-void Trial::asks(int count, Milliseconds limit) {
+void Trial::send_commands(int count, Milliseconds limit) {
     for (int i = 0; i < count; ++i) {
-        const Ledger::Command& command = ledger_.sends_next(core());
-        requires_that(command.is_acknowledged && command.answered_in <= limit,
-                      "a command is answered after " + text_of(command.answered_in));
-        pauses(Milliseconds(150));
+        const Ledger::Command& command = ledger_.send_next(core());
+        expect(command.is_acknowledged && command.answered_in <= limit,
+               "a command is answered after " + text_of(command.answered_in));
+        random_pause(Milliseconds(150));
     }
 }
 
-void Trial::tries_to_ask(int count) {
+void Trial::send_unchecked(int count) {
     for (int i = 0; i < count; ++i) {
-        ledger_.sends_next(core());
+        ledger_.send_next(core());
     }
 }
 
-void Trial::changes_a_bulb() {
+void Trial::change_bulb() {
     bulb_is_on_ = !bulb_is_on_;
     ++bulb_changes_;
-    bulb_is_on_ ? house_->light(kBulb).turns_on() : house_->light(kBulb).turns_off();
+    bulb_is_on_ ? house_->light(kBulb).turn_on() : house_->light(kBulb).turn_off();
 }
 
-void Trial::ends(const std::string& how, Milliseconds limit) {
+void Trial::expect_exit(const std::string& how, Milliseconds limit) {
     const auto start = Clock::now();
     const auto ending = house_->daemon().wait(limit);
-    requires_that(ending && ending->text() == how,
-                  "the daemon ends with " + (ending ? ending->text() : "nothing"));
+    expect(ending && ending->text() == how,
+           "the daemon ends with " + (ending ? ending->text() : "nothing"));
     if (ending) {
-        sees("the daemon ends after " + text_of(since(start)) + " with " + ending->text());
+        note("the daemon ends after " + text_of(since(start)) + " with " + ending->text());
     }
     has_ended_ = true;
 }
 
-void Trial::is_struck_down(const std::string& how, Milliseconds limit) {
-    may_lose_ = true;
-    ends(how, limit);
+void Trial::expect_killed(const std::string& how, Milliseconds limit) {
+    may_lose_commands_ = true;
+    expect_exit(how, limit);
 }
 
-Trial::Finding Trial::concludes() {
-    bridge().recovers();
-    core().recovers();
-    database().recovers();
-    log().recovers();
+Trial::Finding Trial::finish() {
+    bridge().recover();
+    core().recover();
+    database().recover();
+    log().recover();
     if (!house_->has_daemon() || !house_->daemon().is_running()) {
-        requires_that(has_ended_, "the daemon ended by itself");
-        settles_accounts(ledger_.account(*house_));  // before the new daemon adds its own lines
-        starts();
-        sees(check_next_commands());
+        expect(has_ended_, "the daemon ended by itself");
+        check_account(ledger_.account(*house_));  // before the new daemon adds its own lines
+        start();
+        note(check_next_commands());
     } else {
         // Commands are carried out in their order: the others are over then.
         const std::size_t before = ledger_.size();
         const std::string next = check_next_commands();
-        settles_accounts(ledger_.account(*house_, before));
-        sees(next);
+        check_account(ledger_.account(*house_, before));
+        note(next);
     }
     const bool is_pending = bulb_changes_ > 0 && failed_reports() == 0;
     if (is_pending || setup_.is_thorough) {
-        checks_bulb();
+        check_bulb();
     }
-    reads_log();
-    checks_use();
+    summarize_log();
+    check_resources();
     const auto ending = house_->stop();
-    requires_that(ending && ending->is_success(), "the daemon does not follow SIGTERM");
+    expect(ending && ending->is_success(), "the daemon does not follow SIGTERM");
     return finding_;
 }
 
@@ -247,11 +248,11 @@ std::string Trial::check_next_commands() {
     const auto start = Clock::now();
     std::string first;
     for (std::size_t i = 0; i < Ledger::kKinds; ++i) {
-        const Ledger::Command command = ledger_.sends_next(core());
+        const Ledger::Command command = ledger_.send_next(core());
         const std::string what = "the next command for object " + std::to_string(command.object);
-        requires_that(command.is_acknowledged, what + " is not answered");
-        if (!house_->wait_for([&] { return ledger_.is_done(command, bridge()); }, kLimit * 2)) {
-            requires_that(false, what + " is not carried out");
+        expect(command.is_acknowledged, what + " is not answered");
+        if (!house_->wait_until([&] { return ledger_.is_done(command, bridge()); }, kLimit * 2)) {
+            expect(false, what + " is not carried out");
             return "THE NEXT COMMANDS ARE NOT CARRIED OUT";
         }
         first = i == 0 ? text_of(since(start)) : first;
@@ -260,17 +261,17 @@ std::string Trial::check_next_commands() {
 }
 
 // A descriptor or a thread that a fault costs is missing after enough of them.
-void Trial::checks_use() {
+void Trial::check_resources() {
     if (use_.descriptors == 0) {
         return;  // it was not looked at before the fault
     }
     const pid_t pid = house_->daemon().pid();
-    awaits("the descriptors and threads of before: " + counted(use_.descriptors, "descriptor") +
-               " and " + counted(use_.threads, "thread"),
-           [&] {
-               const ProcessUse now = ProcessUse::of(pid);
-               return now.descriptors <= use_.descriptors && now.threads <= use_.threads;
-           });
+    wait_until("the descriptors and threads of before: " + counted(use_.descriptors, "descriptor") +
+                   " and " + counted(use_.threads, "thread"),
+               [&] {
+                   const ProcessUse now = ProcessUse::of(pid);
+                   return now.descriptors <= use_.descriptors && now.threads <= use_.threads;
+               });
 }
 
 std::size_t Trial::failed_reports() const {
@@ -278,27 +279,27 @@ std::size_t Trial::failed_reports() const {
 }
 
 // A change whose report was lost is not reported again: the bulb has to change anew.
-void Trial::checks_bulb() {
+void Trial::check_bulb() {
     const std::size_t lost = failed_reports();
     const auto start = Clock::now();
     if (bulb_changes_ == 0 || lost > 0) {
-        changes_a_bulb();
+        change_bulb();
     }
     const std::string wanted = bulb_is_on_ ? "1" : "0";
     const bool is_reported =
-        house_->wait_for([&] { return core().value(kBulbObject) == wanted; }, kLimit);
-    requires_that(is_reported, "the next change is not reported");
-    sees(is_reported ? "a change is reported after " + text_of(since(start))
+        house_->wait_until([&] { return core().value(kBulbObject) == wanted; }, kLimit);
+    expect(is_reported, "the next change is not reported");
+    note(is_reported ? "a change is reported after " + text_of(since(start))
                      : "A CHANGE IS NOT REPORTED");
     if (lost > 0) {
         finding_.lost += "; " + counted(lost, "report") + ", each with a line";
     }
 }
 
-void Trial::settles_accounts(const Ledger::Account& account) {
+void Trial::check_account(const Ledger::Account& account) {
     if (account.sent > 0) {
         const std::size_t unanswered = account.sent - account.acknowledged;
-        sees(counted(account.acknowledged, "command") + " answered within " +
+        note(counted(account.acknowledged, "command") + " answered within " +
              text_of(account.slowest_answer) + ", " + std::to_string(account.done) +
              " carried out" +
              (unanswered > 0 ? ", " + std::to_string(unanswered) + " not answered" : ""));
@@ -310,12 +311,13 @@ void Trial::settles_accounts(const Ledger::Account& account) {
     }
     if (account.lost > 0) {
         finding_.lost += ", " + std::to_string(account.lost) + " WITHOUT A LINE";
-        requires_that(may_lose_, std::to_string(account.lost) +
-                                     " acknowledged commands were neither carried out nor logged");
+        expect(may_lose_commands_,
+               std::to_string(account.lost) +
+                   " acknowledged commands were neither carried out nor logged");
     }
 }
 
-void Trial::reads_log() {
+void Trial::summarize_log() {
     std::map<std::string, std::size_t> kinds;
     for (const simulator::SystemLog::Line& line : log().lines()) {
         if (is_trouble(line)) {

@@ -50,37 +50,37 @@ class Trial final {
     /// @name The course of a trial
     /// @{
     /// Starts the daemon; it must come up and read every light.
-    void starts(bool has_log = true);
+    void start(bool has_log = true);
     /// Starts the daemon, which must give up: status -1, exit code 1.
-    void fails_to_start();
+    void expect_start_failure();
     /// Sends so many commands, each of which must be answered within `limit`.
-    void asks(int count, Milliseconds limit = kAnswerLimit);
+    void send_commands(int count, Milliseconds limit = kAnswerLimit);
     /// The same, but they need not be answered, nor in time.
-    void tries_to_ask(int count);
+    void send_unchecked(int count);
     /// A light changes past the daemon; the core is to hear of it, or the log to say that it did
     /// not.
-    void changes_a_bulb();
+    void change_bulb();
     /// The daemon ends by itself, within `limit`, with this ("exit code 1").
-    void ends(const std::string& how, Milliseconds limit);
+    void expect_exit(const std::string& how, Milliseconds limit);
     /// The same at the stroke of a signal, which leaves it no time to say which commands go with
     /// it.
-    void is_struck_down(const std::string& how, Milliseconds limit);
+    void expect_killed(const std::string& how, Milliseconds limit);
     /// In a trial at random, a pause of up to `longest`; otherwise none.
-    void pauses(Milliseconds longest = Milliseconds(1500));
+    void random_pause(Milliseconds longest = Milliseconds(1500));
     /// Waits for what must come.
-    void awaits(const std::string& what, const std::function<bool()>& predicate,
-                Milliseconds limit = kLimit);
-    void awaits_log(const std::string& part, Milliseconds limit = kLimit);
+    void wait_until(const std::string& what, const std::function<bool()>& predicate,
+                    Milliseconds limit = kLimit);
+    void wait_for_log(const std::string& part, Milliseconds limit = kLimit);
     /// Every acknowledged command has been carried out, or has its line.
-    void awaits_settled();
-    void requires_that(bool holds, const std::string& what);
+    void wait_until_settled();
+    void expect(bool holds, const std::string& what);
     /// Something that a user sees.
-    void sees(const std::string& what) { finding_.user_sees.push_back(what); }
+    void note(const std::string& what) { finding_.user_sees.push_back(what); }
     /// @}
 
     /// Ends every fault; the next command of each kind must then be carried out. Accounts for the
     /// others, looks for what the daemon has left open, and stops it, which must follow.
-    Finding concludes();
+    Finding finish();
     /// What everybody in the house said, for a trial that failed.
     std::string transcript() { return house_->journal().transcript(); }
 
@@ -101,10 +101,10 @@ class Trial final {
   private:
     void load_shim();
     std::string check_next_commands();  // what the user sees of them
-    void checks_bulb();
-    void checks_use();
-    void settles_accounts(const Ledger::Account& account);
-    void reads_log();
+    void check_bulb();
+    void check_resources();
+    void check_account(const Ledger::Account& account);
+    void summarize_log();
     std::size_t failed_reports() const;
 
     Setup setup_;
@@ -116,9 +116,9 @@ class Trial final {
     Finding finding_;
     bool bulb_is_on_ = false;
     std::size_t bulb_changes_ = 0;
-    bool has_ended_ = false;     // before its time
-    bool may_lose_ = false;      // commands, without a line
-    simulator::ProcessUse use_;  // by the daemon, before the fault
+    bool has_ended_ = false;          // before its time
+    bool may_lose_commands_ = false;  // commands, without a line
+    simulator::ProcessUse use_;       // by the daemon, before the fault
 };
 
 /// "0.3 s" or "12 ms".

@@ -9,13 +9,13 @@ namespace {
 
 TEST_F(HouseTest, ChangesAreReportedForEveryRoleOnEveryClass) {
     start();
-    bulb(1, R"({"on": true, "bri": 254})");
-    bulb(2, R"({"on": false, "bri": 127, "ct": 500})");
-    bulb(3, R"({"hue": 43690, "sat": 254, "bri": 254})");
-    bulb(4, R"({"on": false, "bri": 1, "ct": 153, "hue": 0, "sat": 254})");
-    bulb(5, R"({"on": true, "bri": 100, "ct": 153, "hue": 65535, "sat": 0})");
-    bulb(6, R"({"ct": 326, "hue": 21845, "sat": 254, "bri": 254})");
-    ASSERT_TRUE(is_reported(167, "#55FEFE"));
+    change_bulb(1, R"({"on": true, "bri": 254})");
+    change_bulb(2, R"({"on": false, "bri": 127, "ct": 500})");
+    change_bulb(3, R"({"hue": 43690, "sat": 254, "bri": 254})");
+    change_bulb(4, R"({"on": false, "bri": 1, "ct": 153, "hue": 0, "sat": 254})");
+    change_bulb(5, R"({"on": true, "bri": 100, "ct": 153, "hue": 65535, "sat": 0})");
+    change_bulb(6, R"({"ct": 326, "hue": 21845, "sat": 254, "bri": 254})");
+    ASSERT_TRUE(wait_for_report(167, "#55FEFE"));
 
     const struct {
         int object;
@@ -39,7 +39,7 @@ TEST_F(HouseTest, ChangesAreReportedForEveryRoleOnEveryClass) {
 TEST_F(HouseTest, PollsCostOneGetOfAllLightsEach) {
     start();
     for (int i = 0; i < 3; ++i) {
-        ASSERT_TRUE(next_poll_begins());
+        ASSERT_TRUE(wait_for_next_poll());
     }
     const auto requests = house.bridge().requests();
     const auto is_poll = [](const auto& request) {
@@ -56,13 +56,13 @@ TEST_F(HouseTest, PollsCostOneGetOfAllLightsEach) {
 // A bridge that is read right behind a command may still tell what was before.
 TEST_F(HouseTest, NothingIsReadForThreeSecondsAfterACommand) {
     start();
-    bulb(1, R"({"on": true})");
-    runs(142, "50");
-    ASSERT_TRUE(light_is(4, "bri", "127"));
+    change_bulb(1, R"({"on": true})");
+    run_object(142, "50");
+    ASSERT_TRUE(wait_for_light(4, "bri", "127"));
     const auto command = house.bridge().requests().back();
     ASSERT_EQ(command.method, "PUT");
-    EXPECT_TRUE(is_reported(111, "1"));
-    EXPECT_TRUE(is_reported(142, "50")) << "what came of the command";
+    EXPECT_TRUE(wait_for_report(111, "1"));
+    EXPECT_TRUE(wait_for_report(142, "50")) << "what came of the command";
     for (const auto& request : house.bridge().requests()) {
         const auto later = request.start - command.start;
         EXPECT_FALSE(later > Milliseconds(0) && later < Milliseconds(2900)) << request.path;

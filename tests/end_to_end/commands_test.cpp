@@ -41,9 +41,9 @@ TEST_F(HouseTest, CommandsDriveEveryRoleOfEveryClass) {
         {167, "#000000", 6, "on", "false"},
     };
     for (const auto& command : kCommands) {
-        runs(command.object, command.payload);
+        run_object(command.object, command.payload);
         if (command.member != nullptr) {
-            EXPECT_TRUE(light_is(command.light, command.member, command.value))
+            EXPECT_TRUE(wait_for_light(command.light, command.member, command.value))
                 << "object " << command.object << " " << command.payload << ": " << command.member
                 << " is "
                 << simulator::compact_json(house.light(command.light).state(command.member));

@@ -14,34 +14,34 @@ class Failures : public HouseTest {
     using Clock = std::chrono::steady_clock;
 
     /// Sends a command that the bridge takes and does not answer.
-    void hangs_in_a_command() {
+    void hang_in_command() {
         const int before = house.bridge().gate().connections();
-        house.bridge().stalls(1);
-        runs(111, "1");
-        ASSERT_TRUE(eventually([&] { return house.bridge().gate().connections() > before; }));
+        house.bridge().stall(1);
+        run_object(111, "1");
+        ASSERT_TRUE(wait_until([&] { return house.bridge().gate().connections() > before; }));
     }
 };
 
 TEST_F(Failures, OfTheBridgeAtTheStartAreLoggedLightByLight) {
-    house.bridge().refuses();
+    house.bridge().refuse_connections();
     const auto status = house.start();
     ASSERT_TRUE(status && status->status == 0);
-    EXPECT_TRUE(logs("Connection refused (light id = 1)"));
-    EXPECT_TRUE(logs("Connection refused (light id = 6)"));
-    runs(141, "1");
-    EXPECT_TRUE(
-        logs("Request manager thread error: Error in Hue peekLight(): light id is not valid"));
-    EXPECT_TRUE(logs("(bridge disconnected)"));
+    EXPECT_TRUE(wait_for_log("Connection refused (light id = 1)"));
+    EXPECT_TRUE(wait_for_log("Connection refused (light id = 6)"));
+    run_object(141, "1");
+    EXPECT_TRUE(wait_for_log(
+        "Request manager thread error: Error in Hue peekLight(): light id is not valid"));
+    EXPECT_TRUE(wait_for_log("(bridge disconnected)"));
 }
 
 TEST_F(Failures, AHungBridgeCostsOneTimeOutAndTheCoreNothing) {
     start();
-    hangs_in_a_command();
+    hang_in_command();
     const auto asked = Clock::now();
-    runs(121, "0");
+    run_object(121, "0");
     EXPECT_LT(Clock::now() - asked, std::chrono::seconds(2));
-    EXPECT_TRUE(logs("Resource temporarily unavailable (light id = 1)"));
-    EXPECT_TRUE(light_is(2, "on", "false"));
+    EXPECT_TRUE(wait_for_log("Resource temporarily unavailable (light id = 1)"));
+    EXPECT_TRUE(wait_for_light(2, "on", "false"));
     EXPECT_EQ(house.bridge().count("PUT", "/lights/1/state"), 1) << "not retried";
 }
 
@@ -52,20 +52,20 @@ TEST_F(Failures, ManySilentPeersAndFewDescriptorsDelayNobody) {
     std::vector<FileDescriptor> silent;
     for (int command = 0; command < 20; ++command) {
         for (int i = 0; i < 5; ++i) {
-            silent.push_back(house.core().connects());
+            silent.push_back(house.core().connect_to_daemon());
         }
         const auto asked = Clock::now();
-        runs(111, command % 2 == 0 ? "0" : "1");
+        run_object(111, command % 2 == 0 ? "0" : "1");
         EXPECT_LT(Clock::now() - asked, std::chrono::milliseconds(700));
     }
-    runs(122, "20");
-    EXPECT_TRUE(light_is(2, "bri", "50")) << "the bridge must be reached with what is left";
+    run_object(122, "20");
+    EXPECT_TRUE(wait_for_light(2, "bri", "50")) << "the bridge must be reached with what is left";
 }
 
 TEST_F(Failures, TermEndsTheProcessAtOnceWhileTheBridgeHangs) {
     start();
-    hangs_in_a_command();
-    house.daemon().signals(SIGTERM);
+    hang_in_command();
+    house.daemon().send_signal(SIGTERM);
     const auto ending = house.daemon().wait(std::chrono::seconds(5));
     ASSERT_TRUE(ending);
     EXPECT_EQ(ending->text(), "exit code 0");

@@ -19,7 +19,7 @@ class FaultTest : public testing::Test {
         }
         Trial trial({LUMIVAD_PATH, row_.needs_shim() ? FAULT_SHIM_PATH : "", 0, false});
         row_.run(trial);
-        const Trial::Finding finding = trial.concludes();
+        const Trial::Finding finding = trial.finish();
         EXPECT_EQ(finding.problems, std::vector<std::string>()) << trial.transcript();
     }
 

@@ -30,13 +30,13 @@ class Pairing : public HouseTest {
 
     /// What the tool prints on standard output; it must end with 0.
     std::string huectl(const ChildProcess::Words& arguments) {
-        const ChildProcess::Result result = house.runs_huectl(arguments);
+        const ChildProcess::Result result = house.run_huectl(arguments);
         EXPECT_EQ(result.ending.text(), "exit code 0") << result.errors;
         return result.output;
     }
-    void somebody_presses_the_button_soon() {
+    void press_button_soon() {
         std::random_device source;
-        house.presses_button_in(Milliseconds(std::uniform_int_distribution(0, 4000)(source)));
+        house.press_button_after(Milliseconds(std::uniform_int_distribution(0, 4000)(source)));
     }
 };
 
@@ -51,16 +51,16 @@ TEST_F(Pairing, LeadsFromAnUnknownBridgeToADaemonThatSwitchesItsLights) {
     EXPECT_NE(line_with(found, Bridge::kAddress).find(Bridge::serial_number()), std::string::npos)
         << found;
 
-    somebody_presses_the_button_soon();
+    press_button_soon();
     const std::string parameters = line_with(huectl({"pair", Bridge::kAddress}), "ip_address='");
     ASSERT_FALSE(parameters.empty());
-    house.stores_parameters(parameters);
+    house.store_parameters(parameters);
 
     start();
-    runs(111, "1");
-    EXPECT_TRUE(light_is(1, "on", "true"));
-    bulb(2, R"({"on": false})");
-    EXPECT_TRUE(is_reported(121, "0"));
+    run_object(111, "1");
+    EXPECT_TRUE(wait_for_light(1, "on", "true"));
+    change_bulb(2, R"({"on": false})");
+    EXPECT_TRUE(wait_for_report(121, "0"));
 }
 
 }  // namespace

@@ -25,13 +25,14 @@ class SoakTest : public testing::Test {
     static void print(const std::string& line) { std::cout << line << "\n"; }
 };
 
-// The light turned on by itself, which the core is told behind the poll: to turn it on is needless.
+// The light was turned on at the bulb, and the poll reported it: a command to turn it on is
+// needless.
 TEST(SoakLedgerTest, JudgesACommandByWhatThePollBeforeItReported) {
     simulator::SoakLedger ledger;
-    ledger.knows({{11, 1, "on_off", ""}, {12, 1, "value", ""}});
+    ledger.set_objects({{11, 1, "on_off", ""}, {12, 1, "value", ""}});
     const auto answers = [&ledger](const char* path, const std::string& answer,
-                                   const std::vector<simulator::Core::Report>& told = {}) {
-        ledger.takes_exchange({std::chrono::steady_clock::now(), "GET", path, ""}, answer, told);
+                                   const std::vector<simulator::Core::Report>& reports = {}) {
+        ledger.add_exchange({std::chrono::steady_clock::now(), "GET", path, ""}, answer, reports);
     };
     const std::string is_off = R"({"state":{"on":false,"bri":9}})";
     const std::string is_on = R"({"1":{"state":{"on":true,"bri":9}}})";
@@ -39,8 +40,8 @@ TEST(SoakLedgerTest, JudgesACommandByWhatThePollBeforeItReported) {
     answers("/api/user/lights", R"({"1":)" + is_off + "}");
     answers("/api/user/lights", is_on);
     for (int i = 0; i < 2; ++i) {
-        ledger.sends({11, 1});
-        ledger.takes_line("info: -- Received request: obj_id 11, value 1");
+        ledger.add_command({11, 1});
+        ledger.add_log_line("info: -- Received request: obj_id 11, value 1");
     }
     answers("/api/user/lights", is_on, {{11, "1", ""}});
     EXPECT_EQ(ledger.counts().needless, 2U);
@@ -48,17 +49,17 @@ TEST(SoakLedgerTest, JudgesACommandByWhatThePollBeforeItReported) {
     EXPECT_EQ(ledger.open(), 0U);
 }
 
-// Lost, doubled or reordered commands, reports that are missing, wrong or too many, requests that
-// come too fast, descriptors left open: each breaks the accounts.
-TEST_F(SoakTest, AccountsBalanceAfterABusyTimeWithAReboot) {
+// Fails for lost, doubled or reordered commands, for missing, wrong or needless reports, for
+// requests that are sent too fast and for descriptors that are left open.
+TEST_F(SoakTest, EveryCommandIsAccountedForAcrossAReboot) {
     Soak soak(plan(std::chrono::seconds(8)), print);
     EXPECT_TRUE(soak.run());
     EXPECT_GT(soak.counts().carried_out, 0U);
-    EXPECT_GT(soak.counts().failed, 0U) << "the reboot was to meet commands";
+    EXPECT_GT(soak.counts().failed, 0U) << "no command failed during the reboot";
 }
 
-TEST_F(SoakTest, BurstBeyondAllPacingIsCarriedOutInOrderAndItsRestCounted) {
-    // QUIT ends the threads and SIGTERM the process, in whose handler nobody can join them.
+TEST_F(SoakTest, BurstIsCarriedOutInOrderAndTheRestIsCountedAtQuit) {
+    // QUIT ends the threads. The handler of SIGTERM ends the process without joining them.
     const char* options = std::getenv("TSAN_OPTIONS");
     const std::string more =
         std::string(options == nullptr ? "" : options) + " report_thread_leaks=0";

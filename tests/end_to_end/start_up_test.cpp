@@ -15,16 +15,16 @@ class StartUp : public HouseTest {
     /// The daemon prints this line and nothing more, and ends with this exit code.
     void expect_end(const Arguments& arguments, const std::string& line, int exit_code) {
         DaemonProcess daemon(LUMIVAD_PATH, arguments);
-        EXPECT_EQ(daemon.reads_line(std::chrono::seconds(30)), line);
+        EXPECT_EQ(daemon.read_line(std::chrono::seconds(30)), line);
         const auto ending = daemon.wait(kLimit);
         ASSERT_TRUE(ending);
         EXPECT_EQ(ending->text(), "exit code " + std::to_string(exit_code));
-        EXPECT_EQ(daemon.reads_line(kLimit), std::nullopt);
+        EXPECT_EQ(daemon.read_line(kLimit), std::nullopt);
     }
     void expect_failure(const Arguments& arguments, const std::vector<std::string>& log_lines) {
         expect_end(arguments, "-1,-1", 1);
         for (const std::string& line : log_lines) {
-            EXPECT_TRUE(logs(line)) << line;
+            EXPECT_TRUE(wait_for_log(line)) << line;
         }
     }
     /// It says that it is up, then that it is not, and ends.
@@ -61,10 +61,10 @@ TEST_F(StartUp, GivesItsPortOnceAndTakesVersionWithOthersForNothing) {
     const auto status = daemon.start_status(kLimit);
     ASSERT_TRUE(status);
     EXPECT_EQ(status->status, 0);
-    house.core().talks_to(status->port);
-    EXPECT_EQ(house.core().runs(141, "0"), 0);
+    house.core().set_daemon_port(status->port);
+    EXPECT_EQ(house.core().run_object(141, "0"), 0);
     EXPECT_EQ(daemon.stop().text(), "exit code 0");
-    EXPECT_EQ(daemon.reads_line(kLimit), std::nullopt);
+    EXPECT_EQ(daemon.read_line(kLimit), std::nullopt);
 }
 
 TEST_F(StartUp, RefusesAnObjectIdThatIsNone) {
@@ -96,12 +96,12 @@ TEST_F(StartUp, RefusesOptionalParametersWithoutAddressOrUser) {
     }
     set_optional_parameters("ip_address=5|username='someone'");
     expect_refusal("ip_address");
-    house.database().hides_column("OPTIONALP");
+    house.database().hide_column("OPTIONALP");
     expect_refusal("username");
 }
 
 TEST_F(StartUp, EndsWithin30SecondsWhenTheDatabaseIsSilent) {
-    house.database().fails(simulator::DatabaseService::Fault::silent);
+    house.database().inject_fault(simulator::DatabaseService::Fault::silent);
     expect_failure(kGood, {"error calling dbmanager_socket_request <311>", kNoParameters});
 }
 
@@ -109,7 +109,7 @@ TEST_F(StartUp, TakesItsStatusBackWhenTheLightTableCannotBeRead) {
     house.database().rows("DROP TABLE vexad_object_relation");
     DaemonProcess daemon(LUMIVAD_PATH, kGood);
     expect_taken_back(daemon);
-    EXPECT_TRUE(logs("Impossible to get initize data structures needed by the runner -2"));
+    EXPECT_TRUE(wait_for_log("Impossible to get initize data structures needed by the runner -2"));
 }
 
 TEST_F(StartUp, TakesItsStatusBackWithoutRoomForAThread) {
@@ -120,7 +120,7 @@ TEST_F(StartUp, TakesItsStatusBackWithoutRoomForAThread) {
     DaemonProcess daemon("/bin/sh", {"-c", "ulimit -s 100000000000; exec \"$@\"", "sh",
                                      LUMIVAD_PATH, "--id", "100"});
     expect_taken_back(daemon);
-    EXPECT_TRUE(logs("ERR -3: Resource temporarily unavailable"));
+    EXPECT_TRUE(wait_for_log("ERR -3: Resource temporarily unavailable"));
 }
 
 TEST_F(StartUp, StandsEmptyForAnObjectThatIsNotThere) {
@@ -128,7 +128,7 @@ TEST_F(StartUp, StandsEmptyForAnObjectThatIsNotThere) {
     const auto status = daemon.start_status(kLimit);
     ASSERT_TRUE(status);
     EXPECT_EQ(status->status, 0);
-    EXPECT_TRUE(logs("HueHandler->init_light_states - end of initial state updates"));
+    EXPECT_TRUE(wait_for_log("HueHandler->init_light_states - end of initial state updates"));
     EXPECT_EQ(daemon.stop().text(), "exit code 0");
     EXPECT_EQ(house.bridge().gate().connections(), 0);
 }

@@ -68,7 +68,7 @@ Json::Value json_of(const Lines& lines) {
 int run_trial(const FaultRow& row, const Arguments& arguments) {
     Trial trial({arguments.daemon, row.needs_shim() ? arguments.shim : "", arguments.seed, true});
     row.run(trial);
-    const Trial::Finding finding = trial.concludes();
+    const Trial::Finding finding = trial.finish();
     Json::Value told;
     told["user sees"] = json_of(finding.user_sees);
     told["log says"] = json_of(finding.log_says);

@@ -16,7 +16,7 @@ class MonitorTest : public HandlerTest {
     /// Changes light 1 at the bulb, lets two polls pass and returns the reports as "object=value".
     std::vector<std::string> reports_after(const std::string& change) {
         core_.forget();
-        EXPECT_TRUE(bridge_.light(1).changes(*simulator::parse_json(change)).isArray());
+        EXPECT_TRUE(bridge_.light(1).change(*simulator::parse_json(change)).isArray());
         EXPECT_TRUE(polls_pass(2));
         std::vector<std::string> reports;
         for (const auto& report : core_.reports()) {
@@ -84,20 +84,20 @@ TEST_F(MonitorTest, AnswersOfTheWrongShapeChangeAndReportNothing) {
     starts();
     for (const char* body : {"[]", "null", "\"x\"", R"({"1":[]})", R"({"1":7,"2":{}})",
                              R"([{"error":{"type":1,"description":"unauthorized user"}}])"}) {
-        bridge_.sends_body(body, 2);
+        bridge_.send_body(body, 2);
         EXPECT_THAT(reports_after("{}"), IsEmpty()) << body;
     }
 }
 
 TEST_F(MonitorTest, AFailedInitialReadIsRepeatedUntilItSucceeds) {
     timings_.polls_before_reread = 4;
-    bridge_.sends_html();
+    bridge_.send_html();
     ASSERT_EQ(inits(), 0);
     EXPECT_TRUE(logged("strToJsonValue() (light id = 1)"));
     log_.clear();
     runs(11, "0");
     EXPECT_TRUE(logged("Error in Hue peekLight(): light id is not valid (light id = 1)"));
-    bridge_.recovers();
+    bridge_.recover();
     // A read that is under way may still fail; the one behind it does not.
     EXPECT_TRUE(eventually([this] {
         runs(11, "0");
@@ -128,27 +128,27 @@ TEST_F(MonitorTest, ARepeatedReadLeavesToThePollsWhatWasReadBefore) {
 
 TEST_F(MonitorTest, ACoreThatDoesNotAnswerCostsOneWaitAPollAndNoChange) {
     starts();
-    core_.fails(simulator::Core::Fault::silent);
+    core_.inject_fault(simulator::Core::Fault::silent);
     log_.clear();
-    bridge_.light(1).changes(*simulator::parse_json(R"({"on":false,"bri":3,"ct":200})"));
-    bridge_.light(2).turns_on();
+    bridge_.light(1).change(*simulator::parse_json(R"({"on":false,"bri":3,"ct":200})"));
+    bridge_.light(2).turn_on();
     ASSERT_TRUE(logged("Monitoring thread - the core is slow or does not answer"));
     // One report is given up; a second one would have taken until now plus 5 s.
     EXPECT_EQ(log_.count("ERROR sending vexad request"), 1U);
-    core_.recovers();
+    core_.recover();
     EXPECT_TRUE(eventually([this] { return core_.value(12) == "1" && core_.value(21) == "1"; }));
     EXPECT_FALSE(core_.value(11).has_value());  // the report that was given up
 }
 
 TEST_F(MonitorTest, ACoreThatAnswersLateHoldsUpNoCommandAndLosesNoChange) {
     starts();
-    core_.fails(simulator::Core::Fault::late);
-    bridge_.light(1).changes(
+    core_.inject_fault(simulator::Core::Fault::late);
+    bridge_.light(1).change(
         *simulator::parse_json(R"({"on":false,"bri":3,"ct":200,"hue":40000,"sat":254})"));
-    bridge_.light(2).turns_on();
+    bridge_.light(2).turn_on();
     ASSERT_TRUE(logged("Monitoring thread - the core is slow or does not answer"));
     EXPECT_LE(core_.reports().size(), 3U);  // of nine, each of which takes a second
-    core_.recovers();
+    core_.recover();
     EXPECT_TRUE(
         eventually([this] { return core_.value(17).has_value() && core_.value(21) == "1"; }));
     EXPECT_EQ(core_.value(11), "0");
@@ -157,7 +157,7 @@ TEST_F(MonitorTest, ACoreThatAnswersLateHoldsUpNoCommandAndLosesNoChange) {
 
 TEST_F(MonitorTest, AReportThatFailsIsNamedByItsObject) {
     starts();
-    core_.vanishes();
+    core_.stop();
     EXPECT_THAT(reports_after(R"({"on":false})"), IsEmpty());
     EXPECT_TRUE(
         logged("ERROR sending vexad request: core_request::run error calling "
@@ -168,7 +168,7 @@ TEST_F(MonitorTest, AReportThatFailsIsNamedByItsObject) {
     reports_after(R"({"hue":40000,"sat":254,"bri":254})");
     EXPECT_TRUE(logged("!! 14 !!"));
     EXPECT_TRUE(logged("!! 16 !!"));
-    core_.recovers();
+    core_.recover();
     EXPECT_THAT(reports_after(R"({"on":false})"), ElementsAre("11=0"));
 }
 

@@ -127,7 +127,7 @@ TEST_F(HueHandlerTest, ACommandWaitsForOneLightOfTheInitialReadAtMost) {
 
 TEST_F(HueHandlerTest, AMillionCommandsWaitAndWhatComesBehindThemIsDropped) {
     starts();
-    bridge_.stalls();
+    bridge_.stall();
     runs(11, "0");
     ASSERT_TRUE(logged("-- Received request: obj_id 11"));
     callfromcoreparametersnamespace::CallFromCoreParameters call(21, "RUN", "1", "", "", "");
@@ -138,13 +138,13 @@ TEST_F(HueHandlerTest, AMillionCommandsWaitAndWhatComesBehindThemIsDropped) {
     runs(22, "7");
     EXPECT_TRUE(logged("Request dropped, too many requests are waiting: obj_id 22, value 7"));
     handler_->willTerminate(nullptr, nullptr);
-    bridge_.recovers();
+    bridge_.recover();
     EXPECT_TRUE(logged("1000000 requests dropped, the request manager thread has ended"));
 }
 
 TEST_F(HueHandlerTest, WhatIsAcceptedAndNotDoneAtTheEndIsLogged) {
     starts();
-    bridge_.stalls();
+    bridge_.stall();
     runs(11, "0");
     ASSERT_TRUE(logged("-- Received request: obj_id 11"));
     runs(21, "1");
@@ -153,7 +153,7 @@ TEST_F(HueHandlerTest, WhatIsAcceptedAndNotDoneAtTheEndIsLogged) {
     EXPECT_TRUE(logged("lumivad will terminate soon"));
     runs(22, "1");
     EXPECT_TRUE(logged("Request dropped, lumivad will terminate soon: obj_id 22, value 1"));
-    bridge_.recovers();
+    bridge_.recover();
     EXPECT_TRUE(logged("Exit from execute_request thread:"));
     EXPECT_TRUE(logged("Exit from state_monitor thread:"));
     EXPECT_TRUE(logged("1 requests dropped, the request manager thread has ended"));

@@ -83,11 +83,11 @@ TEST(Alert, EndsAtOnceWhenTheColorOrTheBlinkingIsRefused) {
     for (const std::size_t refused : {1U, 2U}) {
         TestLight test;
         if (refused == 2) {
-            test.bridge->answers("PUT", R"([{"success": {"/lights/3/state/transitiontime": 1}},
+            test.bridge->add_answer("PUT", R"([{"success": {"/lights/3/state/transitiontime": 1}},
                            {"success": {"/lights/3/state/hue": 9000}},
                            {"success": {"/lights/3/state/sat": 90}}])");
         }
-        test.bridge->answers("PUT", R"([{"error": {"type": 201}}])");
+        test.bridge->add_answer("PUT", R"([{"error": {"type": 201}}])");
         EXPECT_FALSE(test.light.alertHueSaturation(9000, 90));
         EXPECT_EQ(test.bridge->commands().size(), refused);
     }

@@ -49,7 +49,7 @@ void reads_everything(HueLight& light, const std::string& description) {
 
 void expect_refusal(const std::string& root, const testing::Matcher<std::string>& message) {
     auto bridge = std::make_shared<ScriptedHttpHandler>();
-    bridge->answers("GET", root);
+    bridge->add_answer("GET", root);
     Hue hue("bridge", ScriptedHttpHandler::kUser, bridge);
     EXPECT_THAT([&] { hue.getLight(1); }, testing::ThrowsMessage<std::runtime_error>(message))
         << root;
@@ -100,7 +100,7 @@ TEST(HostileJson, InADescriptionHarmsNoLight) {
                 description_with("{\"" + std::string(name) + "\": " + hostile + "}")
                     .toStyledString();
             reads_everything(light, description);
-            test.bridge->answers("GET", description);
+            test.bridge->add_answer("GET", description);
         }
         for (const auto& command : kCommands) {  // each refreshes, and so takes one of those
             command(light);
@@ -120,7 +120,7 @@ TEST(HostileJson, AsAnAnswerConfirmsNothing) {
         TestLight test;
         for (const std::string& answer :
              {hostile, "[" + hostile + "]", R"([{"success": )" + hostile + "}]"}) {
-            test.bridge->answers("PUT", answer);
+            test.bridge->add_answer("PUT", answer);
             EXPECT_FALSE((*command)(test.light)) << answer;
         }
         if (hostile == "null" || hostile == "true") {
@@ -134,7 +134,7 @@ TEST(HostileJson, AsAnAnswerConfirmsNothing) {
                 *simulator::parse_json(hostile);
             answer.append(element);
         }
-        test.bridge->answers("PUT", answer.toStyledString());
+        test.bridge->add_answer("PUT", answer.toStyledString());
         EXPECT_FALSE((*command)(test.light)) << answer.toStyledString();
     });
 }
@@ -150,11 +150,11 @@ TEST(HostileJson, InTheListOfLightsEndsInTheDocumentedErrors) {
         }
         auto bridge = std::make_shared<ScriptedHttpHandler>();
         Hue hue("bridge", ScriptedHttpHandler::kUser, bridge);
-        bridge->answers("GET", R"({"lights": )" + hostile + "}");
+        bridge->add_answer("GET", R"({"lights": )" + hostile + "}");
         if (hostile.find("success") == std::string::npos) {
             EXPECT_TRUE(hue.getAllLights().empty()) << hostile;
         }
-        bridge->answers("GET", hostile);
+        bridge->add_answer("GET", hostile);
         EXPECT_NO_THROW(hue.refreshLights()) << hostile;
     }
 }

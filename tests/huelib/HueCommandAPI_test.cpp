@@ -18,7 +18,7 @@ class HueCommandAPITest : public testing::Test {
   protected:
     void puts() { sender_.PUTRequest("/lights", Json::Value()); }
     void fails(int code) {
-        bridge_->fails("PUT", std::system_error(code, std::generic_category(), "scripted"));
+        bridge_->add_failure("PUT", std::system_error(code, std::generic_category(), "scripted"));
     }
     std::vector<std::chrono::steady_clock::time_point> starts() const {
         std::vector<std::chrono::steady_clock::time_point> found;
@@ -80,7 +80,7 @@ TEST_F(HueCommandAPITest, StartsNoTwoRequestsWithinTheDelayWhoeverSends) {
 }
 
 TEST_F(HueCommandAPITest, DoesNotWaitAfterARequestThatTookLong) {
-    bridge_->takes(300ms);
+    bridge_->set_duration(300ms);
     for (int i = 0; i < 4; ++i) {
         puts();
     }
@@ -90,7 +90,7 @@ TEST_F(HueCommandAPITest, DoesNotWaitAfterARequestThatTookLong) {
 TEST_F(HueCommandAPITest, RetriesOnceAfterAResetOrATimeOut) {
     for (const int code : {ECONNRESET, ETIMEDOUT}) {
         fails(code);
-        bridge_->answers("PUT", "[7]");
+        bridge_->add_answer("PUT", "[7]");
         EXPECT_EQ(sender_.PUTRequest("", Json::Value())[0], Json::Value(7));
         puts();
         EXPECT_EQ(bridge_->requests().size(), 3U);
@@ -110,7 +110,7 @@ TEST_F(HueCommandAPITest, OtherFailuresEndTheRequestAndHoldUpNobody) {
     EXPECT_EQ(bridge_->requests().size(), 4U);
     EXPECT_LT(shortest_gap(), 100ms);  // the deadline stays
     for (int i = 0; i < 3; ++i) {
-        bridge_->fails("PUT", std::runtime_error("scripted"));
+        bridge_->add_failure("PUT", std::runtime_error("scripted"));
         EXPECT_THROW(puts(), std::runtime_error);
     }
     puts();

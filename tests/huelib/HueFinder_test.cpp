@@ -33,7 +33,9 @@ std::string replaced(std::string text, const std::string& part, const std::strin
 }
 
 struct Network {
-    explicit Network(const std::vector<std::string>& answers) { handler->announces(answers); }
+    explicit Network(const std::vector<std::string>& answers) {
+        handler->set_search_answers(answers);
+    }
     Devices devices() const { return UPnP::getDevices(handler); }
     /// "address serial", for each bridge found.
     std::vector<std::string> bridges() const {
@@ -83,8 +85,8 @@ TEST(HueFinder, FindsTheBridgesAmongTheDevices) {
     const Network network({answer("http://10.0.0.1:1900/igd.xml", "Router UPnP/1.0"),
                            answer("http://10.0.0.2:80/description.xml"),
                            answer("http://10.0.0.3")});
-    network.handler->answers("GET", description("00178821b0b5"));
-    network.handler->answers("GET", description("aa"));
+    network.handler->add_answer("GET", description("00178821b0b5"));
+    network.handler->add_answer("GET", description("aa"));
     EXPECT_EQ(network.bridges(), (Found{"10.0.0.2 00178821b0b5", "10.0.0.3 aa"}));
     const auto requests = network.handler->requests();
     ASSERT_EQ(requests.size(), 3U);  // nobody asked the router
@@ -119,9 +121,9 @@ TEST(HueFinder, SkipsTheOneDeviceThatIsNoBridge) {
     answers.push_back(answer("http://good:80/"));
     const Network network(answers);
     for (const std::string& other : others) {
-        network.handler->answers("GET", other);
+        network.handler->add_answer("GET", other);
     }
-    network.handler->answers("GET", good);
+    network.handler->add_answer("GET", good);
     EXPECT_EQ(network.bridges(), (Found{"good aa"}));
 }
 
@@ -137,7 +139,7 @@ TEST(HueFinder, ReadsADescriptionAsItsExpressionsWould) {
     };
     for (const std::string& text : found) {
         const Network network({answer("http://a:80/")});
-        network.handler->answers("GET", text);
+        network.handler->add_answer("GET", text);
         EXPECT_EQ(network.bridges(), Found{"a aa"}) << text.substr(0, 300);
     }
 }
@@ -146,14 +148,15 @@ TEST(HueFinder, ReadsADescriptionAsItsExpressionsWould) {
 TEST(HueFinder, NeedsNoStackForALongDescription) {
     const std::string megabyte(1 << 20, 'a');
     const Network network({answer("http://a:80/")});
-    network.handler->answers("GET", description(megabyte, megabyte));
+    network.handler->add_answer("GET", description(megabyte, megabyte));
     EXPECT_EQ(network.bridges(), Found{"a " + megabyte});
 }
 
 TEST(HueFinder, FailsAsAWholeWhenADescriptionCannotBeRead) {
     const Network network({answer("http://a:80/"), answer("http://b:80/")});
-    network.handler->answers("GET", description("aa"));
-    network.handler->fails("GET", std::system_error(ECONNREFUSED, std::generic_category(), "no"));
+    network.handler->add_answer("GET", description("aa"));
+    network.handler->add_failure("GET",
+                                 std::system_error(ECONNREFUSED, std::generic_category(), "no"));
     EXPECT_THROW(network.bridges(), std::system_error);
 }
 
@@ -169,7 +172,7 @@ TEST(HueFinder, NeedsNoRequestForABridgeWhoseUserItKnows) {
 
 TEST(HueFinder, PairsWithABridgeThatItDoesNotKnow) {
     const Network network({});
-    network.handler->answers("POST", R"([{"success": {"username": "fresh"}}])");
+    network.handler->add_answer("POST", R"([{"success": {"username": "fresh"}}])");
     HueFinder finder(network.handler);
     EXPECT_EQ(finder.GetBridge({"10.0.0.2", "aa"}).getUsername(), "fresh");
     EXPECT_EQ(finder.GetAllUsernames(), (std::map<std::string, std::string>{{"aa", "fresh"}}));

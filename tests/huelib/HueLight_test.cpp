@@ -20,8 +20,8 @@ constexpr const char* kUnexpected =
 }  // namespace
 
 TEST_F(HueLightTest, SwitchesWithoutLookingAtTheAnswer) {
-    bridge_.answers("PUT", R"([{"error": {"type": 201}}])");
-    bridge_.answers("PUT", "[]");
+    bridge_.add_answer("PUT", R"([{"error": {"type": 201}}])");
+    bridge_.add_answer("PUT", "[]");
     EXPECT_TRUE(light_.On(4) && light_.On(0) && light_.Off(10));
     EXPECT_EQ(bridge_.commands(),
               (Commands{kPut + R"({"on":true})", kPut + R"({"on":true,"transitiontime":0})",
@@ -31,14 +31,15 @@ TEST_F(HueLightTest, SwitchesWithoutLookingAtTheAnswer) {
 }
 
 TEST_F(HueLightTest, TellsTheLogWhatTheBridgeRefusesAlsoWhereNobodyLooksAtTheAnswer) {
-    bridge_.answers("PUT", R"([{"error": {"type": 1, "description": "unauthorized user"}}])");
+    bridge_.add_answer("PUT", R"([{"error": {"type": 1, "description": "unauthorized user"}}])");
     light_.On(4);
-    bridge_.answers("PUT", R"([{"success": {}}, {"error": {"description": "it is off, 100%n"}}])");
+    bridge_.add_answer("PUT",
+                       R"([{"success": {}}, {"error": {"description": "it is off, 100%n"}}])");
     light_.setColorHSV({1, 2, 3}, 4);
     EXPECT_TRUE(logged("refused the request: unauthorized user (light id = 3)"));
     EXPECT_TRUE(logged("refused the request: it is off, 100%n (light id = 3)"));
     for (const char* answer : {"null", "7", "{}", "[]", "[null]", R"([{"error": 1}])"}) {
-        bridge_.answers("PUT", answer);
+        bridge_.add_answer("PUT", answer);
         light_.Off(4);
     }
     light_.Off(4);
@@ -63,16 +64,16 @@ TEST_F(HueLightTest, IsRenamedAndBlinksOnlyWhenTheBridgeConfirmsExactlyThat) {
           R"([{"success": {"/lights/3/name": "Des", "/lights/3/state/alert": "none"}}])",
           R"([{"success": {"/lights/3/name": [], "/lights/3/state/alert": ["select"]}}])",
           R"({"0": {"success": {"/lights/3/name": "Desk", "/lights/3/state/alert": "select"}}})"}) {
-        bridge_.answers("PUT", answer);
+        bridge_.add_answer("PUT", answer);
         EXPECT_FALSE(light_.setName("Desk")) << answer;
-        bridge_.answers("PUT", answer);
+        bridge_.add_answer("PUT", answer);
         EXPECT_FALSE(light_.alert()) << answer;
     }
 }
 
 TEST_F(HueLightTest, KeepsItsDescriptionWhenARefreshBringsNone) {
     for (const char* answer : {"[]", "{}", "null", R"({"State": {}})", "7"}) {
-        bridge_.answers("GET", answer);
+        bridge_.add_answer("GET", answer);
         light_.refreshState();
         EXPECT_EQ(std::as_const(light_).getName(), "Lamp") << answer;
     }

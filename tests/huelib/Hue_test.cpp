@@ -16,7 +16,7 @@ class HueTest : public SystemLogTest {
     void lists(int id, const std::string& model) {
         Json::Value description = description_with("{}");
         description["modelid"] = model;
-        bridge_->has_light(id, description);
+        bridge_->set_light(id, description);
     }
     void expect_refusal(int id, const std::string& message) {
         EXPECT_THAT([&] { hue_.getLight(id); },
@@ -96,7 +96,7 @@ TEST_F(HueTest, KnowsWhichLightsExist) {
     EXPECT_FALSE(std::as_const(hue_).lightExists(3));
     EXPECT_TRUE(hue_.lightExists(3));
     EXPECT_FALSE(hue_.lightExists(4));
-    bridge_->answers("GET", R"([{"error": {}}])");
+    bridge_->add_answer("GET", R"([{"error": {}}])");
     EXPECT_TRUE(hue_.lightExists(3));
     EXPECT_TRUE(
         logged("Answer in Hue::refreshState of http_handler->GETJson(...) is not expected!"));
@@ -108,12 +108,12 @@ TEST_F(HueTest, ForgetsALightOnlyWhenTheBridgeConfirmsItsRemoval) {
     for (const char* answer :
          {"[]", "{}", "[null]", R"([{"error": {}}])", R"([{"success": "/lights/4 deleted"}])",
           R"([{"success": ["/lights/3 deleted"]}])", R"({"success": "/lights/3 deleted"})"}) {
-        bridge_->answers("DELETE", answer);
+        bridge_->add_answer("DELETE", answer);
         EXPECT_FALSE(hue_.removeLight(3)) << answer;
     }
     EXPECT_EQ(hue_.peekLight(3).getId(), 3);
     bridge_->commands();
-    bridge_->answers("DELETE", R"([{"success": "/lights/3 deleted"}])");
+    bridge_->add_answer("DELETE", R"([{"success": "/lights/3 deleted"}])");
     EXPECT_TRUE(hue_.removeLight(3));
     EXPECT_EQ(bridge_->commands(), Commands{"DELETE /lights/3 {}"});
     EXPECT_THROW(hue_.peekLight(3), std::runtime_error);
@@ -125,7 +125,7 @@ TEST_F(HueTest, RefreshesAllKnownLightsWithOneRequest) {
         hue_.getLight(id);
     }
     bridge_->commands();
-    bridge_->answers("GET", R"({"1": {"state": {"bri": 7}}, "2": {"broken": 1}, "3": [],
+    bridge_->add_answer("GET", R"({"1": {"state": {"bri": 7}}, "2": {"broken": 1}, "3": [],
                                 "4": {"state": {}}})");
     hue_.refreshLights();
     ASSERT_EQ(bridge_->requests().size(), 1U);
@@ -140,7 +140,7 @@ TEST_F(HueTest, RefreshesAllKnownLightsWithOneRequest) {
 TEST_F(HueTest, TellsThatARefreshGotNoLights) {
     lists(3, "LCT001");
     hue_.getLight(3);
-    bridge_->answers("GET", R"([{"error": {"type": 1, "description": "unauthorized user"}}])");
+    bridge_->add_answer("GET", R"([{"error": {"type": 1, "description": "unauthorized user"}}])");
     hue_.refreshLights();
     EXPECT_TRUE(
         logged("Answer in Hue::refreshLights of http_handler->GETJson(...) is not expected!"));
@@ -163,9 +163,9 @@ TEST_F(HueTest, GetsAllLightsInTheOrderOfTheirIds) {
     ASSERT_EQ(all.size(), 3U);
     EXPECT_TRUE(all[0].get().getId() == 1 && all[1].get().getId() == 2 &&
                 all[2].get().getId() == 10);
-    bridge_->answers("GET", R"({"lights": {"lamp": {}}})");
+    bridge_->add_answer("GET", R"({"lights": {"lamp": {}}})");
     EXPECT_THROW(hue_.getAllLights(), std::invalid_argument);
-    bridge_->answers("GET", R"({"lights": {"99999999999": {}}})");
+    bridge_->add_answer("GET", R"({"lights": {"99999999999": {}}})");
     EXPECT_THROW(hue_.getAllLights(), std::out_of_range);
 }
 

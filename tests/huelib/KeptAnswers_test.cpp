@@ -52,7 +52,7 @@ class KeptAnswers : public SystemLogTest {
 TEST_F(KeptAnswers, DoNotGrowWithWhatABridgeSays) {
     constexpr int kLights = 6;
     for (int id = 1; id <= kLights; ++id) {
-        bridge_->has_light(id, description_with("{}"));
+        bridge_->set_light(id, description_with("{}"));
         hue_.getLight(id);
     }
     const std::size_t before = heap_in_use();
@@ -61,15 +61,15 @@ TEST_F(KeptAnswers, DoNotGrowWithWhatABridgeSays) {
         for (int id = 1; id <= kLights; ++id) {
             const std::string name = std::to_string(id);
             root["lights"][name] = talkative("LCT001");
-            bridge_->answers("GET", root["lights"][name].toStyledString());
+            bridge_->add_answer("GET", root["lights"][name].toStyledString());
             hue_.getLight(id);
         }
-        bridge_->answers("GET", root["lights"].toStyledString());
+        bridge_->add_answer("GET", root["lights"].toStyledString());
         hue_.refreshLights();
         for (int id = 0; id < 3000; ++id) {
             root["lights"][std::to_string(id)]["modelid"] = std::string(300, 'm');
         }
-        bridge_->answers("GET", root.toStyledString());
+        bridge_->add_answer("GET", root.toStyledString());
         hue_.refreshState();
     }
     bridge_->commands();  // the bridge forgets what it was asked
@@ -80,7 +80,7 @@ TEST_F(KeptAnswers, DoNotGrowWithWhatABridgeSays) {
 }
 
 TEST_F(KeptAnswers, HoldAllThatIsRead) {
-    bridge_->has_light(3, *simulator::parse_json(R"({
+    bridge_->set_light(3, *simulator::parse_json(R"({
         "state": {"on": true, "bri": 1, "hue": 2, "sat": 3, "ct": 4, "xy": [0.5, 0.25, 7],
                   "effect": "colorloop", "colormode": "xy", "reachable": false},
         "type": "a", "name": 5, "modelid": "LCT001", "swversion": "b", "uniqueid": "c",
@@ -97,8 +97,8 @@ TEST_F(KeptAnswers, HoldAllThatIsRead) {
 
 TEST_F(KeptAnswers, AreLoggedAsTheBridgeGaveThem) {
     const Json::Value brief = description_with("{}");
-    bridge_->has_light(1, brief);
-    bridge_->has_light(2, talkative("LCT001"));
+    bridge_->set_light(1, brief);
+    bridge_->set_light(2, talkative("LCT001"));
     hue_.getLight(1);
     hue_.getLight(2);
     EXPECT_TRUE(logged("Hue->getLight(1) - state: " + brief.toStyledString()));

@@ -37,8 +37,8 @@ struct Pairing {
 
 TEST(Pairing, TakesTheNameOfTheFirstAttemptAfterTheButtonIsPressed) {
     Pairing pairing;
-    pairing.handler->answers("POST", kNotPressed);
-    pairing.handler->answers("POST", kPressed);
+    pairing.handler->add_answer("POST", kNotPressed);
+    pairing.handler->add_answer("POST", kPressed);
     EXPECT_EQ(pairing.result(), "fresh-user");
     EXPECT_EQ(pairing.printed, kAskText + kNotPressedText + "Success! Link button was pressed!\n" +
                                    "Username is \"fresh-user\"\n");
@@ -58,8 +58,8 @@ TEST(Pairing, TakesTheNameOfTheFirstAttemptAfterTheButtonIsPressed) {
 
 TEST(Pairing, ReportsToTheCallerInsteadOfStandardOutput) {
     Pairing pairing;
-    pairing.handler->answers("POST", kNotPressed);
-    pairing.handler->answers("POST", kPressed);
+    pairing.handler->add_answer("POST", kNotPressed);
+    pairing.handler->add_answer("POST", kPressed);
     std::string reported;
     testing::internal::CaptureStdout();
     const std::string name = pairing.bridge.requestUsername(
@@ -79,9 +79,9 @@ TEST(Pairing, GoesOnAfterAnswersThatAreNone) {
                                R"([{"success": ["username"]}])",
                                R"([{"error": {"type": 7}}])"};
     for (const std::string& answer : odd) {
-        pairing.handler->answers("POST", answer);
+        pairing.handler->add_answer("POST", answer);
     }
-    pairing.handler->answers("POST", kPressed);
+    pairing.handler->add_answer("POST", kPressed);
     EXPECT_EQ(pairing.result(), "fresh-user");
     EXPECT_EQ(pairing.handler->requests().size(), std::size(odd) + 1);
     EXPECT_EQ(pairing.printed.find(kNotPressedText), kAskText.size());  // for the error alone
@@ -90,8 +90,9 @@ TEST(Pairing, GoesOnAfterAnswersThatAreNone) {
 
 TEST(Pairing, EndsWithTheBridgeThatVanishes) {
     Pairing pairing;
-    pairing.handler->answers("POST", kNotPressed);
-    pairing.handler->fails("POST", std::system_error(ECONNRESET, std::generic_category(), "gone"));
+    pairing.handler->add_answer("POST", kNotPressed);
+    pairing.handler->add_failure("POST",
+                                 std::system_error(ECONNRESET, std::generic_category(), "gone"));
     EXPECT_THROW(pairing.result(), std::system_error);
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(pairing.bridge.getUsername(), "");
@@ -100,7 +101,7 @@ TEST(Pairing, EndsWithTheBridgeThatVanishes) {
 TEST(Pairing, AsksOnceASecondFor35SecondsAndThenGivesUp) {
     Pairing pairing;
     for (int i = 0; i < 50; ++i) {
-        pairing.handler->answers("POST", kNotPressed);
+        pairing.handler->add_answer("POST", kNotPressed);
     }
     HueFinder finder(pairing.handler);
     testing::internal::CaptureStdout();

@@ -143,7 +143,7 @@ TEST(Strategies, SendOnlyWhatChangesSomething) {
 TEST(Strategies, AcceptOnlyAnswersThatConfirmEveryMemberInOrder) {
     for_each_at_once(kAnswers, [](const Answer& answer) {
         TestLight test(kOff);
-        test.bridge->answers("PUT", spelled_out(answer.text));
+        test.bridge->add_answer("PUT", spelled_out(answer.text));
         EXPECT_EQ(answer.act(test.light), answer.confirms) << answer.text;
     });
 }
@@ -151,7 +151,7 @@ TEST(Strategies, AcceptOnlyAnswersThatConfirmEveryMemberInOrder) {
 TEST(Strategies, GettersOfAConstLightReadTheCacheAndTheOthersRefresh) {
     TestLight test;
     const HueLight& cached = test.light;
-    test.bridge->has_light(3, description_with(R"({"bri": 1, "ct": 400, "hue": 65536,
+    test.bridge->set_light(3, description_with(R"({"bri": 1, "ct": 400, "hue": 65536,
                                                    "sat": 254, "xy": [0.75, 1]})"));
     using HueSaturation = std::pair<std::uint16_t, std::uint8_t>;
     EXPECT_EQ(cached.getBrightness(), 100U);

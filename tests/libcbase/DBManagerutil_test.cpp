@@ -39,7 +39,7 @@ class DatabaseTest : public SystemLogTest {
   protected:
     DatabaseTest() { server_.listen_tcp("127.0.0.1", 0); }
 
-    void answers(Texts pieces, std::chrono::milliseconds pause = std::chrono::milliseconds(5)) {
+    void set_answer(Texts pieces, std::chrono::milliseconds pause = std::chrono::milliseconds(5)) {
         const std::lock_guard<std::mutex> lock(mutex_);
         pieces_ = std::move(pieces);
         pause_ = pause;
@@ -65,7 +65,7 @@ class DatabaseTest : public SystemLogTest {
         return result;
     }
     int asks_and_gets(Texts pieces) {
-        answers(std::move(pieces));
+        set_answer(std::move(pieces));
         return asks();
     }
 
@@ -227,7 +227,7 @@ TEST_F(DatabaseTest, EndsWhenTheServiceClosesEarlyOrIsAbsent) {
 }
 
 TEST_F(DatabaseTest, GivesUpAServiceThatDribbles) {
-    answers(Texts(60, "R"), std::chrono::milliseconds(250));
+    set_answer(Texts(60, "R"), std::chrono::milliseconds(250));
     const auto start = Clock::now();
     EXPECT_EQ(asks(), DBMANAGER_RECEIVE_FAILED);
     const auto limit = std::chrono::seconds(DBMANAGER_EXCHANGE_SECONDS);
@@ -236,7 +236,7 @@ TEST_F(DatabaseTest, GivesUpAServiceThatDribbles) {
 }
 
 TEST_F(DatabaseTest, RefusesBeforeAnythingIsSent) {
-    answers({"Response payload length: 0\n"});
+    set_answer({"Response payload length: 0\n"});
     EXPECT_EQ(asks("DML", "SELECT"), DBMANAGER_UNSUPPORTED);
     EXPECT_EQ(asks("DML-SQL", "VACUUM"), DBMANAGER_UNSUPPORTED);
     EXPECT_EQ(asks(nullptr), DBMANAGER_UNSUPPORTED);

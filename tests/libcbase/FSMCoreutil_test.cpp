@@ -176,13 +176,13 @@ class FsmcoreCall : public SystemLogTest {
 
 TEST_F(FsmcoreCall, HandsOverStatusAndParameters) {
     ScriptedCore core(kPath);
-    core.answers(kAnswerExample);
+    core.set_answer(kAnswerExample);
     EXPECT_EQ(asks({"7", "", "RUN"}), 0);
     EXPECT_EQ(core.last_request(),
               compose_request(Form::plain, {"FUNC", {"7", "", "RUN"}, "5"}).value());
     EXPECT_EQ(answer_, (Texts{"(null)", "on"}));
     // With the terminator of a C string behind it.
-    core.answers(std::string("response status: FSMC-042\nPARAMETER COUNT: 0\n\n\0x", 48));
+    core.set_answer(std::string("response status: FSMC-042\nPARAMETER COUNT: 0\n\n\0x", 48));
     EXPECT_EQ(asks(), 42);
     EXPECT_TRUE(answer_.empty());
     EXPECT_EQ(fsmcore_request(kPath, "FUNC", 0, nullptr, nullptr, nullptr, nullptr), 42);
@@ -221,7 +221,7 @@ TEST_F(FsmcoreCall, RefusesAnAnswerThatIsNotOne) {
     ScriptedCore core(kPath);
     for (const auto& [answer, message] : cases) {
         log_.clear();
-        core.answers(answer);
+        core.set_answer(answer);
         EXPECT_EQ(asks(), FSMCORE_RECEIVE_FAILED) << answer;
         EXPECT_TRUE(logged("FSMCoreutil->fsmcore_request " + message)) << answer;
         EXPECT_TRUE(answer_.empty()) << "what was read before the fault is not handed over";
@@ -230,7 +230,7 @@ TEST_F(FsmcoreCall, RefusesAnAnswerThatIsNotOne) {
 
 TEST_F(FsmcoreCall, SendsNothingThatDoesNotFit) {
     ScriptedCore core(kPath);
-    core.answers("Response Status: FSMC-000\nParameter Count: 0\n\n");
+    core.set_answer("Response Status: FSMC-000\nParameter Count: 0\n\n");
     const std::size_t rest = compose_request(Form::plain, {"FUNC", {""}, "5"})->size() + 2;
     const std::string fits(kBufferBytes - rest, 'x');  // 2 more digits in its length
     EXPECT_EQ(asks({fits.c_str()}), 0);
@@ -262,13 +262,13 @@ TEST_F(FsmcoreCall, GivesUpWithinTheWaitTime) {
         EXPECT_LT(taken_, seconds(3));
     }
     ScriptedCore core(kPath);
-    core.stays_silent();
+    core.stay_silent();
     EXPECT_EQ(asks({}, "1"), FSMCORE_RECEIVE_FAILED);
     EXPECT_LT(taken_, seconds(3));
     EXPECT_TRUE(
         logged("FSMCoreutil->fsmcore_request recv reading response failed with error "
                "'Connection timed out' for function 'FUNC'"));
-    core.does([](auto& peer) { peer.reset(); });
+    core.on_request([](auto& peer) { peer.reset(); });
     EXPECT_EQ(asks(), FSMCORE_RECEIVE_FAILED);
 }
 
@@ -277,7 +277,7 @@ TEST_F(FsmcoreCall, TakesALengthManagedAnswerCutAnywhere) {
         "lengthresponseis: " + std::to_string(std::strlen(kAnswerExample)) + "\n" + kAnswerExample;
     ScriptedCore core(kPath);
     for (std::size_t cut = 1; cut < answer.size(); ++cut) {
-        core.does([&](auto& peer) {
+        core.on_request([&](auto& peer) {
             peer.write(answer.substr(0, cut));
             std::this_thread::sleep_for(milliseconds(1));
             peer.write(answer.substr(cut) + "ignored");
@@ -309,11 +309,11 @@ TEST_F(FsmcoreCall, RefusesALengthManagedAnswerThatIsNotOne) {
     ScriptedCore core(kPath);
     for (const auto& [answer, message] : cases) {
         log_.clear();
-        core.answers(answer);
+        core.set_answer(answer);
         EXPECT_EQ(asks_lengthmgm(), FSMCORE_RECEIVE_FAILED) << answer;
         EXPECT_TRUE(logged(message)) << message;
     }
-    core.does([](auto& peer) { peer.write_slowly(std::string(60, 'L'), milliseconds(100)); });
+    core.on_request([](auto& peer) { peer.write_slowly(std::string(60, 'L'), milliseconds(100)); });
     EXPECT_EQ(asks_lengthmgm("1"), FSMCORE_RECEIVE_FAILED);
     EXPECT_LT(taken_, seconds(3)) << "a byte at a time must not outrun the wait time";
     EXPECT_TRUE(logged(receive + "'Connection timed out'"));

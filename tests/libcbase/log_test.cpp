@@ -47,7 +47,7 @@ TEST_F(LogTest, CutsALineAt1023CharactersAndReadsItsTextOnce) {
 }
 
 TEST_F(LogTest, AFullLogNeverBlocksAndItsLostLinesAreCounted) {
-    log_.stops_reading();
+    log_.stop_reading();
     std::size_t written = 2000;
     std::future<void> writer = std::async(std::launch::async, [written] {
         for (std::size_t i = 0; i < written; ++i) {
@@ -55,13 +55,13 @@ TEST_F(LogTest, AFullLogNeverBlocksAndItsLostLinesAreCounted) {
         }
     });
     EXPECT_EQ(writer.wait_for(std::chrono::seconds(2)), std::future_status::ready);
-    log_.recovers();
+    log_.recover();
     writer.wait();
     for (bool is_heard = false; !is_heard && written < 2200; ++written) {
         error("one once more");
         is_heard = log_.wait_for("one once more", std::chrono::milliseconds(50));
     }
-    log_.catches_up();  // what was heard may be the line before the last
+    log_.sync();  // what was heard may be the line before the last
     std::size_t lost = 0;
     for (const auto& line : log_.lines()) {
         lost += line.text.find("lines lost") != std::string::npos ? std::stoul(line.text) : 0;
@@ -94,7 +94,7 @@ TEST(SignalLog, ReachesALogThatWasRestarted) {
 // The daemon's last words, at a moment when others have filled the log's queue.
 TEST_F(LogTest, ASignalHandlersLineWaitsForRoomUpToItsTimeout) {
     prepare_signal_log();
-    log_.stops_reading();
+    log_.stop_reading();
     for (int i = 0; i < 2000; ++i) {
         error_from_signal_handler("many", 4);
     }
@@ -102,7 +102,7 @@ TEST_F(LogTest, ASignalHandlersLineWaitsForRoomUpToItsTimeout) {
     auto speaks =
         std::async(std::launch::async, [] { error_from_signal_handler("last words", 10, 10000); });
     EXPECT_EQ(speaks.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-    log_.recovers();
+    log_.recover();
     EXPECT_TRUE(logged("last words"));
     EXPECT_EQ(log_.count("lost"), 0U);
 }

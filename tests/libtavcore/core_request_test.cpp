@@ -14,7 +14,7 @@ constexpr const char* kDone = "Response Status: FSMC-000\nParameter Count: 0\n\n
 
 class CoreRequest : public SystemLogTest {
   protected:
-    CoreRequest() { core_.answers(kDone); }
+    CoreRequest() { core_.set_answer(kDone); }
 
     // What reached the core, its values read back without the limits of a gateway.
     Texts sent_parameters() const {
@@ -68,7 +68,7 @@ TEST_F(CoreRequest, CutsLongValuesBehindTheir512thByte) {
 }
 
 TEST_F(CoreRequest, KeepsTheAnswerOrItsFailure) {
-    core_.answers(
+    core_.set_answer(
         "Response Status: FSMC-000\nParameter Count: 2\nParam000 Length: 0\nParam001 Length: 2\n"
         "Param001:\non\n\n");
     core_request request("/TMP/VEXA_VARIABLES/SOCKETS/VEXA_FSMCORE.SOCKET", "FUNC");
@@ -80,12 +80,12 @@ TEST_F(CoreRequest, KeepsTheAnswerOrItsFailure) {
     EXPECT_STREQ(request.get_coreserviceresponseparameter(1), "on");
     EXPECT_EQ(request.get_coreserviceresponseparameter(2), nullptr);
 
-    core_.answers("Response Status: FSMC-013\nParameter Count: 1\nParam000 Length: 0\n\n");
+    core_.set_answer("Response Status: FSMC-013\nParameter Count: 1\nParam000 Length: 0\n\n");
     EXPECT_EQ(request.run(), -1);
     EXPECT_STREQ(request.get_last_error(), "core_request::run error calling fsmcore_request <13>");
     EXPECT_EQ(request.get_coreserviceresponseparametersnumber(), 0);
 
-    core_.answers(kDone);
+    core_.set_answer(kDone);
     for (int i = 0; i < 2; ++i) {  // too large for one message together
         request.set_coreservicerequestparameter(std::string(510, 'x').c_str());
     }

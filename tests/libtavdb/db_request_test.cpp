@@ -76,27 +76,27 @@ TEST_F(DbRequestTest, NamesWhatIsWrongWithARequest) {
 
 TEST_F(DbRequestTest, ReportsAServiceThatFails) {
     const std::string problem = "db_request::db_request error calling dbmanager_socket_request ";
-    service_.fails(Fault::error_status);
+    service_.inject_fault(Fault::error_status);
     EXPECT_EQ(error_of(service_.port(), kSelect), problem + "<13>");
-    for (const Fault fault : {Fault::closes_early, Fault::announces_too_much, Fault::rubbish}) {
-        service_.fails(fault);
+    for (const Fault fault : {Fault::closes_early, Fault::announces_too_much, Fault::garbage}) {
+        service_.inject_fault(fault);
         EXPECT_EQ(error_of(service_.port(), kSelect), problem + "<311>");
     }
-    service_.vanishes();
+    service_.stop();
     EXPECT_EQ(error_of(service_.port(), kSelect), problem + "<308>");
-    service_.recovers();
+    service_.recover();
     EXPECT_EQ(asks(kSelect).get_rows_num(), 2);
 }
 
 TEST_F(DbRequestTest, TakesRowsThatAreTooShortTooLongOrMissAColumn) {
-    service_.fails(Fault::rows_too_short);
+    service_.inject_fault(Fault::rows_too_short);
     EXPECT_EQ(asks(kSelect).rows.at(1), (Row{{"ID", "12"}, {"MSP", "lamp"}}));
-    service_.fails(Fault::rows_too_long);
+    service_.inject_fault(Fault::rows_too_long);
     EXPECT_EQ(asks(kSelect).rows.at(2), (Row{{"ID", "15"}, {"MSP", "dim"}, {"OPTIONALP", ""}}));
-    service_.fails(Fault::announces_too_little);
+    service_.inject_fault(Fault::announces_too_little);
     EXPECT_EQ(asks(kSelect).get_rows_num(), 2);
-    service_.recovers();
-    service_.hides_column("MSP");
+    service_.recover();
+    service_.hide_column("MSP");
     EXPECT_EQ(asks(kSelect).rows.at(1), (Row{{"ID", "12"}, {"OPTIONALP", "username='lumi'"}}));
 }
 

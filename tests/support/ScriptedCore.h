@@ -20,15 +20,15 @@ class ScriptedCore final {
     ~ScriptedCore() { server_.stop(); }
 
     /// What is done after each request from now on.
-    void does(Script script) {
+    void on_request(Script script) {
         const std::lock_guard<std::mutex> lock(mutex_);
         script_ = std::move(script);
     }
-    void answers(const std::string& text) {
-        does([text](simulator::Connection& peer) { peer.write(text); });
+    void set_answer(const std::string& text) {
+        on_request([text](simulator::Connection& peer) { peer.write(text); });
     }
-    void stays_silent() {
-        does([](simulator::Connection& peer) { peer.hold([] { return false; }); });
+    void stay_silent() {
+        on_request([](simulator::Connection& peer) { peer.hold([] { return false; }); });
     }
 
     std::vector<std::string> requests() const {

@@ -29,27 +29,27 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     };
 
     ScriptedHttpHandler() = default;
-    ScriptedHttpHandler(int id, const Json::Value& description) { has_light(id, description); }
+    ScriptedHttpHandler(int id, const Json::Value& description) { set_light(id, description); }
 
     /// Lists or replaces a light.
-    void has_light(int id, const Json::Value& description) {
+    void set_light(int id, const Json::Value& description) {
         const std::lock_guard<std::mutex> guard(mutex_);
         lights_.erase(id);
         lights_.emplace(id, simulator::BridgeLight(id, description));
     }
 
     /// What the next request with this method gets that has none yet: a body, or an exception.
-    void answers(const std::string& method, const std::string& body) {
+    void add_answer(const std::string& method, const std::string& body) {
         add(method, [body] { return body; });
     }
     template <typename Exception>
-    void fails(const std::string& method, const Exception& failure) {
+    void add_failure(const std::string& method, const Exception& failure) {
         add(method, [failure]() -> std::string { throw failure; });
     }
     /// What a search gets.
-    void announces(const std::vector<std::string>& answers) { announced_ = answers; }
+    void set_search_answers(const std::vector<std::string>& answers) { announced_ = answers; }
     /// How long every request takes from now on.
-    void takes(std::chrono::milliseconds duration) { duration_ = duration; }
+    void set_duration(std::chrono::milliseconds duration) { duration_ = duration; }
 
     std::vector<Request> requests() const {
         const std::lock_guard<std::mutex> guard(mutex_);

@@ -41,16 +41,16 @@ TEST_F(FindAndPair, ListsTheBridgesThatAnswer) {
 
 TEST_F(FindAndPair, ListsTheBridgesBesideADeviceThatDoesNotAnswer) {
     const char* nobody = "LOCATION: http://127.0.0.99:80/\r\nSERVER: IpBridge\r\n\r\n";
-    bridge().announces(nobody);
+    bridge().add_search_answer(nobody);
     EXPECT_EQ(runs({"discover"}).output, "address     serial number\n127.0.0.80  0017880ae670\n");
-    bridge().describes_itself_as("no bridge");
+    bridge().set_description("no bridge");
     const Result alone = runs({"discover"});
     EXPECT_EQ(alone.exit_code(), 3);
     EXPECT_THAT(alone.errors, HasSubstr("127.0.0.99 was not reached (Connection refused); search"));
 }
 
 TEST_F(FindAndPair, SaysWhatToDoAboutABridgeOfANewerMake) {
-    bridge().describes_itself_as(
+    bridge().set_description(
         "<manufacturer>Signify</manufacturer><modelName>Philips hue bridge 2015</modelName>"
         "<serialNumber>0017880ae670</serialNumber>");
     const Result result = runs({"discover", "--json"});
@@ -62,7 +62,7 @@ TEST_F(FindAndPair, SaysWhatToDoAboutABridgeOfANewerMake) {
 TEST_F(FindAndPair, EndsAtOnceOnCtrlCAndCleansItsLine) {
     const auto search = starts({"discover"});
     ASSERT_TRUE(terminal.shows("s left"));
-    search->signals(SIGINT);
+    search->send_signal(SIGINT);
     const auto ending = search->wait(std::chrono::seconds(2));
     ASSERT_TRUE(ending);
     EXPECT_EQ(ending->text(), "signal " + std::to_string(SIGINT));
@@ -70,7 +70,7 @@ TEST_F(FindAndPair, EndsAtOnceOnCtrlCAndCleansItsLine) {
 }
 
 TEST_F(FindAndPair, PrintsWhatTheDatabaseNeeds) {
-    bridge().presses_link_button();
+    bridge().press_link_button();
     const Result result = runs({"pair", kAddress});
     EXPECT_EQ(result.exit_code(), 0);
     EXPECT_THAT(result.output, testing::StartsWith("Please press the link Button!"));
@@ -82,7 +82,7 @@ TEST_F(FindAndPair, PrintsWhatTheDatabaseNeeds) {
 }
 
 TEST_F(FindAndPair, KeepsStandardOutputForOneDocument) {
-    bridge().presses_link_button();
+    bridge().press_link_button();
     const Result result = runs({"pair", kAddress, "--json"});
     EXPECT_EQ(result.exit_code(), 0);
     EXPECT_THAT(result.errors, HasSubstr("Success! Link button was pressed!\n"));
@@ -94,7 +94,7 @@ TEST_F(FindAndPair, KeepsStandardOutputForOneDocument) {
 TEST_F(FindAndPair, ShowsTheCountdownBelowWholeLines) {
     const auto pairing = starts({"pair", kAddress});
     EXPECT_TRUE(terminal.shows("Link button not pressed!\r\n\r\033[KPress the button"));
-    bridge().presses_link_button();
+    bridge().press_link_button();
     EXPECT_TRUE(pairing->wait(std::chrono::seconds(10)));
     const std::vector<std::string> lines = terminal.lines();
     EXPECT_EQ(lines.front(), "Please press the link Button! You've got 35 secs!");
@@ -114,14 +114,14 @@ TEST_F(FindAndPair, IsGivenUpWhenNobodyPressesTheButton) {
 
 TEST_F(FindAndPair, RefusesAUserNameThatCannotBeStored) {
     for (const char* name : {"a'b", "a\\\"b", "a|b", "a b", "a/b", "\\u001b[2J\\n"}) {
-        bridge().sends_body(std::string(R"([{"success": {"username": ")") + name + "\"}}]");
+        bridge().send_body(std::string(R"([{"success": {"username": ")") + name + "\"}}]");
         const Result result = runs({"pair", kAddress});
         EXPECT_EQ(result.exit_code(), 1) << name;
         EXPECT_THAT(result.errors, HasSubstr("huectl: the bridge gave a user name")) << name;
         EXPECT_THAT(result.output, Not(HasSubstr("ip_address"))) << name;
         EXPECT_EQ(result.output.find('\033'), std::string::npos);
     }
-    bridge().refuses();
+    bridge().refuse_connections();
     EXPECT_EQ(runs({"pair", kAddress}).exit_code(), 3);
 }
 

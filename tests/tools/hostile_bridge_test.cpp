@@ -13,36 +13,36 @@ TEST_F(HostileBridge, IsNotReachedWhateverItAnswers) {
          {std::string("[]"), std::string("null"), std::string("42"), std::string("[null,[]]"),
           std::string("\"lights\""), std::string(), std::string(1000, '['),
           "[" + std::string(kMoreThanABridgeSays, ' ') + "]"}) {
-        bridge().sends_body(body);
+        bridge().send_body(body);
         EXPECT_THAT(lights(), EndsWith(3, "check the address")) << body.substr(0, 20);
         EXPECT_THAT(light(4, {"--on"}), EndsWith(3, "check the address")) << body.substr(0, 20);
     }
-    bridge().sends_body("{}");
+    bridge().send_body("{}");
     EXPECT_THAT(lights(), Succeeds()) << "a bridge without lights";
     EXPECT_THAT(light(4, {"--on"}), EndsWith(3, "check the address"));
 }
 
 TEST_F(HostileBridge, IsNotReachedWhenItSpeaksNoHttp) {
-    bridge().sends_html();
+    bridge().send_html();
     EXPECT_THAT(lights(), EndsWith(3, "does not answer as a bridge"));
-    bridge().sends_garbage();
+    bridge().send_garbage();
     EXPECT_THAT(lights(), EndsWith(3, "does not answer as a bridge"));
-    bridge().sends_half();
+    bridge().send_half();
     EXPECT_THAT(lights(), EndsWith(3, "does not answer as a bridge"));
-    bridge().drops_connections();
+    bridge().reset_connections();
     EXPECT_THAT(lights(), EndsWith(3, "was not reached"));
-    bridge().refuses();
+    bridge().refuse_connections();
     EXPECT_THAT(lights(), EndsWith(3, "Connection refused"));
     EXPECT_THAT(runs({"lights", "no-such-host.invalid", kUser}), EndsWith(3, "no such host"));
 }
 
 TEST_F(HostileBridge, IsGivenUpWhenItStalls) {
-    bridge().stalls();
+    bridge().stall();
     EXPECT_THAT(lights(), EndsWith(3, "no answer in time"));
 }
 
 TEST_F(HostileBridge, ShowsLightsOfAnyShape) {
-    bridge().sends_body(R"({"1": null, "2": [], "3": {"state": {"on": [], "bri": -1, "xy": {},
+    bridge().send_body(R"({"1": null, "2": [], "3": {"state": {"on": [], "bri": -1, "xy": {},
         "hue": 1e99, "ct": "x", "colormode": "xy"}, "name": {"a": 1}}, "x": {}, "-4": {},
         "99999999999": {}, "5": {"state": {"bri": 4294967295, "colormode": "ct", "ct": 0}}})");
     const Result result = lights();
@@ -52,19 +52,19 @@ TEST_F(HostileBridge, ShowsLightsOfAnyShape) {
 }
 
 TEST_F(HostileBridge, CannotSteerTheTerminalByItsErrors) {
-    bridge().sends_body(R"([{"error": {"type": [], "description": "\u001b[2J\nok"}}])");
+    bridge().send_body(R"([{"error": {"type": [], "description": "\u001b[2J\nok"}}])");
     EXPECT_THAT(lights(), EndsWith(1, "the bridge says \"?[2J?ok\""));
 }
 
 TEST_F(HostileBridge, ConfirmsNothingByAnAnswerWithoutASuccess) {
     const huectl::ObservingHttpHandler transport;
     for (const char* body : {"[]", "{}", "null", R"([{"warning": 1}])"}) {
-        bridge().sends_body(body);
+        bridge().send_body(body);
         transport.PUTJson("/api/installer/lights/4/state", Json::Value(), kAddress, 80);
         const auto refusal = transport.take_refusal();
         EXPECT_TRUE(refusal && refusal->type == huectl::Refusal::kNotConfirmed) << body;
     }
-    bridge().recovers();
+    bridge().recover();
     transport.GETJson("/api/installer/lights", Json::Value(), kAddress, 80);
     EXPECT_FALSE(transport.take_refusal());
 }
