@@ -48,7 +48,7 @@ TEST_F(HueLightTest, TellsTheLogWhatTheBridgeRefusesAlsoWhereNobodyLooksAtTheAns
 }
 
 TEST_F(HueLightTest, EscapesARefusalSoThatItForgesNoLogLine) {
-    bridge_.answers("PUT", R"([{"error": {"description": "no\nforged\r\u001b[1m"}}])");
+    bridge_.add_answer("PUT", R"([{"error": {"description": "no\nforged\r\u001b[1m"}}])");
     light_.On(4);
     EXPECT_TRUE(logged("refused the request: no\\x0aforged\\x0d\\x1b[1m (light id = 3)"));
     EXPECT_TRUE(never_logged("no\n"));

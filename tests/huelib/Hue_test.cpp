@@ -84,7 +84,7 @@ TEST_F(HueTest, EscapesAModelAndANameSoThatTheyForgeNoLogLine) {
     Json::Value description = description_with("{}");
     description["modelid"] = "A\n\r\x1b[1mB";
     description["name"] = "C\n\r\x1b[1mD";
-    bridge_->has_light(1, description);
+    bridge_->set_light(1, description);
     expect_refusal(1, "HueLight type A\\x0a\\x0d\\x1b[1mB not supported");
     EXPECT_EQ(lines_with("Hue->getLight(1) - type: A\\x0a\\x0d\\x1b[1mB"), 1U);
     EXPECT_EQ(lines_with(R"("C\n\r\u001b[1mD")"), 1U) << "as JSON, in the whole description";
