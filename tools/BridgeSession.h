@@ -1,6 +1,4 @@
-/// One bridge as the tool talks to it: requests whose failures are Failures with an advice.
-///
-/// One thread uses a session.
+/// The tool's requests to one bridge. Failures say what to try. One thread uses a session.
 #pragma once
 
 #include <functional>
@@ -11,12 +9,11 @@
 
 #include "ObservingHttpHandler.h"
 #include "huelib/Hue.h"
-#include "huelib/HueCommandAPI.h"
 
 namespace huectl {
 
-/// Runs `action`, which talks to `peer`, and turns the exceptions of the client library into
-/// Failures that name it and give `advice`.
+/// Runs `action`, which talks to `peer`. Exceptions of the client library become Failures that name
+/// `peer` and give `advice`.
 void talk_to(const std::string& peer, const std::function<void()>& action,
              const std::string& advice = "check the address, the power and the network cable");
 
@@ -25,27 +22,21 @@ class BridgeSession final {
     /// Sends nothing.
     BridgeSession(const std::string& address, const std::string& user);
 
-    /// What the bridge tells of all its lights: an object by light id, whose content is the
-    /// bridge's.
+    /// The descriptions of all lights: an object by light ID. Its content is not checked.
     Json::Value lights();
-    /// What it tells of one light: an object with a "state".
+    /// The description of one light: an object with a "state".
     Json::Value light(int id);
-    /// Runs `action` on the client library's bridge. A Failure when the bridge refuses something,
-    /// or when `action` answers false; `what` names it.
+    /// Runs `action` on the client library's bridge. Throws a Failure that begins with `what` when
+    /// the bridge refuses something, or when `action` returns false.
     void carry_out(const std::string& what, const std::function<bool(Hue&)>& action);
 
   private:
-    enum class Sender { nobody, session, bridge };
-
     Json::Value read(const std::string& path);
-    void take_turn(Sender next);
     void expect_no_refusal(const std::string& what);
 
     std::string address_;
     std::shared_ptr<const ObservingHttpHandler> transport_;
-    HueCommandAPI sender_;
     Hue bridge_;
-    Sender last_ = Sender::nobody;
 };
 
 }  // namespace huectl

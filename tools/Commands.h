@@ -1,7 +1,5 @@
-/// The commands of the tool. Each does its work and returns what it found; only what cannot wait
-/// (progress, the library's own lines, a question) is printed meanwhile. Failures are thrown.
-///
-/// They run on the main thread. What keeps a processor busy for seconds has a thread of its own.
+/// The commands of the tool. Each returns its result; only progress, the library's lines and
+/// questions are printed before. Failures are thrown. The main thread calls them.
 #pragma once
 
 #include <string>
@@ -12,22 +10,22 @@
 
 namespace huectl {
 
-/// The same in words and for scripts; one of the two is printed on standard output.
+/// One of the two is printed on standard output.
 struct Result {
     std::string text;  ///< whole lines
     Json::Value json;
 };
 
-/// Who asks which bridge.
+/// A bridge and its user.
 struct Access {
     std::string address, user;
 };
 
 Result discover();
-/// `is_for_scripts`: the library's lines go to standard error, so that standard output stays free.
+/// `is_for_scripts`: the library's lines go to standard error instead of standard output.
 Result pair(const std::string& address, bool is_for_scripts);
 Result lights(const Access& access);
-/// Does what `options` wish, and tells the light's state behind it.
+/// Carries out `options` and returns the state of the light after that.
 Result light(const Access& access, int id, const LightOptions& options);
 /// Asks on the terminal unless `is_confirmed`.
 Result forget(const Access& access, int id, bool is_confirmed);

@@ -1,5 +1,5 @@
-/// How the tool ends. A command that cannot do what it was asked throws a Failure; main prints its
-/// message in one line and ends with its exit code.
+/// The exit codes, and the exception of a failed command. main prints the message of a Failure in
+/// one line and exits with its code.
 #pragma once
 
 #include <exception>
@@ -10,14 +10,14 @@ namespace huectl {
 
 enum class ExitCode {
     done = 0,
-    refused = 1,      ///< the bridge said no, or what was looked for is not there
-    usage = 2,        ///< the command line cannot be carried out as it stands
-    not_reached = 3,  ///< no connection, no answer in time, or none that a bridge gives
+    refused = 1,      ///< the bridge refused, or nothing was found
+    usage = 2,        ///< invalid command line; nothing was sent
+    not_reached = 3,  ///< no connection, no answer in time, or not a bridge's answer
 };
 
 class Failure final : public std::exception {
   public:
-    /// `message` says what happened and what to try, without a full stop.
+    /// `message` gives the fault and what to try, without a full stop.
     Failure(ExitCode exit_code, std::string message)
         : exit_code_(exit_code), message_(std::move(message)) {}
 

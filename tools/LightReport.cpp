@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "huelib/ColorConversion.h"
+#include "huelib/HSVColor.h"
 #include "huelib/JsonAccess.h"
 
 namespace huectl {
@@ -28,41 +29,49 @@ unsigned percent_of(unsigned brightness) {
     return (std::min(brightness, kFullBrightness) * 100 + kFullBrightness / 2) / kFullBrightness;
 }
 
-std::optional<HSVColor> hsv_in(const Json::Value& state) {
+// [hue, saturation, value], 0..255 each.
+std::optional<Json::Value> hsv_in(const Json::Value& state) {
     const auto hue = JsonAccess::toUnsigned(JsonAccess::member(state, "hue"));
     const auto saturation = JsonAccess::toUnsigned(JsonAccess::member(state, "sat"));
     const auto brightness = JsonAccess::toUnsigned(JsonAccess::member(state, "bri"));
     if (!hue || !saturation || !brightness) {
         return std::nullopt;
     }
-    return ColorConversion::hsvOfBridge(*hue, *saturation, *brightness);
-}
-
-std::optional<XYColor> xy_in(const Json::Value& state) {
-    const Json::Value& point = JsonAccess::member(state, "xy");
-    const auto x = JsonAccess::toDouble(JsonAccess::element(point, 0));
-    const auto y = JsonAccess::toDouble(JsonAccess::element(point, 1));
-    const auto is_fraction = [](const auto& value) { return value && *value >= 0 && *value <= 1; };
-    if (!is_fraction(x) || !is_fraction(y)) {
-        return std::nullopt;
+    const HSVColor hsv = ColorConversion::hsvOfBridge(*hue, *saturation, *brightness);
+    Json::Value result;
+    for (const unsigned part : {hsv.hue, hsv.saturation, hsv.value}) {
+        result.append(part);
     }
-    return XYColor{static_cast<float>(*x), static_cast<float>(*y), 0};
+    return result;
 }
 
-// Coordinates have four decimals on a bridge; a float has more noise than that.
-double four_decimals(float coordinate) {
-    return std::round(static_cast<double>(coordinate) * 10000) / 10000;
+// [x, y], 0..1 each, with the four decimals that a bridge gives.
+std::optional<Json::Value> xy_in(const Json::Value& state) {
+    Json::Value result;
+    for (const Json::ArrayIndex i : {0U, 1U}) {
+        const auto value =
+            JsonAccess::toDouble(JsonAccess::element(JsonAccess::member(state, "xy"), i));
+        if (!value || *value < 0 || *value > 1) {
+            return std::nullopt;
+        }
+        result.append(std::round(*value * 10000) / 10000);
+    }
+    return result;
 }
 
-std::string text_of(const XYColor& xy) {
-    char text[64];
-    std::snprintf(text, sizeof text, "xy %.4f,%.4f", four_decimals(xy.x), four_decimals(xy.y));
+// What the light shows, by the mode that the bridge names.
+std::string look_of(const std::string& mode, const std::optional<unsigned>& kelvin,
+                    const std::optional<Json::Value>& hsv, const std::optional<Json::Value>& xy) {
+    char text[64] = "";
+    if (mode == "hs" && hsv) {
+        std::snprintf(text, sizeof text, "hsv %u,%u,%u", (*hsv)[0].asUInt(), (*hsv)[1].asUInt(),
+                      (*hsv)[2].asUInt());
+    } else if (mode == "xy" && xy) {
+        std::snprintf(text, sizeof text, "xy %.4f,%.4f", (*xy)[0].asDouble(), (*xy)[1].asDouble());
+    } else if (mode == "ct" && kelvin) {
+        std::snprintf(text, sizeof text, "%u K", *kelvin);
+    }
     return text;
-}
-
-std::string text_of(const HSVColor& hsv) {
-    return "hsv " + std::to_string(hsv.hue) + "," + std::to_string(hsv.saturation) + "," +
-           std::to_string(hsv.value);
 }
 
 }  // namespace
@@ -73,92 +82,63 @@ std::string name_of_class(ColorType type) {
     return found != std::end(kClassNames) ? found->name : kMissing;
 }
 
-LightReport::LightReport(int id, const Json::Value& description) : id_(id) {
-    name_ = JsonAccess::asString(JsonAccess::member(description, "name"));
-    model_ = JsonAccess::asString(JsonAccess::member(description, "modelid"));
-    class_ = LightCatalogue::classOfModel(model_);
-    const Json::Value& state = JsonAccess::member(description, "state");
-    on_ = JsonAccess::toBool(JsonAccess::member(state, "on"));
-    is_reachable_ = JsonAccess::toBool(JsonAccess::member(state, "reachable")).value_or(true);
-    const auto brightness = JsonAccess::toUnsigned(JsonAccess::member(state, "bri"));
+LightReport::LightReport(int id, const Json::Value& description)
+    : id_(id),
+      name_(JsonAccess::asString(JsonAccess::member(description, "name"))),
+      model_(JsonAccess::asString(JsonAccess::member(description, "modelid"))),
+      class_(LightCatalogue::classOfModel(model_)) {
+    const std::string class_name = class_ ? name_of_class(class_->colorType) : "";
+    add("id", std::to_string(id), "id", id);
+    add("name", name_, "name", name_);
+    add("model", model_, "model", model_);
+    add("class", class_ ? class_name : "UNKNOWN MODEL", "class",
+        class_ ? Json::Value(class_name) : Json::Value());
+    add_state(JsonAccess::member(description, "state"));
+}
+
+void LightReport::add_state(const Json::Value& state) {
+    const auto on = JsonAccess::toBool(JsonAccess::member(state, "on"));
+    const bool is_reachable =
+        JsonAccess::toBool(JsonAccess::member(state, "reachable")).value_or(true);
+    add(nullptr, "", "reachable", is_reachable);
+    add("on", !is_reachable ? "unreachable" : !on ? "" : *on ? "on" : "off", "on", on);
+
+    auto brightness = JsonAccess::toUnsigned(JsonAccess::member(state, "bri"));
     if (brightness) {
-        brightness_ = percent_of(*brightness);
+        brightness = percent_of(*brightness);
     }
-    mode_ = JsonAccess::asString(JsonAccess::member(state, "colormode"));
-    mired_ = JsonAccess::toUnsigned(JsonAccess::member(state, "ct"));
-    hsv_ = hsv_in(state);
-    xy_ = xy_in(state);
-    is_looping_ = JsonAccess::asString(JsonAccess::member(state, "effect")) == "colorloop";
+    add("brightness", brightness ? std::to_string(*brightness) + " %" : "", "brightness",
+        brightness);
+
+    const auto mired = JsonAccess::toUnsigned(JsonAccess::member(state, "ct"));
+    const auto kelvin =
+        mired ? std::make_optional(ColorConversion::reciprocalTemperature(*mired)) : std::nullopt;
+    const auto hsv = hsv_in(state);
+    const auto xy = xy_in(state);
+    const std::string mode = JsonAccess::asString(JsonAccess::member(state, "colormode"));
+    const bool is_looping =
+        JsonAccess::asString(JsonAccess::member(state, "effect")) == "colorloop";
+    add("temperature or colour", is_looping ? "colour loop" : look_of(mode, kelvin, hsv, xy),
+        nullptr, std::nullopt);
+    add(nullptr, "", "mired", mired);
+    add(nullptr, "", "kelvin", kelvin);
+    add(nullptr, "", "hsv", hsv);
+    add(nullptr, "", "xy", xy);
+    if (!mode.empty()) {
+        add(nullptr, "", "mode", mode);
+        add(nullptr, "", "loop", is_looping);
+    }
 }
 
-Row LightReport::heading() {
-    return {"id", "name", "model", "class", "on", "brightness", "temperature or colour"};
-}
-
-Row LightReport::row() const {
-    return {std::to_string(id_),
-            name_,
-            model_,
-            class_ ? name_of_class(class_->colorType) : "UNKNOWN MODEL",
-            on_text(),
-            brightness_ ? std::to_string(*brightness_) + " %" : kMissing,
-            look_text()};
-}
-
-std::string LightReport::on_text() const {
-    if (!is_reachable_) {
-        return "unreachable";
+void LightReport::add(const char* title, const std::string& cell, const char* member,
+                      const std::optional<Json::Value>& value) {
+    if (title != nullptr) {
+        heading_.emplace_back(title);
+        row_.push_back(cell.empty() ? kMissing : cell);
     }
-    return !on_ ? kMissing : *on_ ? "on" : "off";
-}
-
-std::string LightReport::look_text() const {
-    if (is_looping_) {
-        return "colour loop";
+    if (member != nullptr && value) {
+        json_[member] = *value;
     }
-    if (mode_ == "hs" && hsv_) {
-        return text_of(*hsv_);
-    }
-    if (mode_ == "xy" && xy_) {
-        return text_of(*xy_);
-    }
-    if (mode_ == "ct" && mired_) {
-        return std::to_string(ColorConversion::reciprocalTemperature(*mired_)) + " K";
-    }
-    return kMissing;
-}
-
-Json::Value LightReport::json() const {
-    Json::Value result;
-    result["id"] = id_;
-    result["name"] = name_;
-    result["model"] = model_;
-    result["class"] = class_ ? Json::Value(name_of_class(class_->colorType)) : Json::Value();
-    result["reachable"] = is_reachable_;
-    if (on_) {
-        result["on"] = *on_;
-    }
-    if (brightness_) {
-        result["brightness"] = *brightness_;
-    }
-    if (mired_) {
-        result["mired"] = *mired_;
-        result["kelvin"] = ColorConversion::reciprocalTemperature(*mired_);
-    }
-    if (hsv_) {
-        for (const unsigned part : {hsv_->hue, hsv_->saturation, hsv_->value}) {
-            result["hsv"].append(part);
-        }
-    }
-    if (xy_) {
-        result["xy"].append(four_decimals(xy_->x));
-        result["xy"].append(four_decimals(xy_->y));
-    }
-    if (!mode_.empty()) {
-        result["mode"] = mode_;
-        result["loop"] = is_looping_;
-    }
-    return result;
 }
 
 }  // namespace huectl

@@ -15,7 +15,7 @@ struct Advice {
 };
 constexpr Advice kAdvice[] = {
     {Refusal::kUnauthorized, "; pair with it again: huectl pair ADDRESS"},
-    {Refusal::kNotAvailable, "; huectl lights shows what it has"},
+    {Refusal::kNotAvailable, "; huectl lights lists the lights"},
     {Refusal::kLinkButtonNotPressed, "; press the button on the bridge and try again"},
     {Refusal::kLightIsOff, "; add --on"},
 };
@@ -23,10 +23,11 @@ constexpr Advice kAdvice[] = {
 std::string advice_for(unsigned type) {
     const auto* found = std::find_if(std::begin(kAdvice), std::end(kAdvice),
                                      [type](const Advice& advice) { return advice.type == type; });
-    return found != std::end(kAdvice) ? found->text : "; huectl lights shows how things stand";
+    return found != std::end(kAdvice) ? found->text
+                                      : "; huectl lights shows the state of the lights";
 }
 
-// A bridge answers with an array of elements, each an "error" or, to a change, a "success".
+// An answer is an array. Each element is an "error" or, after a change, a "success".
 std::optional<Refusal> refusal_in(const Json::Value& answer, bool is_change) {
     bool is_confirmed = false;
     for (Json::ArrayIndex i = 0; answer.isArray() && i < answer.size(); ++i) {
@@ -47,7 +48,7 @@ std::optional<Refusal> refusal_in(const Json::Value& answer, bool is_change) {
 std::string Refusal::text() const {
     constexpr std::size_t kDescriptionCharacters = 200;
     if (type == kNotConfirmed && description.empty()) {
-        return "the bridge did not confirm it" + advice_for(type);
+        return "the bridge did not confirm the change" + advice_for(type);
     }
     const std::string words = printable(description, kDescriptionCharacters);
     return "the bridge says \"" + (words.empty() ? "error " + std::to_string(type) : words) + "\"" +

@@ -1,7 +1,5 @@
-/// The transport that also looks at what the bridge says: several operations of the client library
-/// answer true without looking, but somebody at the cabinet has to know when the bridge refused.
-///
-/// One thread at a time sends or asks.
+/// A transport that also looks for refusals in the bridge's answers: several operations of the
+/// client library return true without a look at the answer. One thread at a time uses it.
 #pragma once
 
 #include <optional>
@@ -11,20 +9,20 @@
 
 namespace huectl {
 
-/// Why a bridge did not do what it was asked.
+/// A request that the bridge did not carry out.
 struct Refusal {
-    /// Types of a bridge's error elements that have an advice of their own.
+    /// The types of a bridge's errors that have their own advice.
     enum Type : unsigned {
-        kNotConfirmed = 0,  ///< of our own: a change was answered with neither success nor error
+        kNotConfirmed = 0,  ///< not a bridge's: the answer to a change had no success and no error
         kUnauthorized = 1,
         kNotAvailable = 3,
         kLinkButtonNotPressed = 101,
         kLightIsOff = 201,
     };
     unsigned type;
-    std::string description;  ///< the bridge's own words; not fit for a terminal as they are
+    std::string description;  ///< the bridge's own text, not escaped
 
-    /// For a person: what the bridge says, and what to try.
+    /// The bridge's text, escaped, and what to try.
     std::string text() const;
 };
 
@@ -33,7 +31,7 @@ class ObservingHttpHandler final : public LinHttpHandler {
     std::string sendHTTPRequest(std::string method, std::string uri, std::string content_type,
                                 std::string body, const std::string& adr, int port) const override;
 
-    /// The last refusal since the last call.
+    /// The last refusal since the previous call.
     std::optional<Refusal> take_refusal() const;
 
   private:

@@ -14,7 +14,7 @@ namespace {
 constexpr char kErase[] = "\r\033[K";
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
-// Its disposition is the default again by now, so the program ends as the signal asks.
+// SA_RESETHAND has restored the default action, so raise() ends the program.
 void erase_and_end(int signal_number) {
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kErase, sizeof kErase - 1);
     raise(signal_number);
@@ -25,7 +25,7 @@ void on_ending_signals(void (*handler)(int), unsigned flags) {
         struct sigaction present {};
         sigaction(number, nullptr, &present);
         if (present.sa_handler == SIG_IGN) {
-            continue;  // as nohup wants it
+            continue;  // set by nohup
         }
         struct sigaction action {};
         action.sa_handler = handler;
@@ -46,7 +46,7 @@ bool write_all(int fd, const std::string& text) {
     std::size_t written = 0;
     while (written < text.size()) {
         const ssize_t count = write(fd, text.data() + written, text.size() - written);
-        if (count < 0 && errno == EAGAIN) {  // whoever gave us the pipe reads without blocking
+        if (count < 0 && errno == EAGAIN) {  // a pipe that its creator made non-blocking
             pollfd writable{fd, POLLOUT, 0};
             poll(&writable, 1, -1);
             continue;

@@ -1,8 +1,8 @@
-/// The line at the foot of the terminal that tells how a long operation goes, on standard error.
-/// Where that is no terminal nothing is redrawn: a plain line now and then.
+/// A progress line on standard error, the last line of the terminal. Without a terminal, a plain
+/// line is written once per kPlainLinePeriod instead.
 ///
-/// One thread uses it, and one exists at a time. While it does, a signal that ends the program
-/// erases the line first.
+/// One thread uses it, and one exists at a time. A signal that ends the program erases the line
+/// first.
 #pragma once
 
 #include <chrono>
@@ -19,9 +19,9 @@ class ProgressLine final {
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
 
-    /// Draws `text`, short enough for one line, in place of what was there.
+    /// Replaces the line by `text`, which must fit into one line.
     void show(const std::string& text);
-    /// Writes a whole line to the descriptor `fd`, above the progress.
+    /// Writes a whole line to the descriptor `fd`, above the progress line.
     void print(int fd, const std::string& line);
 
     static constexpr std::chrono::seconds kPlainLinePeriod{10};
@@ -34,7 +34,7 @@ class ProgressLine final {
     std::optional<std::chrono::steady_clock::time_point> last_plain_line_;
 };
 
-/// Writes all of `text`; false when the descriptor does not take it.
+/// Writes all of `text`; false when the descriptor cannot be written.
 bool write_all(int fd, const std::string& text);
 
 }  // namespace huectl

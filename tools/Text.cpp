@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "libcbase/log.h"
+
 namespace huectl {
 namespace {
 
@@ -11,14 +13,14 @@ constexpr std::size_t kColumnGap = 2;
 
 struct Character {
     std::uint32_t code;
-    std::size_t bytes;  // 0: no UTF-8
+    std::size_t bytes;  // 0: not UTF-8
 };
 
 struct Range {
     std::uint32_t first, last;
 };
 
-// Of a character with so many bytes: the bits of its first byte, and what it must at least be.
+// By the number of bytes of a character: the marker bits of its first byte, its smallest code.
 struct Lead {
     unsigned mask, pattern;
     std::uint32_t smallest;
@@ -28,11 +30,9 @@ constexpr Lead kLeads[] = {
 constexpr Range kSurrogates = {0xd800, 0xdfff};
 constexpr std::uint32_t kLastCharacter = 0x10ffff;
 
-// Controls, marks that turn the direction of writing, line breaks and the invisible byte-order
-// mark.
-constexpr Range kHarmful[] = {{0x00, 0x1f},     {0x7f, 0x9f},     {0x061c, 0x061c},
-                              {0x200e, 0x200f}, {0x2028, 0x202e}, {0x2066, 0x2069},
-                              {0xfeff, 0xfeff}};
+// Marks that change the writing direction, line breaks and the invisible byte-order mark.
+constexpr Range kMisleading[] = {
+    {0x061c, 0x061c}, {0x200e, 0x200f}, {0x2028, 0x202e}, {0x2066, 0x2069}, {0xfeff, 0xfeff}};
 
 bool is_in(const Range& range, std::uint32_t code) {
     return code >= range.first && code <= range.last;
@@ -59,9 +59,9 @@ Character first_character(std::string_view text) {
     return {0, 0};
 }
 
-bool is_harmful(const Character& character) {
+bool is_misleading(const Character& character) {
     return character.bytes == 0 ||
-           std::any_of(std::begin(kHarmful), std::end(kHarmful),
+           std::any_of(std::begin(kMisleading), std::end(kMisleading),
                        [&](const Range& range) { return is_in(range, character.code); });
 }
 
@@ -69,24 +69,20 @@ bool is_harmful(const Character& character) {
 
 std::string printable(std::string_view text, std::size_t limit) {
     static constexpr std::string_view kEllipsis = "...";
+    const std::string escaped = escape_control_characters(text);
     std::string result;
     std::size_t characters = 0;
     std::size_t end_before_ellipsis = 0;
-    while (!text.empty()) {
+    for (std::string_view rest = escaped; !rest.empty(); ++characters) {
         if (characters == limit) {
             return result.substr(0, end_before_ellipsis).append(kEllipsis);
         }
-        const Character character = first_character(text);
-        if (is_harmful(character)) {
-            result += '?';
-        } else {
-            result += text.substr(0, character.bytes);
-        }
-        text.remove_prefix(std::max<std::size_t>(character.bytes, 1));
-        ++characters;
         if (characters + kEllipsis.size() <= limit) {
             end_before_ellipsis = result.size();
         }
+        const Character character = first_character(rest);
+        result += is_misleading(character) ? "?" : rest.substr(0, character.bytes);
+        rest.remove_prefix(std::max<std::size_t>(character.bytes, 1));
     }
     return result;
 }

@@ -13,7 +13,7 @@
 namespace huectl {
 namespace {
 
-constexpr std::size_t kNameCharacters = 32;  // what a bridge keeps
+constexpr std::size_t kNameCharacters = 32;  // the limit of a bridge
 constexpr std::string_view kHexDigits = "0123456789abcdefABCDEF";
 
 [[noreturn]] void refuse(const std::string& what, const std::string& text,
@@ -21,7 +21,7 @@ constexpr std::string_view kHexDigits = "0123456789abcdefABCDEF";
     throw Failure(ExitCode::usage, what + ": \"" + printable(text, 40) + "\" is not " + wanted);
 }
 
-// The whole of `text` as a number of digits; nothing for anything else.
+// The whole of `text` as a number; digits only.
 std::optional<unsigned> unsigned_of(std::string_view text, int base = 10) {
     unsigned value = 0;
     const char* const end = text.data() + text.size();
@@ -47,7 +47,7 @@ std::optional<std::uint8_t> byte_of(std::string_view text) {
                                   : std::nullopt;
 }
 
-// A decimal fraction 0..1, whatever the locale.
+// A decimal fraction 0..1, in every locale.
 std::optional<float> coordinate_of(const std::string& text) {
     std::istringstream stream(text);
     stream.imbue(std::locale::classic());

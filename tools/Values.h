@@ -1,5 +1,5 @@
-/// Reading of what a person writes on the command line. Pure functions; a text that does not fit is
-/// a usage Failure that names `what` and says what would fit.
+/// Parsers of the values on the command line. Pure functions. An invalid text throws a usage
+/// Failure that names `what` and the valid values.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ struct NumberRange {
 
 constexpr NumberRange kPercent{0, 100, "percent"};
 constexpr NumberRange kMired{153, 500, "mired"};
-/// Those of which the truncated reciprocal lies in kMired.
+/// The values whose truncated reciprocal is in kMired.
 constexpr NumberRange kKelvin{2000, 6535, "kelvin"};
 constexpr NumberRange kMilliseconds{0, 25500, "milliseconds"};
 constexpr NumberRange kLightId{1, 65535, "a light's number"};
@@ -34,12 +34,12 @@ bool switch_of(const std::string& what, const std::string& text);
 /// 1 to 32 printable characters.
 std::string name_of(const std::string& what, const std::string& text);
 
-/// A host name or dotted address, as short as the daemon can keep.
+/// A host name or dotted address of at most kParameterBytes.
 std::string address_of(const std::string& text);
-/// What can stand in a request line behind "/api/".
+/// A user name that can follow "/api/" in a request line, of at most kParameterBytes.
 std::string user_of(const std::string& text);
 
-/// Longest address and user name that the daemon keeps of its optional parameters.
+/// The longest address and user name that the daemon reads from its optional parameters.
 constexpr std::size_t kParameterBytes = 127;
 
 }  // namespace huectl

@@ -1,4 +1,4 @@
-// huectl lights, light and forget: what a bridge's user may do with its lights.
+// huectl lights, light and forget.
 #include <charconv>
 #include <cstdio>
 #include <iostream>
@@ -15,7 +15,7 @@
 namespace huectl {
 namespace {
 
-// In the order of their numbers; a member that no light's number names is not a light.
+// In the order of their IDs. A member whose name is not an ID is not a light.
 std::map<int, LightReport> reports_of(const Json::Value& listed) {
     std::map<int, LightReport> reports;
     for (const std::string& name : listed.getMemberNames()) {
@@ -30,7 +30,7 @@ std::map<int, LightReport> reports_of(const Json::Value& listed) {
 }
 
 Result result_of(const LightReport& report) {
-    return {table({LightReport::heading(), report.row()}), report.json()};
+    return {table({report.heading(), report.row()}), report.json()};
 }
 
 std::string title_of(const LightReport& report) {
@@ -40,9 +40,9 @@ std::string title_of(const LightReport& report) {
 void expect_capable(const LightReport& report, const std::vector<Step>& steps) {
     const auto light_class = report.light_class();
     if (!light_class) {
-        throw Failure(ExitCode::refused, title_of(report) + " is of a model (" +
-                                             printable(report.model(), 40) +
-                                             ") that is not in the catalogue; it cannot be driven");
+        throw Failure(ExitCode::refused,
+                      title_of(report) + " is of a model (" + printable(report.model(), 40) +
+                          ") that is not in the catalogue; huectl cannot change it");
     }
     for (const Step& step : steps) {
         const bool is_capable =
@@ -60,7 +60,7 @@ void expect_capable(const LightReport& report, const std::vector<Step>& steps) {
     }
 }
 
-// "y" or "yes"; anything else, the end of the input too, is no.
+// Only "y", "Y" and "yes" agree.
 bool is_agreed(const std::string& question) {
     std::fputs((question + " [y/N] ").c_str(), stderr);
     std::string answer;
@@ -74,7 +74,7 @@ Result lights(const Access& access) {
     BridgeSession session(access.address, access.user);
     Result result;
     result.json["lights"] = Json::Value(Json::arrayValue);
-    std::vector<Row> rows = {LightReport::heading()};
+    std::vector<Row> rows = {LightReport(0, Json::Value()).heading()};
     for (const auto& [id, report] : reports_of(session.lights())) {
         rows.push_back(report.row());
         result.json["lights"].append(report.json());
@@ -104,13 +104,13 @@ Result light(const Access& access, int id, const LightOptions& options) {
 Result forget(const Access& access, int id, bool is_confirmed) {
     if (!is_confirmed && isatty(STDIN_FILENO) == 0) {
         throw Failure(ExitCode::usage,
-                      "forget asks before it removes a light, and there is no terminal to ask on; "
-                      "add --yes");
+                      "forget asks before it removes a light, but standard input is not a "
+                      "terminal; add --yes");
     }
     BridgeSession session(access.address, access.user);
     const LightReport report(id, session.light(id));
     if (!is_confirmed && !is_agreed("Remove " + title_of(report) + " from the bridge?")) {
-        throw Failure(ExitCode::refused, "nothing was removed; answer y to remove the light");
+        throw Failure(ExitCode::refused, "the light was not removed; answer y to remove it");
     }
     session.carry_out("forget", [id](Hue& bridge) { return bridge.removeLight(id); });
     Result result;

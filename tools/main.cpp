@@ -1,4 +1,4 @@
-// huectl: finds, pairs with and tests Hue bridges from a command line.
+// huectl: finds, pairs with and tests Hue bridges.
 #include <exception>
 #include <string>
 
@@ -16,19 +16,20 @@ namespace {
 using huectl::ExitCode;
 using huectl::Failure;
 
-// Non-ASCII characters are escaped, so that no locale and no name can spoil the document.
+// Non-ASCII characters are escaped, so the document is valid in every locale.
 std::string document_of(const Json::Value& value) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "  ";
     return Json::writeString(builder, value) + "\n";
 }
 
-// A result can be a user name that its bridge will not tell again.
+// A result can be a user name, which the bridge gives only once.
 void print(const std::string& text) {
     if (!huectl::write_all(STDOUT_FILENO, text)) {
         huectl::write_all(STDERR_FILENO, text);
-        throw Failure(ExitCode::refused,
-                      "done, but standard output does not take the result: it stands above");
+        throw Failure(
+            ExitCode::refused,
+            "done, but standard output cannot be written; the result is on standard error");
     }
 }
 
@@ -55,14 +56,13 @@ ExitCode run(int argc, char** argv) {
         return report(failure, huectl::asks_for_json(argc, argv));
     } catch (const std::exception&) {
         return report({ExitCode::refused,
-                       "the system did not give what this takes (memory, threads, descriptors, "
-                       "standard output); try again"},
+                       "out of system resources (memory, threads or descriptors); try again"},
                       huectl::asks_for_json(argc, argv));
     }
 }
 
-// A standard stream that the caller closed would give its number to the next socket, and what is
-// meant for a person would go to the bridge. Writing to what stands in for it fails.
+// If the caller closed a standard stream, the next socket would get its number, and output for the
+// terminal would go to the bridge. Writing to the replacement fails.
 void open_standard_streams() {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
         if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDONLY) != fd) {

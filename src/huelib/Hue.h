@@ -40,6 +40,9 @@ class Hue {
     /// a new Hue for a bridge that has moved.
     void setIP(const std::string& bridgeIp) { ip = bridgeIp; }
 
+    /// The sender of this bridge's requests, replaced by requestUsername. A copy shares its pacing.
+    const HueCommandAPI& getCommandAPI() const { return commands; }
+
     /// How long requestUsername asks.
     static constexpr std::chrono::seconds kPairingPeriod{35};
     /// Receives what requestUsername reports: one line a call, without its line feed.

@@ -1,7 +1,9 @@
-/// The real tool in front of a bridge with the lights of the sample house.
+/// Runs the real tool against a bridge with the lights of the sample house.
 #pragma once
 
 #include <chrono>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,34 +25,47 @@ class HuectlTest : public testing::Test {
     static constexpr std::chrono::seconds kLimit{60};
 
     /// Runs "huectl WORDS..." to its end.
-    static Result runs(const Words& words, const Words& environment = {}) {
+    static Result run(const Words& words, const Words& environment = {}) {
         return simulator::ChildProcess::run(HUECTL_PATH, words, environment, kLimit);
     }
     /// Runs "huectl light" for a light of this bridge.
     static Result light(int id, const Words& options = {}) {
         Words words = {"light", kAddress, kUser, std::to_string(id)};
         words.insert(words.end(), options.begin(), options.end());
-        return runs(words);
+        return run(words);
     }
     static Result lights(const std::string& user = kUser) {
-        return runs({"lights", kAddress, user});
+        return run({"lights", kAddress, user});
     }
 
-    /// Gives a light other members, as JSON, in its description and in its state.
-    void has_light(int id, const std::string& description, const std::string& state = "{}") {
+    /// Sets a light to a copy of light 4, with members of its description and of its state replaced
+    /// by those of two JSON objects.
+    void set_light(int id, const std::string& description, const std::string& state = "{}") {
         Json::Value& light = lights_[std::to_string(id)];
         light = lights_["4"];
         merge(light, description);
         merge(light["state"], state);
         restart();
     }
-    void lacks(int id, const std::string& member_of_state) {
-        lights_[std::to_string(id)]["state"].removeMember(member_of_state);
+    void remove_state_member(int id, const std::string& member) {
+        lights_[std::to_string(id)]["state"].removeMember(member);
         restart();
     }
 
+    /// The cells of each line of a table, whatever the widths of its columns.
+    static std::vector<Words> cells_of(const std::string& table) {
+        std::vector<Words> rows;
+        std::istringstream lines(table);
+        for (std::string line; std::getline(lines, line);) {
+            static const std::regex kGap(" {2,}");
+            rows.emplace_back(std::sregex_token_iterator(line.begin(), line.end(), kGap, -1),
+                              std::sregex_token_iterator());
+        }
+        return rows;
+    }
+
     simulator::Bridge& bridge() { return *bridge_; }
-    /// The changes that the bridge was sent, in their order: "PUT /lights/4/state {...}".
+    /// The changes that the bridge received, in order: "PUT /lights/4/state {...}".
     std::vector<std::string> changes() const {
         std::vector<std::string> found;
         for (const auto& request : bridge_->requests()) {
@@ -82,8 +97,8 @@ class HuectlTest : public testing::Test {
         std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{kUser, lights_});
 };
 
-/// Ended with this code, and with one line on standard error that holds `part`.
-MATCHER_P2(EndsWith, code, part, "") {
+/// Exited with `code` and one line on standard error, which contains `part`.
+MATCHER_P2(FailsWith, code, part, "") {
     const std::string& errors = arg.errors;
     const bool is_one_line = errors.find('\n') == errors.size() - 1;
     *result_listener << "exit code " << arg.exit_code() << ", errors: " << errors
@@ -92,7 +107,7 @@ MATCHER_P2(EndsWith, code, part, "") {
            errors.rfind("huectl: ", 0) == 0;
 }
 
-/// Ended with 0 and printed nothing but its result.
+/// Exited with 0 and an empty standard error.
 MATCHER(Succeeds, "") {
     *result_listener << "exit code " << arg.exit_code() << ", errors: " << arg.errors;
     return arg.exit_code() == 0 && arg.errors.empty();

@@ -1,4 +1,4 @@
-/// A terminal in front of the tool: what it would show, and keys to press. One thread uses it.
+/// A pseudo-terminal for the tool: the text on it, and its keyboard. One thread uses it.
 #pragma once
 
 #include <cerrno>
@@ -20,7 +20,7 @@ class Terminal final {
   public:
     Terminal() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
         if (!master_) {
-            // The sandbox has no multiplexer for terminals, but it may have terminals of its own.
+            // The sandbox has no /dev/ptmx, but it can mount its own terminals.
             mount("devpts", "/dev/pts", "devpts", 0, "newinstance,ptmxmode=0666");
             master_.reset(open("/dev/pts/ptmx", O_RDWR | O_NOCTTY | O_CLOEXEC));
         }
@@ -30,7 +30,7 @@ class Terminal final {
             throw std::system_error(errno, std::generic_category(), "no terminal");
         }
         path_ = "/dev/pts/" + std::to_string(number);
-        // Held open, so that the terminal outlives the program on it.
+        // Kept open, so that the text can be read after the program has ended.
         slave_.reset(open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     }
 
@@ -42,12 +42,13 @@ class Terminal final {
         return words;
     }
 
-    void types(const std::string& keys) {
+    void type(const std::string& keys) {
         [[maybe_unused]] const ssize_t count = write(master_.get(), keys.data(), keys.size());
     }
 
-    /// Waits until what was written holds `part`.
-    bool shows(const std::string& part, std::chrono::seconds limit = std::chrono::seconds(20)) {
+    /// Waits until the terminal has received `part`; false after `limit`.
+    bool wait_until_shown(const std::string& part,
+                          std::chrono::seconds limit = std::chrono::seconds(20)) {
         const auto deadline = std::chrono::steady_clock::now() + limit;
         while (written_.find(part) == std::string::npos) {
             if (std::chrono::steady_clock::now() >= deadline) {
@@ -58,7 +59,7 @@ class Terminal final {
         return true;
     }
 
-    /// The lines that stand on the screen now, the last one being that of the cursor.
+    /// The lines on the screen now; the last one has the cursor.
     std::vector<std::string> lines() {
         while (read_some(0)) {
         }

@@ -12,7 +12,7 @@ using testing::Not;
 
 class Light : public HuectlTest {};
 
-TEST_F(Light, ShowsAtTheBulbWhatEachOptionAsksFor) {
+TEST_F(Light, ChangesTheBulbByEachOption) {
     struct Case {
         int light;
         Words options;
@@ -54,6 +54,14 @@ TEST_F(Light, CarriesOutSeveralOptionsInTheDocumentedOrder) {
     EXPECT_THAT(result.output, HasSubstr("K\u00fcche"));
 }
 
+TEST_F(Light, IsReadAndChangedInThePaceOfTheBridge) {
+    EXPECT_THAT(light(1, {"--on", "--brightness", "50"}), Succeeds());
+    const auto requests = bridge().requests();
+    for (std::size_t i = 1; i < requests.size(); ++i) {
+        EXPECT_GE(requests[i].start - requests[i - 1].start, std::chrono::milliseconds(90)) << i;
+    }
+}
+
 TEST_F(Light, GoesBackToItsColourAfterAFlash) {
     EXPECT_THAT(light(3, {"--flash", "0000FF"}), Succeeds());
     EXPECT_THAT(changes(), testing::Contains(HasSubstr(R"("hue":43690)")));
@@ -64,62 +72,70 @@ TEST_F(Light, GoesBackToItsColourAfterAFlash) {
 }
 
 TEST_F(Light, SendsNothingForWhatALightCannotDo) {
-    EXPECT_THAT(light(1, {"--on", "--rgb", "FF0000"}), EndsWith(1, "cannot do --rgb"));
-    EXPECT_THAT(light(3, {"--flash", "2700"}), EndsWith(1, "cannot do --flash"));
-    has_light(7, R"({"modelid": "XYZ001"})");
-    EXPECT_THAT(light(7, {"--on"}), EndsWith(1, "not in the catalogue"));
+    EXPECT_THAT(light(1, {"--on", "--rgb", "FF0000"}), FailsWith(1, "cannot do --rgb"));
+    EXPECT_THAT(light(3, {"--flash", "2700"}), FailsWith(1, "cannot do --flash"));
+    set_light(7, R"({"modelid": "XYZ001"})");
+    EXPECT_THAT(light(7, {"--on"}), FailsWith(1, "not in the catalogue"));
     EXPECT_THAT(changes(), IsEmpty());
     EXPECT_THAT(light(7).output, HasSubstr("UNKNOWN MODEL"));
 }
 
-TEST_F(Light, TellsARefusalThatTheLibraryDoesNotLookAt) {
-    lacks(4, "hue");
+TEST_F(Light, ReportsARefusalThatTheLibraryIgnores) {
+    remove_state_member(4, "hue");
     EXPECT_THAT(light(4, {"--hsv", "10,20,30"}),
-                EndsWith(1, "--hsv: the bridge says \"parameter, hue, not available\""));
+                FailsWith(1, "--hsv: the bridge says \"parameter, hue, not available\""));
 }
 
-TEST_F(Light, SaysWhatTheBridgeSays) {
-    EXPECT_THAT(light(99, {"--on"}), EndsWith(1, "/lights/99, not available"));
-    EXPECT_THAT(lights("stranger"), EndsWith(1, "\"unauthorized user\"; pair"));
+TEST_F(Light, ReportsTheErrorOfTheBridge) {
+    EXPECT_THAT(light(99, {"--on"}), FailsWith(1, "/lights/99, not available"));
+    EXPECT_THAT(lights("stranger"), FailsWith(1, "\"unauthorized user\"; pair"));
 }
 
 TEST_F(Light, TakesTheUserFromTheEnvironment) {
     const Words environment = {std::string("HUE_USERNAME=") + kUser};
-    EXPECT_THAT(runs({"light", kAddress, "4", "--off"}, environment), Succeeds());
+    EXPECT_THAT(run({"light", kAddress, "4", "--off"}, environment), Succeeds());
     EXPECT_FALSE(bridge().light(4).is_on());
-    EXPECT_THAT(runs({"lights", kAddress}, environment), Succeeds());
-    EXPECT_THAT(runs({"lights", kAddress, "stranger"}, environment), EndsWith(1, "unauthorized"));
+    EXPECT_THAT(run({"lights", kAddress}, environment), Succeeds());
+    EXPECT_THAT(run({"lights", kAddress, "stranger"}, environment), FailsWith(1, "unauthorized"));
 }
 
-TEST_F(Light, IsForgottenOnlyWhenConfirmed) {
-    EXPECT_THAT(runs({"forget", kAddress, kUser, "4"}), EndsWith(2, "--yes"));
+TEST_F(Light, IsRemovedOnlyWhenConfirmed) {
+    EXPECT_THAT(run({"forget", kAddress, kUser, "4"}), FailsWith(2, "--yes"));
     EXPECT_THAT(changes(), IsEmpty());
-    EXPECT_THAT(runs({"forget", kAddress, kUser, "4", "--yes"}), Succeeds());
+    EXPECT_THAT(run({"forget", kAddress, kUser, "4", "--yes"}), Succeeds());
     EXPECT_THAT(bridge().light_ids(), Not(testing::Contains(4)));
 }
 
-TEST_F(Light, IsOneRowOfATableInOneRequest) {
-    has_light(10, R"({"name": "Ten"})", R"({"colormode": "ct", "ct": 250, "reachable": false})");
+TEST_F(Light, IsOneRowUnderTheHeadingInOneRequest) {
+    set_light(10, R"({"name": "Ten"})", R"({"colormode": "ct", "ct": 250, "reachable": false})");
     const Result result = lights();
     EXPECT_THAT(result, Succeeds());
     EXPECT_EQ(bridge().requests().size(), 1U);
-    EXPECT_THAT(result.output, HasSubstr("1   Hall         LWB010  white                  off"));
-    EXPECT_THAT(result.output, HasSubstr("on           79 %        hsv 33,140,200\n"));
-    EXPECT_THAT(result.output, HasSubstr("unreachable  79 %        4000 K\n"));
-    EXPECT_GT(result.output.find("Ten"), result.output.find("Desk")) << "9 comes before 10";
+    const std::vector<Words> rows = cells_of(result.output);
+    ASSERT_EQ(rows.size(), 8U);
+    EXPECT_THAT(rows[0], ElementsAre("id", "name", "model", "class", "on", "brightness",
+                                     "temperature or colour"));
+    EXPECT_THAT(rows[1], ElementsAre("1", "Hall", "LWB010", "white", "off", "79 %", "-"));
+    EXPECT_THAT(rows[4], ElementsAre("4", "Living room", "LCT007", "colour B", "on", "79 %",
+                                     "hsv 33,140,200"));
+    EXPECT_THAT(rows[7],
+                ElementsAre("10", "Ten", "LCT007", "colour B", "unreachable", "79 %", "4000 K"))
+        << "9 comes before 10";
+    const std::size_t second_line = result.output.find('\n') + 1;
+    EXPECT_EQ(result.output.find("model"), result.output.find("LWB010") - second_line) << "aligned";
 }
 
-TEST_F(Light, CannotSteerTheTerminalByItsName) {
-    has_light(7, R"({"name": "\u001b]0;x\u0007\u009b2J\r\nBad\u202e", "modelid": "\u001b[2J"})");
+TEST_F(Light, CannotControlTheTerminalByItsName) {
+    set_light(7, R"({"name": "\u001b]0;x\u0007\u009b2J\r\nBad\u202e", "modelid": "\u001b[2J"})");
     const std::string shown = lights().output;
-    EXPECT_THAT(shown, HasSubstr("?]0;x??2J??Bad?"));
+    EXPECT_THAT(shown, HasSubstr(R"(\x1b]0;x\x07\xc2\x9b2J\x0d\x0aBad?)"));
     EXPECT_EQ(shown.find_first_of("\x1b\x07\r"), std::string::npos);
     EXPECT_EQ(shown.find("\xc2\x9b"), std::string::npos);
 }
 
 TEST_F(Light, IsOneJsonDocumentForScripts) {
-    has_light(7, R"({"name": "\u001b[2J", "modelid": "XYZ001"})");
-    const auto all = simulator::parse_json(runs({"lights", kAddress, kUser, "--json"}).output);
+    set_light(7, R"({"name": "\u001b[2J", "modelid": "XYZ001"})");
+    const auto all = simulator::parse_json(run({"lights", kAddress, kUser, "--json"}).output);
     ASSERT_TRUE(all);
     EXPECT_EQ((*all)["lights"].size(), 7U);
     EXPECT_EQ((*all)["lights"][6]["name"], "\x1b[2J");
@@ -129,8 +145,8 @@ TEST_F(Light, IsOneJsonDocumentForScripts) {
     ASSERT_TRUE(one);
     EXPECT_EQ((*one)["kelvin"], 4000);
 
-    const Result failed = runs({"light", kAddress, kUser, "99", "--json"});
-    EXPECT_THAT(failed, EndsWith(1, "not available"));
+    const Result failed = run({"light", kAddress, kUser, "99", "--json"});
+    EXPECT_THAT(failed, FailsWith(1, "not available"));
     const auto problem = simulator::parse_json(failed.output);
     EXPECT_TRUE(problem && problem->isMember("error"));
 }

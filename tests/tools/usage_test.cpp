@@ -7,10 +7,10 @@ namespace {
 
 class Usage : public HuectlTest {};
 
-TEST_F(Usage, RefusesWhatIsOutOfRangeAndSaysTheRange) {
+TEST_F(Usage, RefusesAValueOutOfRangeAndNamesTheRange) {
     struct Case {
         Words options;
-        const char* said;
+        const char* error_part;
     };
     const std::vector<Case> cases = {
         {{"--brightness", "101"}, "0..100"},
@@ -46,12 +46,12 @@ TEST_F(Usage, RefusesWhatIsOutOfRangeAndSaysTheRange) {
         {{"--on=0"}, "override"},
     };
     for (const Case& one : cases) {
-        EXPECT_THAT(light(4, one.options), EndsWith(2, one.said)) << one.options[0];
+        EXPECT_THAT(light(4, one.options), FailsWith(2, one.error_part)) << one.options[0];
     }
     EXPECT_TRUE(bridge().requests().empty());
 }
 
-TEST_F(Usage, RefusesWordsThatNoRequestCanHold) {
+TEST_F(Usage, RefusesWordsThatARequestCannotContain) {
     const std::vector<Words> wrong = {
         {},
         {"bogus"},
@@ -76,31 +76,31 @@ TEST_F(Usage, RefusesWordsThatNoRequestCanHold) {
         {"forget", kAddress, "4", "--yes"},
     };
     for (const Words& words : wrong) {
-        EXPECT_THAT(runs(words), EndsWith(2, "")) << testing::PrintToString(words);
+        EXPECT_THAT(run(words), FailsWith(2, "")) << testing::PrintToString(words);
     }
     EXPECT_TRUE(bridge().requests().empty());
 }
 
-TEST_F(Usage, TakesNoOtherWordForAnEmptyOne) {
+TEST_F(Usage, RefusesAnEmptyWordInsteadOfSkippingIt) {
     const std::string user = std::string("HUE_USERNAME=") + kUser;
-    EXPECT_THAT(runs({"forget", kAddress, "4", "", "--yes"}, {user}), EndsWith(2, "empty"));
+    EXPECT_THAT(run({"forget", kAddress, "4", "", "--yes"}, {user}), FailsWith(2, "empty"));
     EXPECT_TRUE(bridge().requests().empty());
 }
 
-// A bridge tells a new user name once.
-TEST_F(Usage, SaysElsewhereWhatStandardOutputDoesNotTake) {
+// A bridge gives a new user name only once.
+TEST_F(Usage, PrintsOnStandardErrorIfStandardOutputCannotBeWritten) {
     const auto result = simulator::ChildProcess::run(
         "/bin/sh", {"-c", "exec \"$@\" >/dev/full", "sh", HUECTL_PATH, "lights", kAddress, kUser},
         {}, kLimit);
     EXPECT_EQ(result.exit_code(), 1);
     EXPECT_THAT(result.errors, testing::HasSubstr(lights().output));
-    EXPECT_THAT(result.errors, testing::EndsWith("stands above\n"));
+    EXPECT_THAT(result.errors, testing::EndsWith("the result is on standard error\n"));
 }
 
-TEST_F(Usage, AnswersOnStandardOutputWhenAskedForHelp) {
-    EXPECT_THAT(runs({"--version"}).output, testing::StartsWith("huectl "));
+TEST_F(Usage, PrintsHelpOnStandardOutput) {
+    EXPECT_THAT(run({"--version"}).output, testing::StartsWith("huectl "));
     for (const char* command : {"discover", "pair", "lights", "light", "forget"}) {
-        const Result help = runs({command, "--help"});
+        const Result help = run({command, "--help"});
         EXPECT_THAT(help, Succeeds());
         EXPECT_THAT(help.output, testing::HasSubstr(std::string("Usage: huectl ") + command));
     }
