@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <future>
 #include <string_view>
 
 #include <poll.h>
@@ -11,6 +12,9 @@
 namespace huectl {
 namespace {
 
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kRedrawPeriod{100};
 constexpr char kErase[] = "\r\033[K";
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
@@ -72,8 +76,20 @@ ProgressLine::~ProgressLine() {
     }
 }
 
+void ProgressLine::count_down(std::chrono::seconds period,
+                              const std::function<std::string(long long)>& text,
+                              const std::function<void()>& work) {
+    const auto end = steady_clock::now() + period;
+    auto done = std::async(std::launch::async, work);
+    do {
+        show(text(std::chrono::ceil<std::chrono::seconds>(end - steady_clock::now()).count()));
+    } while (done.wait_for(kRedrawPeriod) != std::future_status::ready);
+    done.get();
+}
+
 void ProgressLine::show(const std::string& text) {
-    const auto now = std::chrono::steady_clock::now();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto now = steady_clock::now();
     if (is_terminal_) {
         if (text != shown_) {
             write_all(STDERR_FILENO, kErase + text);
@@ -86,6 +102,7 @@ void ProgressLine::show(const std::string& text) {
 }
 
 void ProgressLine::print(int fd, const std::string& line) {
+    const std::lock_guard<std::mutex> lock(mutex_);
     erase();
     write_all(fd, line + "\n");
 }

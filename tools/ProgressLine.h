@@ -1,11 +1,12 @@
 /// A progress line on standard error, the last line of the terminal. Without a terminal, a plain
 /// line is written once per kPlainLinePeriod instead.
 ///
-/// One thread uses it, and one exists at a time. A signal that ends the program erases the line
-/// first.
+/// Any thread may call; one exists at a time. A signal that ends the program erases the line first.
 #pragma once
 
 #include <chrono>
+#include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -19,16 +20,21 @@ class ProgressLine final {
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
 
-    /// Replaces the line by `text`, which must fit into one line.
-    void show(const std::string& text);
+    /// Runs `work` on another thread and returns when it ends. Until then it shows `text` of the
+    /// seconds that are left of `period`, 0 or less after it; `text` must fit into one line. An
+    /// exception of `work` propagates.
+    void count_down(std::chrono::seconds period, const std::function<std::string(long long)>& text,
+                    const std::function<void()>& work);
     /// Writes a whole line to the descriptor `fd`, above the progress line.
     void print(int fd, const std::string& line);
 
     static constexpr std::chrono::seconds kPlainLinePeriod{10};
 
   private:
+    void show(const std::string& text);
     void erase();
 
+    std::mutex mutex_;  // guards `shown_` and the output
     bool is_terminal_;
     std::string shown_;
     std::optional<std::chrono::steady_clock::time_point> last_plain_line_;

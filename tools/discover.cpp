@@ -1,6 +1,6 @@
-// huectl discover: which bridges are there.
+// huectl discover: lists the bridges of the local network.
 #include <chrono>
-#include <future>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -21,77 +21,77 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kLastQuestion{20};  // after the start
-constexpr const char* kByHand = "give the address by hand: huectl pair ADDRESS";
-constexpr std::chrono::milliseconds kRedrawPeriod{100};
+constexpr std::chrono::seconds kLastRequest{20};  // after the start
+constexpr const char* kByHand = "look up the address in the router and run huectl pair ADDRESS";
 
 using Bridges = std::vector<HueFinder::HueIdentification>;
 
-// The library's search ends at the first device that cannot be read, but one such device must not
-// hide the bridges that can: here it counts as no bridge, and is remembered. Each address is asked
-// once and briefly, and nobody when the time is over, so that the search ends whoever answers it.
+// Reads the devices' descriptions. The library's search would end at the first device that cannot
+// be read; here such a device has an empty description, which is not a bridge's, and its Failure
+// goes to `on_failure`. Each address is asked once, with short limits, and only until kLastRequest,
+// so the search ends whatever answers it.
 class DiscoveryHttpHandler final : public LinHttpHandler {
   public:
-    std::string GETString(std::string uri, std::string content_type, std::string body,
-                          const std::string& adr, int port) const override {
+    using OnFailure = std::function<void(const Failure&)>;
+
+    explicit DiscoveryHttpHandler(OnFailure on_failure) : on_failure_(std::move(on_failure)) {}
+
+    std::string sendGetHTTPBody(const std::string& msg, const std::string& adr,
+                                int port) const override {
         std::string description;
-        if (steady_clock::now() > last_question_ || !asked_.insert(adr).second) {
+        if (steady_clock::now() > last_request_ || !asked_.insert(adr).second) {
             return description;
         }
         try {
             talk_to(
                 printable(adr, kShownCharacters),
-                [&] {
-                    description = LinHttpHandler::GETString(std::move(uri), std::move(content_type),
-                                                            std::move(body), adr, port);
-                },
+                [&] { description = LinHttpHandler::sendGetHTTPBody(msg, adr, port); },
                 std::string("search again, or ") + kByHand);
         } catch (const Failure& failure) {
-            if (!problem_) {
-                problem_ = failure;
-            }
+            on_failure_(failure);
         }
         return description;
     }
     std::string send(const std::string& msg, const std::string& adr, int port) const override {
         return exchange(msg, adr, port, kLimits);
     }
-    /// The first device that could not be read.
-    const std::optional<Failure>& problem() const { return problem_; }
 
   private:
     static constexpr std::size_t kShownCharacters = 60;
     static constexpr Limits kLimits{std::chrono::seconds(3), std::chrono::seconds(3),
                                     std::size_t{64} << 10};
 
-    steady_clock::time_point last_question_ = steady_clock::now() + kLastQuestion;
+    OnFailure on_failure_;
+    steady_clock::time_point last_request_ = steady_clock::now() + kLastRequest;
     mutable std::set<std::string> asked_;
-    mutable std::optional<Failure> problem_;
 };
 
 Bridges search_network() {
-    const auto transport = std::make_shared<DiscoveryHttpHandler>();
+    std::optional<Failure> first_failure;
+    const auto transport = std::make_shared<DiscoveryHttpHandler>([&](const Failure& failure) {
+        if (!first_failure) {
+            first_failure = failure;
+        }
+    });
     Bridges found;
     talk_to(
         "the network", [&] { found = HueFinder(transport).FindBridges(); },
         std::string("check the network cable, or ") + kByHand);
-    if (found.empty() && transport->problem()) {
-        throw Failure(*transport->problem());
+    if (found.empty() && first_failure) {
+        throw Failure(*first_failure);
     }
     return found;
 }
 
 Bridges find_bridges() {
-    ProgressLine progress;
-    const auto end = steady_clock::now() + UPnP::kListenPeriod;
-    auto search = std::async(std::launch::async, search_network);
-    do {
-        const auto left = std::chrono::ceil<std::chrono::seconds>(end - steady_clock::now());
-        progress.show(left.count() > 0
-                          ? "Searching for bridges: " + std::to_string(left.count()) + " s left"
-                          : "Reading what the devices tell of themselves");
-    } while (search.wait_for(kRedrawPeriod) != std::future_status::ready);
-    return search.get();
+    const auto text = [](long long seconds_left) {
+        return seconds_left > 0
+                   ? "Searching for bridges: " + std::to_string(seconds_left) + " s left"
+                   : "Reading the device descriptions";
+    };
+    Bridges found;
+    ProgressLine().count_down(UPnP::kListenPeriod, text, [&] { found = search_network(); });
+    return found;
 }
 
 }  // namespace
@@ -101,7 +101,7 @@ Result discover() {
     if (bridges.empty()) {
         throw Failure(
             ExitCode::refused,
-            std::string("no bridge was found; bridges of newer make are never found, ") + kByHand);
+            std::string("no bridge was found (newer bridges are never found); ") + kByHand);
     }
     Result result;
     std::vector<Row> rows = {{"address", "serial number"}};

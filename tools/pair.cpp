@@ -1,7 +1,5 @@
-// huectl pair: a user name from a bridge, by its link button.
+// huectl pair: gets a user name from a bridge by its link button.
 #include <algorithm>
-#include <chrono>
-#include <future>
 #include <memory>
 
 #include <unistd.h>
@@ -10,7 +8,6 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "ProgressLine.h"
-#include "StdoutCapture.h"
 #include "Text.h"
 #include "Values.h"
 #include "huelib/Hue.h"
@@ -20,57 +17,45 @@
 namespace huectl {
 namespace {
 
-using std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds kRedrawPeriod{100};
 constexpr std::size_t kShownCharacters = 200;  // of a line of the library
 
-// The library's pairing on a thread of its own; its lines appear whole, the countdown below them.
 std::string request_username(Hue& bridge, const std::string& address, bool is_for_scripts) {
-    StdoutCapture capture;
     ProgressLine progress;
-    const int lines_go_to = is_for_scripts ? STDERR_FILENO : capture.original();
-    const auto print = [&](const std::vector<std::string>& lines) {
-        for (const std::string& line : lines) {
-            progress.print(lines_go_to, printable(line, kShownCharacters));
-        }
+    const auto print = [&, fd = is_for_scripts ? STDERR_FILENO
+                                               : STDOUT_FILENO](const std::string& line) {
+        progress.print(fd, printable(line, kShownCharacters));
     };
-    const auto end = steady_clock::now() + Hue::kPairingPeriod;
-    auto pairing = std::async(std::launch::async, [&] {
-        std::string username;
-        talk_to(address, [&] { username = bridge.requestUsername(address); });
-        return username;
+    const auto text = [](long long seconds_left) {
+        return "Press the button on the bridge: " + std::to_string(std::max(seconds_left, 0LL)) +
+               " s left";
+    };
+    std::string username;
+    progress.count_down(Hue::kPairingPeriod, text, [&] {
+        talk_to(address, [&] { username = bridge.requestUsername(address, print); });
     });
-    while (pairing.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        print(capture.lines(kRedrawPeriod));
-        const auto left = std::chrono::ceil<std::chrono::seconds>(end - steady_clock::now());
-        progress.show("Press the button on the bridge: " +
-                      std::to_string(std::max<long long>(left.count(), 0)) + " s left");
-    }
-    print(capture.finish());
-    return pairing.get();
+    return username;
 }
 
-// Between quotes in the optional parameters, in a request's path, and in the daemon's memory.
+// Throws unless the name fits into a request's path and between quotes in the optional parameters.
 void expect_storable(const std::string& username) {
     const bool fits = username.find_first_of("'\"|") == std::string::npos;
     try {
         user_of(username);
     } catch (const Failure&) {
-        throw Failure(
-            ExitCode::refused,
-            "the bridge gave a user name that no request can hold; pair again for another one");
+        throw Failure(ExitCode::refused,
+                      "the bridge gave a user name that cannot be sent in a request; pair again to "
+                      "get another");
     }
     if (!fits) {
         throw Failure(ExitCode::refused,
-                      "the bridge gave a user name that the optional parameters cannot hold (a "
-                      "quote or a |); pair again for another one");
+                      "the bridge gave a user name that the optional parameters cannot contain (a "
+                      "quote or a |); pair again to get another");
     }
 }
 
 std::string optional_parameters(const std::string& address, const std::string& username) {
     linkedlist* variables = linkedlist_init();
-    // Each goes to the head of the list.
+    // Each is inserted at the head: the address comes first.
     optionalp_variables_insertorreplace(variables, "username", username.c_str(), OPTIONALP_STRING);
     optionalp_variables_insertorreplace(variables, "ip_address", address.c_str(), OPTIONALP_STRING);
     char* encoded = encode_optionalp_variables(variables);
@@ -90,12 +75,12 @@ Result pair(const std::string& address, bool is_for_scripts) {
         const auto refusal = transport->take_refusal();
         if (!refusal) {
             throw Failure(ExitCode::not_reached,
-                          address + " does not answer as a bridge does; check the address");
+                          address + " does not answer like a bridge; check the address");
         }
         throw Failure(ExitCode::refused,
                       refusal->type == Refusal::kLinkButtonNotPressed
-                          ? "the link button was not pressed in time; try again, and press "
-                            "the button on the bridge while the time runs"
+                          ? "the link button was not pressed in time; try again, and press the "
+                            "button on the bridge within 35 seconds"
                           : refusal->text());
     }
     expect_storable(username);
