@@ -88,7 +88,7 @@ char* convert_bytearraytohexstring(std::size_t n, const unsigned char* bytes) {
     }
     constexpr char kDigits[] = "0123456789ABCDEF";
     const std::size_t count = n == 0 ? 1 : n;
-    // No machine holds an array of more than half its addresses, so the product does not wrap.
+    // An array cannot take more than half the addresses, so the product does not wrap.
     char* const text = static_cast<char*>(xmalloc(2 * count + 1));
     if (text != nullptr) {
         for (std::size_t i = 0; i < count; ++i) {

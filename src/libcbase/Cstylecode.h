@@ -1,8 +1,9 @@
-/// Sockets, TLS connections and the host's network identity; log.h comes with it.
+/// Sockets, TLS connections and the host's network identity; log.h and FileDescriptor.h come with
+/// it.
 ///
 /// Any thread may call. Sockets: each creator returns a close-on-exec descriptor that the caller
-/// owns, or -1 after one line in the log at error level, with errno kept. FileDescriptor is the
-/// owner to put it into.
+/// owns (put it into a FileDescriptor), or -1 after one line in the log at error level, with errno
+/// kept.
 #pragma once
 
 #include <chrono>
@@ -13,41 +14,11 @@
 
 #include <sys/types.h>
 
+#include "libcbase/FileDescriptor.h"
 #include "libcbase/log.h"
 
-/// Owner of one descriptor, closed with it.
-class FileDescriptor final {
-  public:
-    explicit FileDescriptor(int fd = -1) noexcept : fd_(fd) {}
-    ~FileDescriptor() { reset(); }
-    FileDescriptor(FileDescriptor&& other) noexcept : fd_(other.release()) {}
-    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-        if (this != &other) {
-            reset(other.release());
-        }
-        return *this;
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    int get() const noexcept { return fd_; }
-    /// True when a descriptor is held.
-    explicit operator bool() const noexcept { return fd_ >= 0; }
-    /// Gives the descriptor to the caller.
-    int release() noexcept {
-        const int fd = fd_;
-        fd_ = -1;
-        return fd;
-    }
-    /// Closes what is held and takes `fd`; errno is kept.
-    void reset(int fd = -1) noexcept;
-
-  private:
-    int fd_;
-};
-
 /// @name Sockets
-/// A client socket that is not connected after `milliseconds` is given up (ETIMEDOUT), however many
+/// A client socket that is not connected after `milliseconds` fails with ETIMEDOUT, however many
 /// signals arrive. It keeps that limit on each later send and receive (SO_SNDTIMEO, SO_RCVTIMEO).
 /// @{
 
@@ -63,19 +34,18 @@ int make_internet_socket(int port, int backlog);
 int make_internet_socket_randomport(int* port, int backlog);
 
 /// Waits until `fd` is ready for `events` (of poll). Once `deadline` has passed it is false with
-/// ETIMEDOUT, even if the descriptor is ready by then: a peer that goes byte by byte must not
-/// outrun the deadline.
+/// ETIMEDOUT, even if the descriptor is ready by then: a peer that sends byte by byte must not
+/// extend the deadline.
 bool wait_until_ready(int fd, short events, std::chrono::steady_clock::time_point deadline);
 /// Bytes that one receive takes.
 constexpr std::size_t kReceiveChunkBytes = 1024;
-/// Sends the whole of `text`, and never waits beyond `deadline`. False with errno, ETIMEDOUT at the
-/// deadline.
+/// Sends the whole of `text`. False with errno, ETIMEDOUT at the deadline.
 bool send_until(int fd, std::string_view text, std::chrono::steady_clock::time_point deadline);
 /// Appends one receive of at most kReceiveChunkBytes to `text`. The number of bytes, 0 when the
 /// peer has closed, -1 with errno, ETIMEDOUT at the deadline.
 ssize_t receive_until(int fd, std::string& text, std::chrono::steady_clock::time_point deadline);
 
-/// Bounds every blocked send and receive on `fd`; false with errno when the system refuses.
+/// Limits every blocked send and receive on `fd`; false with errno when the system refuses.
 bool set_socket_timeouts(int fd, int milliseconds);
 /// @}
 
@@ -105,6 +75,8 @@ char* libcbase_get_version();
 /// A handshake that has not ended after `milliseconds` fails, whatever the peer sends. During it
 /// the descriptor is non-blocking; afterwards its mode is as before.
 /// @{
+
+/// Of OpenSSL: SSL_CTX and SSL.
 struct ssl_ctx_st;
 struct ssl_st;
 

@@ -16,15 +16,6 @@
 
 #include "libcbase/memory.h"
 
-void FileDescriptor::reset(int fd) noexcept {
-    if (fd_ >= 0) {
-        const int kept = errno;
-        close(fd_);
-        errno = kept;
-    }
-    fd_ = fd;
-}
-
 namespace {
 
 // The messages "Cstylecode->make_... STEP failed with error '%s'", with and without the process.
@@ -44,11 +35,11 @@ bool refuse(int code) {
     return false;
 }
 
-// Each address is nothing, with errno, when its text or number is not one.
+// An address, or nothing with errno for a text or number that is not valid.
 std::optional<sockaddr_un> local_address(const char* path) {
     sockaddr_un address{};
     const std::size_t length = std::strlen(text_or_empty(path));
-    // An empty path would name a socket outside the file system.
+    // An empty path would mean a socket outside the file system.
     if (length == 0 || length >= sizeof(address.sun_path)) {
         errno = length == 0 ? EINVAL : ENAMETOOLONG;
         return std::nullopt;

@@ -1,7 +1,7 @@
 #include "libcbase/Cstylecode.h"
 
-// TLS and base64, apart from the rest of Cstylecode.h: a program that calls neither does not load
-// libssl and libcrypto.
+// TLS and base64 are separate from the rest of Cstylecode.h: a program that calls neither does not
+// load libssl and libcrypto.
 #include <chrono>
 #include <climits>
 #include <cstring>
@@ -33,7 +33,7 @@ using Context = std::unique_ptr<SSL_CTX, FreeContext>;
 using Connection = std::unique_ptr<SSL, FreeConnection>;
 using Chain = std::unique_ptr<BIO, FreeChain>;
 
-// The library's oldest complaint; the rest of its queue is dropped.
+// The oldest error of the TLS library; the rest of its queue is dropped.
 const char* reason() {
     const char* const text = ERR_reason_error_string(ERR_get_error());
     ERR_clear_error();
@@ -50,8 +50,8 @@ Context new_context(const SSL_METHOD* method) {
     return context;
 }
 
-// Makes the descriptor non-blocking while it lives. In a blocking read a peer that goes byte by
-// byte could keep the library beyond every limit.
+// Makes the descriptor non-blocking while it lives. In a blocking read, a peer that sends byte by
+// byte could hold the TLS library beyond the limit.
 class NonBlocking final {
   public:
     explicit NonBlocking(int fd) : fd_(fd), flags_(fcntl(fd, F_GETFL)) {
@@ -85,7 +85,7 @@ bool shake_hands(SSL* connection, int fd, int (*step)(SSL*), int milliseconds) {
     }
 }
 
-// Asks for `host`, a name or an address, and has the certificate checked against it.
+// Requests `host`, a name or an address, and requires a certificate for it.
 bool expect_host(SSL* connection, const char* host) {
     in_addr address{};
     if (inet_pton(AF_INET, host, &address) == 1) {

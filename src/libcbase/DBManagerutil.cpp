@@ -99,10 +99,10 @@ class Exchange final {
         return true;
     }
 
-    // Receives the body of `length` bytes, from its status tag on, and its status. Bytes that came
-    // with the last of it do not count for the status, which would otherwise depend on how TCP
-    // cuts: the tag is looked for only within `length` bytes behind the first line, and the status
-    // within those of the body. Without the tag, the text behind the first line is the body.
+    // Receives the body of `length` bytes, from its status tag on, and its status. Bytes that
+    // arrive with the last of it do not count for the status, which would otherwise depend on how
+    // TCP splits the answer: the tag must be within `length` bytes after the first line, and the
+    // status within those of the body. Without the tag, the text after the first line is the body.
     bool receive_body(std::size_t length, dbmanager_answer& answer) {
         std::string& body = answer.body;
         if (!receive_up_to(length, body)) {
@@ -115,7 +115,7 @@ class Exchange final {
                 return false;
             }
         }
-        // The outputs are C strings: text behind a zero byte could not be reached.
+        // The outputs are C strings: text after a zero byte could not be read.
         body.resize(std::min(body.find('\0'), body.size()));
         answer.status = status_of(std::string_view(body).substr(0, length));
         return true;
@@ -130,7 +130,7 @@ class Exchange final {
         return true;
     }
 
-    // Appends one chunk to `text`; a peer that has closed is a failure.
+    // Appends one chunk to `text`. A peer that has closed is a failure.
     bool receive_chunk(std::string& text) {
         const ssize_t received = receive_until(fd_.get(), text, deadline_);
         reason_ = received == 0 ? kClosedByPeer : strerror(errno);

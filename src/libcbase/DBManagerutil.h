@@ -22,12 +22,13 @@ enum dbmanager_result {
     DBMANAGER_RECEIVE_FAILED = 311,
 };
 
-/// Record of a query's results; made by queryresultsinit, released by queryresultsfree.
+/// Record of a query's results.
 struct queryresults {
     char* first;         ///< heap string or null
     std::int32_t count;  ///< -1 until set
     char* second;        ///< heap string or null
 };
+/// An empty record, which the caller releases with queryresultsfree; null when memory is out.
 queryresults* queryresultsinit();
 /// Frees both texts and the record. 0, or -1 for null.
 int queryresultsfree(queryresults* record);

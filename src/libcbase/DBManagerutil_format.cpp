@@ -53,7 +53,7 @@ std::optional<std::string_view> status_line(std::string_view text) {
     return rest->substr(0, rest->find('\n'));
 }
 
-// The part in front of the rows: what looks like a tag inside a value is not one.
+// The part before the rows: a text inside a value that looks like a tag is not a tag.
 std::string_view head_of(std::string_view body) {
     return body.substr(0, body.find(kFirstRowTag));
 }

@@ -19,11 +19,12 @@ constexpr std::size_t kBodyBytes = 262144;
 /// The label of a body's status.
 constexpr std::string_view kStatusTag = "Response: ";
 
+/// A request of the client.
 struct Request {
     std::string function;        ///< DDL-SQL or DML-SQL
     std::string type;            ///< INSERT, SELECT and so on; both without regard to case
     std::string payload_length;  ///< bytes of the statement, as decimal text
-    std::string statement;
+    std::string statement;       ///< SQL; it may contain newlines
 };
 /// The request as it is sent.
 std::string compose_request(const Request& request);
@@ -33,16 +34,16 @@ std::string compose_request(const Request& request);
 std::optional<std::size_t> parse_length_line(const std::string& line);
 /// The status in a body, "FSMC-008" when there is none.
 std::string_view status_of(std::string_view body);
-/// The number behind the first five characters of `status`; 8 when there is no number of 0 or more.
+/// The number after the first five characters of `status`; 8 when there is no number of 0 or more.
 int status_number(std::string_view status);
 /// Whether the body's count of rows, or the ID in the answer to an INSERT, does not fit 32 bits.
 bool has_oversized_number(std::string_view body, const std::string& type);
 
 /// A result as the service reports it: the first row of the answer holds the column names.
 struct Response {
-    std::string status = "FSMC-000";
-    std::int32_t last_inserted_id = 0;
-    std::vector<std::string> columns;
+    std::string status = "FSMC-000";    ///< FSMC-NNN
+    std::int32_t last_inserted_id = 0;  ///< of an INSERT
+    std::vector<std::string> columns;   ///< names, in upper case after parse_response
     /// Values by position; a row may be shorter or longer than the columns.
     std::vector<std::vector<std::string>> rows;
 };

@@ -17,8 +17,7 @@ using fsmcore_format::Request;
 using fsmcore_format::Response;
 
 constexpr const char* kDefaultWaittime = "5";
-// A value that compose_request refuses. It takes the place of parameters that are announced and not
-// given.
+// A value that compose_request refuses, in place of parameters that are announced but missing.
 constexpr const char* kNotSendable = "\n";
 
 // A null element is an empty value.
@@ -61,8 +60,8 @@ int request_core(const char* socket_path, Form form, const Request& request, int
     return result;
 }
 
-// Sends the answer in one call that never waits: it is tiny, and a peer that leaves no room for it
-// is not reading. False with errno.
+// Sends the answer in one call that never waits: it is small, and a peer that leaves no room for it
+// does not read. False with errno.
 bool send_response(int socket, const std::optional<std::string>& text) {
     if (!text) {
         errno = EINVAL;

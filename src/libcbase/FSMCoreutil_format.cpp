@@ -19,7 +19,7 @@ constexpr std::string_view kValueLabelEnd = ":";
 constexpr std::string_view kWaittimeTag = "Waittime: ";
 constexpr std::size_t kLabelDigits = 3;
 
-// Decimal digits, filled up with zeros to `width`.
+// Decimal digits with leading zeros up to `width`.
 std::string padded(std::size_t number, std::size_t width) {
     std::string digits = std::to_string(number);
     digits.insert(0, width - std::min(width, digits.size()), '0');
@@ -57,7 +57,7 @@ bool same_letters(std::string_view a, std::string_view b, Letters letters) {
            (letters == Letters::exact ? a == b : strncasecmp(a.data(), b.data(), a.size()) == 0);
 }
 
-// What stands behind `tag` at the front of `line`.
+// The text after `tag`, which begins `line`.
 std::optional<std::string_view> behind(std::string_view tag, std::string_view line,
                                        Letters letters) {
     if (!same_letters(line.substr(0, tag.size()), tag, letters)) {
@@ -66,7 +66,7 @@ std::optional<std::string_view> behind(std::string_view tag, std::string_view li
     return line.substr(tag.size());
 }
 
-// What stands behind the label "ParamNNN" + `end`. The digits are not compared with an index.
+// The text after the label "ParamNNN" + `end`. The digits are not compared with an index.
 std::optional<std::string_view> behind_label(std::string_view end, std::string_view line,
                                              Letters letters) {
     const std::optional<std::string_view> rest = behind(kLabelStart, line, letters);
@@ -83,7 +83,7 @@ std::optional<std::int32_t> parse_number(std::string_view text, std::int32_t min
                                          std::int32_t max) {
     const std::string digits(text);
     std::int32_t number = 0;
-    // parse_int32 would take a NUL among the bytes for their end.
+    // parse_int32 would stop at a NUL among the bytes.
     if (digits.find('\0') != std::string::npos ||
         parse_int32(digits.c_str(), 10, &number) != PARSE_NUMBER_OK || number < min ||
         number > max) {
@@ -92,8 +92,8 @@ std::optional<std::int32_t> parse_number(std::string_view text, std::int32_t min
     return number;
 }
 
-// Walks over the lines of a message and keeps the first fault. Each step returns whether it went
-// well, so that steps are joined by &&.
+// Reads the lines of a message and keeps the first fault. Each step returns whether it succeeded,
+// so that steps are joined by &&.
 class MessageReader final {
   public:
     MessageReader(std::string_view text, Letters letters) : rest_(text), letters_(letters) {
@@ -102,7 +102,7 @@ class MessageReader final {
 
     const ParseResult& result() const { return result_; }
 
-    // Takes a line that begins with `tag`; `out` receives what stands behind it.
+    // Takes a line that begins with `tag`; `out` receives the text after it.
     bool tagged(std::string_view tag, Fault fault, std::string_view& out) {
         return take(line_ ? behind(tag, *line_, letters_) : std::nullopt, fault, out);
     }
@@ -114,7 +114,7 @@ class MessageReader final {
         return number || fail(fault, text);
     }
 
-    // The count line and the parameters behind it.
+    // The count line and the parameters after it.
     bool parameters(const Limits& limits, std::vector<std::string>& out) {
         std::string_view text;
         std::int32_t announced = 0;
@@ -149,7 +149,7 @@ class MessageReader final {
             !count(text, max_bytes, Fault::length_number, length)) {
             return false;
         }
-        // A composer writes the label of an empty value too, other peers leave it out.
+        // Some peers write the label of an empty value, as compose_parameters does; others omit it.
         const std::optional<std::string_view> label = label_line(kValueLabelEnd);
         const bool has_label = label && label->empty();
         if (length == 0) {
@@ -183,7 +183,7 @@ class MessageReader final {
         return true;
     }
 
-    // Empty lines count for nothing.
+    // Empty lines are ignored.
     void next_line() {
         rest_.remove_prefix(std::min(rest_.find_first_not_of('\n'), rest_.size()));
         if (rest_.empty()) {
@@ -262,7 +262,7 @@ ParseResult parse_response(std::string_view body, Response& out) {
         reader.fail(Fault::status_format, text);
         return reader.result();
     }
-    // Each announced parameter needs its lines, so what has arrived bounds what is allocated.
+    // Each announced parameter needs its lines, so the answer's size limits the allocation.
     constexpr Limits kNoLimits{INT32_MAX, INT32_MAX};
     if (reader.count(*digits, INT32_MAX, Fault::status_number, out.status) &&
         reader.parameters(kNoLimits, out.parameters)) {

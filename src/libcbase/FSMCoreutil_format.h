@@ -15,7 +15,7 @@ namespace fsmcore_format {
 
 /// Bytes that a plain request, an answer, or one receive may take.
 constexpr std::size_t kBufferBytes = 1024;
-/// A length line with more bytes before its newline is none.
+/// A length line may have this many bytes before its newline.
 constexpr std::size_t kMaxLengthLineBytes = 64;
 /// In front of a length-managed request, and of its answer.
 constexpr std::string_view kRequestLengthTag = "LengthRequestIs: ";
@@ -23,23 +23,26 @@ constexpr std::string_view kResponseLengthTag = "LengthResponseIs: ";
 /// The first line of a request's body.
 constexpr std::string_view kRequestTag = "Request: ";
 
+/// The two forms of a request.
 enum class Form {
     plain,           ///< "Parameter Count: 2", "Param000 Length: 5"
     length_managed,  ///< a "LengthRequestIs: " line in front; zero-padded counts and lengths
 };
 
+/// A request; no text of it may contain a newline or a NUL.
 struct Request {
-    std::string function;
-    std::vector<std::string> parameters;
-    std::string waittime;  ///< decimal seconds; may be negative
+    std::string function;                 ///< such as SERVICE_RUNONELEMENT
+    std::vector<std::string> parameters;  ///< in order; at most kMaxParameters
+    std::string waittime;                 ///< decimal seconds; may be negative
 };
 
+/// An answer; no parameter may contain a newline or a NUL.
 struct Response {
-    std::int32_t status = 0;  ///< NNN of FSMC-NNN
-    std::vector<std::string> parameters;
+    std::int32_t status = 0;              ///< NNN of FSMC-NNN
+    std::vector<std::string> parameters;  ///< in order; at most kMaxParameters when composed
 };
 
-/// What a parser stumbled over, in the order in which a message can go wrong.
+/// Why a parser refused a message, in the order in which it checks.
 enum class Fault {
     none,
     first_tag,      ///< no "Request: " / "Response Status: " line
@@ -53,27 +56,29 @@ enum class Fault {
     value_mismatch,  ///< no value, or not of the announced length
     waittime_tag,
     waittime_number,
-    trailing,  ///< a line behind the last one
+    trailing,  ///< a line after the last one
 };
 
+/// The first fault of a message, and where it is.
 struct ParseResult {
-    Fault fault = Fault::none;
-    int parameter = 0;      ///< index of the parameter at fault
-    std::string offending;  ///< the line, or the text that is not a number
+    Fault fault = Fault::none;  ///< none after a success
+    int parameter = 0;          ///< index of the parameter at fault
+    std::string offending;      ///< the line, or the text that is not a number
 
+    /// True after a success.
     explicit operator bool() const { return fault == Fault::none; }
 };
 
-/// Bounds on what a parser takes; a count or a length beyond them is not a valid number.
+/// Limits of a parser; a count or a length above them is not a valid number.
 struct Limits {
-    std::int32_t parameters;
-    std::int32_t value_bytes;
+    std::int32_t parameters;   ///< the highest count
+    std::int32_t value_bytes;  ///< the length of the longest value
 };
 
-/// Whether the letters of a label have to be written as they stand here.
+/// Whether the letters of a label are compared with regard to case.
 enum class Letters { exact, any_case };
 
-/// A message may hold this many parameters: their labels have three digits.
+/// A message may have this many parameters: their labels have three digits.
 constexpr std::size_t kMaxParameters = 1000;
 
 /// The request as it goes onto the wire; nothing when a text holds a newline or a NUL, or there are

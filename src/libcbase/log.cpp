@@ -11,7 +11,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <syslog.h>
-#include <unistd.h>
+
+#include "libcbase/FileDescriptor.h"
 
 inline namespace cbase_log {
 
@@ -36,25 +37,18 @@ class KeepErrno final {
 // Owns a socket to the system log through which nothing is sent.
 class LogProbe final {
   public:
-    LogProbe() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    LogProbe() {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::strncpy(address.sun_path, _PATH_LOG, sizeof(address.sun_path) - 1);
         is_connected_ =
-            connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+            connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
     }
-    ~LogProbe() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    LogProbe(const LogProbe&) = delete;
-    LogProbe& operator=(const LogProbe&) = delete;
 
     // False when the log's queue is full and stays so for that long. A log that is absent, or of
     // another kind, is not waited for.
     bool finds_room(int timeout_ms) const {
-        pollfd queue{fd_, POLLOUT, 0};
+        pollfd queue{fd_.get(), POLLOUT, 0};
         int ready = 0;
         do {
             ready = is_connected_ ? poll(&queue, 1, timeout_ms) : 1;
@@ -63,16 +57,16 @@ class LogProbe final {
     }
 
   private:
-    int fd_;
-    bool is_connected_;
+    FileDescriptor fd_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    bool is_connected_ = false;
 };
 
 std::mutex log_mutex;  // guards lost_lines, and held for a line
 unsigned long lost_lines = 0;
 
 // syslog waits for room in the queue of the system log, without an end when the log does not read,
-// and its own socket cannot be made non-blocking. So a probe checks first. Each line makes a new
-// one: the log may have been restarted. (Another program may still take the last place in between.)
+// and its own socket cannot be made non-blocking. So a probe checks first, a new one for each line:
+// the log may have been restarted. (Another program may still take the last place in between.)
 void write_line(int level, const char* line) {
     constexpr int kTimeoutMilliseconds = 250;  // once: then lines are lost until there is room
     const std::lock_guard<std::mutex> lock(log_mutex);
@@ -92,8 +86,8 @@ void write_line(int level, const char* line) {
     syslog(zel_log_facility | level, "%s", line);
 }
 
-// The line is made on the stack: xmalloc reports here that memory is out. The text goes to syslog
-// as an argument, so that a '%' that came from outside is not read as a format.
+// The line is made on the stack: xmalloc logs here that memory is out. The text goes to syslog as
+// an argument, so that a '%' from outside is not read as a format.
 [[gnu::format(printf, 2, 0)]] void log_line(int level, const char* format, va_list arguments) {
     const KeepErrno keep;
     char line[kLineBytes];

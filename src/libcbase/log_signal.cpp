@@ -10,9 +10,8 @@
 #include <sys/uio.h>
 #include <sys/un.h>
 #include <syslog.h>
-#include <unistd.h>
 
-#include "libcbase/Cstylecode.h"
+#include "libcbase/FileDescriptor.h"
 
 namespace {
 
@@ -54,7 +53,7 @@ void error_from_signal_handler(const char* text, std::size_t length, int timeout
     message.msg_namelen = sizeof(signal_address);
     message.msg_iov = parts;
     message.msg_iovlen = 2;
-    // The logger's queue is short (ten lines on most systems) and may be full at this very moment.
+    // The logger's queue is short (ten lines on most systems) and may be full at this moment.
     constexpr int kPauseMilliseconds = 10;
     while (sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) < 0 && errno == EAGAIN &&
            timeout_ms > 0) {

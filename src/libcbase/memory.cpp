@@ -14,8 +14,8 @@ std::size_t length_of(const char* text) {
     return text == nullptr ? 0 : std::strlen(text);
 }
 
-// A string block of `room` characters and a terminator; a room that leaves none for the terminator
-// is asked for as it is, and so refused like any other size that the machine does not have.
+// A string block of `room` characters and a terminator. The largest room leaves no place for the
+// terminator; it is requested as it is, and fails as any size that the machine does not have.
 char* new_string(std::size_t room) {
     return static_cast<char*>(xmalloc(room == SIZE_MAX ? room : room + 1));
 }
@@ -28,7 +28,7 @@ char* new_copy(const char* src, std::size_t length, std::size_t room) {
     return copy;
 }
 
-// The inputs that a flag gives away are released when the result is made, also when it failed.
+// Releases an input whose flag is set once the result is made, also when that failed.
 class Release final {
   public:
     Release(void* block, int flag) : block_(flag != 0 ? block : nullptr) {}
@@ -44,7 +44,7 @@ void drop_front(char* str, std::size_t count) {
     std::memmove(str, str + count, std::strlen(str + count) + 1);
 }
 
-// Step 1 of every cutter: false when there is nothing to work on.
+// False, after a line in the log, when there is nothing to cut.
 bool is_given(const char* str, const char* function) {
     if (length_of(str) == 0) {
         error("memory->%s received a null pointer", function);
@@ -87,7 +87,7 @@ void cut_message(char* str, std::size_t len, const char* function) {
 }  // namespace
 
 void* xmalloc(std::size_t size) {
-    // A size of 0 is not handed on: calloc may answer it with null, which means a failure here.
+    // calloc may return null for a size of 0, and null means a failure here.
     void* const block = std::calloc(1, std::max<std::size_t>(size, 1));
     if (block == nullptr) {
         error("memory->xmalloc reports an out of memory for %d new bytes",
@@ -152,7 +152,7 @@ char* zstrreplace(char* str, const char* needle, const char* replacement, int fr
     for (const char* at = str; (at = std::strstr(at, needle)) != nullptr; at += needle_length) {
         ++count;
     }
-    // In 64 bits: a long replacement of a short needle may go beyond what 32 bits count.
+    // In 64 bits: a long replacement of a short needle may need more than 32 bits can count.
     const std::size_t replacement_length = std::strlen(replacement);
     const std::uint64_t size =
         std::strlen(str) - count * needle_length + count * replacement_length;

@@ -1,8 +1,8 @@
 /// Zeroing allocation and the string builders of the base library.
 ///
-/// Every pointer returned here is a fresh block that the caller releases with xfree (or holds in an
-/// xstring). Plain functions without state: any thread may call them. When memory is out, xmalloc
-/// logs it and returns null, and the builders return null with it.
+/// Every pointer returned here is a new block that the caller releases with xfree (or keeps in an
+/// xstring). The functions have no state; any thread may call them. When memory is out, xmalloc
+/// logs it and returns null, and so do the builders.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,9 @@ void* xmalloc(std::size_t size);
 /// Releases a block of this library; null is allowed.
 void xfree(void* ptr);
 
+/// Deleter for std::unique_ptr.
 struct XFree {
+    /// Releases a block; null is allowed.
     void operator()(void* ptr) const noexcept { xfree(ptr); }
 };
 /// Owner of one heap string of this library.
@@ -24,21 +26,22 @@ inline const char* text_or_empty(const char* text) noexcept {
     return text != nullptr ? text : "";
 }
 
-/// @name Builders that leave their inputs alone
+/// @name Builders that do not change their inputs
+/// The parameter `ignored` has no effect.
 /// @{
 
 /// a followed by b; a null argument counts as empty.
 char* xstrcat(const char* a, const char* b);
-/// A copy of `src`, which must not be null. The first argument is a destination of old, ignored.
+/// A copy of `src`, which must not be null.
 char* xstrcpy(char* ignored, const char* src);
-/// A block of n + 1 bytes with the first n bytes of `src`, zeros behind a shorter `src`.
+/// A block of n + 1 bytes with the first n bytes of `src`, zeros after a shorter `src`.
 char* xstrncpy(char* ignored, const char* src, std::size_t n);
 /// The same operation as xstrncpy, under a second name.
 char* xstrnlcpy(char* ignored, const char* src, std::size_t n);
 /// @}
 
 /// @name Builders that release an input whose flag is not 0
-/// They let a message grow piece by piece: the result of one call is the flagged input of the next.
+/// They build a message piece by piece: the result of one call is the flagged input of the next.
 /// @{
 
 /// a followed by b; null and empty contribute nothing, two such arguments give a new empty string.
@@ -58,12 +61,12 @@ void* zarrcpy(void* bytes, std::size_t n, int free_bytes);
 /// A string shorter than `len` becomes empty and is logged; a null or empty one is only logged.
 /// @{
 
-/// Leaves the first token behind the header and a run of '=', space and tab.
+/// Keeps the first token after the header and a run of '=', space and tab.
 void cutparamto(char* str, std::size_t len);
-/// Leaves the first token behind the header and a run of '~', single quote, space and tab; a single
+/// Keeps the first token after the header and a run of '~', single quote, space and tab; a single
 /// quote ends it too.
 void cutqueryparamto(char* str, std::size_t len);
-/// Drops the header and the last character, taken to be the line's newline.
+/// Drops the header and the last character, which is expected to be the line's newline.
 void cut_message_to_trim_newline(char* str, std::size_t len);
 /// Drops the header only.
 void cut_message_to_preserve_newline(char* str, std::size_t len);

@@ -39,7 +39,7 @@ int parse_int32(const char* text, int base, std::int32_t* out) {
         if (digit >= base) {
             return PARSE_NUMBER_INVALID;
         }
-        // Stays one step beyond the limit, so that the rest is still looked at but cannot overflow.
+        // Once beyond the limit it does not grow, so that the rest is checked but cannot overflow.
         if (value <= limit) {
             value = value * base + digit;
         }

@@ -1,6 +1,7 @@
-/// The linked list, the optional-parameter variables that it holds, and checked number reading.
+/// Checked numbers, the linked list, and the optional-parameter variables that it holds.
 ///
-/// C-style functions; a list is not shared between threads. Text format: docs/formats.
+/// C-style functions; one thread uses a list. The text format is in
+/// docs/formats/optional-parameters.md.
 #pragma once
 
 #include <cstdint>
@@ -8,33 +9,37 @@
 
 /// @name Checked numbers
 /// @{
+/// Results of parse_int32.
 enum parse_number_result {
     PARSE_NUMBER_OK = 0,
-    PARSE_NUMBER_INVALID = -1,  ///< null, empty, or anything but digits behind an optional sign
+    PARSE_NUMBER_INVALID = -1,  ///< null, empty, or other characters than a sign and digits
     PARSE_NUMBER_RANGE = -2,    ///< does not fit 32 bits, the width of the board's long
 };
-/// Reads the whole of `text` as one signed 32-bit number; leading zeros are decimal, there is no
-/// room for blanks. `*out` is left alone on failure. base: 10, or 16 (hex digits only, no sign).
+/// Reads the whole of `text` as one signed 32-bit number; leading zeros are decimal, blanks are not
+/// allowed. `*out` does not change on failure. base: 10, or 16 (hex digits only, no sign).
 int parse_int32(const char* text, int base, std::int32_t* out);
 /// @}
 
 /// @name Linked list
 /// Owns its elements and, through their release functions, their data.
 /// @{
+/// Opaque: an element, and a list.
 struct linkedlistelement;
 struct linkedlist;
 
+/// A new empty list, which the caller releases with linkedlist_deinit; null when memory is out.
 linkedlist* linkedlist_init();
 /// Inserts at the head. 0, or -1 for a null list (logged; the data then stays the caller's).
 int linkedlist_add(linkedlist** list, void* data, void (*release)(void*));
 /// Removes every element for which `match` is not 0; returns how many, -1 for a null list.
 int linkedlist_delete(linkedlist** list, int (*match)(void*));
-/// The data of the first match (`first` not 0) or the last one, from the head; null when none.
+/// Data that the list still owns, null when there is none: of the first match (`first` not 0) or
+/// the last one, from the head; of the first match; of the first and of the last element.
 void* linkedlist_search_firstorlast(linkedlist** list, int (*match)(void*), int first);
 void* linkedlist_search(linkedlist** list, int (*match)(void*));
 void* linkedlist_head(linkedlist* list);
 void* linkedlist_tail(linkedlist* list);
-/// -1 for a null list.
+/// The number of elements; -1 for a null list.
 int linkedlist_getelementcount(linkedlist* list);
 /// Logs the list at info level; `describe` returns a heap string, freed here.
 void linkedlist_print(linkedlist* list, char* (*describe)(void*));
@@ -43,7 +48,9 @@ void linkedlist_deinitelement(linkedlistelement** element);
 /// Releases the list with all its elements and sets the pointer to null.
 void linkedlist_deinit(linkedlist** list);
 
+/// Deleter for std::unique_ptr.
 struct LinkedListDeinit {
+    /// Releases a list.
     void operator()(linkedlist* list) const noexcept { linkedlist_deinit(&list); }
 };
 /// Owner of one list.
@@ -52,6 +59,7 @@ using LinkedListOwner = std::unique_ptr<linkedlist, LinkedListDeinit>;
 
 /// @name Optional-parameter variables
 /// @{
+/// Types of a value.
 enum optionalpvariabletypes {
     OPTIONALP_UNKNOWN = 0,
     OPTIONALP_STRING = 1,
@@ -60,13 +68,14 @@ enum optionalpvariabletypes {
     OPTIONALP_BOOLEAN = 4,
 };
 
+/// One variable; of the last three members, the one of its type is set.
 struct optionalpvariable {
-    char* name;         ///< heap string
-    std::int32_t type;  ///< an optionalpvariabletypes
-    char* value;        ///< heap string: the text as written, without quotes, for every type
-    std::int32_t long_value;
-    double double_value;
-    std::int32_t boolean_value;  ///< 0 or 1
+    char* name;               ///< heap string
+    std::int32_t type;        ///< an optionalpvariabletypes
+    char* value;              ///< heap string: the text as written, without quotes, for every type
+    std::int32_t long_value;  ///< OPTIONALP_LONG
+    double double_value;      ///< OPTIONALP_DOUBLE
+    std::int32_t boolean_value;  ///< OPTIONALP_BOOLEAN: 0 or 1
 };
 
 /// A zeroed record, whose null texts count as empty; caller frees with optionalpvariable_deinit and
@@ -79,12 +88,13 @@ void optionalpvariable_deinit(optionalpvariable* variable);
 linkedlist* parse_optionalp_variables(const char* text);
 /// A new heap string in the same format, from the head; empty for a null or empty list.
 char* encode_optionalp_variables(linkedlist* list);
-/// The first record of that name, without regard to case; owned by the list; null when none.
+/// The first record of that name, case-insensitive; owned by the list; null when there is none.
 optionalpvariable* optionalp_variables_searchbyname(linkedlist* list, const char* name);
-/// Removes the records whose name begins with `prefix`, without regard to case; how many, or -1.
+/// Removes the records whose name begins with `prefix`, case-insensitive. How many, or -1 for a
+/// null argument. Here and below, a text may belong to a record of the list.
 int optionalp_variables_deletebynameprefix(linkedlist* list, const char* prefix);
-/// Gives the record of that name (without regard to case) the value and type, in its place, or adds
-/// one at the head. 0, or -1 for a null argument, an empty name or a value not of the type.
+/// Replaces the record of that name (case-insensitive) in its place, or adds one at the head. 0, or
+/// -1 for a null argument, an empty name or a value not of the type.
 int optionalp_variables_insertorreplace(linkedlist* list, const char* name, const char* value,
                                         optionalpvariabletypes type);
 /// @}

@@ -3,16 +3,17 @@
 
 #include "libcbase/utility.h"
 
-/// Owned by its list, with its data through `release` (null: the data is not owned).
+/// Owned by its list.
 struct linkedlistelement {
-    int flag;  // 1 while the element is in use
-    void* data;
-    void (*release)(void*);
-    linkedlistelement* next;
+    int flag;                 ///< 1 while the element is in use
+    void* data;               ///< owned if there is a `release`
+    void (*release)(void*);   ///< releases `data`; may be null
+    linkedlistelement* next;  ///< towards the tail
 };
 
 /// Owns its elements, from the head.
 struct linkedlist {
+    /// Elements from the head, and how many.
     int count;
     linkedlistelement* first;
 };

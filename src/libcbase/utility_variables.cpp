@@ -46,8 +46,8 @@ Variable new_variable(std::string_view name, std::string_view value) {
     return variable;
 }
 
-// Reads what strtol reads where a long has 32 bits: leading blanks are skipped, and an empty text
-// is 0, as no character of it is left over.
+// Reads as strtol does where a long has 32 bits: leading blanks are skipped, and an empty text is
+// 0, as no character of it is left over.
 int convert_long(const char* text, std::int32_t* out) {
     if (*text == '\0') {
         *out = 0;
@@ -86,8 +86,8 @@ int convert_boolean(const char* text, std::int32_t* out) {
     return 0;
 }
 
-// Reads the value text as `type`; 0, or why it is not of that type (EINVAL, ERANGE), and then the
-// record is left alone.
+// Reads the value text as `type`. 0, or EINVAL or ERANGE when it is not of that type; the record
+// then does not change.
 int apply_type(optionalpvariable& variable, optionalpvariabletypes type) {
     int failure = 0;
     switch (type) {
@@ -133,7 +133,7 @@ void type_by_look(optionalpvariable& variable) {
     }
 }
 
-// One "name=value" as a record; null when it yields none.
+// One "name=value" as a record; null when the name is missing.
 Variable parse_variable(std::string_view piece) {
     const std::size_t equals = piece.find('=');
     if (equals == std::string_view::npos || equals == 0) {
@@ -151,7 +151,7 @@ Variable parse_variable(std::string_view piece) {
     return variable;
 }
 
-// Puts the record at the head; the list owns it then.
+// Adds the record at the head; the list then owns it.
 bool add_variable(linkedlist* list, Variable& variable) {
     if (linkedlist_add(&list, variable.get(), release_variable) != 0) {
         return false;

@@ -17,7 +17,7 @@ constexpr const char* kRunOnElement = "SERVICE_RUNONELEMENT";
 constexpr const char* kWaittimeSeconds = "5";
 constexpr const char* kNoValue = "NO-VALUE";
 constexpr std::size_t kErrorBytes = 1024;
-// A value that reaches this limit is warned of, and cut where the core's own buffer ends.
+// A value of this size is logged, and cut where the core's own buffer ends.
 constexpr int kValueLimitBytes = 511;
 constexpr std::size_t kValueCutBytes = 512;
 
@@ -51,7 +51,7 @@ int core_request::compose_runonelement(const char* ip, const char* sessionID, co
                                        const char* optionals, const char* hashcode,
                                        const char* caller) {
     function_ = kRunOnElement;
-    // Without these two the later parameters move up, as the core expects of the short form.
+    // Without these two the later parameters move up: the short form of the core.
     if (ip != nullptr) {
         set_coreservicerequestparameter(ip);
     } else {
@@ -142,7 +142,7 @@ void core_request::set_last_error(const char* format, ...) {
     }
 }
 
-// The value at `position` as it goes to the core, empty when none was set.
+// The value at `position` as it is sent, empty when it was not set.
 std::string core_request::sendable_value(int position) {
     const auto found = request_parameters_.find(position);
     if (found == request_parameters_.end()) {

@@ -1,8 +1,8 @@
-/// One request to the core, FSMCore: a function name and an ordered list of parameters, sent with
-/// one connection a run; the answer's status and parameters are kept.
+/// One request to the core, FSMCore: a function name and an ordered list of parameters. Each run
+/// sends it over a connection of its own and keeps the answer's status and parameters.
 ///
-/// Made, used and destroyed by one thread. Nothing throws for what the core does or sends: a
-/// failure is a result of -1 with a last-error text, which is logged as well.
+/// One thread creates, uses and destroys it. Nothing that the core does or sends causes an
+/// exception: a failure is a result of -1 with a last-error text, which is also logged.
 #pragma once
 
 #include <map>
@@ -19,12 +19,11 @@ enum core_request_result {
 
 class core_request final {
   public:
-    /// `socket` has to be the core's own, "/tmp/vexa_variables/sockets/vexa_fsmcore.socket",
-    /// without regard to case. After another socket or a null function every run() fails, and the
-    /// last error goes on telling why.
+    /// `socket` must be FSMCORE_SOCKET, case-insensitive. With another socket or a null function
+    /// every run() fails, and the last error keeps the reason.
     core_request(const char* socket, const char* function);
 
-    /// Appends a copy of `value` as the next parameter. A null `value` is counted and sent empty.
+    /// Appends a copy of `value` as the next parameter. A null `value` counts and is sent empty.
     void set_coreservicerequestparameter(const char* value);
 
     /// Makes this a SERVICE_RUNONELEMENT request and appends, in this order: ip and sessionID (left
@@ -33,9 +32,10 @@ class core_request final {
     int compose_runonelement(const char* ip, const char* sessionID, const char* objectID,
                              const char* action, const char* payload, const char* optionals,
                              const char* hashcode, const char* caller);
+    /// The same without ip and sessionID.
     int compose_runonelement(const char* objectID, const char* action, const char* payload,
                              const char* optionals, const char* hashcode, const char* caller);
-    /// Nothing to do; 0.
+    /// Does nothing; 0.
     int compose_updateloginmanagerdata();
 
     /// Sends the request and waits up to 5 s for the answer. 0 when the core answered FSMC-000,
@@ -43,13 +43,15 @@ class core_request final {
     /// a warning as the last error.
     int run();
 
-    /// The last error, empty while there is none; valid until the next one.
+    /// The last error, empty if there was none; valid until the next one.
     const char* get_last_error() const { return last_error_.c_str(); }
     /// Status of the answer, -1 before a successful run.
     int get_coreserviceresponsestatus() const { return response_status_; }
+    /// How many parameters the answer had.
     int get_coreserviceresponseparametersnumber() const;
     /// "NO-VALUE" for a parameter that the core sent empty, null for one that it did not send.
     const char* get_coreserviceresponseparameter(int position) const;
+    /// "0.0.6"
     const char* get_version() const { return "0.0.6"; }
 
   private:

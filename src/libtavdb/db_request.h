@@ -1,8 +1,8 @@
-/// One SQL statement, checked, sent to the database service and its answer taken apart.
+/// One SQL statement: checked, sent to the database service, and its answer parsed.
 ///
-/// The whole exchange happens in the constructor, which blocks its thread for at most
-/// DBMANAGER_EXCHANGE_SECONDS; afterwards the object is a plain record of its owner's.
-/// Nothing is thrown for a failure: it leaves a text in get_last_error and the counts at zero.
+/// The constructor does the whole exchange and blocks its thread for at most
+/// DBMANAGER_EXCHANGE_SECONDS; afterwards the object is a plain record. A failure does not throw:
+/// it leaves a text in get_last_error and the counts at zero.
 #pragma once
 
 #include <map>
@@ -13,6 +13,7 @@ namespace libtavdb {
 
 class db_request {
   public:
+    /// Types of a statement.
     enum query_type {
         QUERY_INSERT = 1,
         QUERY_DELETE = 2,
@@ -24,14 +25,14 @@ class db_request {
     /// UPDATE or SELECT statement.
     db_request(int port, const char* query);
 
-    /// Why the request failed; empty when it did not. Valid as long as this object is.
+    /// Why the request failed; empty after a success. Valid as long as this object.
     const char* get_last_error() const { return last_error_.c_str(); }
     /// Rows that arrived.
     int get_rows_num() const { return static_cast<int>(rows.size()); }
     /// Columns that the answer names; 0 when it announces no rows. May be above 0 although no rows
     /// arrived.
     int get_fields_num() const { return static_cast<int>(columns_.size()); }
-    /// The ID that an INSERT was given; 0 when none was reported.
+    /// The ID of the row that an INSERT added; 0 when the service reported none.
     int get_last_insert_id() const { return last_insert_id_; }
     /// "0.0.11"
     static const char* get_version() { return "0.0.11"; }
@@ -44,8 +45,8 @@ class db_request {
     static void split(const std::string& text, const std::string& separator,
                       std::vector<std::string>& out);
 
-    /// The answer by row number, from 1, and column name in upper case. A row that came with too
-    /// few values lacks the later columns: look up with find().
+    /// The answer by row number, from 1, and column name in upper case. A row with too few values
+    /// lacks the later columns: look up with find().
     std::map<int, std::map<std::string, std::string>> rows;
 
   private:
