@@ -141,6 +141,16 @@ TEST_F(Light, IsOneJsonDocumentForScripts) {
     EXPECT_EQ((*all)["lights"][6]["name"], "\x1b[2J");
     EXPECT_TRUE((*all)["lights"][6]["class"].isNull());
 
+    EXPECT_EQ(simulator::compact_json((*all)["lights"][3]),
+              R"({"brightness":79,"class":"colour B","hsv":[33,140,200],"id":4,"kelvin":2732,)"
+              R"("loop":false,"mired":366,"mode":"hs","model":"LCT007","name":"Living room",)"
+              R"("on":true,"reachable":true,"xy":[0.4575,0.4099]})");
+    set_light(7, R"({"name": null, "modelid": null, "state": {}})");
+    const auto empty = simulator::parse_json(light(7, {"--json"}).output);
+    ASSERT_TRUE(empty);
+    EXPECT_EQ(simulator::compact_json(*empty),
+              R"({"class":null,"id":7,"model":"","name":"","reachable":true})");
+
     const auto one = simulator::parse_json(light(2, {"--json", "--mired", "250"}).output);
     ASSERT_TRUE(one);
     EXPECT_EQ((*one)["kelvin"], 4000);
