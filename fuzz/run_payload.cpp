@@ -23,6 +23,14 @@ void check_units(std::int32_t value) {
                     static_cast<std::int32_t>(percent) + 1 >= value,
                 "a percentage comes back, rounded down");
     }
+    if (value < 0) {
+        constexpr std::uint32_t kLowestNegative = 1U << 31;
+        const std::uint32_t mired = mired_of_percent(value);
+        require(brightness_of_percent(value) >= kLowestNegative,
+                "a negative percentage is beyond every brightness");
+        require(value < -44 ? mired >= kLowestNegative : mired < 153,
+                "a negative percentage is beyond every colour temperature");
+    }
     const HSVColor color = hsv_of_word(value);
     const std::string word = text_of_hsv(color.hue, color.saturation, color.value);
     std::string problem;

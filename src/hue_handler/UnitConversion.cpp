@@ -11,9 +11,12 @@ namespace {
 
 constexpr std::size_t kColorPayloadLength = 7;  // "#RRGGBB"
 
-std::uint32_t saturate(std::int64_t number) {
-    constexpr std::int64_t kMax = std::numeric_limits<std::uint32_t>::max();
-    return static_cast<std::uint32_t>(std::clamp<std::int64_t>(number, 0, kMax));
+// The same bits read as unsigned. The ends are those of 32 bits, signed below and unsigned above,
+// so that neither a very high nor a very low number wraps into the light's range.
+std::uint32_t as_unsigned(std::int64_t number) {
+    return static_cast<std::uint32_t>(
+        std::clamp<std::int64_t>(number, std::numeric_limits<std::int32_t>::min(),
+                                 std::numeric_limits<std::uint32_t>::max()));
 }
 
 std::uint8_t byte_of_word(std::int32_t word, unsigned shift) {
@@ -23,11 +26,11 @@ std::uint8_t byte_of_word(std::int32_t word, unsigned shift) {
 }  // namespace
 
 std::uint32_t brightness_of_percent(std::int32_t percent) {
-    return saturate(std::int64_t{percent} * 254 / 100);
+    return as_unsigned(std::int64_t{percent} * 254 / 100);
 }
 
 std::uint32_t mired_of_percent(std::int32_t percent) {
-    return saturate(std::int64_t{347} * percent / 100 + 153);
+    return as_unsigned(std::int64_t{347} * percent / 100 + 153);
 }
 
 HSVColor hsv_of_word(std::int32_t word) {
