@@ -1,8 +1,8 @@
-/// A mutex that is granted in the order in which it was asked for.
+/// A mutex that is granted in the order of the requests for it.
 ///
-/// The monitor reads the lights one after another and lets go of the light table between two of
-/// them; with an unfair mutex it would take the table back before a waiting command wakes up, and
-/// the command would wait for the whole house. Meets the standard's Lockable requirements.
+/// The monitor reads the lights one after another and releases the light table between two of them;
+/// with an unfair mutex it would lock the table again before a waiting command wakes up, and the
+/// command would wait for all lights. Meets the standard's Lockable requirements.
 #pragma once
 
 #include <condition_variable>
@@ -13,13 +13,14 @@ namespace hue_handler {
 
 class FairMutex final {
   public:
+    /// Waits without a limit, behind all earlier callers.
     void lock() {
         std::unique_lock<std::mutex> guard(mutex_);
         const std::uint32_t ticket = next_ticket_++;
         turn_.wait(guard, [this, ticket] { return ticket == serving_; });
     }
 
-    /// False at once when the mutex is held or somebody waits for it.
+    /// Returns false at once if the mutex is held or another caller waits for it.
     bool try_lock() {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (next_ticket_ != serving_) {
@@ -29,6 +30,7 @@ class FairMutex final {
         return true;
     }
 
+    /// Call from the thread that holds the mutex.
     void unlock() {
         {
             const std::lock_guard<std::mutex> guard(mutex_);

@@ -1,16 +1,14 @@
 /// The gateway between the controller's core and one Philips Hue bridge.
 ///
-/// Owns the bridge object, the light table that says which controller object drives which property
-/// of which light, and two threads: the request worker, which carries out the core's commands, and
-/// the state monitor, which reports the lights' changes to the core. The main thread constructs and
+/// Owns the bridge object, the light table (which controller object drives which property of which
+/// light) and two threads: the request worker, which carries out the core's commands, and the state
+/// monitor, which reports the lights' changes to the core. The main thread constructs and
 /// initialises it and makes the callbacks, which only queue. Errors go to the log.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -21,70 +19,71 @@
 #include "gtwhandler/GtwBaseClass.h"
 #include "hue_handler/FairMutex.h"
 #include "hue_handler/HueLightState.h"
+#include "hue_handler/LightTable.h"
 #include "hue_handler/VexadRequest.h"
 #include "hue_handler/WaitableFlag.h"
 #include "huelib/Hue.h"
 #include "huelib/IHttpHandler.h"
-#include "libtavdb/db_request.h"
 
 namespace hue_handler {
 
 class HueHandler final : public gtwbasenamespace::GtwBaseClass {
   public:
-    /// What the handler waits for, and how long. The defaults are what the bridge and the core
-    /// bear.
+    /// The waits of the handler. The defaults suit a real bridge and core; tests shorten them.
     struct Timings {
-        std::uint32_t poll_period_ms = 3000;  ///< between two polls, and quiet time after a command
-        std::uint32_t queue_look_ms = 100;    ///< between two looks at an empty queue
-        std::uint32_t request_pause_ms = 50;  ///< after each request
+        std::uint32_t poll_period_ms = 3000;      ///< between two polls, and after a command
+        std::uint32_t queue_look_ms = 100;        ///< between two checks of an empty queue
+        std::uint32_t request_pause_ms = 50;      ///< after each request
         std::uint32_t polls_before_reread = 299;  ///< after an initial read that failed
     };
 
-    /// Contacts nothing. `id`: the bridge object in the database; `ip_address`: host name or dotted
-    /// IPv4 address of the bridge; `username`: the user registered on it.
+    /// Opens no connection. `id`: the bridge object in the database; `ip_address`: host name or
+    /// dotted IPv4 address of the bridge; `username`: the user registered on it.
     HueHandler(unsigned int id, std::string ip_address, std::string username);
-    /// The same over another transport and with other times.
+    /// The same with another transport and other waits.
     HueHandler(unsigned int id, std::string ip_address, std::string username,
                std::shared_ptr<const IHttpHandler> http_handler, const Timings& timings);
-    /// Stops and joins the threads: waits for the request, the read of one light or the report that
-    /// is under way.
+
+    /// Stops and joins the threads: waits for the current request, read of a light or report. Not
+    /// copyable.
     ~HueHandler();
     HueHandler(const HueHandler&) = delete;
     HueHandler& operator=(const HueHandler&) = delete;
 
+    /// Results of init().
     enum InitResult {
         kInitOk = 0,
         kInitQueryTooLong = -1,
         kInitDatabaseError = -2,
-        kInitThreadError = -3,  ///< the system gives no more threads
+        kInitThreadError = -3,  ///< the system refused a thread
     };
     /// Fills the light table from the database and starts the threads, also for an empty table.
     /// Call once. Returns an InitResult; failures are logged.
     int init();
 
+    /// True from init() until the state monitor is stopped; any thread may ask.
     bool is_monitoring() const { return monitoring_.get(); }
+    /// Tells the state monitor to end; does not wait for it.
     void stop_monitor_lights_state();
 
-    /// Queues a "RUN"; anything else is dropped with a line in the log ("NO-PAYLOAD" without one).
-    /// Always 0.
+    /// Queues a "RUN"; any other call is dropped and logged, "NO-PAYLOAD" dropped silently. Always
+    /// 0.
     int didReceiveCallFromCore(
         gtwhandlernamespace::GtwHandler* handler,
         callfromcoreparametersnamespace::CallFromCoreParameters* parameters) override;
-    /// Nothing to do: this gateway has no descriptor of its own. Always 0.
+    /// Does nothing: this gateway has no descriptor. Always 0.
     int didReceiveCustomGatewayData(gtwhandlernamespace::GtwHandler* handler, int fd) override;
     /// Tells the threads to end; does not wait for them. Always 0.
     int willTerminate(gtwhandlernamespace::GtwHandler* handler,
                       callfromcoreparametersnamespace::CallFromCoreParameters* parameters) override;
 
-    /// Commands that may wait; a core that never lets up must not fill the memory.
+    /// Commands that may wait, so that a flood from the core does not exhaust the memory.
     static constexpr std::size_t kMaxQueuedRequests = 1000000;
 
   private:
-    using Clock = std::chrono::steady_clock;  // the wall clock steps on boards without a battery
+    using Clock = std::chrono::steady_clock;  // the wall clock may jump on boards without a battery
 
     // Set-up: HueHandler.cpp
-    void fill_light_table(const libtavdb::db_request& rows);
-    void add_table_row(const std::map<std::string, std::string>& row);
     bool start_threads();
 
     // The queue and its worker: HueHandler_worker.cpp
@@ -98,10 +97,11 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     // State monitor: HueHandler_monitor.cpp
     void state_monitor();
     int init_light_states();
-    bool read_light_state(int light_id, HueLightState& stored);
+    bool init_light_state(int light_id, HueLightState& stored);
     void poll();
     bool refresh_lights();
-    // These are false when the pass has spent its time on reports.
+    void report_lights();
+    // These are false when the pass has used up its time for reports.
     bool report_changes(const HueLight& light, HueLightState& stored) const;
     bool report_rgb(const HueLight& light, HueLightState& stored) const;
     bool report_hsv(const HueLight& light, HueLightState& stored) const;
@@ -119,11 +119,12 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     // Guards bridge_, light_table_ and last_request_end_. Never held together with queue_mutex_.
     FairMutex table_mutex_;
     std::unique_ptr<Hue> bridge_;
-    std::map<int, HueLightState> light_table_;  // by bridge light ID; keys are fixed after init()
+    LightTable light_table_;  // its keys are fixed after init()
     std::optional<Clock::time_point> last_request_end_;
-    // The monitor's own.
-    std::set<int> read_lights_;        // whose state was read once
-    Clock::time_point reports_end_{};  // until then a pass may go on reporting
+    // Used by the monitor's thread only.
+    std::set<int> initialized_lights_;        // those that the initial read has reached
+    Clock::time_point reports_end_{};         // a pass reports no longer than until then
+    std::optional<int> last_reported_light_;  // of a pass that ran out of time
 
     std::mutex queue_mutex_;  // guards the two below, for a push or a pop only
     std::deque<VexadRequest> queue_;

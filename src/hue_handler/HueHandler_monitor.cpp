@@ -6,8 +6,8 @@
 
 #include "hue_handler/HueHandler.h"
 #include "hue_handler/UnitConversion.h"
-#include "libcbase/Cstylecode.h"
 #include "libcbase/FSMCoreutil.h"
+#include "libcbase/log.h"
 #include "libtavcore/core_request.h"
 
 namespace hue_handler {
@@ -15,8 +15,8 @@ namespace {
 
 constexpr const char* kCoreFunction = "SERVICE_RUNONELEMENT";
 constexpr const char* kReportAction = "SETVALUE";
-// What one pass may spend on reports; a core that is well takes a few milliseconds for one.
-constexpr std::chrono::seconds kPatienceWithCore{2};
+// The time that one pass may spend on reports; a core normally takes a few milliseconds for one.
+constexpr std::chrono::seconds kReportsLimit{2};
 
 bool differs(std::uint8_t a, std::uint8_t b, std::uint32_t tolerance) {
     return static_cast<std::uint32_t>(std::abs(int{a} - int{b})) > tolerance;
@@ -59,23 +59,24 @@ void HueHandler::state_monitor() {
     error("Exit from state_monitor thread:");
 }
 
-// Lets go of the table between two lights, so that a command waits for one light at most. The keys
-// of the table are fixed by now and may be walked without the mutex. A light that was read before
-// is left to the polls: to overwrite its state would hide a change from them.
+// The initial read. It releases the table between two lights, so that a command waits for at most
+// one light. The keys of the table are fixed by now and need no mutex. A repeated read leaves out
+// the lights that an earlier one has reached: overwriting their state would hide a change from the
+// polls.
 int HueHandler::init_light_states() {
     info("HueHandler->init_light_states - initializing states of lights\n");
     int result = 0;
-    for (auto& [light_id, stored] : light_table_) {
+    for (auto& [light_id, stored] : light_table_.entries()) {
         if (!monitoring_.get()) {
             result = -1;
             break;
         }
-        if (read_lights_.count(light_id) != 0) {
+        if (initialized_lights_.count(light_id) != 0) {
             continue;
         }
         const std::lock_guard<FairMutex> lock(table_mutex_);
-        if (read_light_state(light_id, stored)) {
-            read_lights_.insert(light_id);
+        if (init_light_state(light_id, stored)) {
+            initialized_lights_.insert(light_id);
         } else {
             result = -1;
         }
@@ -85,8 +86,10 @@ int HueHandler::init_light_states() {
 }
 
 // Table mutex held.
-bool HueHandler::read_light_state(int light_id, HueLightState& stored) {
+bool HueHandler::init_light_state(int light_id, HueLightState& stored) {
     try {
+        // getLight() has read the light. On the const light each getter reads that state; without
+        // the const, each would send a request of its own.
         const HueLight& light = bridge_->getLight(light_id);
         if (light.getState().isNull()) {
             throw std::runtime_error("the bridge gave no description of the light");
@@ -110,7 +113,7 @@ bool HueHandler::read_light_state(int light_id, HueLightState& stored) {
 void HueHandler::poll() {
     const std::unique_lock<FairMutex> lock(table_mutex_, std::try_to_lock);
     if (!lock.owns_lock()) {
-        return;  // a command is being carried out; commands come first
+        return;  // a command is being carried out, and commands come first
     }
     if (last_request_end_ &&
         Clock::now() - *last_request_end_ < std::chrono::milliseconds(timings_.poll_period_ms)) {
@@ -119,18 +122,34 @@ void HueHandler::poll() {
     if (!refresh_lights()) {
         return;
     }
-    reports_end_ = Clock::now() + kPatienceWithCore;
-    for (auto& [light_id, stored] : light_table_) {
-        if (!monitoring_.get()) {
-            return;
+    report_lights();
+}
+
+// Visits each light once. A slow or silent core ends the pass: the table is locked meanwhile, and a
+// command must not wait for one report after the other. What was not reported keeps its old stored
+// value, so the next pass finds it again; it begins behind the last light of this one, so that a
+// light that changes all the time does not starve the others.
+void HueHandler::report_lights() {
+    std::map<int, HueLightState>& lights = light_table_.entries();
+    auto light = last_reported_light_ ? lights.upper_bound(*last_reported_light_) : lights.begin();
+    last_reported_light_.reset();
+    reports_end_ = Clock::now() + kReportsLimit;
+    for (std::size_t left = lights.size(); left > 0 && monitoring_.get(); --left, ++light) {
+        if (light == lights.end()) {
+            light = lights.begin();
         }
+        auto& [light_id, stored] = *light;
         try {
-            if (!report_changes(bridge_->peekLight(light_id), stored)) {
+            if (report_changes(bridge_->peekLight(light_id), stored)) {
+                continue;
+            }
+            last_reported_light_ = light_id;
+            if (left > 1) {
                 error(
                     "Monitoring thread - the core is slow or does not answer, further changes wait "
                     "for the next poll");
-                return;
             }
+            return;
         } catch (const std::exception& problem) {
             error("Monitoring thread error: error reading light (light id = %d) state - %s \n",
                   light_id, problem.what());
@@ -151,10 +170,8 @@ bool HueHandler::refresh_lights() {
     return true;
 }
 
-// The light is const, so that only the getters which send nothing can be called: one poll is one
-// request, however many lights there are. A core that is slow or silent ends the pass: the table is
-// locked meanwhile, and a command must not wait for one report after the other. What was not
-// reported keeps its old stored value and is found again by the next poll.
+// The light is const, so only the getters that send no request can be called: a poll is one
+// request, however many lights there are.
 bool HueHandler::report_changes(const HueLight& light, HueLightState& stored) const {
     const bool is_on = light.isOn();
     if (is_on != stored.on && stored.on_off_object > 0) {
@@ -207,8 +224,8 @@ bool HueHandler::report_rgb(const HueLight& light, HueLightState& stored) const 
     return true;
 }
 
-// A drift that stays within the tolerances from one poll to the next is absorbed on purpose: the
-// bridge rounds, and must not flood the core with it.
+// A drift within the tolerances from one poll to the next is absorbed on purpose: the bridge rounds
+// its values, and that must not flood the core.
 bool HueHandler::report_hsv(const HueLight& light, HueLightState& stored) const {
     const HSVColor color = light.getColorHSV();
     const bool changed = differs(stored.hue, color.hue, kHueTolerance) ||
@@ -218,7 +235,7 @@ bool HueHandler::report_hsv(const HueLight& light, HueLightState& stored) const 
     if (!changed || stored.hsv_object < 1) {
         return true;
     }
-    // The line names the b object: log filters know it so.
+    // The line names the b object, as existing log filters expect.
     return report(stored.hsv_object, text_of_hsv(color.hue, color.saturation, color.value),
                   object_line("", stored.b_object));
 }

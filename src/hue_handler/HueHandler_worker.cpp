@@ -3,16 +3,16 @@
 
 #include "hue_handler/HueHandler.h"
 #include "hue_handler/UnitConversion.h"
-#include "libcbase/Cstylecode.h"
+#include "libcbase/log.h"
 
 namespace hue_handler {
 namespace {
 
-// The bridge's own default, 400 ms; a request then carries no transition at all.
+// 400 ms, the bridge's default; the request then has no transition time.
 constexpr std::uint8_t kTransitionSteps = 4;
 
 enum class Outcome {
-    not_addressed,  // the object is none of this light's
+    not_addressed,  // the light does not have the object, or cannot do what it asks for
     done,
     refused,  // the bridge did not confirm the command
 };
@@ -21,8 +21,8 @@ Outcome outcome_of(bool confirmed) {
     return confirmed ? Outcome::done : Outcome::refused;
 }
 
-// The stored state decides, not the light's own: a light that was switched by other means is
-// commanded again only after the monitor has seen it.
+// The stored state decides, not the light's: a light that was switched by other means is commanded
+// again only after the monitor has read its state.
 Outcome switch_light(HueLight& light, HueLightState& stored, std::int32_t value) {
     if (!stored.on && value == 1) {
         light.On(kTransitionSteps);
@@ -43,8 +43,8 @@ Outcome dim_light(HueLight& light, HueLightState& stored, std::int32_t percent) 
     return Outcome::done;
 }
 
-// One channel arrives at a time; the stored bytes are the other two. The byte is stored once it was
-// sent, whatever the bridge made of it.
+// A command sets one channel; the other two are the stored ones. The byte is stored after it was
+// sent, whether the bridge confirmed it or not.
 Outcome set_channel(HueLight& light, HueLightState& stored, std::uint8_t HueLightState::*channel,
                     std::int32_t value) {
     HueLightState wanted = stored;
@@ -55,8 +55,8 @@ Outcome set_channel(HueLight& light, HueLightState& stored, std::uint8_t HueLigh
     return outcome_of(confirmed);
 }
 
-// The order of the tests is part of the behaviour: an object that stands in two roles drives the
-// first one that the light can do.
+// The order of the tests is part of the behaviour: an object with two roles drives the first one
+// that the light can do.
 Outcome drive_light(HueLight& light, HueLightState& stored, const VexadRequest& request) {
     const int object = request.object_id;
     const std::int32_t value = request.value;
@@ -106,7 +106,7 @@ void HueHandler::push_request(const VexadRequest& request) {
         }
     }
     if (why_lost != nullptr) {
-        // The core has its answer already, so the loss has to stand in the log.
+        // The core has received its answer already, so the loss has to be logged.
         error("Request dropped, %s: obj_id %d, value %d", why_lost, request.object_id,
               request.value);
     }
@@ -122,7 +122,7 @@ void HueHandler::execute_request() {
         }
         const std::lock_guard<FairMutex> lock(table_mutex_);
         carry_out(*request);
-        // Still under the mutex: a poll must not slip in before the bridge has settled.
+        // The mutex is still held: no poll may start before the bridge has settled.
         worker_stop_.sleep_unless(true, std::chrono::milliseconds(timings_.request_pause_ms));
         last_request_end_ = Clock::now();
     }
@@ -144,9 +144,9 @@ std::optional<VexadRequest> HueHandler::take_request() {
 void HueHandler::carry_out(const VexadRequest& request) {
     info("-- Received request: obj_id %d, value %d", request.object_id, request.value);
     if (request.object_id < 1) {
-        return;  // 0 stands for "no object in this role", and must not match it
+        return;  // 0 means "no object in this role" and must not match it
     }
-    for (auto& [light_id, stored] : light_table_) {
+    for (auto& [light_id, stored] : light_table_.entries()) {
         if (stored.on_off_object < 1) {
             continue;
         }
@@ -164,7 +164,7 @@ void HueHandler::carry_out(const VexadRequest& request) {
     }
 }
 
-// From here on a request that arrives is dropped with a line of its own.
+// From now on a request that arrives is dropped and logged.
 void HueHandler::stop_worker() {
     {
         const std::lock_guard<std::mutex> lock(queue_mutex_);

@@ -1,5 +1,5 @@
-/// One entry of the light table: what the gateway last knew of a bridge light, and the controller
-/// objects that drive it. Owned by HueHandler and guarded by its light-table mutex.
+/// One entry of the light table: the last known state of a bridge light, and the controller objects
+/// that drive it. In the daemon it is guarded by the light-table mutex of HueHandler.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,7 @@
-/// A boolean that threads share, with a sleep that ends as soon as the flag is raised or lowered.
+/// A boolean that threads share, with a sleep that ends as soon as the flag changes.
 ///
-/// Sleeps are measured by the monotonic clock: boards without a battery step the wall clock.
+/// Any thread may call. Sleeps use the monotonic clock: on boards without a battery the wall clock
+/// may jump.
 #pragma once
 
 #include <atomic>
@@ -12,6 +13,7 @@ namespace hue_handler {
 
 class WaitableFlag final {
   public:
+    /// Wakes the threads that sleep until this value.
     void set(bool value) {
         {
             const std::lock_guard<std::mutex> guard(mutex_);
@@ -20,6 +22,7 @@ class WaitableFlag final {
         changed_.notify_all();
     }
 
+    /// Never blocks.
     bool get() const { return value_; }
 
     /// Sleeps for `duration`, or until the flag is `value`.

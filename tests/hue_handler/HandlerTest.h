@@ -1,4 +1,4 @@
-/// A HueHandler between a real bridge, a real database and a core, with short waits.
+/// A HueHandler with a bridge, a database and a core of the simulator, and short waits.
 #pragma once
 
 #include <chrono>
@@ -43,7 +43,7 @@ class HandlerTest : public SystemLogTest {
         Json::Value description;
         description["state"] = *simulator::parse_json(state);
         description["modelid"] = model;
-        description["name"] = model;
+        description["name"] = "Lamp";
         return description;
     }
 
@@ -61,33 +61,33 @@ class HandlerTest : public SystemLogTest {
 
     HandlerTest() : bridge_({kUser, two_lights()}) {}
 
-    /// Makes the handler; the lights are in its table, nothing has been read yet.
-    int inits() {
+    /// Creates the handler and calls its init(): its table is filled, no light has been read.
+    int init() {
         handler_ = std::make_unique<hue_handler::HueHandler>(
             kBridgeObject, simulator::Bridge::kAddress, kUser, std::make_shared<LinHttpHandler>(),
             timings_);
         return handler_->init();
     }
 
-    /// The same, and waits until the lights are read and the first poll is there.
-    void starts() {
-        ASSERT_EQ(inits(), 0);
+    /// The same, and waits for the initial read and the first poll.
+    void start() {
+        ASSERT_EQ(init(), 0);
         ASSERT_TRUE(logged("light status from bridge received, parsing..."));
     }
 
-    void runs(long object, const char* payload, const char* action = "RUN") {
+    void run(long object, const char* payload, const char* action = "RUN") {
         callfromcoreparametersnamespace::CallFromCoreParameters call(object, action, payload,
                                                                      "NO-OPTIONALS", "", "");
         EXPECT_EQ(handler_->didReceiveCallFromCore(nullptr, &call), 0);
     }
 
     /// Runs a command and waits until the worker has carried it out.
-    void does(long object, const char* payload) {
+    void run_and_wait(long object, const char* payload) {
         log_.clear();
-        runs(object, payload);
+        run(object, payload);
         ASSERT_TRUE(logged("-- Received request: obj_id " + std::to_string(object)));
-        // The next look at the queue comes after the walk and its pause; object 999 is nobody's.
-        runs(999, "0");
+        // The next command follows after the pause of this one; no light has object 999.
+        run(999, "0");
         ASSERT_TRUE(logged("-- Received request: obj_id 999"));
     }
 
@@ -116,8 +116,8 @@ class HandlerTest : public SystemLogTest {
         return true;
     }
 
-    /// True when polls have come and gone since now.
-    bool polls_pass(int how_many) {
+    /// Waits until so many polls have begun since this call.
+    bool wait_for_polls(int how_many) {
         const int before = bridge_.count("GET", "/lights");
         return eventually([&] { return bridge_.count("GET", "/lights") >= before + how_many; });
     }

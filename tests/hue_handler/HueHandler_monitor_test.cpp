@@ -17,7 +17,7 @@ class MonitorTest : public HandlerTest {
     std::vector<std::string> reports_after(const std::string& change) {
         core_.forget();
         EXPECT_TRUE(bridge_.light(1).change(*simulator::parse_json(change)).isArray());
-        EXPECT_TRUE(polls_pass(2));
+        EXPECT_TRUE(wait_for_polls(2));
         std::vector<std::string> reports;
         for (const auto& report : core_.reports()) {
             EXPECT_EQ(report.caller, "100");
@@ -28,7 +28,7 @@ class MonitorTest : public HandlerTest {
 };
 
 TEST_F(MonitorTest, EachRoleIsReportedOnceWhenItChanges) {
-    starts();
+    start();
     EXPECT_THAT(reports_after("{}"), IsEmpty());
     EXPECT_THAT(reports_after(R"({"on":false})"), ElementsAre("11=0"));
     EXPECT_THAT(reports_after(R"({"on":true})"), ElementsAre("11=1"));
@@ -40,7 +40,7 @@ TEST_F(MonitorTest, EachRoleIsReportedOnceWhenItChanges) {
 }
 
 TEST_F(MonitorTest, DriftWithinTheTolerancesIsAbsorbedAndStored) {
-    starts();
+    start();
     reports_after(R"({"bri":254,"hue":0,"sat":254})");
     // Red and the hsv object's value 5 lower, then 6; the brightness itself has no tolerance.
     EXPECT_THAT(reports_after(R"({"bri":249})"), ElementsAre("12=98"));
@@ -59,20 +59,20 @@ TEST_F(MonitorTest, DriftWithinTheTolerancesIsAbsorbedAndStored) {
     EXPECT_THAT(reports_after(R"({"hue":38807})"), testing::Contains("17=#97EEFE"));
 }
 
-TEST_F(MonitorTest, AColorLightWithoutAnHsvObjectReportsToNobody) {
+TEST_F(MonitorTest, AColorLightWithoutAnHsvObjectReportsNothing) {
     database_.rows("DELETE FROM vexad_object_relation WHERE childobj_id IN (14, 17);");
-    starts();
+    start();
     EXPECT_THAT(reports_after(R"({"hue":60000,"sat":10})"), IsEmpty());
     EXPECT_EQ(core_.connections(), 0);
 }
 
 TEST_F(MonitorTest, NothingIsReadInTheQuietTimeAfterACommand) {
     timings_.poll_period_ms = 700;
-    starts();
-    does(12, "5");
+    start();
+    run_and_wait(12, "5");
     puts();
     for (int i = 0; i < 6; ++i) {
-        runs(12, i % 2 == 0 ? "10" : "20");
+        run(12, i % 2 == 0 ? "10" : "20");
         std::this_thread::sleep_for(std::chrono::milliseconds(250));
     }
     EXPECT_EQ(bridge_.count("GET", "/lights"), 0);
@@ -81,7 +81,7 @@ TEST_F(MonitorTest, NothingIsReadInTheQuietTimeAfterACommand) {
 }
 
 TEST_F(MonitorTest, AnswersOfTheWrongShapeChangeAndReportNothing) {
-    starts();
+    start();
     for (const char* body : {"[]", "null", "\"x\"", R"({"1":[]})", R"({"1":7,"2":{}})",
                              R"([{"error":{"type":1,"description":"unauthorized user"}}])"}) {
         bridge_.send_body(body, 2);
@@ -92,33 +92,33 @@ TEST_F(MonitorTest, AnswersOfTheWrongShapeChangeAndReportNothing) {
 TEST_F(MonitorTest, AFailedInitialReadIsRepeatedUntilItSucceeds) {
     timings_.polls_before_reread = 4;
     bridge_.send_html();
-    ASSERT_EQ(inits(), 0);
+    ASSERT_EQ(init(), 0);
     EXPECT_TRUE(logged("strToJsonValue() (light id = 1)"));
     log_.clear();
-    runs(11, "0");
+    run(11, "0");
     EXPECT_TRUE(logged("Error in Hue peekLight(): light id is not valid (light id = 1)"));
     bridge_.recover();
-    // A read that is under way may still fail; the one behind it does not.
+    // A read that has begun may still fail; the next one does not.
     EXPECT_TRUE(eventually([this] {
-        runs(11, "0");
+        run(11, "0");
         return !bridge_.light(1).is_on();
     }));
     EXPECT_TRUE(logged("Check again the list with the bridge."));
     log_.clear();
-    EXPECT_TRUE(polls_pass(6));
+    EXPECT_TRUE(wait_for_polls(6));
     EXPECT_EQ(log_.count("Check again"), 0U);
 }
 
-TEST_F(MonitorTest, ARepeatedReadLeavesToThePollsWhatWasReadBefore) {
+TEST_F(MonitorTest, ARepeatedInitialReadLeavesOutWhatWasReadBefore) {
     database_.rows("INSERT INTO vexad_object VALUES (103, '3', '')");
     database_.rows(
         "INSERT INTO vexad_object_relation VALUES (100, 103, ''),"
         " (103, 31, 'tag_complex_element=on_off')");
     timings_.polls_before_reread = 4;
-    starts();
-    // On a busy machine perhaps not at the first attempt.
+    start();
+    // On a busy machine the first attempt may fail.
     ASSERT_TRUE(eventually([this] { return bridge_.count("GET", "/lights/1") > 0; }));
-    ASSERT_TRUE(polls_pass(1));
+    ASSERT_TRUE(wait_for_polls(1));
     const int reads = bridge_.count("GET", "/lights/1");
     log_.clear();
     ASSERT_TRUE(logged("Check again the list with the bridge."));
@@ -126,22 +126,22 @@ TEST_F(MonitorTest, ARepeatedReadLeavesToThePollsWhatWasReadBefore) {
     EXPECT_EQ(bridge_.count("GET", "/lights/1"), reads);
 }
 
-TEST_F(MonitorTest, ACoreThatDoesNotAnswerCostsOneWaitAPollAndNoChange) {
-    starts();
+TEST_F(MonitorTest, ASilentCoreCostsOneTimeoutPerPollAndLosesNoChange) {
+    start();
     core_.inject_fault(simulator::Core::Fault::silent);
     log_.clear();
     bridge_.light(1).change(*simulator::parse_json(R"({"on":false,"bri":3,"ct":200})"));
     bridge_.light(2).turn_on();
     ASSERT_TRUE(logged("Monitoring thread - the core is slow or does not answer"));
-    // One report is given up; a second one would have taken until now plus 5 s.
+    // One report has timed out; a second one would take another 5 s.
     EXPECT_EQ(log_.count("ERROR sending vexad request"), 1U);
     core_.recover();
     EXPECT_TRUE(eventually([this] { return core_.value(12) == "1" && core_.value(21) == "1"; }));
-    EXPECT_FALSE(core_.value(11).has_value());  // the report that was given up
+    EXPECT_FALSE(core_.value(11).has_value());  // the report that timed out
 }
 
-TEST_F(MonitorTest, ACoreThatAnswersLateHoldsUpNoCommandAndLosesNoChange) {
-    starts();
+TEST_F(MonitorTest, ASlowCoreBlocksNoCommandAndLosesNoChange) {
+    start();
     core_.inject_fault(simulator::Core::Fault::late);
     bridge_.light(1).change(
         *simulator::parse_json(R"({"on":false,"bri":3,"ct":200,"hue":40000,"sat":254})"));
@@ -155,8 +155,29 @@ TEST_F(MonitorTest, ACoreThatAnswersLateHoldsUpNoCommandAndLosesNoChange) {
     EXPECT_EQ(core_.value(12), "1");
 }
 
+TEST_F(MonitorTest, ALightThatAlwaysChangesDoesNotStarveTheOthersOfASlowCore) {
+    start();
+    core_.inject_fault(simulator::Core::Fault::late);
+    bridge_.light(2).turn_on();
+    int change = 0;
+    EXPECT_TRUE(eventually([&] {
+        const std::string brightness = std::to_string(++change % 200 + 1);
+        bridge_.light(1).change(*simulator::parse_json("{\"bri\":" + brightness + "}"));
+        return core_.value(21) == "1";
+    }));
+}
+
+TEST_F(MonitorTest, ASlowReportOfTheLastLightLeavesNothingToTheNextPoll) {
+    start();
+    core_.inject_fault(simulator::Core::Fault::silent);
+    bridge_.light(2).turn_on();
+    ASSERT_TRUE(logged("ERROR sending vexad request"));
+    ASSERT_TRUE(wait_for_polls(1));
+    EXPECT_TRUE(never_logged("further changes wait for the next poll"));
+}
+
 TEST_F(MonitorTest, AReportThatFailsIsNamedByItsObject) {
-    starts();
+    start();
     core_.stop();
     EXPECT_THAT(reports_after(R"({"on":false})"), IsEmpty());
     EXPECT_TRUE(

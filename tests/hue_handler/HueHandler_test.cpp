@@ -18,7 +18,7 @@ class HueHandlerTest : public HandlerTest {
 };
 
 TEST_F(HueHandlerTest, EachRoleDrivesItsPropertyOfItsLight) {
-    starts();
+    start();
     puts();
     const struct {
         long object;
@@ -33,23 +33,26 @@ TEST_F(HueHandlerTest, EachRoleDrivesItsPropertyOfItsLight) {
         {13, "100", R"({"ct":500})"},
         {17, "#FF8000", R"({"bri":0,"hue":65535,"sat":128})"},
         {22, "50", R"({"bri":127,"on":true})"},
+        {12, "-5", R"({"bri":254})"},
+        {13, "-1", R"({"ct":153})"},
+        {13, "-100", R"({"ct":500})"},
         {12, "0", R"({"on":false})"},
     };
     for (const auto& command : commands) {
-        does(command.object, command.payload);
+        run_and_wait(command.object, command.payload);
         EXPECT_THAT(puts(), ElementsAre(command.body)) << command.object << " " << command.payload;
     }
     EXPECT_EQ(log_.count("Request manager thread error"), 0U);
 }
 
-TEST_F(HueHandlerTest, AChannelCarriesTheStoredOtherTwo) {
-    starts();
+TEST_F(HueHandlerTest, AChannelIsSentWithTheStoredOtherTwo) {
+    start();
     Hue reader(simulator::Bridge::kAddress, kUser, std::make_shared<LinHttpHandler>());
     EXPECT_GT(reader.getLight(1).getColorRGB().g, 0);
     puts();
-    does(14, "0");
-    does(16, "#FF8000");  // of a colour word only the lowest byte counts for a channel: 0
-    does(15, "511");      // 0x1FF: 255
+    run_and_wait(14, "0");
+    run_and_wait(16, "#FF8000");  // of a colour word only the lowest byte counts for a channel: 0
+    run_and_wait(15, "511");      // 0x1FF: 255
     const std::vector<std::string> bodies = puts();
     ASSERT_EQ(bodies.size(), 3U);
     // Only green is left, at first as it was read, then in full: hue byte 85 of 255.
@@ -57,57 +60,59 @@ TEST_F(HueHandlerTest, AChannelCarriesTheStoredOtherTwo) {
     EXPECT_EQ(bodies[2], R"({"bri":255,"hue":21845,"sat":255})");
 }
 
-TEST_F(HueHandlerTest, ALightTakesNoRoleThatItCannotDo) {
-    starts();
+TEST_F(HueHandlerTest, ALightIgnoresRolesThatItCannotDo) {
+    start();
     puts();
-    does(23, "50");  // white only
-    does(19, "1");   // a preset, not in the table
-    does(0, "1");    // stands for no object at all, in the roles of light 2
-    does(-1, "1");
-    does(11, "1");  // stored as on already
-    does(11, "5");
+    run_and_wait(23, "50");  // white only
+    run_and_wait(19, "1");   // a preset, which the table leaves out
+    run_and_wait(0, "1");    // means "no object", as in the roles of light 2
+    run_and_wait(-1, "1");
+    run_and_wait(11, "1");  // stored as on already
+    run_and_wait(11, "5");
     EXPECT_THAT(puts(), IsEmpty());
     EXPECT_EQ(log_.count("Request manager thread error"), 0U);
 }
 
 TEST_F(HueHandlerTest, OnlyWholeNumbersOfRunCallsAreQueued) {
-    starts();
+    start();
     puts();
-    runs(11, "0", "SETVALUE");
+    run(11, "0", "SETVALUE");
     EXPECT_TRUE(logged("Discard received request since it is not a RUN"));
-    runs(11, "NO-PAYLOAD");
+    run(11, "NO-PAYLOAD");
     for (const char* payload : {"", "#12345", "12abc", "99999999999"}) {
         log_.clear();
-        runs(11, payload);
+        run(11, payload);
         EXPECT_TRUE(logged("Invalid RUN parameters: ")) << payload;
     }
+    run(11, "1\nforged line");
+    EXPECT_TRUE(logged("Invalid RUN parameters: not a number '1\\x0aforged line'"));
     if (sizeof(long) > 4) {
         log_.clear();
-        runs(static_cast<long>(11LL << 32 | 11), "0");
+        run(static_cast<long>(11LL << 32 | 11), "0");
         EXPECT_TRUE(logged("Invalid RUN parameters: "));
     }
-    does(999, "0");
+    run_and_wait(999, "0");
     EXPECT_THAT(puts(), IsEmpty());
 }
 
-TEST_F(HueHandlerTest, RowsThatAreNoLightAreNamedAndTheOthersUsed) {
+TEST_F(HueHandlerTest, BadRowsAreLoggedAndTheOthersUsed) {
     database_.rows("INSERT INTO vexad_object VALUES (103, 'three', ''), (104, '', '')");
     database_.rows(
         "INSERT INTO vexad_object_relation VALUES (100, 103, ''), (100, 104, ''),"
         " (103, 31, 'tag_complex_element=on_off'), (104, 41, 'tag_complex_element=on_off')");
-    starts();
+    start();
     EXPECT_EQ(log_.count("Incomplete or malformed db information: MSP='three', CHILDOBJ_ID='31'"),
               1U);
     EXPECT_EQ(log_.count("Incomplete or malformed db information: MSP='', CHILDOBJ_ID='41'"), 1U);
-    does(21, "1");
+    run_and_wait(21, "1");
     EXPECT_TRUE(bridge_.light(2).is_on());
 }
 
 TEST_F(HueHandlerTest, ALightWithoutAnOnOffObjectIsSkipped) {
     database_.rows("DELETE FROM vexad_object_relation WHERE childobj_id = 21;");
-    starts();
+    start();
     puts();
-    does(22, "80");
+    run_and_wait(22, "80");
     EXPECT_THAT(puts(), IsEmpty());
 }
 
@@ -118,40 +123,40 @@ TEST_F(HueHandlerTest, ACommandWaitsForOneLightOfTheInitialReadAtMost) {
         database_.rows("INSERT INTO vexad_object_relation VALUES (100, " + light + ", ''), (" +
                        light + ", " + light + "1, 'tag_complex_element=on_off')");
     }
-    ASSERT_EQ(inits(), 0);
+    ASSERT_EQ(init(), 0);
     ASSERT_TRUE(eventually([this] { return bridge_.count("GET", "/lights/2") > 0; }));
-    runs(11, "0");
+    run(11, "0");
     ASSERT_TRUE(eventually([this] { return bridge_.count("PUT", "/lights/1/state") > 0; }));
     EXPECT_EQ(log_.count("end of initial state updates"), 0U);
 }
 
-TEST_F(HueHandlerTest, AMillionCommandsWaitAndWhatComesBehindThemIsDropped) {
-    starts();
+TEST_F(HueHandlerTest, AMillionCommandsAreQueuedAndFurtherOnesDropped) {
+    start();
     bridge_.stall();
-    runs(11, "0");
+    run(11, "0");
     ASSERT_TRUE(logged("-- Received request: obj_id 11"));
     callfromcoreparametersnamespace::CallFromCoreParameters call(21, "RUN", "1", "", "", "");
     for (int i = 0; i < 1000000; ++i) {
         handler_->didReceiveCallFromCore(nullptr, &call);
     }
     EXPECT_TRUE(never_logged("Request dropped"));
-    runs(22, "7");
+    run(22, "7");
     EXPECT_TRUE(logged("Request dropped, too many requests are waiting: obj_id 22, value 7"));
     handler_->willTerminate(nullptr, nullptr);
     bridge_.recover();
     EXPECT_TRUE(logged("1000000 requests dropped, the request manager thread has ended"));
 }
 
-TEST_F(HueHandlerTest, WhatIsAcceptedAndNotDoneAtTheEndIsLogged) {
-    starts();
+TEST_F(HueHandlerTest, AcceptedCommandsThatTheEndCutsOffAreLogged) {
+    start();
     bridge_.stall();
-    runs(11, "0");
+    run(11, "0");
     ASSERT_TRUE(logged("-- Received request: obj_id 11"));
-    runs(21, "1");
+    run(21, "1");
     EXPECT_EQ(handler_->willTerminate(nullptr, nullptr), 0);
     EXPECT_FALSE(handler_->is_monitoring());
     EXPECT_TRUE(logged("lumivad will terminate soon"));
-    runs(22, "1");
+    run(22, "1");
     EXPECT_TRUE(logged("Request dropped, lumivad will terminate soon: obj_id 22, value 1"));
     bridge_.recover();
     EXPECT_TRUE(logged("Exit from execute_request thread:"));

@@ -1,0 +1,84 @@
+#include "hue_handler/LightTable.h"
+
+#include <cstddef>
+#include <cstdio>
+
+#include "libcbase/log.h"
+#include "libcbase/utility.h"
+
+namespace hue_handler {
+namespace {
+
+constexpr std::size_t kQueryBytes = 512;
+
+// Every light object under the bridge object, with each of its child objects and its role. Preset
+// relations belong to scenes and drive no light.
+constexpr const char* kLightsQuery =
+    "SELECT vexad_object.msp, vexad_object_relation.childobj_id, vexad_object_relation.optional "
+    "FROM vexad_object INNER JOIN vexad_object_relation "
+    "ON vexad_object.id = vexad_object_relation.parentobj_id "
+    "WHERE vexad_object.id IN (SELECT vexad_object_relation.childobj_id "
+    "FROM vexad_object INNER JOIN vexad_object_relation "
+    "ON vexad_object.id = vexad_object_relation.parentobj_id WHERE vexad_object.id = %d) "
+    "AND vexad_object_relation.optional NOT LIKE '%%preset%%'";
+
+std::string column(const LightTable::Row& row, const char* name) {
+    const auto found = row.find(name);
+    return found == row.end() ? std::string() : found->second;
+}
+
+// Without quotes a name also matches a longer word ("r" matches "red"), so the order of the roles
+// matters.
+const LightRole* role_in(const std::string& optional) {
+    const std::string marker = "tag_complex_element=";
+    for (const LightRole& role : LightTable::kRoles) {
+        if (optional.find(marker + "'" + role.name + "'") != std::string::npos ||
+            optional.find(marker + role.name) != std::string::npos) {
+            return &role;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+std::optional<std::string> LightTable::query(std::uint32_t bridge_object) {
+    char text[kQueryBytes];
+    const int length =
+        std::snprintf(text, sizeof(text), kLightsQuery, static_cast<int>(bridge_object));
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof(text)) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+std::string LightTable::add_row(const Row& row) {
+    const std::string msp = column(row, "MSP");
+    const std::string child = column(row, "CHILDOBJ_ID");
+    std::int32_t light_id = 0;
+    std::int32_t object_id = 0;
+    if (parse_int32(msp.c_str(), 10, &light_id) != PARSE_NUMBER_OK ||
+        parse_int32(child.c_str(), 10, &object_id) != PARSE_NUMBER_OK) {
+        return "Incomplete or malformed db information: MSP='" + escape_control_characters(msp) +
+               "', CHILDOBJ_ID='" + escape_control_characters(child) + "'";
+    }
+    HueLightState& entry = entries_[light_id];
+    if (const LightRole* const role = role_in(column(row, "OPTIONAL"))) {
+        entry.*role->object = object_id;
+    }
+    return {};
+}
+
+std::vector<LightTable::Use> LightTable::uses_of(int object_id) const {
+    std::vector<Use> uses;
+    for (const auto& [light_id, entry] : entries_) {
+        for (const LightRole& role : kRoles) {
+            if (object_id > 0 && entry.*role.object == object_id) {
+                uses.push_back({light_id, &role});
+            }
+        }
+    }
+    return uses;
+}
+
+}  // namespace hue_handler

@@ -1,0 +1,68 @@
+/// The lights under a bridge object of the installation, with the controller objects that drive
+/// them.
+///
+/// Filled from the rows of the database service; needs neither a bridge nor a running daemon. It
+/// has no lock: the owner guards it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "hue_handler/HueLightState.h"
+
+namespace hue_handler {
+
+/// What an object of the controller does for a light.
+struct LightRole {
+    const char* name;            ///< in the database, as in "tag_complex_element=on_off"
+    int HueLightState::*object;  ///< the field of an entry that holds the role's object
+};
+
+class LightTable final {
+  public:
+    /// A row of the database: texts by the name of the column, in upper case.
+    using Row = std::map<std::string, std::string>;
+
+    /// Each role, in the order in which a row is searched for its name.
+    static constexpr std::array<LightRole, 7> kRoles{{
+        {"on_off", &HueLightState::on_off_object},
+        {"value", &HueLightState::value_object},
+        {"temperature", &HueLightState::temperature_object},
+        {"r", &HueLightState::r_object},
+        {"g", &HueLightState::g_object},
+        {"b", &HueLightState::b_object},
+        {"hsv", &HueLightState::hsv_object},
+    }};
+
+    /// A light and the role in which it has an object.
+    struct Use {
+        int light_id;
+        const LightRole* role;
+    };
+
+    /// The statement that selects the rows of a bridge object's lights. Nothing if it is longer
+    /// than 511 bytes.
+    static std::optional<std::string> query(std::uint32_t bridge_object);
+
+    /// Adds a row: its light gets an entry, and its object the role that the row names, if any; the
+    /// last object of a role counts. Returns an empty text, or, for a row whose light or object is
+    /// not a number, the line for the log; such a row changes nothing.
+    std::string add_row(const Row& row);
+
+    /// Each light and role that has this object, in the order of the light IDs and of kRoles. None
+    /// for an ID below 1, which means "no object".
+    std::vector<Use> uses_of(int object_id) const;
+
+    /// The entries by light ID of the bridge. Their keys change in add_row() only.
+    std::map<int, HueLightState>& entries() { return entries_; }
+    const std::map<int, HueLightState>& entries() const { return entries_; }
+
+  private:
+    std::map<int, HueLightState> entries_;
+};
+
+}  // namespace hue_handler
