@@ -27,7 +27,7 @@ TEST(Descriptor, ClosesWhatItHoldsOnce) {
     const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
     FileDescriptor first(fd);
     FileDescriptor second(std::move(first));
-    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): that it is empty is the promise
+    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): a moved-from descriptor is empty
     EXPECT_EQ(second.get(), fd);
     errno = ENOENT;
     second.reset();
@@ -70,7 +70,7 @@ class SocketTest : public SystemLogTest {
     }
 };
 
-TEST_F(SocketTest, ServesAPathWhereAStaleFileStands) {
+TEST_F(SocketTest, ReplacesAStaleFileAtTheServersPath) {
     std::ofstream(kSocketPath) << "stale";
     const FileDescriptor server(make_local_socket(kSocketPath, 1));
     ASSERT_TRUE(server);
@@ -82,7 +82,7 @@ TEST_F(SocketTest, ServesAPathWhereAStaleFileStands) {
     EXPECT_TRUE(closes_on_exec(server) && closes_on_exec(client));
 }
 
-TEST_F(SocketTest, CountsTheLimitOfAConnectOnWhenSignalsInterruptIt) {
+TEST_F(SocketTest, SignalsDoNotExtendTheLimitOfAConnect) {
     int port = 0;
     const FileDescriptor servers[] = {FileDescriptor(make_local_socket(kSocketPath, 0)),
                                       FileDescriptor(make_internet_socket_randomport(&port, 0))};
@@ -107,7 +107,7 @@ TEST_F(SocketTest, CountsTheLimitOfAConnectOnWhenSignalsInterruptIt) {
                         "'Connection timed out'")));
 }
 
-TEST_F(SocketTest, AReceiveWaitsOnWhenSignalsInterruptIt) {
+TEST_F(SocketTest, SignalsDoNotEndAReceive) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
     const FileDescriptor reader(ends[0]);
@@ -133,8 +133,7 @@ TEST_F(SocketTest, ServesTheLongestPathAndTheHighestPort) {
 }
 
 TEST_F(SocketTest, RefusesAPathLongerThanTheAddress) {
-    // With 108 characters there is no room for the terminator; cut to 107 it would name another
-    // file.
+    // 108 characters leave no room for the terminator; cut to 107 the path would name another file.
     const std::string path = "/tmp/" + std::string(103, 'p');
     EXPECT_EQ(make_local_socket(path.c_str(), 1), -1);
     EXPECT_EQ(make_localtcpclient_socket(path.c_str()), -1);
@@ -168,7 +167,7 @@ TEST_F(SocketTest, ServesAPortThatTheSystemChooses) {
     EXPECT_FALSE(set_socket_timeouts(client.get(), 0));
 }
 
-TEST_F(SocketTest, RefusesAddressesThatAreNone) {
+TEST_F(SocketTest, RefusesInvalidAddresses) {
     const char* const kConnect =
         "Cstylecode->make_internettcpclient_socket connect failed with error 'Invalid argument'";
     EXPECT_EQ(make_internettcpclient_socket("127.0.0.1", 65536 + 80), -1);

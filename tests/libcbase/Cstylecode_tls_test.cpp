@@ -30,11 +30,11 @@ using Certificate = std::unique_ptr<X509, Freer<X509, X509_free>>;
 using Context = std::unique_ptr<SSL_CTX, Freer<SSL_CTX, SSL_CTX_free>>;
 using Connection = std::unique_ptr<SSL, Freer<SSL, SSL_free>>;
 
-/// A certificate of house.local and 127.0.0.1 that signs itself, and its key, in one file.
+/// A self-signed certificate of house.local and 127.0.0.1 and its key, in one file.
 class TlsTest : public SystemLogTest {
   protected:
     TlsTest() {
-        signal(SIGPIPE, SIG_IGN);  // the TLS library writes to a peer that has given up
+        signal(SIGPIPE, SIG_IGN);  // the TLS library writes to a peer that has closed
         const Key key(EVP_EC_gen("P-256"));
         write_certificate(key.get());
         setenv("SSL_CERT_FILE", kPath, 1);
@@ -66,8 +66,8 @@ class TlsTest : public SystemLogTest {
         std::fclose(file);
     }
 
-    /// Shakes hands over a pair of sockets; true when the client is content and a text crosses.
-    bool shakes_hands(const char* host) {
+    /// Shakes hands over a pair of sockets; true when the client accepts and reads a text.
+    bool handshake_succeeds(const char* host) {
         int ends[2];
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
         FileDescriptor client_end(ends[0]);
@@ -92,14 +92,14 @@ class TlsTest : public SystemLogTest {
     static constexpr const char* kPath = "/tmp/vexa_variables/cstylecode_tls_test.pem";
 };
 
-TEST_F(TlsTest, TrustsOnlyTheHostThatWasAskedFor) {
-    EXPECT_TRUE(shakes_hands("house.local"));
-    EXPECT_TRUE(shakes_hands("127.0.0.1"));
+TEST_F(TlsTest, TrustsOnlyTheRequestedHost) {
+    EXPECT_TRUE(handshake_succeeds("house.local"));
+    EXPECT_TRUE(handshake_succeeds("127.0.0.1"));
     EXPECT_TRUE(never_logged("Cstylecode->"));
-    EXPECT_FALSE(shakes_hands("other.local"));
-    EXPECT_FALSE(shakes_hands("127.0.0.2"));
+    EXPECT_FALSE(handshake_succeeds("other.local"));
+    EXPECT_FALSE(handshake_succeeds("127.0.0.2"));
     setenv("SSL_CERT_FILE", "/dev/null", 1);
-    EXPECT_FALSE(shakes_hands("house.local"));
+    EXPECT_FALSE(handshake_succeeds("house.local"));
     EXPECT_EQ(lines_with("Cstylecode->connect_SSLsocket handshake failed with error "
                          "'certificate verify failed'"),
               3u);
@@ -107,7 +107,7 @@ TEST_F(TlsTest, TrustsOnlyTheHostThatWasAskedFor) {
     EXPECT_EQ(SSL_CTX_get_min_proto_version(client.get()), TLS1_2_VERSION);
 }
 
-TEST_F(TlsTest, ASilentOrDribblingPeerEndsAtTheLimitWithoutABusyLoop) {
+TEST_F(TlsTest, ASilentOrSlowPeerEndsAtTheLimitWithoutABusyLoop) {
     constexpr int kLimit = 500;
     static std::atomic<int> steps;
     const Context contexts[] = {Context(init_SSLsocket_server_context(kPath, kPath)),
@@ -116,17 +116,17 @@ TEST_F(TlsTest, ASilentOrDribblingPeerEndsAtTheLimitWithoutABusyLoop) {
         SSL_CTX_set_info_callback(context.get(), [](const SSL*, int, int) { ++steps; });
     }
     for (const int mode : {0, static_cast<int>(SOCK_NONBLOCK)}) {
-        for (const bool dribbles : {false, true}) {
+        for (const bool is_slow : {false, true}) {
             int ends[2];
             ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | mode, 0, ends), 0);
             const FileDescriptor end(ends[0]);
             const FileDescriptor peer(ends[1]);
             const int flags = fcntl(end.get(), F_GETFL);
             std::atomic<bool> is_over{false};
-            auto dribble = std::async(std::launch::async, [&] {
+            auto sender = std::async(std::launch::async, [&] {
                 // The start of a record of 16000 bytes, then its body, for 12 s at most.
                 const std::string record = "\x16\x03\x03\x3e\x80" + std::string(1200, '\0');
-                for (std::size_t i = 0; dribbles && !is_over && i < record.size(); ++i) {
+                for (std::size_t i = 0; is_slow && !is_over && i < record.size(); ++i) {
                     send(peer.get(), &record[i], 1, MSG_NOSIGNAL);
                     std::this_thread::sleep_for(std::chrono::milliseconds(10));
                 }
@@ -134,8 +134,8 @@ TEST_F(TlsTest, ASilentOrDribblingPeerEndsAtTheLimitWithoutABusyLoop) {
             steps = 0;
             const auto start = std::chrono::steady_clock::now();
             const Connection connection(
-                dribbles ? accept_SSLsocket(contexts[0].get(), end.get(), kLimit)
-                         : connect_SSLsocket(contexts[1].get(), end.get(), nullptr, kLimit));
+                is_slow ? accept_SSLsocket(contexts[0].get(), end.get(), kLimit)
+                        : connect_SSLsocket(contexts[1].get(), end.get(), nullptr, kLimit));
             const auto taken = std::chrono::steady_clock::now() - start;
             is_over = true;
             EXPECT_EQ(connection, nullptr);
@@ -148,7 +148,7 @@ TEST_F(TlsTest, ASilentOrDribblingPeerEndsAtTheLimitWithoutABusyLoop) {
     EXPECT_EQ(lines_with("SSLsocket handshake failed with error"), 4u);
 }
 
-TEST_F(TlsTest, ShakesHandsOnNonBlockingDescriptors) {
+TEST_F(TlsTest, CompletesAHandshakeOnNonBlockingDescriptors) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
     const FileDescriptor client_end(ends[0]);
@@ -163,7 +163,7 @@ TEST_F(TlsTest, ShakesHandsOnNonBlockingDescriptors) {
     EXPECT_NE(accepted.get(), nullptr);
 }
 
-TEST_F(TlsTest, NamesTheFileThatIsNoGoodForAServer) {
+TEST_F(TlsTest, LogsTheFileThatAServerCannotUse) {
     const std::string missing = std::string(kPath) + ".none";
     const std::string other = std::string(kPath) + ".other";
     const Key other_key(EVP_EC_gen("P-256"));
@@ -181,23 +181,23 @@ TEST_F(TlsTest, NamesTheFileThatIsNoGoodForAServer) {
     std::remove(other.c_str());
 }
 
-TEST_F(TlsTest, ConnectsAndGivesTheDescriptorOnlyWithAConnection) {
+TEST_F(TlsTest, ReturnsADescriptorOnlyWithAConnection) {
     int port = 0;
     const FileDescriptor listener(make_internet_socket_randomport(&port, 1));
     const Context server(init_SSLsocket_server_context(kPath, kPath));
     const Context client(init_SSLsocket_client_context());
-    for (const bool shakes_hands : {true, false}) {
+    for (const bool peer_accepts : {true, false}) {
         auto accepted = std::async(std::launch::async, [&] {
             const FileDescriptor peer(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
-            return Connection(shakes_hands ? accept_SSLsocket(server.get(), peer.get()) : nullptr);
+            return Connection(peer_accepts ? accept_SSLsocket(server.get(), peer.get()) : nullptr);
         });
         int fd = 0;
         const Connection connection(
             make_internettcpclient_SSLsocket(client.get(), "127.0.0.1", port, &fd));
         const FileDescriptor owner(fd);
-        EXPECT_EQ(connection != nullptr, shakes_hands);
-        EXPECT_EQ(static_cast<bool>(owner), shakes_hands);
-        EXPECT_EQ(accepted.get() != nullptr, shakes_hands);
+        EXPECT_EQ(connection != nullptr, peer_accepts);
+        EXPECT_EQ(static_cast<bool>(owner), peer_accepts);
+        EXPECT_EQ(accepted.get() != nullptr, peer_accepts);
     }
 }
 

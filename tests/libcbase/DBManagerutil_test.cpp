@@ -50,8 +50,8 @@ class DatabaseTest : public SystemLogTest {
         return request_;
     }
 
-    int asks(const char* function = "DML-SQL", const char* type = "SELECT",
-             const char* statement = kStatement) {
+    int send_request(const char* function = "DML-SQL", const char* type = "SELECT",
+                     const char* statement = kStatement) {
         const std::string length = statement ? std::to_string(std::strlen(statement)) : "";
         char* outputs[4];
         const int result = dbmanager_socket_request(
@@ -64,9 +64,9 @@ class DatabaseTest : public SystemLogTest {
         }
         return result;
     }
-    int asks_and_gets(Texts pieces) {
+    int request_and_answer(Texts pieces) {
         set_answer(std::move(pieces));
-        return asks();
+        return send_request();
     }
 
     std::string first_line_, status_, length_, body_;
@@ -98,13 +98,13 @@ class DatabaseTest : public SystemLogTest {
     simulator::SocketServer server_{[this](simulator::Connection& c) { serve(c); }};
 };
 
-TEST_F(DatabaseTest, ExchangesTheWorkedExampleHoweverTheAnswerIsCut) {
+TEST_F(DatabaseTest, ExchangesTheWorkedExampleWhereverTheAnswerIsSplit) {
     const std::string answer = std::string(kLengthLine) + "\n\n" + kBody;
-    // In the first line, right behind it, and inside the status label, which an empty line
-    // precedes.
+    // In the first line, right after it, and inside the status label, which follows an empty line.
     for (const std::size_t cut :
          {std::size_t{10}, answer.find('\n') + 1, answer.find("ponse: F")}) {
-        EXPECT_EQ(asks_and_gets({answer.substr(0, cut), answer.substr(cut)}), DBMANAGER_OK) << cut;
+        EXPECT_EQ(request_and_answer({answer.substr(0, cut), answer.substr(cut)}), DBMANAGER_OK)
+            << cut;
         EXPECT_EQ(request(), kRequest);
         EXPECT_EQ(first_line_, kLengthLine);
         EXPECT_EQ(status_, "FSMC-000");
@@ -113,22 +113,22 @@ TEST_F(DatabaseTest, ExchangesTheWorkedExampleHoweverTheAnswerIsCut) {
     }
 }
 
-TEST_F(DatabaseTest, CollectsABodyOfManyChunksAndKeepsWhatCameWithItsEnd) {
+TEST_F(DatabaseTest, CollectsABodyOfManyChunksAndKeepsBytesAfterItsEnd) {
     const std::string body = "Response: FSMC-000\n" + std::string(262144 - 19, 'x');
-    EXPECT_EQ(asks_and_gets({"response PAYLOAD length: 262144\n\n" + body}), DBMANAGER_OK);
+    EXPECT_EQ(request_and_answer({"response PAYLOAD length: 262144\n\n" + body}), DBMANAGER_OK);
     EXPECT_EQ(body_, body);
-    EXPECT_EQ(asks_and_gets({"Response payload length: 19\nResponse: FSMC-000\nmore"}),
+    EXPECT_EQ(request_and_answer({"Response payload length: 19\nResponse: FSMC-000\nmore"}),
               DBMANAGER_OK);
     EXPECT_EQ(length_, "23");
 }
 
-TEST_F(DatabaseTest, ComesToOneVerdictHoweverTheAnswerIsCut) {
+TEST_F(DatabaseTest, ReturnsTheSameResultWhereverTheAnswerIsSplit) {
     const std::string status = "Response: FSMC-000\n";
     const struct {
         std::string answer;
         int result;
     } cases[] = {
-        // The status begins within the announced bytes, ends outside them, is not looked for there.
+        // The status begins within the announced bytes, ends outside them, is searched only there.
         {kLabel + "19\n123456789" + status, DBMANAGER_OK},
         {kLabel + "19\n1234567890" + status, 8},
         {kLabel + "18\n" + status, 8},
@@ -138,12 +138,12 @@ TEST_F(DatabaseTest, ComesToOneVerdictHoweverTheAnswerIsCut) {
     for (const auto& c : cases) {
         const std::size_t body = c.answer.find('\n') + 1;
         for (std::size_t cut = body; cut <= c.answer.size(); cut += 3) {
-            EXPECT_EQ(asks_and_gets({c.answer.substr(0, cut), c.answer.substr(cut)}), c.result)
+            EXPECT_EQ(request_and_answer({c.answer.substr(0, cut), c.answer.substr(cut)}), c.result)
                 << c.answer << cut;
             EXPECT_EQ(status_, c.result == DBMANAGER_OK ? "FSMC-000" : "FSMC-008");
         }
     }
-    EXPECT_EQ(asks_and_gets({kLabel + "20\n123456789" + status}), DBMANAGER_RECEIVE_FAILED)
+    EXPECT_EQ(request_and_answer({kLabel + "20\n123456789" + status}), DBMANAGER_RECEIVE_FAILED)
         << "from the status on, the body is a byte short";
 }
 
@@ -168,12 +168,12 @@ TEST_F(DatabaseTest, ReturnsTheNumberOfTheStatus) {
     };
     for (const auto& c : cases) {
         const std::string line = kLabel + std::to_string(c.body.size()) + "\n";
-        EXPECT_EQ(asks_and_gets({line + c.body}), c.result) << c.body;
+        EXPECT_EQ(request_and_answer({line + c.body}), c.result) << c.body;
         EXPECT_EQ(status_, c.status);
     }
 }
 
-TEST_F(DatabaseTest, RefusesALengthThatIsNone) {
+TEST_F(DatabaseTest, RefusesAnInvalidLength) {
     const std::string body = "\nResponse: FSMC-000\n";
     const std::string lines[] = {kLabel + "12x",
                                  kLabel,
@@ -186,12 +186,12 @@ TEST_F(DatabaseTest, RefusesALengthThatIsNone) {
                                  kLabel + "19" + std::string("\0x", 2),
                                  std::string("\0\xFF\x01", 3)};
     for (const std::string& line : lines) {
-        EXPECT_EQ(asks_and_gets({line + body}), DBMANAGER_RECEIVE_FAILED) << line;
+        EXPECT_EQ(request_and_answer({line + body}), DBMANAGER_RECEIVE_FAILED) << line;
         EXPECT_EQ(body_, "(null)");
     }
-    // Too long, although its end comes with the second chunk.
+    // Too long, although the second chunk contains its end.
     const std::string digits(1000, '0');
-    EXPECT_EQ(asks_and_gets({kLabel + digits.substr(30), digits + "19" + body}),
+    EXPECT_EQ(request_and_answer({kLabel + digits.substr(30), digits + "19" + body}),
               DBMANAGER_RECEIVE_FAILED);
     EXPECT_EQ(lines_with(kCall + "strtok parsing '" + kLabel +
                          "' response tag failed for function DML-SQL"),
@@ -201,56 +201,56 @@ TEST_F(DatabaseTest, RefusesALengthThatIsNone) {
 TEST_F(DatabaseTest, RefusesANumberBeyond32Bits) {
     const std::string many_rows = kLabel + "40\nResponse: FSMC-000\nNextRows: 4294967298\n";
     const std::string large_id = kLabel + "46\nResponse: FSMC-000\nLastInsertedID: 2147483648\n";
-    EXPECT_EQ(asks_and_gets({many_rows}), DBMANAGER_RECEIVE_FAILED);
+    EXPECT_EQ(request_and_answer({many_rows}), DBMANAGER_RECEIVE_FAILED);
     EXPECT_EQ(body_, "(null)");
-    EXPECT_EQ(asks_and_gets({large_id}), DBMANAGER_OK) << "of no use to a query";
-    EXPECT_EQ(asks("DML-SQL", "insert"), DBMANAGER_RECEIVE_FAILED);
+    EXPECT_EQ(request_and_answer({large_id}), DBMANAGER_OK) << "a query does not use it";
+    EXPECT_EQ(send_request("DML-SQL", "insert"), DBMANAGER_RECEIVE_FAILED);
     EXPECT_EQ(lines_with(kCall + "recv reading response failed with error 'Numerical result out of "
                                  "range' for function DML-SQL"),
               2u);
 }
 
-TEST_F(DatabaseTest, EndsWhenTheServiceClosesEarlyOrIsAbsent) {
+TEST_F(DatabaseTest, FailsWhenTheServiceClosesEarlyOrIsAbsent) {
     for (const char* answer : {"", "Response pay", "Response payload length: 20\n",
                                "Response payload length: 20\nResponse: FSMC-000\n"}) {
-        EXPECT_EQ(asks_and_gets({answer}), DBMANAGER_RECEIVE_FAILED) << answer;
+        EXPECT_EQ(request_and_answer({answer}), DBMANAGER_RECEIVE_FAILED) << answer;
         EXPECT_EQ(status_, "(null)");
     }
     const std::string closed =
         "recv reading response failed with error 'connection closed by the peer'";
     EXPECT_EQ(lines_with(kCall + closed + " for function DML-SQL"), 4u);
     server_.stop();
-    EXPECT_EQ(asks(), DBMANAGER_CONNECT_FAILED);
+    EXPECT_EQ(send_request(), DBMANAGER_CONNECT_FAILED);
     EXPECT_EQ(body_, "(null)");
     EXPECT_TRUE(logged(kCall + "error opening socket DBManager clientside for function "
                                "DML-SQL"));
 }
 
-TEST_F(DatabaseTest, GivesUpAServiceThatDribbles) {
+TEST_F(DatabaseTest, TimesOutWhenTheServiceSendsSlowly) {
     set_answer(Texts(60, "R"), std::chrono::milliseconds(250));
     const auto start = Clock::now();
-    EXPECT_EQ(asks(), DBMANAGER_RECEIVE_FAILED);
+    EXPECT_EQ(send_request(), DBMANAGER_RECEIVE_FAILED);
     const auto limit = std::chrono::seconds(DBMANAGER_EXCHANGE_SECONDS);
     EXPECT_GE(Clock::now() - start, limit - std::chrono::milliseconds(1));
     EXPECT_LT(Clock::now() - start, limit + std::chrono::seconds(3));
 }
 
-TEST_F(DatabaseTest, RefusesBeforeAnythingIsSent) {
+TEST_F(DatabaseTest, RefusesABadRequestBeforeSending) {
     set_answer({"Response payload length: 0\n"});
-    EXPECT_EQ(asks("DML", "SELECT"), DBMANAGER_UNSUPPORTED);
-    EXPECT_EQ(asks("DML-SQL", "VACUUM"), DBMANAGER_UNSUPPORTED);
-    EXPECT_EQ(asks(nullptr), DBMANAGER_UNSUPPORTED);
-    EXPECT_EQ(asks("DML-SQL", nullptr), DBMANAGER_UNSUPPORTED);
+    EXPECT_EQ(send_request("DML", "SELECT"), DBMANAGER_UNSUPPORTED);
+    EXPECT_EQ(send_request("DML-SQL", "VACUUM"), DBMANAGER_UNSUPPORTED);
+    EXPECT_EQ(send_request(nullptr), DBMANAGER_UNSUPPORTED);
+    EXPECT_EQ(send_request("DML-SQL", nullptr), DBMANAGER_UNSUPPORTED);
     EXPECT_TRUE(logged(kCall + "error function DML not supported"));
     EXPECT_TRUE(logged(kCall + "error type VACUUM not supported"));
-    // All but the statement, when its length has five digits.
+    // All except the statement, when its length has five digits.
     const std::size_t frame = std::string(kRequest).size() - std::string(kStatement).size() + 3;
     const std::string longest(dbmanager_format::kRequestBufferBytes - 1 - frame, 's');
-    EXPECT_EQ(asks("DML-SQL", "SELECT", (longest + "s").c_str()), DBMANAGER_SEND_FAILED);
+    EXPECT_EQ(send_request("DML-SQL", "SELECT", (longest + "s").c_str()), DBMANAGER_SEND_FAILED);
     EXPECT_EQ(request(), "");
-    EXPECT_EQ(asks("dml-sql", "select", longest.c_str()), 8);
+    EXPECT_EQ(send_request("dml-sql", "select", longest.c_str()), 8);
     EXPECT_EQ(request().size(), dbmanager_format::kRequestBufferBytes - 1);
-    EXPECT_EQ(asks("DDL-SQL", "TRANSACTION", nullptr), 8);
+    EXPECT_EQ(send_request("DDL-SQL", "TRANSACTION", nullptr), 8);
     EXPECT_EQ(request(),
               "Request: DDL-SQL\nType: TRANSACTION\nStatement payload length: \nStatement: \n\n");
     EXPECT_EQ(lines_with(kCall + "send writing request failed with "
@@ -294,7 +294,7 @@ TEST(DatabaseFormat, ComposesTheWorkedExampleAndReadsItBack) {
     EXPECT_EQ(parsed.rows, response.rows);
 }
 
-TEST(DatabaseFormat, ReadsWhateverABodyHolds) {
+TEST(DatabaseFormat, ReadsMalformedBodies) {
     const auto odd = parse_response(
         "LastInsertedID: 99x\nNextRows: 1\n"
         "Row000001: msp,childobj_id\n\nRow\nRow000009: 1\nRow000002: 1,2,NextRows: 0\nx");
@@ -315,12 +315,12 @@ TEST(DatabaseFormat, ReadsWhateverABodyHolds) {
     EXPECT_EQ(dbmanager_format::split("abc", ""), (Texts{"abc"}));
 }
 
-TEST(QueryResults, HaveNoCountYetAndOwnTheirTexts) {
+TEST(QueryResults, StartWithoutACountAndOwnTheirTexts) {
     queryresults* const record = queryresultsinit();
     EXPECT_TRUE(record->first == nullptr && record->count == -1 && record->second == nullptr);
     record->first = xstrcpy(nullptr, "one");
     record->second = xstrcpy(nullptr, "two");
-    EXPECT_EQ(queryresultsfree(record), 0);  // what stays is found by the leak sanitizer
+    EXPECT_EQ(queryresultsfree(record), 0);  // the leak sanitizer finds a text that is not released
     EXPECT_EQ(queryresultsfree(nullptr), -1);
 }
 

@@ -70,7 +70,7 @@ TEST(FsmcoreFormat, ReadsEveryCombinationOfEmptyAndOtherValues) {
             Request read;
             ASSERT_TRUE(parse_request(text, kLimits, read)) << text;
             EXPECT_EQ(read.parameters, request.parameters);
-            // Other peers leave the label of an empty value out.
+            // Other peers omit the label of an empty value.
             for (int i = 0; i < 6; ++i) {
                 const std::string label = "Param00" + std::to_string(i) + ":\n\n";
                 if (const std::size_t at = text.find(label); at != std::string::npos) {
@@ -86,7 +86,7 @@ TEST(FsmcoreFormat, ReadsEveryCombinationOfEmptyAndOtherValues) {
     }
 }
 
-TEST(FsmcoreFormat, RefusesToComposeWhatCouldNotBeReadBack) {
+TEST(FsmcoreFormat, RefusesToComposeATextThatCouldNotBeReadBack) {
     for (const std::string& bad : {std::string("two\nlines"), std::string("a\0b", 3)}) {
         EXPECT_FALSE(compose_request(Form::plain, {bad, {}, "5"}));
         EXPECT_FALSE(compose_request(Form::plain, {"F", {"good", bad}, "5"}));
@@ -98,8 +98,8 @@ TEST(FsmcoreFormat, RefusesToComposeWhatCouldNotBeReadBack) {
     EXPECT_FALSE(compose_request(Form::plain, {"F", Texts(1001), "5"}));
 }
 
-// More of them are among the tests of the gateway loop.
-TEST(FsmcoreFormat, NamesTheFaultOfARequest) {
+// The tests of the gateway loop have more cases.
+TEST(FsmcoreFormat, ReportsTheFaultOfARequest) {
     const std::string count = "Request: F\nParameter Count: ";
     const std::string head = count + "1\n";
     const std::string length = head + "Param000 Length: ";
@@ -135,7 +135,7 @@ TEST(FsmcoreFormat, NamesTheFaultOfARequest) {
         EXPECT_EQ(result.parameter, bad.parameter) << bad.text;
         EXPECT_EQ(result.offending, bad.offending) << bad.text;
     }
-    // Labels count by their form, whatever their digits, and the longest value fits.
+    // The digits of a label do not matter, and the longest value fits.
     const std::string longest(511, 'x');
     EXPECT_TRUE(parse_request(
         head + "Param042 Length: 511\nParam777:\n" + longest + "\nWaittime: 5", kLimits, request));
@@ -146,13 +146,13 @@ TEST(FsmcoreFormat, NamesTheFaultOfARequest) {
     }
 }
 
-// A client call against a core of the test's making.
+// Client calls to a scripted core.
 class FsmcoreCall : public SystemLogTest {
   protected:
     static constexpr const char* kPath = "/tmp/vexa_variables/sockets/call_test.socket";
 
-    int asks(const std::vector<const char*>& params = {}, const char* waittime = "5",
-             bool is_length_managed = false) {
+    int send_request(const std::vector<const char*>& params = {}, const char* waittime = "5",
+                     bool is_length_managed = false) {
         int count = 0;
         char** values = nullptr;
         const Clock::time_point start = Clock::now();
@@ -168,27 +168,29 @@ class FsmcoreCall : public SystemLogTest {
         xfree(values);
         return result;
     }
-    int asks_lengthmgm(const char* waittime = "5") { return asks({"7", "RUN"}, waittime, true); }
+    int send_request_lengthmgm(const char* waittime = "5") {
+        return send_request({"7", "RUN"}, waittime, true);
+    }
 
     Texts answer_;
     Clock::duration taken_{};
 };
 
-TEST_F(FsmcoreCall, HandsOverStatusAndParameters) {
+TEST_F(FsmcoreCall, ReturnsStatusAndParameters) {
     ScriptedCore core(kPath);
     core.set_answer(kAnswerExample);
-    EXPECT_EQ(asks({"7", "", "RUN"}), 0);
+    EXPECT_EQ(send_request({"7", "", "RUN"}), 0);
     EXPECT_EQ(core.last_request(),
               compose_request(Form::plain, {"FUNC", {"7", "", "RUN"}, "5"}).value());
     EXPECT_EQ(answer_, (Texts{"(null)", "on"}));
-    // With the terminator of a C string behind it.
+    // With the terminator of a C string after it.
     core.set_answer(std::string("response status: FSMC-042\nPARAMETER COUNT: 0\n\n\0x", 48));
-    EXPECT_EQ(asks(), 42);
+    EXPECT_EQ(send_request(), 42);
     EXPECT_TRUE(answer_.empty());
     EXPECT_EQ(fsmcore_request(kPath, "FUNC", 0, nullptr, nullptr, nullptr, nullptr), 42);
 }
 
-TEST_F(FsmcoreCall, RefusesAnAnswerThatIsNotOne) {
+TEST_F(FsmcoreCall, RefusesAMalformedAnswer) {
     const std::string status = "Response Status: FSMC-";
     const std::string count = status + "000\nParameter Count: ";
     const std::string head = count + "1\nParam000 ";
@@ -222,57 +224,57 @@ TEST_F(FsmcoreCall, RefusesAnAnswerThatIsNotOne) {
     for (const auto& [answer, message] : cases) {
         log_.clear();
         core.set_answer(answer);
-        EXPECT_EQ(asks(), FSMCORE_RECEIVE_FAILED) << answer;
+        EXPECT_EQ(send_request(), FSMCORE_RECEIVE_FAILED) << answer;
         EXPECT_TRUE(logged("FSMCoreutil->fsmcore_request " + message)) << answer;
-        EXPECT_TRUE(answer_.empty()) << "what was read before the fault is not handed over";
+        EXPECT_TRUE(answer_.empty()) << "parameters before the fault are not returned";
     }
 }
 
-TEST_F(FsmcoreCall, SendsNothingThatDoesNotFit) {
+TEST_F(FsmcoreCall, SendsNoRequestThatDoesNotFit) {
     ScriptedCore core(kPath);
     core.set_answer("Response Status: FSMC-000\nParameter Count: 0\n\n");
     const std::size_t rest = compose_request(Form::plain, {"FUNC", {""}, "5"})->size() + 2;
     const std::string fits(kBufferBytes - rest, 'x');  // 2 more digits in its length
-    EXPECT_EQ(asks({fits.c_str()}), 0);
+    EXPECT_EQ(send_request({fits.c_str()}), 0);
     EXPECT_EQ(core.last_request().size(), kBufferBytes);
-    EXPECT_EQ(asks({(fits + "x").c_str()}), FSMCORE_SEND_FAILED);
+    EXPECT_EQ(send_request({(fits + "x").c_str()}), FSMCORE_SEND_FAILED);
     EXPECT_TRUE(
         logged("FSMCoreutil->fsmcore_request send writing request failed with error "
                "'Message too long' for function 'FUNC'"));
-    EXPECT_EQ(asks({"two\nlines"}), FSMCORE_SEND_FAILED);
+    EXPECT_EQ(send_request({"two\nlines"}), FSMCORE_SEND_FAILED);
     EXPECT_TRUE(logged("failed with error 'Invalid argument' for function 'FUNC'"));
-    for (const int count : {-1, 1}) {  // and no parameters
+    for (const int count : {-1, 1}) {  // with null parameters
         EXPECT_EQ(fsmcore_request(kPath, "FUNC", count, nullptr, nullptr, nullptr, nullptr),
                   FSMCORE_SEND_FAILED);
     }
     EXPECT_EQ(core.requests().size(), 1U);
 }
 
-TEST_F(FsmcoreCall, GivesUpWithinTheWaitTime) {
-    EXPECT_EQ(asks(), FSMCORE_CONNECT_FAILED);
+TEST_F(FsmcoreCall, TimesOutWithinTheWaitTime) {
+    EXPECT_EQ(send_request(), FSMCORE_CONNECT_FAILED);
     EXPECT_TRUE(
         logged("FSMCoreutil->fsmcore_request error opening socket FSMCore clientside for "
                "function 'FUNC'"));
     EXPECT_EQ(lines_with("make_localtcpclient_socket connect failed"), 5U);
     {
-        // Nobody accepts, and the queue is full after the first.
+        // No connection is accepted, and the queue is full after the first.
         const FileDescriptor listener(make_local_socket(kPath, 0));
         const FileDescriptor first(make_localtcpclient_socket(kPath));
-        EXPECT_EQ(asks({}, "1"), FSMCORE_CONNECT_FAILED);
+        EXPECT_EQ(send_request({}, "1"), FSMCORE_CONNECT_FAILED);
         EXPECT_LT(taken_, seconds(3));
     }
     ScriptedCore core(kPath);
     core.stay_silent();
-    EXPECT_EQ(asks({}, "1"), FSMCORE_RECEIVE_FAILED);
+    EXPECT_EQ(send_request({}, "1"), FSMCORE_RECEIVE_FAILED);
     EXPECT_LT(taken_, seconds(3));
     EXPECT_TRUE(
         logged("FSMCoreutil->fsmcore_request recv reading response failed with error "
                "'Connection timed out' for function 'FUNC'"));
     core.on_request([](auto& peer) { peer.reset(); });
-    EXPECT_EQ(asks(), FSMCORE_RECEIVE_FAILED);
+    EXPECT_EQ(send_request(), FSMCORE_RECEIVE_FAILED);
 }
 
-TEST_F(FsmcoreCall, TakesALengthManagedAnswerCutAnywhere) {
+TEST_F(FsmcoreCall, ReadsALengthManagedAnswerWhereverItIsSplit) {
     const std::string answer =
         "lengthresponseis: " + std::to_string(std::strlen(kAnswerExample)) + "\n" + kAnswerExample;
     ScriptedCore core(kPath);
@@ -282,14 +284,14 @@ TEST_F(FsmcoreCall, TakesALengthManagedAnswerCutAnywhere) {
             std::this_thread::sleep_for(milliseconds(1));
             peer.write(answer.substr(cut) + "ignored");
         });
-        ASSERT_EQ(asks_lengthmgm(), 0) << cut;
+        ASSERT_EQ(send_request_lengthmgm(), 0) << cut;
         EXPECT_EQ(answer_, (Texts{"(null)", "on"}));
     }
     EXPECT_EQ(core.last_request(),
               compose_request(Form::length_managed, {"FUNC", {"7", "RUN"}, "5"}).value());
 }
 
-TEST_F(FsmcoreCall, RefusesALengthManagedAnswerThatIsNotOne) {
+TEST_F(FsmcoreCall, RefusesAMalformedLengthManagedAnswer) {
     const std::string name = "FSMCoreutil->fsmcore_request_lengthmgm ";
     const std::string number =
         name +
@@ -310,12 +312,12 @@ TEST_F(FsmcoreCall, RefusesALengthManagedAnswerThatIsNotOne) {
     for (const auto& [answer, message] : cases) {
         log_.clear();
         core.set_answer(answer);
-        EXPECT_EQ(asks_lengthmgm(), FSMCORE_RECEIVE_FAILED) << answer;
+        EXPECT_EQ(send_request_lengthmgm(), FSMCORE_RECEIVE_FAILED) << answer;
         EXPECT_TRUE(logged(message)) << message;
     }
     core.on_request([](auto& peer) { peer.write_slowly(std::string(60, 'L'), milliseconds(100)); });
-    EXPECT_EQ(asks_lengthmgm("1"), FSMCORE_RECEIVE_FAILED);
-    EXPECT_LT(taken_, seconds(3)) << "a byte at a time must not outrun the wait time";
+    EXPECT_EQ(send_request_lengthmgm("1"), FSMCORE_RECEIVE_FAILED);
+    EXPECT_LT(taken_, seconds(3)) << "a byte at a time must not extend the wait time";
     EXPECT_TRUE(logged(receive + "'Connection timed out'"));
 }
 

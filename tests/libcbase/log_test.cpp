@@ -61,7 +61,7 @@ TEST_F(LogTest, AFullLogNeverBlocksAndItsLostLinesAreCounted) {
         error("one once more");
         is_heard = log_.wait_for("one once more", std::chrono::milliseconds(50));
     }
-    log_.sync();  // what was heard may be the line before the last
+    log_.sync();  // the line that arrived may be the one before the last
     std::size_t lost = 0;
     for (const auto& line : log_.lines()) {
         lost += line.text.find("lines lost") != std::string::npos ? std::stoul(line.text) : 0;
@@ -91,7 +91,7 @@ TEST(SignalLog, ReachesALogThatWasRestarted) {
     }
 }
 
-// The daemon's last words, at a moment when others have filled the log's queue.
+// The daemon's last line, while other programs have filled the log's queue.
 TEST_F(LogTest, ASignalHandlersLineWaitsForRoomUpToItsTimeout) {
     prepare_signal_log();
     log_.stop_reading();
@@ -99,11 +99,11 @@ TEST_F(LogTest, ASignalHandlersLineWaitsForRoomUpToItsTimeout) {
         error_from_signal_handler("many", 4);
     }
     error_from_signal_handler("lost", 4, 20);
-    auto speaks =
-        std::async(std::launch::async, [] { error_from_signal_handler("last words", 10, 10000); });
-    EXPECT_EQ(speaks.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    auto last_line =
+        std::async(std::launch::async, [] { error_from_signal_handler("last line", 9, 10000); });
+    EXPECT_EQ(last_line.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     log_.recover();
-    EXPECT_TRUE(logged("last words"));
+    EXPECT_TRUE(logged("last line"));
     EXPECT_EQ(log_.count("lost"), 0U);
 }
 

@@ -6,8 +6,8 @@
 
 #include "tests/support/SystemLogTest.h"
 
-// An allocation that fails is a case here, not the end of the program; the names are the
-// sanitizers'. NOLINTBEGIN(bugprone-reserved-identifier)
+// An allocation that fails must not end the program; the sanitizers define the names.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" const char* __asan_default_options() {
     return "allocator_may_return_null=1";
 }
@@ -35,7 +35,7 @@ std::string cut(void (*cutter)(char*, std::size_t), const char* text, std::size_
     return copy.get();
 }
 
-TEST_F(MemoryTest, AllocatesZeroesAndReportsWhenThereAreNone) {
+TEST_F(MemoryTest, AllocatesZeroesAndReportsAnAllocationThatFails) {
     const xstring block(static_cast<char*>(xmalloc(64)));
     const char zeroes[64] = {};
     EXPECT_EQ(std::memcmp(block.get(), zeroes, sizeof(zeroes)), 0);
@@ -45,8 +45,8 @@ TEST_F(MemoryTest, AllocatesZeroesAndReportsWhenThereAreNone) {
     EXPECT_EQ(xstrncpy(nullptr, "a", SIZE_MAX), nullptr);
 }
 
-// What a flag releases too early, twice or never is found by the address and leak sanitizers.
-TEST(MemoryBuilders, ReleaseWhatIsFlagged) {
+// The address and leak sanitizers find an input that is released too early, twice or never.
+TEST(MemoryBuilders, ReleaseFlaggedInputs) {
     EXPECT_EQ(text_of(zstrcat(nullptr, nullptr, 1, 1)), "");
     char text[] = "x";
     EXPECT_EQ(text_of(zstrcat(heap(""), text, 1, 0)), "x");
@@ -87,7 +87,7 @@ TEST(MemoryBuilders, ReplaceEveryOccurrenceOnceFromLeftToRight) {
     EXPECT_EQ(text_of(zstrreplace(nullptr, "a", "b", 1)), "");
 }
 
-TEST_F(MemoryTest, CutsTheHeaderOffALineAndEmptiesAShorterOne) {
+TEST_F(MemoryTest, CutsTheHeaderFromALineAndEmptiesAShorterOne) {
     EXPECT_EQ(cut(cutparamto, "Type:= DML-SQL rest", 5), "DML-SQL");
     EXPECT_EQ(cut(cutparamto, "Type:", 5), "");
     EXPECT_EQ(cut(cutqueryparamto, "id ~'\tlamp' x", 2), "lamp");

@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(Numbers, AreReadWholeOrNotAtAll) {
+TEST(Numbers, AreReadCompletelyOrRefused) {
     const struct {
         const char* text;
         int result;
@@ -47,7 +47,7 @@ using List = LinkedListOwner;
 
 using LinkedListTest = SystemLogTest;
 
-// What is released twice or never is found by the address and leak sanitizers.
+// The address and leak sanitizers find data that is released twice or never.
 TEST_F(LinkedListTest, FindsFromTheHeadAndDeletesEveryMatch) {
     const List owner(linkedlist_init());
     linkedlist* list = owner.get();
@@ -83,7 +83,7 @@ TEST_F(LinkedListTest, ToleratesANullList) {
 
 class OptionalParametersTest : public SystemLogTest {
   protected:
-    void parses(const char* text) { list_.reset(parse_optionalp_variables(text)); }
+    void parse(const char* text) { list_.reset(parse_optionalp_variables(text)); }
     const optionalpvariable& find(const char* name) const {
         static const optionalpvariable none{};
         const optionalpvariable* found = optionalp_variables_searchbyname(list_.get(), name);
@@ -101,7 +101,7 @@ class OptionalParametersTest : public SystemLogTest {
 };
 
 TEST_F(OptionalParametersTest, ReadsEveryTypeAndEncodesInReverse) {
-    parses("a=1|b='x y'|c=2.5|d=true");
+    parse("a=1|b='x y'|c=2.5|d=true");
     EXPECT_EQ(find("a").type, OPTIONALP_LONG);
     EXPECT_EQ(find("a").long_value, 1);
     EXPECT_EQ(find("b").type, OPTIONALP_STRING);
@@ -115,14 +115,14 @@ TEST_F(OptionalParametersTest, ReadsEveryTypeAndEncodesInReverse) {
 }
 
 TEST_F(OptionalParametersTest, FindsANameInAnyCaseTheLatestFirst) {
-    parses("username='first'|UserName=\"lumi\"|ip_address='127.0.0.1'");
+    parse("username='first'|UserName=\"lumi\"|ip_address='127.0.0.1'");
     EXPECT_EQ(value("USERNAME"), "lumi");
     EXPECT_EQ(optionalp_variables_searchbyname(list_.get(), "user"), nullptr);
     EXPECT_EQ(optionalp_variables_searchbyname(nullptr, "user"), nullptr);
 }
 
-TEST_F(OptionalParametersTest, KeepsAsAStringWhatIsNoNumberOfTheBoard) {
-    parses(
+TEST_F(OptionalParametersTest, KeepsATextThatIsNotA32BitNumberAsAString) {
+    parse(
         "text=12abc|big=3000000000|small=-2147483648|comma=2,5|huge=1e999.|far=1.0e999|"
         "blank= |p=.");
     for (const char* name : {"text", "big", "comma", "huge", "far", "blank", "p"}) {
@@ -140,8 +140,8 @@ TEST_F(OptionalParametersTest, KeepsAsAStringWhatIsNoNumberOfTheBoard) {
     EXPECT_EQ(log_.lines().front().priority, 4);
 }
 
-TEST_F(OptionalParametersTest, TakesAnEmptyValueAndLeadingBlanksAsANumberDoes) {
-    parses("username=|before= \t\v-7|quoted=''|behind=7 ");
+TEST_F(OptionalParametersTest, ReadsAnEmptyValueAndLeadingBlanksAsANumber) {
+    parse("username=|before= \t\v-7|quoted=''|behind=7 ");
     EXPECT_EQ(find("username").type, OPTIONALP_LONG);
     EXPECT_EQ(value("username"), "");
     EXPECT_EQ(find("before").long_value, -7);
@@ -150,8 +150,8 @@ TEST_F(OptionalParametersTest, TakesAnEmptyValueAndLeadingBlanksAsANumberDoes) {
     EXPECT_EQ(lines_with("error converting in long"), 1u);
 }
 
-TEST_F(OptionalParametersTest, TakesWhatStandsInQuotesAndDropsWhatHasNoName) {
-    parses("||a='it\"s' x|\"b\"|=1|b=x'in'y|c=\"no end|d='a\"b\"'|e=k=1|");
+TEST_F(OptionalParametersTest, TakesTheTextInQuotesAndDropsVariablesWithoutAName) {
+    parse("||a='it\"s' x|\"b\"|=1|b=x'in'y|c=\"no end|d='a\"b\"'|e=k=1|");
     EXPECT_EQ(count(), 5);
     EXPECT_EQ(value("a"), "s' x");
     EXPECT_EQ(value("b"), "in");
@@ -159,23 +159,23 @@ TEST_F(OptionalParametersTest, TakesWhatStandsInQuotesAndDropsWhatHasNoName) {
     EXPECT_EQ(value("d"), "b");
     EXPECT_EQ(value("e"), "k=1");
     for (const char* nothing : {"", static_cast<const char*>(nullptr), "|", "="}) {
-        parses(nothing);
+        parse(nothing);
         EXPECT_EQ(count(), 0);
         EXPECT_EQ(encoded(), "");
     }
 }
 
-TEST_F(OptionalParametersTest, LosesWhatStandsBehindASingleQuoteOnceAndNothingMore) {
-    parses("a=\"it's\"|b='x\"y'|c=\"z\"");
+TEST_F(OptionalParametersTest, LosesTheTextAfterASingleQuoteOnceAndNothingMore) {
+    parse("a=\"it's\"|b='x\"y'|c=\"z\"");
     EXPECT_EQ(encoded(), "c='z'|b='y''|a='it's'");
-    parses(encoded().c_str());
+    parse(encoded().c_str());
     EXPECT_EQ(encoded(), "a='it'|b='y'|c='z'");
-    parses(encoded().c_str());
+    parse(encoded().c_str());
     EXPECT_EQ(encoded(), "c='z'|b='y'|a='it'");
 }
 
 TEST_F(OptionalParametersTest, ReplacesInPlaceAndDeletesByPrefixAlsoAtTheHead) {
-    parses("b=1|a=1|B=2|c=3");
+    parse("b=1|a=1|B=2|c=3");
     linkedlist* list = list_.get();
     EXPECT_EQ(optionalp_variables_insertorreplace(list, "b", "x", OPTIONALP_STRING), 0);
     EXPECT_EQ(encoded(), "c=3|b='x'|a=1");
@@ -188,19 +188,19 @@ TEST_F(OptionalParametersTest, ReplacesInPlaceAndDeletesByPrefixAlsoAtTheHead) {
     EXPECT_EQ(optionalp_variables_insertorreplace(nullptr, "a", "1", OPTIONALP_LONG), -1);
     EXPECT_EQ(encoded(), "e=|d=2.5|c=3|b='x'|a=1");
 
-    parses("hue_a=1|ip='x'|HUE_b=2|hue=3");
+    parse("hue_a=1|ip='x'|HUE_b=2|hue=3");
     EXPECT_EQ(optionalp_variables_deletebynameprefix(list_.get(), "Hue_"), 2);
     EXPECT_EQ(encoded(), "hue=3|ip='x'");
     EXPECT_EQ(optionalp_variables_deletebynameprefix(list_.get(), ""), 2);
 }
 
 // The address sanitizer finds a name that is read after its record was removed.
-TEST_F(OptionalParametersTest, TakesTheNameOfARecordOfTheSameList) {
-    parses("hue_a=1|hue=2|hue_b=3|ip='x'");
+TEST_F(OptionalParametersTest, AcceptsTheNameOfARecordOfTheSameList) {
+    parse("hue_a=1|hue=2|hue_b=3|ip='x'");
     EXPECT_EQ(optionalp_variables_deletebynameprefix(list_.get(), find("hue").name), 3);
     EXPECT_EQ(encoded(), "ip='x'");
 
-    parses("b=1|a=1|B=2|b=3|c=4");
+    parse("b=1|a=1|B=2|b=3|c=4");
     linkedlist* list = list_.get();
     const auto is_second_b = [](void* data) -> int {
         return static_cast<optionalpvariable*>(data)->long_value == 2;

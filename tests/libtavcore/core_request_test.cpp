@@ -16,7 +16,7 @@ class CoreRequest : public SystemLogTest {
   protected:
     CoreRequest() { core_.set_answer(kDone); }
 
-    // What reached the core, its values read back without the limits of a gateway.
+    // The parameters that reached the core, read without the limits of a gateway.
     Texts sent_parameters() const {
         fsmcore_format::Request request;
         EXPECT_TRUE(parse_request(core_.last_request(), {16, 1024}, request));
@@ -51,7 +51,7 @@ TEST_F(CoreRequest, SendsItsParametersWithDefaultsInOrderAndRefusesMissingOnes) 
     EXPECT_TRUE(logged("libtavcore->compose_runonelement error: action parameter is NULL"));
 }
 
-TEST_F(CoreRequest, CutsLongValuesBehindTheir512thByte) {
+TEST_F(CoreRequest, CutsLongValuesAfterTheir512thByte) {
     for (const std::size_t length : {510U, 511U, 512U, 513U}) {
         const std::string value(length, 'x');
         core_request request(kSocket, "FUNC");
@@ -94,7 +94,7 @@ TEST_F(CoreRequest, KeepsTheAnswerOrItsFailure) {
     EXPECT_EQ(core_.requests().size(), 2U);
 }
 
-TEST_F(CoreRequest, NeverRunsAfterABadConstruction) {
+TEST_F(CoreRequest, EveryRunFailsAfterABadConstruction) {
     const std::string start = "core_request::core_request error ";
     const struct {
         const char *socket, *function;

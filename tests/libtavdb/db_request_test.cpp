@@ -22,7 +22,7 @@ constexpr const char* kSelect = "select id, msp, optionalp from vexad_object ord
 
 class DbRequestTest : public testing::Test {
   protected:
-    db_request asks(const char* query) const { return db_request(service_.port(), query); }
+    db_request send_query(const char* query) const { return db_request(service_.port(), query); }
     std::string error_of(int port, const char* query) const {
         const db_request request(port, query);
         EXPECT_EQ(request.get_rows_num(), 0);
@@ -34,7 +34,7 @@ class DbRequestTest : public testing::Test {
 };
 
 TEST_F(DbRequestTest, ReadsRowsByColumnNameInUpperCase) {
-    const db_request request = asks(kSelect);
+    const db_request request = send_query(kSelect);
     EXPECT_STREQ(request.get_last_error(), "");
     EXPECT_EQ(request.get_fields_num(), 3);
     ASSERT_EQ(request.get_rows_num(), 2);
@@ -44,18 +44,20 @@ TEST_F(DbRequestTest, ReadsRowsByColumnNameInUpperCase) {
 }
 
 TEST_F(DbRequestTest, ChangesTheDatabase) {
-    EXPECT_EQ(asks("Insert INTO vexad_object (id, msp) VALUES (77, 'new')").get_last_insert_id(),
-              77);
-    EXPECT_STREQ(asks("UPDATE vexad_object SET msp = 'x' WHERE id = 12").get_last_error(), "");
-    EXPECT_STREQ(asks("delete FROM vexad_object WHERE id = 15").get_last_error(), "");
+    EXPECT_EQ(
+        send_query("Insert INTO vexad_object (id, msp) VALUES (77, 'new')").get_last_insert_id(),
+        77);
+    EXPECT_STREQ(send_query("UPDATE vexad_object SET msp = 'x' WHERE id = 12").get_last_error(),
+                 "");
+    EXPECT_STREQ(send_query("delete FROM vexad_object WHERE id = 15").get_last_error(), "");
     EXPECT_EQ(service_.rows("SELECT id, msp FROM vexad_object"),
               (std::vector<std::vector<std::string>>{{"12", "x"}, {"77", "new"}}));
-    const db_request none = asks("SELECT id FROM vexad_object WHERE id = 1");
+    const db_request none = send_query("SELECT id FROM vexad_object WHERE id = 1");
     EXPECT_STREQ(none.get_last_error(), "");
     EXPECT_EQ(none.get_rows_num(), 0);
 }
 
-TEST_F(DbRequestTest, NamesWhatIsWrongWithARequest) {
+TEST_F(DbRequestTest, ReportsWhyARequestIsRefused) {
     const int port = service_.port();
     for (const int wrong : {0, -45168, 65536}) {
         const std::string error = error_of(wrong, kSelect);
@@ -85,19 +87,21 @@ TEST_F(DbRequestTest, ReportsAServiceThatFails) {
     service_.stop();
     EXPECT_EQ(error_of(service_.port(), kSelect), problem + "<308>");
     service_.recover();
-    EXPECT_EQ(asks(kSelect).get_rows_num(), 2);
+    EXPECT_EQ(send_query(kSelect).get_rows_num(), 2);
 }
 
-TEST_F(DbRequestTest, TakesRowsThatAreTooShortTooLongOrMissAColumn) {
+TEST_F(DbRequestTest, ReadsRowsThatAreTooShortTooLongOrLackAColumn) {
     service_.inject_fault(Fault::rows_too_short);
-    EXPECT_EQ(asks(kSelect).rows.at(1), (Row{{"ID", "12"}, {"MSP", "lamp"}}));
+    EXPECT_EQ(send_query(kSelect).rows.at(1), (Row{{"ID", "12"}, {"MSP", "lamp"}}));
     service_.inject_fault(Fault::rows_too_long);
-    EXPECT_EQ(asks(kSelect).rows.at(2), (Row{{"ID", "15"}, {"MSP", "dim"}, {"OPTIONALP", ""}}));
+    EXPECT_EQ(send_query(kSelect).rows.at(2),
+              (Row{{"ID", "15"}, {"MSP", "dim"}, {"OPTIONALP", ""}}));
     service_.inject_fault(Fault::announces_too_little);
-    EXPECT_EQ(asks(kSelect).get_rows_num(), 2);
+    EXPECT_EQ(send_query(kSelect).get_rows_num(), 2);
     service_.recover();
     service_.hide_column("MSP");
-    EXPECT_EQ(asks(kSelect).rows.at(1), (Row{{"ID", "12"}, {"OPTIONALP", "username='lumi'"}}));
+    EXPECT_EQ(send_query(kSelect).rows.at(1),
+              (Row{{"ID", "12"}, {"OPTIONALP", "username='lumi'"}}));
 }
 
 }  // namespace
