@@ -6,12 +6,12 @@
 namespace simulator {
 namespace {
 
-struct Trouble {
+struct BridgeFault {
     const char* name;
-    void (*cause)(Bridge&);
+    void (*inject)(Bridge&);
 };
 
-constexpr Trouble kTroubles[] = {
+constexpr BridgeFault kBridgeFaults[] = {
     {"cut", [](Bridge& bridge) { bridge.refuse_connections(); }},
     {"restore", [](Bridge& bridge) { bridge.recover(); }},
     {"reset", [](Bridge& bridge) { bridge.reset_connections(); }},
@@ -33,29 +33,30 @@ struct Prompt::Command {
 };
 
 const Prompt::Command Prompt::kCommands[] = {
-    {"set", 3, &Prompt::set, "set OBJECT VALUE", "the core runs an object: 1, 50, #5580C0"},
+    {"set", 3, &Prompt::set, "set OBJECT VALUE", "sends a command of the core: 1, 50, #5580C0"},
     {"bulb", 3, &Prompt::bulb, "bulb ID on|off|bri N|ct N|hue N sat N|xy X Y",
-     "somebody changes a light past the daemon"},
-    {"list", 2, &Prompt::list, "list objects|lights", "what there is, and how it stands"},
+     "changes a light without the daemon"},
+    {"list", 2, &Prompt::list, "list objects|lights",
+     "prints the objects with their last reports, or the lights with their states"},
     {"bridge", 2, &Prompt::bridge, "bridge cut|reset|stall|garbage|html|half|slow|restore",
-     "the bridge fails in this way until it is restored"},
-    {"core", 2, &Prompt::core, "core cut|silent|restore", "the core's socket fails in this way"},
-    {"huectl", 2, &Prompt::huectl, "huectl WORD...",
-     "the installer runs the tool: discover, pair 127.0.0.80, ..."},
+     "injects a fault of the bridge, or ends it"},
+    {"core", 2, &Prompt::core, "core cut|silent|restore",
+     "injects a fault of the core's socket, or ends it"},
+    {"huectl", 2, &Prompt::huectl, "huectl WORD...", "runs huectl: discover, pair 127.0.0.80, ..."},
     {"button", 1, &Prompt::button, "button [soon|in SECONDS]",
-     "somebody presses the bridge's link button: now, after 2 to 6 seconds, or then"},
+     "presses the bridge's link button now, after 2 to 6 seconds, or after SECONDS"},
     {"store", 1, &Prompt::store, "store",
-     "the bridge's parameters that huectl printed last go into the database"},
-    {"start", 1, &Prompt::start, "start", "starts the daemon, unless it runs"},
-    {"wait", 2, &Prompt::wait, "wait SECONDS", "lets time pass"},
+     "stores the parameters that huectl printed last in the database"},
+    {"start", 1, &Prompt::start, "start", "starts the daemon"},
+    {"wait", 2, &Prompt::wait, "wait SECONDS", "waits"},
     {"expect", 3, &Prompt::expect, "expect light ID FIELD VALUE [within S]",
-     "waits for a light to be so: power on, bri 127, ct 326, hue 21845, name Hall"},
+     "waits for a state of a light: power on, bri 127, ct 326, hue 21845, name Hall"},
     {"", 0, nullptr, "expect object ID VALUE [within S]",
-     "waits for the daemon to report this value last"},
-    {"", 0, nullptr, "expect log TEXT [within S]", "waits for a log line since the last heading"},
-    {"", 0, nullptr, "expect printed TEXT", "looks for it in what huectl printed last"},
-    {"say", 2, &Prompt::say, "say TEXT", "a heading in the transcript"},
-    {"help", 1, &Prompt::print_help, "help", "these lines"},
+     "waits until the last report of an object has this value"},
+    {"", 0, nullptr, "expect log TEXT [within S]", "waits for a log line after the last heading"},
+    {"", 0, nullptr, "expect printed TEXT", "searches the output of the last huectl"},
+    {"say", 2, &Prompt::say, "say TEXT", "prints a heading"},
+    {"help", 1, &Prompt::print_help, "help", "prints this list"},
     {"quit", 1, &Prompt::quit, "quit", "stops the daemon and the house"},
 };
 
@@ -83,10 +84,10 @@ bool Prompt::run(const std::string& line) {
         if (command.run != nullptr && words[0] == command.name) {
             return words.size() >= command.least_words
                        ? (this->*command.run)(words)
-                       : fail(std::string("it is: ") + command.usage);
+                       : fail(std::string("usage: ") + command.usage);
         }
     }
-    return fail("no such command: " + words[0] + " (help shows them)");
+    return fail("unknown command: " + words[0] + "; help lists the commands");
 }
 
 bool Prompt::run_script(const std::string& path) {
@@ -122,11 +123,11 @@ bool Prompt::wait_until(const std::function<bool()>& predicate, double seconds) 
 bool Prompt::set(const Words& words) {
     int object = 0;
     if (!to_number(words[1], object)) {
-        return fail("no object's number: " + words[1]);
+        return fail("not an object number: " + words[1]);
     }
     const auto status = house_.core().run_object(object, words[2]);
     if (!status || *status != 0) {
-        return fail("the daemon did not take it: " +
+        return fail("the daemon refused the command: " +
                     (status ? "status " + std::to_string(*status) : std::string("no answer")));
     }
     return true;
@@ -136,7 +137,7 @@ bool Prompt::bulb(const Words& words) {
     int id = 0;
     const Json::Value members = members_of(words, 2);
     if (!to_number(words[1], id) || members.isNull()) {
-        return fail("it is: bulb ID on|off|bri N|ct N|hue N sat N|xy X Y");
+        return fail("usage: bulb ID on|off|bri N|ct N|hue N sat N|xy X Y");
     }
     for (const Json::Value& element : house_.light(id).change(members)) {
         if (element.isMember("error")) {
@@ -152,7 +153,7 @@ bool Prompt::list(const Words& words) {
     } else if (words[1] == "lights") {
         list_lights();
     } else {
-        return fail("it is: list objects|lights");
+        return fail("usage: list objects|lights");
     }
     return true;
 }
@@ -162,7 +163,7 @@ void Prompt::list_objects() {
         std::ostringstream line;
         line << "  object " << object.id << "  light " << object.light << "  " << object.role
              << "  \"" << object.name
-             << "\"  reported: " << house_.core().value(object.id).value_or("nothing yet");
+             << "\"  reported: " << house_.core().value(object.id).value_or("none");
         console_.print(line.str());
     }
 }
@@ -179,14 +180,14 @@ void Prompt::list_lights() {
 }
 
 bool Prompt::bridge(const Words& words) {
-    for (const Trouble& trouble : kTroubles) {
-        if (words[1] == trouble.name) {
-            trouble.cause(house_.bridge());
+    for (const BridgeFault& fault : kBridgeFaults) {
+        if (words[1] == fault.name) {
+            fault.inject(house_.bridge());
             house_.journal().add(EventKind::house, "bridge: " + words[1]);
             return true;
         }
     }
-    return fail("no such trouble: " + words[1]);
+    return fail("not a fault of the bridge: " + words[1]);
 }
 
 bool Prompt::core(const Words& words) {
@@ -197,7 +198,7 @@ bool Prompt::core(const Words& words) {
     } else if (words[1] == "restore") {
         house_.core().recover();
     } else {
-        return fail("it is: core cut|silent|restore");
+        return fail("usage: core cut|silent|restore");
     }
     house_.journal().add(EventKind::house, "core: " + words[1]);
     return true;
@@ -206,7 +207,7 @@ bool Prompt::core(const Words& words) {
 bool Prompt::wait(const Words& words) {
     double seconds = 0;
     if (!to_seconds(words[1], seconds)) {
-        return fail("no number of seconds: " + words[1]);
+        return fail("not a number of seconds: " + words[1]);
     }
     wait_until([] { return false; }, seconds);
     return true;

@@ -1,4 +1,4 @@
-/// The commands of the program house, from a person or from a script. One controlling thread.
+/// The commands of the program house, typed or from a script. One controlling thread.
 #pragma once
 
 #include <functional>
@@ -16,16 +16,16 @@ class Prompt final {
     /// `is_interrupted` ends a wait.
     Prompt(House& house, Console& console, std::function<bool()> is_interrupted);
 
-    /// Carries out one line; an empty one and one that begins with '#' do nothing. False when it is
-    /// no command, or what it expected did not come: both are printed.
+    /// Runs one line; ignores empty lines and lines that begin with '#'. Prints the reason and
+    /// returns false if the command is invalid or fails.
     bool run(const std::string& line);
-    /// Carries out the lines of a file. False at the first one that fails, whose number is printed,
-    /// when interrupted, or when the file cannot be read.
+    /// Runs the lines of a file. Returns false if the file cannot be read, when interrupted, or at
+    /// the first line that fails; prints its number.
     bool run_script(const std::string& path);
     /// True after quit.
     bool is_over() const { return is_over_; }
 
-    /// What the commands are, for a person.
+    /// The list of commands for the user.
     static std::string help();
 
   private:
@@ -62,9 +62,9 @@ class Prompt final {
     House& house_;
     Console& console_;
     std::function<bool()> is_interrupted_;
-    std::size_t heading_ = 0;             // index of the first event behind the last heading
-    std::optional<std::string> printed_;  // by huectl, the last time
-    std::string parameters_;              // the last ones that huectl printed for the database
+    std::size_t heading_ = 0;             // index of the first event after the last heading
+    std::optional<std::string> printed_;  // output of the last huectl
+    std::string parameters_;              // the last ones that huectl printed
     bool is_over_ = false;
 };
 

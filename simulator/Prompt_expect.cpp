@@ -1,4 +1,4 @@
-// What the commands wait for: that the house has come to be as they say.
+// The command expect.
 #include "simulator/JsonText.h"
 #include "simulator/Prompt.h"
 
@@ -6,11 +6,10 @@ namespace simulator {
 namespace {
 
 constexpr double kExpectSeconds = 10;
-constexpr double kSettleSeconds = 0.03;  // lets the lines of what was expected come first
+constexpr double kSettleSeconds = 0.03;  // prints the expected events first
 
-// What is looked for, where it is found, and how a failure tells it.
-constexpr const char* kThere = "there";
-constexpr const char* kNotThere = "not there";
+constexpr const char* kFound = "found";
+constexpr const char* kNotFound = "not found";
 
 }  // namespace
 
@@ -28,21 +27,21 @@ std::string Prompt::light_text(int id, const std::string& field) {
     return value.isNull() ? "" : value.asString();
 }
 
-// `what` are the words behind "expect".
+// `what`: the words after "expect".
 std::optional<Prompt::Expectation> Prompt::expectation_of(const Words& what) {
     const std::string text = joined(what.begin() + 1, what.end());
     int id = 0;
     if (what[0] == "log") {
-        return Expectation{kThere, [this, text] {
+        return Expectation{kFound, [this, text] {
                                return house_.journal().count(EventKind::log, text, heading_) > 0
-                                          ? kThere
-                                          : kNotThere;
+                                          ? kFound
+                                          : kNotFound;
                            }};
     }
     if (what[0] == "printed") {
-        return Expectation{kThere, [this, text] {
-                               return printed_->find(text) != std::string::npos ? kThere
-                                                                                : kNotThere;
+        return Expectation{kFound, [this, text] {
+                               return printed_->find(text) != std::string::npos ? kFound
+                                                                                : kNotFound;
                            }};
     }
     if (what[0] == "light" && what.size() > 3 && to_number(what[1], id)) {
@@ -51,15 +50,15 @@ std::optional<Prompt::Expectation> Prompt::expectation_of(const Words& what) {
     }
     if (what[0] == "object" && what.size() > 2 && to_number(what[1], id)) {
         return Expectation{joined(what.begin() + 2, what.end()),
-                           [this, id] { return house_.core().value(id).value_or("nothing"); }};
+                           [this, id] { return house_.core().value(id).value_or("not reported"); }};
     }
     return std::nullopt;
 }
 
-// Empty when there is no reason.
+// Empty if the expectation can be checked.
 std::string Prompt::why_not_checked(const Words& what) {
     if (what[0] == "log" && house_.log() == nullptr) {
-        return "the machine keeps its log to itself";
+        return "/dev/log is in use";
     }
     return what[0] == "printed" && !printed_ ? "huectl was not run" : "";
 }
@@ -69,7 +68,7 @@ bool Prompt::expect(const Words& words) {
     double seconds = kExpectSeconds;
     if (what.size() > 3 && *(what.end() - 2) == "within") {
         if (!to_seconds(what.back(), seconds)) {
-            return fail("no number of seconds: " + what.back());
+            return fail("not a number of seconds: " + what.back());
         }
         what.resize(what.size() - 2);
     }
@@ -82,7 +81,7 @@ bool Prompt::expect(const Words& words) {
     const auto expected = expectation_of(what);
     if (!expected) {
         return fail(
-            "it is: expect light ID FIELD VALUE, expect object ID VALUE, expect log TEXT, "
+            "usage: expect light ID FIELD VALUE, expect object ID VALUE, expect log TEXT, "
             "expect printed TEXT");
     }
     if (!wait_until([&] { return expected->current() == expected->wanted; }, seconds)) {

@@ -1,4 +1,4 @@
-// The commands of the way from an unknown bridge to a daemon that runs.
+// The commands for pairing and for the start of the daemon.
 #include <random>
 #include <sstream>
 #include <system_error>
@@ -8,7 +8,7 @@
 namespace simulator {
 namespace {
 
-// Long enough for the tool to be waiting, and well within its patience.
+// The tool waits by then, and its time limit is far away.
 constexpr double kSoonestSeconds = 2;
 constexpr double kLatestSeconds = 6;
 
@@ -17,7 +17,7 @@ double soon() {
     return std::uniform_real_distribution<double>(kSoonestSeconds, kLatestSeconds)(source);
 }
 
-// The line of the parameters, which names the address first; empty when there is none.
+// The line with the parameters, which begins with the address; empty if there is none.
 std::string parameters_in(const std::string& printed) {
     std::istringstream text(printed);
     for (std::string line; std::getline(text, line);) {
@@ -33,7 +33,7 @@ std::string parameters_in(const std::string& printed) {
 bool Prompt::huectl(const Words& words) {
     console_.print("           $ " + joined(words.begin(), words.end()));
     if (words[1] == "discover" && !house_.bridge().is_discoverable()) {
-        console_.print("           not run, the search would leave the house for the network");
+        console_.print("           not run: the search would leave this machine");
         printed_.reset();
         return true;
     }
@@ -60,7 +60,7 @@ bool Prompt::button(const Words& words) {
     if (words[1] == "soon") {
         seconds = soon();
     } else if (words[1] != "in" || words.size() != 3 || !to_seconds(words[2], seconds)) {
-        return fail("it is: button [soon|in SECONDS]");
+        return fail("usage: button [soon|in SECONDS]");
     }
     house_.press_button_after(std::chrono::milliseconds(static_cast<long long>(seconds * 1000)));
     return true;
@@ -76,7 +76,7 @@ bool Prompt::store(const Words&) {
 
 bool Prompt::start(const Words&) {
     if (house_.has_daemon() && house_.daemon().is_running()) {
-        return fail("the daemon runs already");
+        return fail("the daemon is already running");
     }
     const auto status = house_.start();
     const auto is_settled = [this] { return house_.is_ready() || !house_.daemon().is_running(); };
@@ -86,7 +86,7 @@ bool Prompt::start(const Words&) {
         return true;
     }
     house_.stop();
-    return fail("the daemon did not come up");
+    return fail("the daemon did not start");
 }
 
 }  // namespace simulator

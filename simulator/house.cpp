@@ -1,4 +1,4 @@
-// house: a simulated house with the real daemon in it, for a person or a script.
+// house: runs the real daemon in a simulated house, with commands from the terminal or a script.
 #include <atomic>
 #include <csignal>
 #include <cstdint>
@@ -87,19 +87,18 @@ std::optional<Arguments> parse_arguments(int argc, char** argv) {
 void print_help(std::FILE* out) {
     std::fprintf(
         out,
-        "house [--daemon PATH] [--huectl PATH] [--sql FILE] [--lights FILE] [--unpaired]"
+        "usage: house [--daemon PATH] [--huectl PATH] [--sql FILE] [--lights FILE] [--unpaired]"
         " [--script FILE] [--all]\n\n"
-        "Starts a house of its own (core, database, bridge with lights, system log) and the"
-        " daemon\nin it, prints what they say to each other, and takes commands.\n\n"
-        "  --daemon PATH   the program to run (lumivad beside this program's folder)\n"
-        "  --huectl PATH   the tool of the command huectl (beside this program's folder too)\n"
-        "  --sql FILE      the installation (%s)\n"
-        "  --lights FILE   the bridge's lights (%s)\n"
-        "  --unpaired      nobody has paired with the bridge yet, and the daemon waits for the"
-        " command\n                  start\n"
-        "  --script FILE   takes the commands from FILE; the first one that fails ends it"
-        " with exit code 1\n"
-        "  --all           prints also what is said at every poll in the same words\n\n"
+        "Starts a simulated house (core, database, bridge with lights, system log) and the daemon"
+        " in it,\nprints their exchanges, and reads commands.\n\n"
+        "  --daemon PATH   path of lumivad (default: in the same build)\n"
+        "  --huectl PATH   path of huectl (default: in the same build)\n"
+        "  --sql FILE      the installation (default: %s)\n"
+        "  --lights FILE   the bridge's lights (default: %s)\n"
+        "  --unpaired      the bridge has no user; the daemon is started by the command start\n"
+        "  --script FILE   reads the commands from FILE; exits with 1 at the first one that"
+        " fails\n"
+        "  --all           also prints events that repeat at every poll\n\n"
         "Commands:\n%s",
         House::sample_sql().c_str(), House::sample_lights().c_str(), Prompt::help().c_str());
 }
@@ -113,7 +112,7 @@ std::string program_beside(const std::string& name) {
     return folder.substr(0, folder.rfind('/')) + name;
 }
 
-// The next line of standard input; nothing at its end or when interrupted.
+// The next line of standard input; nothing at its end or after a signal.
 std::optional<std::string> read_line(std::string& unread) {
     for (;;) {
         const std::size_t end = unread.find('\n');
@@ -139,7 +138,7 @@ int run_prompt(Prompt& prompt, Console& console) {
     const bool is_terminal = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
     const std::string prompt_text = is_terminal ? "house> " : "";
     if (is_terminal) {
-        console.print("\"help\" shows the commands, \"quit\" ends the house");
+        console.print("\"help\" lists the commands, \"quit\" ends the house");
     }
     console.set_prompt(prompt_text);
     std::string unread;
@@ -159,7 +158,7 @@ int run_house(const Arguments& arguments, Console& console) {
     House house(arguments.house,
                 [&console](const simulator::Event& event) { console.print(event); });
     if (house.log() == nullptr) {
-        console.print("the machine's log cannot be taken over: the daemon's log lines go there");
+        console.print("/dev/log is in use: the daemon's log lines go to the machine's log");
     }
     Prompt prompt(house, console, is_interrupted);
     if (arguments.house.is_paired && !prompt.run("start")) {
@@ -175,7 +174,7 @@ int run_house(const Arguments& arguments, Console& console) {
     const bool was_running = house.daemon().is_running();
     const auto ending = house.stop();
     if (!was_running || !ending || !ending->is_success()) {
-        console.print("!! the daemon did not end as it should");
+        console.print("!! the daemon did not exit with 0 on SIGTERM");
         return kExitFailure;
     }
     return result;
@@ -196,14 +195,14 @@ int main(int argc, char** argv) {
         arguments->house.huectl = program_beside("/tools/huectl");
     }
     try {
-        // First, while there is one thread.
+        // Before the first thread starts.
         const simulator::Sandbox sandbox = simulator::Sandbox::enter();
         install_interrupt();
         Console console(std::cout, arguments->shows_all);
         if (!sandbox.is_private()) {
-            console.print("no namespaces here (" + sandbox.reason() +
-                          "): the house stands on the machine's own loopback, ports and paths, "
-                          "and no search finds its bridge");
+            console.print("no namespaces (" + sandbox.reason() +
+                          "): using the loopback, ports and paths of this machine; searches do not "
+                          "find the bridge");
         }
         return run_house(*arguments, console);
     } catch (const std::exception& problem) {

@@ -1,9 +1,9 @@
 -- A sample installation: one bridge with six lights, one of each class. Change it as you like; the
 -- lights themselves are described in sample-lights.json.
 --
--- vexad_object: every object of the installation. Of the bridge, optionalp gives address and user;
--- of a light, msp is its number on the bridge.
--- vexad_object_relation: what hangs under what; under a light, optional names the role of the child.
+-- vexad_object: every object of the installation. optionalp of the bridge contains its address and
+-- user; msp of a light is its number on the bridge.
+-- vexad_object_relation: parents and children; for children of a light, optional names the role.
 
 CREATE TABLE vexad_object (
     id        INTEGER PRIMARY KEY,

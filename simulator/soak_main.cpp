@@ -56,7 +56,7 @@ int run(int argc, char** argv) {
     app.add_option("--daemon", plan.daemon, "path of lumivad")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     plan.duration = std::chrono::seconds(static_cast<long>(minutes * 60));
-    // First, while there is one thread.
+    // Before the first thread starts.
     const simulator::Sandbox sandbox = simulator::Sandbox::enter();
     if (!sandbox.is_private()) {
         print("no namespaces (" + sandbox.reason() + "): using the loopback of this machine");

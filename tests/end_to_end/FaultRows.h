@@ -1,7 +1,7 @@
-/// The fault matrix: what may fail around the daemon, one row a fault.
+/// The fault matrix: the faults around the daemon, one per row.
 ///
-/// The tests run each row once in a house of its own, the program torture again and again at random
-/// moments. A row says what happens; what must hold afterwards is the trial's own.
+/// The tests run each row once in a house of its own; the program torture also repeats them at
+/// random moments. A row contains the steps of the fault. Trial::finish() checks the rest.
 #pragma once
 
 #include <functional>
@@ -12,22 +12,22 @@
 
 struct FaultRow {
     enum class Length {
-        seconds,  ///< runs as a test too
-        minutes,  ///< waits for the daemon's own limits
+        seconds,  ///< also runs as a test
+        minutes,  ///< waits for time-outs of the daemon
         quarter_of_an_hour,
     };
     enum class Needs {
         nothing,
-        shim,         ///< the library in the daemon
-        plain_build,  ///< without a sanitizer, which has a heap and signal handling of its own
+        shim,         ///< the library fault_shim in the daemon
+        plain_build,  ///< no sanitizer: its heap and signal handling differ
         shim_and_plain_build,
     };
 
-    using Course = std::function<void(Trial&)>;
+    using Steps = std::function<void(Trial&)>;
 
     const char* name;   ///< of the test
-    const char* fault;  ///< for the table
-    Course run;
+    const char* fault;  ///< its description in the table
+    Steps run;
     Length length = Length::seconds;
     Needs needs = Needs::nothing;
 
@@ -35,9 +35,9 @@ struct FaultRow {
     bool needs_plain_build() const { return needs >= Needs::plain_build; }
 };
 
-/// Of the bridge, of the core and the database, and of the daemon's own process.
+/// Rows for the bridge; for core, database and log; for the daemon's process.
 std::vector<FaultRow> bridge_rows();
 std::vector<FaultRow> service_rows();
 std::vector<FaultRow> process_rows();
-/// All of them.
+/// All rows.
 std::vector<FaultRow> fault_rows();

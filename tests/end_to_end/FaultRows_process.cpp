@@ -1,4 +1,4 @@
-// What happens to the daemon's endpoint, resources, clock and process.
+// Faults of the daemon's endpoint, resources, clock and process.
 #include <csignal>
 #include <cstdint>
 #include <fstream>
@@ -20,7 +20,7 @@ using simulator::DaemonProcess;
 
 constexpr int kDaySeconds = 86400;
 
-// More than the test itself may have open by default.
+// The test needs more descriptors than the default limit.
 void allow_descriptors(rlim_t count) {
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
@@ -30,9 +30,9 @@ void allow_descriptors(rlim_t count) {
     }
 }
 
-// Connections that say nothing, and a command among every fifty: it is behind them in the
-// endpoint's queue, which holds a few more than that.
-void meets_silent_peers(Trial& trial, int count) {
+// Silent connections, with a command after every fifty. The queue of the endpoint holds a few more
+// than fifty.
+void connect_silent_peers(Trial& trial, int count) {
     std::vector<FileDescriptor> peers;
     for (int i = 1; i <= count; ++i) {
         peers.push_back(trial.core().connect_to_daemon());
@@ -44,8 +44,8 @@ void meets_silent_peers(Trial& trial, int count) {
     trial.wait_until_settled();
 }
 
-// Every beginning of a request, closed in order or reset.
-void meets_cut_requests(Trial& trial) {
+// Sends every prefix of a request, then closes in order or resets.
+void send_cut_requests(Trial& trial) {
     const std::string text = *fsmcore_format::compose_request(
         fsmcore_format::Form::length_managed,
         {"SERVICE_RUNONELEMENT", {"131", "RUN", "1", "", "", "CORE"}, "5"});
@@ -53,7 +53,7 @@ void meets_cut_requests(Trial& trial) {
     for (std::size_t cut = 0; cut < text.size(); ++cut) {
         FileDescriptor peer = trial.core().connect_to_daemon();
         trial.expect(send(peer.get(), text.data(), cut, MSG_NOSIGNAL) == static_cast<ssize_t>(cut),
-                     "a beginning cannot be sent");
+                     "a prefix cannot be sent");
         if (cut % 2 == 1) {
             const linger at_once{1, 0};
             setsockopt(peer.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof(at_once));
@@ -63,7 +63,7 @@ void meets_cut_requests(Trial& trial) {
         }
     }
     trial.send_commands(5);
-    trial.wait_until("a line for each of them",
+    trial.wait_until("a log line for each prefix",
                      [&] { return trial.log().count("GtwHandler::run ") >= text.size(); });
     trial.expect(!trial.house().light(3).is_on(), "part of a request was carried out");
 }
@@ -71,21 +71,21 @@ void meets_cut_requests(Trial& trial) {
 void limit_descriptors(Trial& trial, std::size_t count) {
     const rlimit limit{count, 4096};
     trial.expect(prlimit(trial.house().daemon().pid(), RLIMIT_NOFILE, &limit, nullptr) == 0,
-                 "no limit could be set");
+                 "the limit could not be set");
 }
 
-// Room for a few descriptors, and many who want one.
-void runs_short_of_descriptors(Trial& trial) {
+// Few descriptors and many connections.
+void use_few_descriptors(Trial& trial) {
     trial.start();
     limit_descriptors(trial, 16);
-    meets_silent_peers(trial, 300);
+    connect_silent_peers(trial, 300);
     trial.expect(trial.log().count("Too many open files (light id = ") == 0,
-                 "nothing was left for the bridge");
+                 "no descriptor was left for the bridge");
     limit_descriptors(trial, 1024);
 }
 
-// Not one is left: nobody can be served, and nothing may break.
-void has_no_descriptor_left(Trial& trial) {
+// No descriptor is left: nothing can be served, and nothing may break.
+void use_no_descriptors(Trial& trial) {
     trial.start();
     limit_descriptors(trial, 3);
     std::thread core([&] { trial.send_unchecked(1); });
@@ -104,11 +104,11 @@ rlim_t address_space_of(pid_t pid) {
 void limit_memory(Trial& trial, rlim_t bytes) {
     const rlimit limit{bytes, RLIM_INFINITY};
     trial.expect(prlimit(trial.house().daemon().pid(), RLIMIT_AS, &limit, nullptr) == 0,
-                 "no limit could be set");
+                 "the limit could not be set");
 }
 
-// What a light says of itself needs more memory parsed than there is.
-void runs_out_of_memory(Trial& trial) {
+// Parsing the answer for a light needs more memory than there is.
+void exceed_memory(Trial& trial) {
     trial.start();
     limit_memory(trial, address_space_of(trial.house().daemon().pid()) + (4U << 20));
     std::string body = "{\"state\":[0";
@@ -123,24 +123,24 @@ void runs_out_of_memory(Trial& trial) {
     limit_memory(trial, RLIM_INFINITY);
 }
 
-// The next poll comes when the quiet time behind a command is over, neither at once nor in a day.
-void steps_the_clock(Trial& trial, int seconds) {
+// The next poll follows the pause after a command, neither at once nor in a day.
+void step_clock(Trial& trial, int seconds) {
     trial.start();
     trial.random_pause(Milliseconds(4000));
     trial.send_commands(3);
     trial.wait_until_settled();
     const auto settled = Trial::Clock::now();
-    // Nothing shows that the quiet time has begun, a moment after the last answer. It lasts 3 s.
+    // The pause begins shortly after the last answer, without a sign. It lasts 3 s.
     std::this_thread::sleep_for(Milliseconds(1000));
     trial.shim().clock_offset_seconds = seconds;
     const int before = trial.polls();
-    trial.wait_until("a poll", [&] { return trial.polls() > before; });
-    trial.expect(Trial::Clock::now() - settled > Milliseconds(2900), "it polls too early");
+    trial.wait_until("poll", [&] { return trial.polls() > before; });
+    trial.expect(Trial::Clock::now() - settled > Milliseconds(2900), "the poll came too early");
     trial.send_commands(2);
 }
 
-// A kill leaves it no time at all: whatever it had must not stand in the way of the next one.
-void is_terminated(Trial& trial, int number, const std::string& ending) {
+// SIGKILL leaves no time to clean up; what is left must not disturb the next daemon.
+void terminate(Trial& trial, int number, const std::string& ending) {
     trial.start();
     trial.random_pause(Milliseconds(4000));
     trial.send_unchecked(5);
@@ -149,21 +149,21 @@ void is_terminated(Trial& trial, int number, const std::string& ending) {
     trial.expect_killed(ending, std::chrono::seconds(1));
 }
 
-// The core that started it once too often talks to one of them only.
-void runs_twice(Trial& trial) {
+// A core that starts the daemon twice talks to the first one only.
+void run_twice(Trial& trial) {
     trial.start();
     DaemonProcess other(trial.daemon_path(), {"--id", std::to_string(trial.house().runner())},
                         trial.environment());
     const auto status = other.start_status(Trial::kLimit);
-    trial.expect(status && status->status == 0, "the other does not start");
+    trial.expect(status && status->status == 0, "the second daemon does not start");
     trial.send_commands(5);
-    trial.expect(other.stop().text() == "exit code 0", "the other does not end");
+    trial.expect(other.stop().text() == "exit code 0", "the second daemon does not end");
     trial.send_commands(2);
     trial.wait_until_settled();
 }
 
-// At any moment of the start: before its handlers are installed it ends as any process does.
-void is_terminated_while_it_starts(Trial& trial) {
+// SIGTERM at any moment of the start. Before the handlers are installed it ends by the signal.
+void terminate_during_start(Trial& trial) {
     std::map<std::string, int> endings;
     for (int i = 0; i < 12; ++i) {
         const std::string runner = std::to_string(trial.house().runner());
@@ -173,16 +173,16 @@ void is_terminated_while_it_starts(Trial& trial) {
         daemon.send_signal(SIGTERM);
         const auto ending = daemon.wait(std::chrono::seconds(1));
         const std::string how = ending ? ending->text() : "nothing";
-        trial.expect(how == "exit code 0" || how == "signal 15", "a start ends with " + how);
+        trial.expect(how == "exit code 0" || how == "signal 15", "a start ended with " + how);
         ++endings[how];
     }
     for (const auto& [how, count] : endings) {
-        trial.note(std::to_string(count) + " of 12 starts end with " + how);
+        trial.note(std::to_string(count) + " of 12 starts ended with " + how);
     }
     trial.start();
 }
 
-void is_struck(Trial& trial, int number, std::atomic<std::int32_t> FaultShim::*where) {
+void raise_inside_call(Trial& trial, int number, std::atomic<std::int32_t> FaultShim::*where) {
     trial.start();
     trial.random_pause(Milliseconds(4000));
     trial.shim().allocations_before = trial.is_random() ? trial.random(200) : 0;
@@ -193,7 +193,7 @@ void is_struck(Trial& trial, int number, std::atomic<std::int32_t> FaultShim::*w
                                          : "gtwHandlerSigabrtHandler called");
 }
 
-void weathers_a_storm(Trial& trial, int number, const std::string& line) {
+void send_signal_storm(Trial& trial, int number, const std::string& line) {
     trial.start();
     std::atomic<bool> is_over{false};
     const auto& daemon = trial.house().daemon();
@@ -214,48 +214,50 @@ void weathers_a_storm(Trial& trial, int number, const std::string& line) {
 
 std::vector<FaultRow> process_rows() {
     return {
-        {"EndpointMeetsSilentPeers", "500 connections to the endpoint that say nothing",
+        {"EndpointHasSilentPeers", "500 silent connections to the endpoint",
          [](Trial& trial) {
              allow_descriptors(1024);
              trial.start();
-             meets_silent_peers(trial, 500);
+             connect_silent_peers(trial, 500);
          }},
-        {"EndpointMeetsCutRequests", "requests cut at every byte", meets_cut_requests},
-        {"DescriptorsRunShort", "16 descriptors and 300 silent connections",
-         runs_short_of_descriptors},
-        // The undefined-behaviour sanitizer looks at memory through a pipe.
-        {"DescriptorsAreOut", "not one descriptor left", has_no_descriptor_left, Length::seconds,
+        {"EndpointGetsCutRequests", "requests cut at every byte", send_cut_requests},
+        {"FewDescriptors", "16 descriptors and 300 silent connections", use_few_descriptors},
+        // The undefined-behaviour sanitizer needs descriptors to check memory.
+        {"NoDescriptors", "no descriptor left", use_no_descriptors, Length::seconds,
          Needs::plain_build},
-        {"MemoryIsShort", "4 MiB of memory left, and an answer that takes more", runs_out_of_memory,
+        {"MemoryIsShort", "4 MiB of memory left and an answer that needs more", exceed_memory,
          Length::seconds, Needs::plain_build},
-        // The board has 32 bits for the seconds since 1970, enough until 2038.
-        {"ClockStepsForward", "the clock steps forward, beyond what the board can count",
-         [](Trial& trial) { steps_the_clock(trial, INT32_MAX); }, Length::seconds, Needs::shim},
+        // The board has 32 bits for the seconds since 1970, which end in 2038.
+        {"ClockStepsForward", "the clock steps forward beyond 32 bits",
+         [](Trial& trial) { step_clock(trial, INT32_MAX); }, Length::seconds, Needs::shim},
         {"ClockStepsBack", "the clock steps back by a day",
-         [](Trial& trial) { steps_the_clock(trial, -kDaySeconds); }, Length::seconds, Needs::shim},
-        {"IsTerminated", "SIGTERM while commands wait",
-         [](Trial& trial) { is_terminated(trial, SIGTERM, "exit code 0"); }},
-        {"IsKilled", "SIGKILL while commands wait",
-         [](Trial& trial) { is_terminated(trial, SIGKILL, "signal 9"); }},
-        {"RunsTwice", "two daemons for one bridge", runs_twice},
-        {"IsTerminatedWhileItStarts", "SIGTERM at any moment of the start",
-         is_terminated_while_it_starts},
+         [](Trial& trial) { step_clock(trial, -kDaySeconds); }, Length::seconds, Needs::shim},
+        {"SigtermWhileCommandsWait", "SIGTERM while commands wait",
+         [](Trial& trial) { terminate(trial, SIGTERM, "exit code 0"); }},
+        {"SigkillWhileCommandsWait", "SIGKILL while commands wait",
+         [](Trial& trial) { terminate(trial, SIGKILL, "signal 9"); }},
+        {"SecondDaemon", "two daemons for one bridge", run_twice},
+        {"SigtermDuringStart", "SIGTERM at any moment of the start", terminate_during_start},
         {"SegmentationFaultInAnAllocation", "SIGSEGV inside an allocation",
-         [](Trial& trial) { is_struck(trial, SIGSEGV, &FaultShim::signal_in_allocation); },
+         [](Trial& trial) { raise_inside_call(trial, SIGSEGV, &FaultShim::signal_in_allocation); },
          Length::seconds, Needs::shim_and_plain_build},
         {"SegmentationFaultInALogCall", "SIGSEGV inside a log call",
-         [](Trial& trial) { is_struck(trial, SIGSEGV, &FaultShim::signal_in_syslog); },
+         [](Trial& trial) { raise_inside_call(trial, SIGSEGV, &FaultShim::signal_in_syslog); },
          Length::seconds, Needs::shim_and_plain_build},
         {"AbortInAnAllocation", "SIGABRT inside an allocation",
-         [](Trial& trial) { is_struck(trial, SIGABRT, &FaultShim::signal_in_allocation); },
+         [](Trial& trial) { raise_inside_call(trial, SIGABRT, &FaultShim::signal_in_allocation); },
          Length::seconds, Needs::shim_and_plain_build},
         {"AbortInALogCall", "SIGABRT inside a log call",
-         [](Trial& trial) { is_struck(trial, SIGABRT, &FaultShim::signal_in_syslog); },
+         [](Trial& trial) { raise_inside_call(trial, SIGABRT, &FaultShim::signal_in_syslog); },
          Length::seconds, Needs::shim_and_plain_build},
-        {"PipeStorm", "a storm of SIGPIPE",
-         [](Trial& trial) { weathers_a_storm(trial, SIGPIPE, "gtwHandlerSigpipeHandler called"); }},
-        {"ChildStorm", "a storm of SIGCHLD",
-         [](Trial& trial) { weathers_a_storm(trial, SIGCHLD, "gtwHandlerSigchldHandler called"); }},
+        {"SigpipeStorm", "a storm of SIGPIPE",
+         [](Trial& trial) {
+             send_signal_storm(trial, SIGPIPE, "gtwHandlerSigpipeHandler called");
+         }},
+        {"SigchldStorm", "a storm of SIGCHLD",
+         [](Trial& trial) {
+             send_signal_storm(trial, SIGCHLD, "gtwHandlerSigchldHandler called");
+         }},
     };
 }
 

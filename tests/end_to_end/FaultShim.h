@@ -1,5 +1,5 @@
-/// What a test tells the library that it loads into the daemon: how far the wall clock is off, and
-/// where a signal is to strike. Both map the same file; the test owns it.
+/// Controls the library that a test loads into the daemon: the offset of the wall clock, and where
+/// to raise a signal. Test and library map the same file; the test owns it.
 #pragma once
 
 #include <atomic>
@@ -13,6 +13,6 @@ struct FaultShim {
     std::atomic<std::int32_t> clock_offset_seconds;  ///< of the wall clock, not the monotonic one
     std::atomic<std::int32_t> signal_in_allocation;  ///< raised once, while the heap is locked
     std::atomic<std::int32_t> signal_in_syslog;      ///< raised once, while the log is locked
-    std::atomic<std::int32_t> allocations_before;    ///< that go well before the signal
+    std::atomic<std::int32_t> allocations_before;    ///< number of allocations before the signal
 };
 static_assert(std::atomic<std::int32_t>::is_always_lock_free, "shared between processes");

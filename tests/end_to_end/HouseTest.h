@@ -1,5 +1,4 @@
-/// A house with the real daemon for each test. When a test fails, what the house and the daemon's
-/// log held is printed.
+/// A simulated house with the real daemon for each test. Prints the transcript when a test fails.
 #pragma once
 
 #include <chrono>
@@ -16,7 +15,7 @@ class HouseTest : public testing::Test {
   protected:
     using Milliseconds = std::chrono::milliseconds;
 
-    // Longer than a poll and the quiet time behind a command, on a busy machine.
+    // Longer than a poll and the pause after a command, on a busy machine.
     static constexpr std::chrono::seconds kLimit{20};
 
     explicit HouseTest(const simulator::House::Options& options = with_daemon()) : house(options) {}
@@ -28,11 +27,11 @@ class HouseTest : public testing::Test {
         return options;
     }
 
-    void SetUp() override { ASSERT_NE(house.log(), nullptr) << "/dev/log is taken"; }
+    void SetUp() override { ASSERT_NE(house.log(), nullptr) << "/dev/log is in use"; }
 
     void TearDown() override {
         if (house.has_daemon() && !expects_end) {
-            EXPECT_TRUE(house.daemon().is_running()) << "the daemon ended by itself";
+            EXPECT_TRUE(house.daemon().is_running()) << "the daemon ended unexpectedly";
             EXPECT_EQ(house.stop()->text(), "exit code 0");
         }
         if (HasFailure()) {
@@ -54,26 +53,26 @@ class HouseTest : public testing::Test {
         return house.log()->wait_for(part, limit);
     }
 
-    /// The core runs an object and is answered with success.
+    /// Sends a command of the core; expects success.
     void run_object(int object, const std::string& payload) {
         EXPECT_EQ(house.core().run_object(object, payload), 0) << "object " << object;
     }
-    /// Waits until a member of a light's state is this, as JSON.
+    /// Waits until a member of a light's state has this value, as JSON.
     bool wait_for_light(int id, const std::string& member, const std::string& value) {
         return wait_until(
             [&] { return simulator::compact_json(house.light(id).state(member)) == value; });
     }
-    /// Changes a bulb past the daemon; `members` is JSON.
+    /// Changes a bulb without the daemon; `members` is JSON.
     void change_bulb(int id, const std::string& members) {
         for (const Json::Value& element : house.light(id).change(*simulator::parse_json(members))) {
             EXPECT_TRUE(element.isMember("success")) << simulator::compact_json(element);
         }
     }
-    /// Waits until the last value that the daemon reported for an object is this.
+    /// Waits until the last report of an object has this value.
     bool wait_for_report(int object, const std::string& value) {
         return wait_until([&] { return house.core().value(object) == value; });
     }
-    /// Waits until another poll has begun, and so the one before has been reported whole.
+    /// Waits until another poll has begun; the reports of the one before are then complete.
     bool wait_for_next_poll() {
         const auto polls = [this] { return house.bridge().count("GET", "/lights"); };
         const int before = polls();
@@ -81,5 +80,5 @@ class HouseTest : public testing::Test {
     }
 
     simulator::House house;
-    bool expects_end = false;  // the test ends the daemon itself
+    bool expects_end = false;  // the test ends the daemon
 };

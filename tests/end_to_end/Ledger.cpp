@@ -11,7 +11,7 @@ namespace {
 using simulator::Gate;
 using simulator::SystemLog;
 
-// Reached by no percentage, so that a colour never makes a brightness superfluous.
+// Not the brightness of any percentage, so that a colour never makes a brightness needless.
 constexpr int kColorValue = 199;
 constexpr int kFirstPercent = 2;
 constexpr int kPercents = 97;
@@ -46,16 +46,15 @@ int light_of(int object) {
     return found == std::end(kTargets) ? 0 : found->light;
 }
 
-// Of the command that the worker has taken last. A light that stands before its own in the table
-// may have a line too, which says nothing of it.
+// Whether the line is the failure of the last command that the worker took. A line for another
+// light is not.
 bool is_failure(const std::string& text, int light) {
     return (text.rfind("Request manager thread error: ", 0) == 0 ||
             text.rfind("HueLight->SendPutRequest the bridge refused ", 0) == 0) &&
            text.find("(light id = " + std::to_string(light) + ")") != std::string::npos;
 }
 
-// How often the log says of a command that it was not carried out. The worker's lines stand behind
-// the line of the command that it has taken.
+// The number of logged failures per command. The worker's lines follow the line of the command.
 std::map<Key, std::size_t> failures_in(const std::vector<SystemLog::Line>& lines,
                                        std::size_t& dropped_at_the_end) {
     std::map<Key, std::size_t> failures;
@@ -140,13 +139,13 @@ Ledger::Account Ledger::account(simulator::House& house, std::size_t count) cons
         const Command& command = commands_[i];
         account.slowest_answer = std::max(account.slowest_answer, command.answered_in);
         std::size_t& made = changes[path_of_light(command.light) + command.change];
-        std::size_t& told = failures[{command.object, command.value}];
+        std::size_t& logged = failures[{command.object, command.value}];
         account.acknowledged += command.is_acknowledged ? 1 : 0;
         if (made > 0) {
             --made;
             account.done += command.is_acknowledged ? 1 : 0;
-        } else if (told > 0) {
-            --told;
+        } else if (logged > 0) {
+            --logged;
             account.failed_with_line += command.is_acknowledged ? 1 : 0;
         } else if (command.is_acknowledged) {
             ++account.lost;

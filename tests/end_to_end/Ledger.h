@@ -1,8 +1,7 @@
-/// The account of a trial: every command that the core sent and what became of it, from what the
-/// bridge did and what the log says.
+/// The commands of a trial and their results, from the requests that the bridge confirmed and from
+/// the log.
 ///
-/// A command that was acknowledged is carried out, or has a line in the log that says it was not.
-/// Not thread-safe; the trial's own.
+/// An acknowledged command is carried out, or a log line says that it was not. Not thread-safe.
 #pragma once
 
 #include <chrono>
@@ -19,10 +18,10 @@ class Ledger final {
 
     struct Command {
         int object = 0;
-        int value = 0;  ///< as the log gives it
+        int value = 0;  ///< as in the log
         std::string payload;
         int light = 0;       ///< number on the bridge
-        std::string change;  ///< what the bridge is then asked for, as JSON without "on"
+        std::string change;  ///< the body of the PUT, JSON without "on"
         bool is_acknowledged = false;
         std::chrono::milliseconds answered_in{};
     };
@@ -30,18 +29,18 @@ class Ledger final {
         std::size_t sent = 0;
         std::size_t acknowledged = 0;
         std::size_t done = 0;
-        std::size_t failed_with_line = 0;  ///< not done, and the log says so
-        std::size_t lost = 0;              ///< neither
+        std::size_t failed_with_line = 0;  ///< not done, and logged
+        std::size_t lost = 0;              ///< neither done nor logged
         std::chrono::milliseconds slowest_answer{};
     };
 
-    /// So many commands in a row go to every light there is a kind of command for.
+    /// This number of consecutive commands contains every kind.
     static constexpr std::size_t kKinds = 5;
-    /// The next command, sent through the core: brightnesses and colours in turn, no two alike, to
-    /// lights 2, 4, 5 and 6 (light 4 alone gets both kinds).
+    /// Sends the next command through the core: brightnesses and colours in turn, all different, to
+    /// lights 2, 4, 5 and 6 (only light 4 gets both kinds).
     const Command& send_next(simulator::Core& core);
     bool is_done(const Command& command, simulator::Bridge& bridge) const;
-    /// Of the first `count` commands, or of all.
+    /// The results of the first `count` commands, or of all.
     Account account(simulator::House& house, std::size_t count = SIZE_MAX) const;
     std::size_t size() const { return commands_.size(); }
 

@@ -26,14 +26,14 @@ constexpr int kBulbObject = 111;
 constexpr std::size_t kKindsOfLines = 3;
 constexpr const char* kPolled = "light status from bridge received";
 constexpr const char* kFailedReport = "ERROR sending vexad request: ";
-// Lines that are written without a fault too.
+// Lines that also occur without a fault.
 constexpr const char* kRoutine[] = {"libtavcore->compose_runonelement error: "};
 
 std::chrono::milliseconds since(Trial::Clock::time_point start) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(Trial::Clock::now() - start);
 }
 
-// The kinds of lines are few, however many lights and objects there are.
+// Lines that differ only in numbers are of one kind.
 std::string without_numbers(const std::string& text) {
     std::string kind;
     for (const char c : text) {
@@ -50,11 +50,11 @@ bool is_trouble(const simulator::SystemLog::Line& line) {
     const bool is_routine =
         std::any_of(std::begin(kRoutine), std::end(kRoutine),
                     [&](const char* routine) { return line.text.rfind(routine, 0) == 0; });
-    // The event loop's own errors stand at the level of information.
+    // The errors of the event loop are logged at the level info.
     return !is_routine && (line.priority <= 4 || line.text.rfind("GtwHandler::run ", 0) == 0);
 }
 
-// For the environment: one more option of a sanitizer.
+// An environment variable with a further sanitizer option.
 std::string with_option(const std::string& variable, const std::string& option) {
     const char* options = std::getenv(variable.c_str());
     return variable + "=" + (options == nullptr ? "" : std::string(options) + ":") + option;
@@ -80,8 +80,8 @@ std::string text_of(std::chrono::milliseconds duration) {
 }
 
 Trial::Trial(const Setup& setup) : setup_(setup), generator_(setup.seed) {
-    // SIGTERM ends the daemon in its handler, where nobody can join the threads that have ended;
-    // and at once, where the thread sanitizer would sleep for a second first.
+    // The handler of SIGTERM ends the daemon without joining its threads, and at once, where the
+    // thread sanitizer would sleep for a second first.
     environment_ = {with_option("TSAN_OPTIONS", "report_thread_leaks=0:atexit_sleep_ms=0")};
     if (!setup.shim.empty()) {
         load_shim();
@@ -90,7 +90,7 @@ Trial::Trial(const Setup& setup) : setup_(setup), generator_(setup.seed) {
     options.environment = environment_;
     house_ = std::make_unique<House>(options);
     if (house_->log() == nullptr) {
-        throw std::runtime_error("/dev/log is taken");
+        throw std::runtime_error("/dev/log is in use");
     }
 }
 
@@ -113,9 +113,9 @@ void Trial::load_shim() {
         throw std::system_error(errno, std::generic_category(), kShimFile);
     }
     shim_ = static_cast<FaultShim*>(memory);
-    // The address sanitizer would be first itself.
+    // The address sanitizer expects to be the first library.
     environment_.push_back(with_option("ASAN_OPTIONS", "verify_asan_link_order=0"));
-    // By its name alone, since a blank in LD_PRELOAD ends a path.
+    // Only the file name, since a blank in LD_PRELOAD ends a path.
     const std::filesystem::path shim = setup_.shim;
     environment_.push_back(with_option("LD_LIBRARY_PATH", shim.parent_path().string()));
     environment_.push_back("LD_PRELOAD=" + shim.filename().string());
@@ -140,15 +140,15 @@ void Trial::expect(bool holds, const std::string& what) {
 
 void Trial::wait_until(const std::string& what, const std::function<bool()>& predicate,
                        Milliseconds limit) {
-    expect(house_->wait_until(predicate, limit), "never came: " + what);
+    expect(house_->wait_until(predicate, limit), "timed out: " + what);
 }
 
 void Trial::wait_for_log(const std::string& part, Milliseconds limit) {
-    expect(log().wait_for(part, limit), "never logged: " + part);
+    expect(log().wait_for(part, limit), "not logged: " + part);
 }
 
 void Trial::wait_until_settled() {
-    wait_until("what became of the commands",
+    wait_until("the result of every command",
                [this] { return ledger_.account(*house_).lost == 0; });
 }
 
@@ -157,11 +157,11 @@ void Trial::start(bool has_log) {
     const std::size_t polled = log().count(kPolled);
     const auto status = house_->start();
     expect(status && status->status == 0, "the daemon does not start");
-    expect(shim_ == nullptr || shim_->is_loaded != 0, "the library was not loaded");
-    wait_until("the first poll", [this] { return house_->is_ready(); });
+    expect(shim_ == nullptr || shim_->is_loaded != 0, "the shim was not loaded");
+    wait_until("first poll", [this] { return house_->is_ready(); });
     if (has_log) {
-        // What changes from now on is not in that poll's answer any more.
-        wait_until("the end of the first poll", [&] { return log().count(kPolled) > polled; });
+        // Later changes are not in the answer of that poll.
+        wait_until("end of the first poll", [&] { return log().count(kPolled) > polled; });
         use_ = ProcessUse::at_rest(house_->daemon().pid());
     }
 }
@@ -171,7 +171,7 @@ void Trial::expect_start_failure() {
     const auto status = house_->start();
     const auto ending = house_->daemon().wait(kLimit);
     expect(status && status->status == -1 && ending && ending->text() == "exit code 1",
-           "the daemon does not give up");
+           "the daemon does not end with status -1 and exit code 1");
     if (status && ending) {
         note("start status " + std::to_string(status->status) + "," + std::to_string(status->port) +
              ", " + ending->text() + ", after " + text_of(since(start)));
@@ -183,9 +183,20 @@ void Trial::send_commands(int count, Milliseconds limit) {
     for (int i = 0; i < count; ++i) {
         const Ledger::Command& command = ledger_.send_next(core());
         expect(command.is_acknowledged && command.answered_in <= limit,
-               "a command is answered after " + text_of(command.answered_in));
+               "a command was answered after " + text_of(command.answered_in));
         random_pause(Milliseconds(150));
     }
+}
+
+void Trial::expect_failures(int count, const std::string& line) {
+    const Ledger::Account before = ledger_.account(*house_);
+    send_commands(count);
+    wait_for_log(line);
+    wait_until_settled();
+    const Ledger::Account after = ledger_.account(*house_);
+    expect(after.done == before.done, "a command was carried out in spite of the fault");
+    expect(after.failed_with_line == before.failed_with_line + static_cast<std::size_t>(count),
+           "a command has no log line");
 }
 
 void Trial::send_unchecked(int count) {
@@ -204,9 +215,9 @@ void Trial::expect_exit(const std::string& how, Milliseconds limit) {
     const auto start = Clock::now();
     const auto ending = house_->daemon().wait(limit);
     expect(ending && ending->text() == how,
-           "the daemon ends with " + (ending ? ending->text() : "nothing"));
+           "the daemon " + (ending ? "ended with " + ending->text() : std::string("did not end")));
     if (ending) {
-        note("the daemon ends after " + text_of(since(start)) + " with " + ending->text());
+        note("the daemon ended after " + text_of(since(start)) + " with " + ending->text());
     }
     has_ended_ = true;
 }
@@ -222,12 +233,12 @@ Trial::Finding Trial::finish() {
     database().recover();
     log().recover();
     if (!house_->has_daemon() || !house_->daemon().is_running()) {
-        expect(has_ended_, "the daemon ended by itself");
-        check_account(ledger_.account(*house_));  // before the new daemon adds its own lines
+        expect(has_ended_, "the daemon ended unexpectedly");
+        check_account(ledger_.account(*house_));  // before the new daemon adds log lines
         start();
         note(check_next_commands());
     } else {
-        // Commands are carried out in their order: the others are over then.
+        // Commands are carried out in order, so the earlier ones are settled then.
         const std::size_t before = ledger_.size();
         const std::string next = check_next_commands();
         check_account(ledger_.account(*house_, before));
@@ -240,7 +251,7 @@ Trial::Finding Trial::finish() {
     summarize_log();
     check_resources();
     const auto ending = house_->stop();
-    expect(ending && ending->is_success(), "the daemon does not follow SIGTERM");
+    expect(ending && ending->is_success(), "the daemon did not exit with 0 on SIGTERM");
     return finding_;
 }
 
@@ -250,9 +261,9 @@ std::string Trial::check_next_commands() {
     for (std::size_t i = 0; i < Ledger::kKinds; ++i) {
         const Ledger::Command command = ledger_.send_next(core());
         const std::string what = "the next command for object " + std::to_string(command.object);
-        expect(command.is_acknowledged, what + " is not answered");
+        expect(command.is_acknowledged, what + " was not acknowledged");
         if (!house_->wait_until([&] { return ledger_.is_done(command, bridge()); }, kLimit * 2)) {
-            expect(false, what + " is not carried out");
+            expect(false, what + " was not carried out");
             return "THE NEXT COMMANDS ARE NOT CARRIED OUT";
         }
         first = i == 0 ? text_of(since(start)) : first;
@@ -260,13 +271,13 @@ std::string Trial::check_next_commands() {
     return "the next is carried out after " + first;
 }
 
-// A descriptor or a thread that a fault costs is missing after enough of them.
+// Leaked descriptors and threads add up to an end of service.
 void Trial::check_resources() {
     if (use_.descriptors == 0) {
-        return;  // it was not looked at before the fault
+        return;  // not measured before the fault
     }
     const pid_t pid = house_->daemon().pid();
-    wait_until("the descriptors and threads of before: " + counted(use_.descriptors, "descriptor") +
+    wait_until("descriptors and threads as before: " + counted(use_.descriptors, "descriptor") +
                    " and " + counted(use_.threads, "thread"),
                [&] {
                    const ProcessUse now = ProcessUse::of(pid);
@@ -278,7 +289,7 @@ std::size_t Trial::failed_reports() const {
     return house_->log()->count(kFailedReport);
 }
 
-// A change whose report was lost is not reported again: the bulb has to change anew.
+// A change whose report was lost is not reported again; the bulb must change anew.
 void Trial::check_bulb() {
     const std::size_t lost = failed_reports();
     const auto start = Clock::now();
@@ -288,11 +299,11 @@ void Trial::check_bulb() {
     const std::string wanted = bulb_is_on_ ? "1" : "0";
     const bool is_reported =
         house_->wait_until([&] { return core().value(kBulbObject) == wanted; }, kLimit);
-    expect(is_reported, "the next change is not reported");
+    expect(is_reported, "the next change was not reported");
     note(is_reported ? "a change is reported after " + text_of(since(start))
                      : "A CHANGE IS NOT REPORTED");
     if (lost > 0) {
-        finding_.lost += "; " + counted(lost, "report") + ", each with a line";
+        finding_.lost += "; " + counted(lost, "report") + ", logged";
     }
 }
 
@@ -307,10 +318,10 @@ void Trial::check_account(const Ledger::Account& account) {
     finding_.lost = std::to_string(account.failed_with_line + account.lost) + " of " +
                     counted(account.acknowledged, "command");
     if (account.failed_with_line > 0) {
-        finding_.lost += ", " + std::to_string(account.failed_with_line) + " with a line";
+        finding_.lost += ", " + std::to_string(account.failed_with_line) + " logged";
     }
     if (account.lost > 0) {
-        finding_.lost += ", " + std::to_string(account.lost) + " WITHOUT A LINE";
+        finding_.lost += ", " + std::to_string(account.lost) + " NOT LOGGED";
         expect(may_lose_commands_,
                std::to_string(account.lost) +
                    " acknowledged commands were neither carried out nor logged");

@@ -1,8 +1,8 @@
-/// One fault in one house: the real daemon, commands and changes that go on meanwhile, and what a
-/// user saw, what the log said and what was lost of them.
+/// One fault in one house with the real daemon: sends commands and changes bulbs meanwhile, and
+/// checks what the user sees, what is logged and what is lost.
 ///
-/// The rows of the fault matrix are written in its verbs; the tests run each once, the program
-/// torture again and again at random moments. One controlling thread.
+/// The rows of the fault matrix consist of its calls. finish() ends the fault and makes the checks
+/// that every row needs. One controlling thread.
 #pragma once
 
 #include <chrono>
@@ -24,11 +24,11 @@ class Trial final {
 
     struct Setup {
         std::string daemon;
-        std::string shim;          ///< the library that goes into the daemon; empty for none
+        std::string shim;          ///< the library loaded into the daemon; empty for none
         unsigned seed = 0;         ///< 0: no random pauses
-        bool is_thorough = false;  ///< afterwards a bulb's change is waited for too
+        bool is_thorough = false;  ///< finish() always checks a change at a bulb
     };
-    /// What was observed, for a person, and what was not as it must be.
+    /// The observations for the table, and what failed.
     struct Finding {
         std::vector<std::string> user_sees;
         std::vector<std::string> log_says;
@@ -47,60 +47,63 @@ class Trial final {
     simulator::DatabaseService& database() { return house_->database(); }
     simulator::SystemLog& log() { return *house_->log(); }
 
-    /// @name The course of a trial
+    /// @name Steps
     /// @{
-    /// Starts the daemon; it must come up and read every light.
+    /// Starts the daemon; expects that it reads every light and polls.
     void start(bool has_log = true);
-    /// Starts the daemon, which must give up: status -1, exit code 1.
+    /// Starts the daemon; expects status -1 and exit code 1.
     void expect_start_failure();
-    /// Sends so many commands, each of which must be answered within `limit`.
+    /// Sends `count` commands; expects an answer to each within `limit`.
     void send_commands(int count, Milliseconds limit = kAnswerLimit);
-    /// The same, but they need not be answered, nor in time.
+    /// Sends `count` commands; expects that none is carried out and each has a log line, one of
+    /// which contains `line`.
+    void expect_failures(int count, const std::string& line);
+    /// Sends commands that may stay without an answer.
     void send_unchecked(int count);
-    /// A light changes past the daemon; the core is to hear of it, or the log to say that it did
-    /// not.
+    /// Changes a bulb. finish() then expects the report, or its log line and the report of the next
+    /// change.
     void change_bulb();
-    /// The daemon ends by itself, within `limit`, with this ("exit code 1").
+    /// Expects that the daemon ends within `limit` with `how` ("exit code 1").
     void expect_exit(const std::string& how, Milliseconds limit);
-    /// The same at the stroke of a signal, which leaves it no time to say which commands go with
-    /// it.
+    /// The same after a signal that leaves no time to log the lost commands.
     void expect_killed(const std::string& how, Milliseconds limit);
-    /// In a trial at random, a pause of up to `longest`; otherwise none.
+    /// Pauses for a random time up to `longest` in a random trial; otherwise does nothing.
     void random_pause(Milliseconds longest = Milliseconds(1500));
-    /// Waits for what must come.
+    /// Waits for `predicate`; it is a failure if it stays false.
     void wait_until(const std::string& what, const std::function<bool()>& predicate,
                     Milliseconds limit = kLimit);
     void wait_for_log(const std::string& part, Milliseconds limit = kLimit);
-    /// Every acknowledged command has been carried out, or has its line.
+    /// Waits until every acknowledged command is carried out or has its log line.
     void wait_until_settled();
     void expect(bool holds, const std::string& what);
-    /// Something that a user sees.
+    /// Adds something that the user sees to the table.
     void note(const std::string& what) { finding_.user_sees.push_back(what); }
     /// @}
 
-    /// Ends every fault; the next command of each kind must then be carried out. Accounts for the
-    /// others, looks for what the daemon has left open, and stops it, which must follow.
+    /// Ends every fault. Then checks that the next command of each kind is carried out, that each
+    /// earlier one was or has its log line, that a bulb's change is reported (if change_bulb() was
+    /// called), that descriptors and threads are back, and that the daemon follows SIGTERM.
     Finding finish();
-    /// What everybody in the house said, for a trial that failed.
+    /// The events of the house, for a failed trial.
     std::string transcript() { return house_->journal().transcript(); }
 
-    /// Any number from 0 to `highest`, the same for the same seed.
+    /// A number from 0 to `highest` that depends on the seed.
     int random(int highest);
     bool is_random() const { return setup_.seed != 0; }
-    /// What the library in the daemon is told.
+    /// Controls the library in the daemon.
     FaultShim& shim() { return *shim_; }
-    /// For a daemon beside the house's own.
+    /// For a second daemon.
     const std::string& daemon_path() const { return setup_.daemon; }
     const std::vector<std::string>& environment() const { return environment_; }
     int polls() { return bridge().count("GET", "/lights"); }
 
     static constexpr Milliseconds kAnswerLimit{1000};
-    // Longer than a poll and the quiet time behind a command, on a busy machine.
+    // Longer than a poll and the pause after a command, on a busy machine.
     static constexpr std::chrono::seconds kLimit{25};
 
   private:
     void load_shim();
-    std::string check_next_commands();  // what the user sees of them
+    std::string check_next_commands();  // returns what the user sees
     void check_bulb();
     void check_resources();
     void check_account(const Ledger::Account& account);
@@ -116,9 +119,9 @@ class Trial final {
     Finding finding_;
     bool bulb_is_on_ = false;
     std::size_t bulb_changes_ = 0;
-    bool has_ended_ = false;          // before its time
-    bool may_lose_commands_ = false;  // commands, without a line
-    simulator::ProcessUse use_;       // by the daemon, before the fault
+    bool has_ended_ = false;          // before finish()
+    bool may_lose_commands_ = false;  // without a log line
+    simulator::ProcessUse use_;       // of the daemon before the fault
 };
 
 /// "0.3 s" or "12 ms".

@@ -31,12 +31,12 @@ TEST_F(HouseTest, ChangesAreReportedForEveryRoleOnEveryClass) {
         EXPECT_EQ(house.core().history(report.object), std::vector<std::string>{report.value})
             << "object " << report.object;
     }
-    EXPECT_EQ(house.core().reports().size(), std::size(kReports)) << "and nothing else";
+    EXPECT_EQ(house.core().reports().size(), std::size(kReports)) << "unexpected reports";
     EXPECT_EQ(house.core().reports().front().caller, "100");
     EXPECT_EQ(house.core().malformed_requests(), 0);
 }
 
-TEST_F(HouseTest, PollsCostOneGetOfAllLightsEach) {
+TEST_F(HouseTest, EachPollIsOneGetOfAllLights) {
     start();
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(wait_for_next_poll());
@@ -53,7 +53,7 @@ TEST_F(HouseTest, PollsCostOneGetOfAllLightsEach) {
     EXPECT_TRUE(house.core().reports().empty()) << "nothing changed";
 }
 
-// A bridge that is read right behind a command may still tell what was before.
+// A bridge may still return the old state right after a command.
 TEST_F(HouseTest, NothingIsReadForThreeSecondsAfterACommand) {
     start();
     change_bulb(1, R"({"on": true})");
@@ -62,7 +62,7 @@ TEST_F(HouseTest, NothingIsReadForThreeSecondsAfterACommand) {
     const auto command = house.bridge().requests().back();
     ASSERT_EQ(command.method, "PUT");
     EXPECT_TRUE(wait_for_report(111, "1"));
-    EXPECT_TRUE(wait_for_report(142, "50")) << "what came of the command";
+    EXPECT_TRUE(wait_for_report(142, "50")) << "the result of the command";
     for (const auto& request : house.bridge().requests()) {
         const auto later = request.start - command.start;
         EXPECT_FALSE(later > Milliseconds(0) && later < Milliseconds(2900)) << request.path;

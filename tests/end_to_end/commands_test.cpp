@@ -8,7 +8,7 @@ TEST_F(HouseTest, CommandsDriveEveryRoleOfEveryClass) {
         int object;
         const char* payload;
         int light = 0;
-        const char* member = nullptr;  // null: not looked at
+        const char* member = nullptr;  // null: not checked
         const char* value = nullptr;
     } kCommands[] = {
         {111, "1", 1, "on", "true"},
@@ -20,13 +20,13 @@ TEST_F(HouseTest, CommandsDriveEveryRoleOfEveryClass) {
         {123, "100", 2, "ct", "500"},
         {123, "0", 2, "ct", "153"},
         {123, "0", 2, "on", "true"},
-        // Channel by channel; each command carries the other two.
+        // One channel at a time; each command also sends the other two.
         {134, "255"},
         {135, "0"},
         {136, "0", 3, "hue", "0"},
         {135, "255", 3, "hue", "10794"},
         {132, "10", 3, "bri", "25"},
-        // A value's low byte is the channel.
+        // The low byte of a value is the channel.
         {144, "#FF8000"},
         {145, "#0000FF"},
         {146, "256", 4, "hue", "21845"},

@@ -1,4 +1,4 @@
-// What the fault matrix does not show, or only in rows that take minutes.
+// Failures that the fault matrix does not cover, or only in rows that take minutes.
 #include <chrono>
 #include <csignal>
 #include <vector>
@@ -13,7 +13,7 @@ class Failures : public HouseTest {
   protected:
     using Clock = std::chrono::steady_clock;
 
-    /// Sends a command that the bridge takes and does not answer.
+    /// Sends a command that the bridge does not answer.
     void hang_in_command() {
         const int before = house.bridge().gate().connections();
         house.bridge().stall(1);
@@ -22,7 +22,7 @@ class Failures : public HouseTest {
     }
 };
 
-TEST_F(Failures, OfTheBridgeAtTheStartAreLoggedLightByLight) {
+TEST_F(Failures, BridgeDownAtStartUpIsLoggedForEveryLight) {
     house.bridge().refuse_connections();
     const auto status = house.start();
     ASSERT_TRUE(status && status->status == 0);
@@ -34,7 +34,7 @@ TEST_F(Failures, OfTheBridgeAtTheStartAreLoggedLightByLight) {
     EXPECT_TRUE(wait_for_log("(bridge disconnected)"));
 }
 
-TEST_F(Failures, AHungBridgeCostsOneTimeOutAndTheCoreNothing) {
+TEST_F(Failures, HangingBridgeCausesOneTimeOutAndDoesNotBlockTheCore) {
     start();
     hang_in_command();
     const auto asked = Clock::now();
@@ -45,7 +45,7 @@ TEST_F(Failures, AHungBridgeCostsOneTimeOutAndTheCoreNothing) {
     EXPECT_EQ(house.bridge().count("PUT", "/lights/1/state"), 1) << "not retried";
 }
 
-TEST_F(Failures, ManySilentPeersAndFewDescriptorsDelayNobody) {
+TEST_F(Failures, SilentPeersAndFewDescriptorsDelayNoCommand) {
     start();
     const rlimit few{24, 24};
     ASSERT_EQ(prlimit(house.daemon().pid(), RLIMIT_NOFILE, &few, nullptr), 0);
@@ -59,10 +59,10 @@ TEST_F(Failures, ManySilentPeersAndFewDescriptorsDelayNobody) {
         EXPECT_LT(Clock::now() - asked, std::chrono::milliseconds(700));
     }
     run_object(122, "20");
-    EXPECT_TRUE(wait_for_light(2, "bri", "50")) << "the bridge must be reached with what is left";
+    EXPECT_TRUE(wait_for_light(2, "bri", "50")) << "no descriptor was left for the bridge";
 }
 
-TEST_F(Failures, TermEndsTheProcessAtOnceWhileTheBridgeHangs) {
+TEST_F(Failures, SigtermEndsTheProcessAtOnceWhileTheBridgeHangs) {
     start();
     hang_in_command();
     house.daemon().send_signal(SIGTERM);

@@ -1,6 +1,6 @@
-// Loaded into the daemon before the C library: shifts its wall clock, and raises signals where they
-// hurt most, inside an allocation and inside a log call. Each holds a lock there that a second call
-// waits for, as the C library's own do: a signal handler that allocated or logged would not return.
+// Loaded into the daemon before the C library: shifts its wall clock and raises signals inside an
+// allocation or a log call. These hold a lock, as in the C library: a signal handler that allocates
+// or logs would not return.
 #include <atomic>
 #include <csignal>
 #include <cstdarg>
@@ -79,7 +79,7 @@ void syslog(int priority, const char* format, ...) {
     va_end(arguments);
 }
 
-// What syslog is in a build whose calls are checked.
+// syslog in a build with _FORTIFY_SOURCE.
 void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {  // NOLINT
     va_list arguments;
     va_start(arguments, format);
@@ -118,14 +118,14 @@ time_t time(time_t* result) noexcept {
 
 }  // extern "C"
 
-// A sanitizer has the place of these.
+// A sanitizer replaces these itself.
 #ifndef FAULT_SHIM_WITHOUT_HEAP
 
 namespace {
 
 std::atomic_flag heap_lock = ATOMIC_FLAG_INIT;
 
-void strike_in_allocation() {
+void raise_in_allocation() {
     if (shim != nullptr && shim->signal_in_allocation != 0 && shim->allocations_before-- <= 0) {
         raise(shim->signal_in_allocation.exchange(0));
     }
@@ -140,13 +140,13 @@ void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT
 
 void* malloc(std::size_t size) {
     const SpinLock lock(heap_lock);
-    strike_in_allocation();
+    raise_in_allocation();
     return __libc_malloc(size);
 }
 
 void* calloc(std::size_t count, std::size_t size) {
     const SpinLock lock(heap_lock);
-    strike_in_allocation();
+    raise_in_allocation();
     return __libc_calloc(count, size);
 }
 

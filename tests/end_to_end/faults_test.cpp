@@ -6,8 +6,8 @@
 
 namespace {
 
-// One row of the matrix: after the fault the daemon serves as before, and no command is lost that
-// the log does not tell of.
+// One row of the matrix: after the fault the daemon works as before, and every command that was not
+// carried out has a log line.
 class FaultTest : public testing::Test {
   public:
     explicit FaultTest(const FaultRow& row) : row_(row) {}
@@ -27,8 +27,8 @@ class FaultTest : public testing::Test {
     FaultRow row_;
 };
 
-// A test for each row that takes seconds, under the row's name.
-const bool kAreRegistered = [] {
+// Registers a test for each row that takes seconds, with the row's name.
+const bool kIsRegistered = [] {
     for (const FaultRow& row : fault_rows()) {
         if (row.length == FaultRow::Length::seconds) {
             testing::RegisterTest("Faults", row.name, nullptr, nullptr, __FILE__, __LINE__,

@@ -1,4 +1,4 @@
-// From a bridge that nobody knows to a daemon that switches its lights.
+// From an unpaired bridge to a daemon that switches its lights.
 #include <random>
 #include <string>
 
@@ -24,11 +24,11 @@ class Pairing : public HouseTest {
     void SetUp() override {
         HouseTest::SetUp();
         if (!house.bridge().is_discoverable()) {
-            GTEST_SKIP() << "no private network: a search would leave the machine";
+            GTEST_SKIP() << "no private network: a search would leave this machine";
         }
     }
 
-    /// What the tool prints on standard output; it must end with 0.
+    /// Runs huectl, expects exit code 0, and returns its standard output.
     std::string huectl(const ChildProcess::Words& arguments) {
         const ChildProcess::Result result = house.run_huectl(arguments);
         EXPECT_EQ(result.ending.text(), "exit code 0") << result.errors;
@@ -40,13 +40,13 @@ class Pairing : public HouseTest {
     }
 };
 
-// The line of `text` that begins so; empty when there is none.
+// The line of `text` that begins with `beginning`; empty if there is none.
 std::string line_with(const std::string& text, const std::string& beginning) {
     const std::size_t at = ("\n" + text).find("\n" + beginning);
     return at == std::string::npos ? "" : text.substr(at, text.find('\n', at) - at);
 }
 
-TEST_F(Pairing, LeadsFromAnUnknownBridgeToADaemonThatSwitchesItsLights) {
+TEST_F(Pairing, DaemonServesABridgeThatWasFoundAndPaired) {
     const std::string found = huectl({"discover"});
     EXPECT_NE(line_with(found, Bridge::kAddress).find(Bridge::serial_number()), std::string::npos)
         << found;

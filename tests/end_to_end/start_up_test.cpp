@@ -12,7 +12,7 @@ class StartUp : public HouseTest {
   protected:
     using Arguments = std::vector<std::string>;
 
-    /// The daemon prints this line and nothing more, and ends with this exit code.
+    /// Expects that the daemon prints only this line and ends with this exit code.
     void expect_end(const Arguments& arguments, const std::string& line, int exit_code) {
         DaemonProcess daemon(LUMIVAD_PATH, arguments);
         EXPECT_EQ(daemon.read_line(std::chrono::seconds(30)), line);
@@ -27,8 +27,8 @@ class StartUp : public HouseTest {
             EXPECT_TRUE(wait_for_log(line)) << line;
         }
     }
-    /// It says that it is up, then that it is not, and ends.
-    static void expect_taken_back(DaemonProcess& daemon) {
+    /// Expects start status 0, then -1, then the end.
+    static void expect_status_withdrawn(DaemonProcess& daemon) {
         for (const int expected : {0, -1}) {
             const auto status = daemon.start_status(kLimit);
             ASSERT_TRUE(status);
@@ -56,7 +56,7 @@ TEST_F(StartUp, PrintsTheVersionForASingleArgumentAndTouchesNothing) {
     EXPECT_EQ(house.database().connections(), 0);
 }
 
-TEST_F(StartUp, GivesItsPortOnceAndTakesVersionWithOthersForNothing) {
+TEST_F(StartUp, PrintsItsPortOnceAndIgnoresVersionAmongOtherArguments) {
     DaemonProcess daemon(LUMIVAD_PATH, {"-v", "--id", "100"});
     const auto status = daemon.start_status(kLimit);
     ASSERT_TRUE(status);
@@ -67,14 +67,14 @@ TEST_F(StartUp, GivesItsPortOnceAndTakesVersionWithOthersForNothing) {
     EXPECT_EQ(daemon.read_line(kLimit), std::nullopt);
 }
 
-TEST_F(StartUp, RefusesAnObjectIdThatIsNone) {
+TEST_F(StartUp, RefusesAnInvalidObjectId) {
     for (const Arguments& arguments : {Arguments{"--id", "0"},
                                        {"--id", "-3"},
                                        {"--id", "abc"},
                                        {"--id"},
                                        {"x", "y"},
                                        {},
-                                       // The lower 32 bits are 100; more than 64 bits have.
+                                       // The lower 32 bits are 100; beyond 64 bits.
                                        {"--id", "4294967396"},
                                        {"--id", "99999999999999999999"}}) {
         house.log()->clear();
@@ -105,25 +105,25 @@ TEST_F(StartUp, EndsWithin30SecondsWhenTheDatabaseIsSilent) {
     expect_failure(kGood, {"error calling dbmanager_socket_request <311>", kNoParameters});
 }
 
-TEST_F(StartUp, TakesItsStatusBackWhenTheLightTableCannotBeRead) {
+TEST_F(StartUp, WithdrawsItsStatusWhenTheLightTableCannotBeRead) {
     house.database().rows("DROP TABLE vexad_object_relation");
     DaemonProcess daemon(LUMIVAD_PATH, kGood);
-    expect_taken_back(daemon);
+    expect_status_withdrawn(daemon);
     EXPECT_TRUE(wait_for_log("Impossible to get initize data structures needed by the runner -2"));
 }
 
-TEST_F(StartUp, TakesItsStatusBackWithoutRoomForAThread) {
+TEST_F(StartUp, WithdrawsItsStatusWhenAThreadCannotBeStarted) {
     if (sizeof(void*) < 8 || !std::string(LUMIVAD_SANITIZE).empty()) {
-        GTEST_SKIP() << "with 64 bits a stack may be asked for that nobody can give, to a daemon "
-                        "that has no sanitizer to start with it";
+        GTEST_SKIP() << "needs 64 bits, where the limit of a stack can exceed the memory, and no "
+                        "sanitizer, which would not start with it";
     }
     DaemonProcess daemon("/bin/sh", {"-c", "ulimit -s 100000000000; exec \"$@\"", "sh",
                                      LUMIVAD_PATH, "--id", "100"});
-    expect_taken_back(daemon);
+    expect_status_withdrawn(daemon);
     EXPECT_TRUE(wait_for_log("ERR -3: Resource temporarily unavailable"));
 }
 
-TEST_F(StartUp, StandsEmptyForAnObjectThatIsNotThere) {
+TEST_F(StartUp, RunsWithoutLightsForAnObjectThatDoesNotExist) {
     DaemonProcess daemon(LUMIVAD_PATH, {"--id", "999"});
     const auto status = daemon.start_status(kLimit);
     ASSERT_TRUE(status);

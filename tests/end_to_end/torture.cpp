@@ -1,6 +1,6 @@
-// torture: the whole fault matrix, the rows that take minutes too, then rows at random moments for
-// as long as is asked for; ends with the matrix as it was observed. Each trial is a process of its
-// own, with a house of its own, so that several run at once.
+// torture: runs the whole fault matrix, including the rows that take minutes, then rows at random
+// moments for a given time, and prints the observed matrix. Each trial is a process with a house of
+// its own, so that several run in parallel.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -36,11 +36,11 @@ using Lines = std::vector<std::string>;
 struct Arguments {
     std::string daemon;
     std::string shim;
-    std::string row;  // one trial of this row, told on standard output as JSON
+    std::string row;  // run one trial of this row; JSON on standard output
     unsigned seed = 0;
     int minutes = 0;
     int jobs = 4;
-    std::string folder = "torture";  // of what failed trials said
+    std::string folder = "torture";  // output of failed trials
 };
 
 struct Task {
@@ -69,12 +69,12 @@ int run_trial(const FaultRow& row, const Arguments& arguments) {
     Trial trial({arguments.daemon, row.needs_shim() ? arguments.shim : "", arguments.seed, true});
     row.run(trial);
     const Trial::Finding finding = trial.finish();
-    Json::Value told;
-    told["user sees"] = json_of(finding.user_sees);
-    told["log says"] = json_of(finding.log_says);
-    told["lost"] = finding.lost;
-    told["problems"] = json_of(finding.problems);
-    std::cout << simulator::compact_json(told) << std::endl;
+    Json::Value json;
+    json["user sees"] = json_of(finding.user_sees);
+    json["log says"] = json_of(finding.log_says);
+    json["lost"] = finding.lost;
+    json["problems"] = json_of(finding.problems);
+    std::cout << simulator::compact_json(json) << std::endl;
     if (!finding.problems.empty()) {
         std::cerr << trial.transcript();
     }
@@ -86,7 +86,7 @@ int run_trial(const FaultRow& row, const Arguments& arguments) {
 constexpr std::size_t kWidths[] = {26, 42, 58, 26, 6};
 constexpr std::size_t kColumns = std::size(kWidths);
 
-// Each line begins at the left; what is too long goes on in the next.
+// Wraps long lines, with an indent.
 Lines wrapped(const Lines& lines, std::size_t width) {
     Lines cell;
     for (const std::string& line : lines) {
@@ -133,7 +133,7 @@ class Torture final {
   public:
     explicit Torture(const Arguments& arguments)
         : arguments_(arguments), rows_(fault_rows()), generator_(arguments.seed) {
-        // The longest first, so that the others run beside it.
+        // The longest first; the others run in parallel.
         for (const Length length : {Length::quarter_of_an_hour, Length::minutes, Length::seconds}) {
             for (const FaultRow& row : rows_) {
                 if (row.length == length) {
@@ -143,7 +143,7 @@ class Torture final {
         }
     }
 
-    /// True when every trial held.
+    /// True if every trial passed.
     bool run() {
         std::vector<std::thread> workers;
         for (int i = 0; i < arguments_.jobs; ++i) {
@@ -158,12 +158,12 @@ class Torture final {
 
     void print_table() const {
         print_rule();
-        print_row({{"fault"}, {"the user sees"}, {"the log says"}, {"lost"}, {"runs"}});
+        print_row({{"fault"}, {"user sees"}, {"log says"}, {"lost"}, {"runs"}});
         for (const FaultRow& row : rows_) {
             const Result& result = results_.at(row.name);
             Lines runs{std::to_string(result.runs)};
             if (result.failed > 0) {
-                runs.push_back(std::to_string(result.failed) + " BAD");
+                runs.push_back(std::to_string(result.failed) + " FAILED");
             }
             print_row({{row.fault}, result.user_sees, result.log_says, {result.lost}, runs});
         }
@@ -173,16 +173,16 @@ class Torture final {
     void work() {
         while (const std::optional<Task> task = next_task()) {
             const auto start = Clock::now();
-            const ChildProcess::Result told =
+            const ChildProcess::Result child =
                 ChildProcess::run("/proc/self/exe",
                                   {"--daemon", arguments_.daemon, "--shim", arguments_.shim,
                                    "--row", task->row->name, "--seed", std::to_string(task->seed)},
                                   {}, std::chrono::minutes(30));
-            take(*task, told, Clock::now() - start);
+            take(*task, child, Clock::now() - start);
         }
     }
 
-    // First every row, then any that does not take too long, at random moments.
+    // First every row, then random rows except the longest, at random moments.
     std::optional<Task> next_task() {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (!tasks_.empty()) {
@@ -202,35 +202,35 @@ class Torture final {
         return Task{row, static_cast<unsigned>(generator_() | 1U)};
     }
 
-    void take(const Task& task, const ChildProcess::Result& told, Clock::duration duration) {
+    void take(const Task& task, const ChildProcess::Result& child, Clock::duration duration) {
         const std::lock_guard<std::mutex> lock(mutex_);
         Result& result = results_[task.row->name];
         const Json::Value json =
-            simulator::parse_json(told.output).value_or(Json::Value(Json::objectValue));
+            simulator::parse_json(child.output).value_or(Json::Value(Json::objectValue));
         if (result.runs++ == 0) {
             result.user_sees = lines_of(json["user sees"]);
             result.log_says = lines_of(json["log says"]);
             result.lost = json["lost"].asString();
         }
-        const bool holds = told.exit_code() == 0;
-        result.failed += holds ? 0 : 1;
+        const bool has_passed = child.exit_code() == 0;
+        result.failed += has_passed ? 0 : 1;
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration).count();
         std::printf("%4d s  %-32s seed %-10u %s\n", static_cast<int>(seconds), task.row->name,
-                    task.seed, holds ? "holds" : "FAILS");
-        if (!holds) {
+                    task.seed, has_passed ? "passed" : "FAILED");
+        if (!has_passed) {
             for (const std::string& problem : lines_of(json["problems"])) {
                 std::printf("        %s\n", problem.c_str());
             }
-            keep(task, told);
+            keep(task, child);
         }
         std::fflush(stdout);
     }
 
-    void keep(const Task& task, const ChildProcess::Result& told) const {
+    void keep(const Task& task, const ChildProcess::Result& child) const {
         std::filesystem::create_directories(arguments_.folder);
         const std::string path =
             arguments_.folder + "/" + task.row->name + "-" + std::to_string(task.seed) + ".txt";
-        std::ofstream(path) << told.ending.text() << "\n" << told.output << told.errors;
+        std::ofstream(path) << child.ending.text() << "\n" << child.output << child.errors;
         std::printf("        %s\n", path.c_str());
     }
 
@@ -258,17 +258,17 @@ int run(const Arguments& arguments) {
             return row.name == arguments.row;
         });
         if (found == rows.end()) {
-            throw std::runtime_error("no row is named " + arguments.row);
+            throw std::runtime_error("unknown row: " + arguments.row);
         }
         const simulator::Sandbox sandbox = simulator::Sandbox::enter();
         return run_trial(*found, arguments);
     }
     Torture torture(arguments);
     std::printf("seed %u\n", arguments.seed);
-    const bool holds = torture.run();
+    const bool has_passed = torture.run();
     torture.print_table();
-    std::printf(holds ? "Every trial held.\n" : "Some trials FAILED.\n");
-    return holds ? EXIT_SUCCESS : EXIT_FAILURE;
+    std::printf(has_passed ? "All trials passed.\n" : "Some trials FAILED.\n");
+    return has_passed ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace
@@ -278,16 +278,18 @@ int main(int argc, char** argv) {
         Arguments arguments;
         arguments.seed = std::random_device()();
         CLI::App app(
-            "Puts the daemon through every fault of the matrix, and prints what was observed.");
-        app.add_option("--daemon", arguments.daemon, "the program")->required();
-        app.add_option("--shim", arguments.shim, "the library that goes into it")->required();
+            "Runs the daemon through every fault of the matrix and prints the observations.");
+        app.add_option("--daemon", arguments.daemon, "path of lumivad")->required();
+        app.add_option("--shim", arguments.shim, "path of the library fault_shim")->required();
         app.add_option("--minutes", arguments.minutes,
-                       "of rows at random moments, once each has been through")
+                       "duration of the rows at random moments, after every row has run once")
             ->check(CLI::Range(0, 10000));
-        app.add_option("--jobs", arguments.jobs, "trials at a time")->check(CLI::Range(1, 64));
-        app.add_option("--seed", arguments.seed, "of the random moments; 0 for none, with --row");
-        app.add_option("--row", arguments.row, "one trial of this row, told as JSON");
-        app.add_option("--folder", arguments.folder, "for what trials that failed have said");
+        app.add_option("--jobs", arguments.jobs, "number of parallel trials")
+            ->check(CLI::Range(1, 64));
+        app.add_option("--seed", arguments.seed,
+                       "seed of the random moments; with --row, 0 for none");
+        app.add_option("--row", arguments.row, "run one trial of this row and print JSON");
+        app.add_option("--folder", arguments.folder, "folder for the output of failed trials");
         CLI11_PARSE(app, argc, argv);
         return run(arguments);
     } catch (const std::exception& problem) {
