@@ -22,18 +22,6 @@ namespace {
 
 constexpr std::size_t kLineBytes = 1024;
 
-// Keeps errno for the caller, across calls that may set it.
-class KeepErrno final {
-  public:
-    KeepErrno() = default;
-    ~KeepErrno() { errno = errno_; }
-    KeepErrno(const KeepErrno&) = delete;
-    KeepErrno& operator=(const KeepErrno&) = delete;
-
-  private:
-    int errno_ = errno;
-};
-
 // Owns a socket to the system log through which nothing is sent.
 class LogProbe final {
   public:
@@ -87,13 +75,14 @@ void write_line(int level, const char* line) {
 }
 
 // The line is made on the stack: xmalloc logs here that memory is out. The text goes to syslog as
-// an argument, so that a '%' from outside is not read as a format.
+// an argument, so that a '%' from outside is not read as a format. The caller's errno is kept.
 [[gnu::format(printf, 2, 0)]] void log_line(int level, const char* format, va_list arguments) {
-    const KeepErrno keep;
+    const int kept = errno;
     char line[kLineBytes];
     if (std::vsnprintf(line, sizeof(line), format, arguments) >= 0) {
         write_line(level, line);
     }
+    errno = kept;
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "libcbase/utility.h"
 
+#include <string_view>
+
 #include "libcbase/log.h"
 #include "libcbase/memory.h"
 #include "libcbase/utility_list.h"
@@ -8,16 +10,9 @@ namespace {
 
 // The value of a digit in bases up to 16; 16 for anything else.
 int digit_value(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return 16;
+    constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
+    const std::size_t at = kDigits.find(c);
+    return at == std::string_view::npos ? 16 : static_cast<int>(at < 16 ? at : at - 6);
 }
 
 }  // namespace

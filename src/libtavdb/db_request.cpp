@@ -98,9 +98,7 @@ void db_request::exchange(int port, const std::string& query) {
 void db_request::keep_answer(const std::string& body) {
     const dbmanager_format::Response response = dbmanager_format::parse_response(body);
     last_insert_id_ = response.last_inserted_id;
-    for (const std::string& name : response.columns) {
-        columns_.emplace(static_cast<int>(columns_.size()), name);
-    }
+    fields_num_ = static_cast<int>(response.columns.size());
     for (const std::vector<std::string>& values : response.rows) {
         std::map<std::string, std::string>& row = rows[get_rows_num() + 1];
         const std::size_t count = std::min(values.size(), response.columns.size());

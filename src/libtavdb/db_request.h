@@ -31,7 +31,7 @@ class db_request {
     int get_rows_num() const { return static_cast<int>(rows.size()); }
     /// Columns that the answer names; 0 when it announces no rows. May be above 0 although no rows
     /// arrived.
-    int get_fields_num() const { return static_cast<int>(columns_.size()); }
+    int get_fields_num() const { return fields_num_; }
     /// The ID of the row that an INSERT added; 0 when the service reported none.
     int get_last_insert_id() const { return last_insert_id_; }
     /// "0.0.11"
@@ -57,7 +57,7 @@ class db_request {
     std::string last_error_;
     int query_type_ = 0;
     int last_insert_id_ = 0;
-    std::map<int, std::string> columns_;  // names by position, from 0
+    int fields_num_ = 0;
 };
 
 }  // namespace libtavdb
