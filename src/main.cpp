@@ -1,5 +1,5 @@
 // lumivad: starts the gateway for one Philips Hue bridge object of the controller's database and
-// turns its event loop. The parent process, the core, reads the start status from standard output.
+// runs its event loop. The parent process, the core, reads the start status from standard output.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -12,8 +12,9 @@
 
 #include "gtwhandler/GtwHandler.h"
 #include "hue_handler/HueHandler.h"
-#include "libcbase/Cstylecode.h"
 #include "libcbase/DBManagerutil.h"
+#include "libcbase/log.h"
+#include "libcbase/memory.h"
 #include "libcbase/utility.h"
 #include "libtavdb/db_request.h"
 
@@ -29,7 +30,7 @@ constexpr unsigned int kSelectTimeoutSeconds = 3;
 enum ParameterResult {
     kParametersOk = 0,
     kQueryTooLong = -1,
-    kDatabaseError = -2,  // also for optional parameters that are not as they must be
+    kDatabaseError = -2,  // also for malformed optional parameters
 };
 
 using ParameterBuffer = std::array<char, kParameterBytes>;
@@ -39,8 +40,8 @@ bool is_version_query(int argc, char** argv) {
            (std::strncmp(argv[1], "-v", 2) == 0 || std::strncmp(argv[1], "--version", 9) == 0);
 }
 
-// The object ID behind "--id", or -1. Leading digits count, as in strtol. A number beyond 32 bits,
-// the width of the board's long, is none: cut down to one that fits it would name another object.
+// The object ID after "--id", or -1. Leading digits count, as in strtol. A number beyond 32 bits is
+// refused: cut to 32 bits it would name another object.
 int get_runner_id(int argc, char** argv) {
     for (int i = 0; i < argc; ++i) {
         if (std::strncmp(argv[i], "--id", 4) == 0) {
@@ -69,7 +70,7 @@ bool copy_string_variable(linkedlist* variables, const char* name, char* buffer,
                           unsigned int size) {
     const optionalpvariable* variable = optionalp_variables_searchbyname(variables, name);
     if (variable == nullptr || variable->type != OPTIONALP_STRING || variable->value == nullptr) {
-        // The message has no closing parenthesis; log filters know it so.
+        // The message has no closing parenthesis, as existing log filters expect.
         error("ERR %d: Wrong format for vexad_object (optionalp key: %s", kDatabaseError, name);
         return false;
     }
@@ -104,7 +105,7 @@ int get_optional_parameters(unsigned int id, char* ip_address, char* username,
     return kParametersOk;
 }
 
-// Ends a start-up that failed: status -1 for the core, the reasons for the log.
+// Reports a failed start-up: status -1 to the core, the reasons to the log.
 int fail_start(GtwHandler& loop, std::initializer_list<std::string> reasons) {
     loop.sendStatusToCore(-1);
     for (const std::string& reason : reasons) {
@@ -116,20 +117,21 @@ int fail_start(GtwHandler& loop, std::initializer_list<std::string> reasons) {
 }
 
 std::string last_error_of(GtwHandler& loop) {
-    const char* text = loop.getLastError();
-    return text == nullptr ? "" : text;
+    return text_or_empty(loop.getLastError());
 }
 
-// A step that fails is logged and followed by the next one: only the clean-up ends the loop.
-void turn_loop(GtwHandler& loop) {
+// A failed step is logged, and the loop goes on: only the clean-up ends it. The error may hold a
+// text of the core.
+void run_loop(GtwHandler& loop) {
     while (loop.cleanup() == 0) {
         if (loop.run() != 0) {
-            error("ERROR gateway handler run() exit with error: %s", last_error_of(loop).c_str());
+            error("ERROR gateway handler run() exit with error: %s",
+                  escape_control_characters(last_error_of(loop)).c_str());
         }
     }
 }
 
-// From the database to the turning loop. On a failure the handler is destroyed before the loop.
+// From the database to the running loop. On failure the handler is destroyed before the loop.
 int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
     ParameterBuffer ip_address{};
     ParameterBuffer username{};
@@ -153,8 +155,8 @@ int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
                           {"Impossible to get initize data structures needed by the runner " +
                            std::to_string(initialized)});
     }
-    turn_loop(*loop);
-    // Only if the clean-up failed: SIGTERM ends the process in its handler.
+    run_loop(*loop);
+    // Reached only if the clean-up fails: SIGTERM ends the process in its handler.
     error("Gateway cleanup failed!");
     loop->removeGateway(&handler);
     loop.reset();

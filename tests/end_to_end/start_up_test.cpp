@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "HouseTest.h"
+#include "libcbase/Cstylecode.h"
 
 namespace {
 
@@ -67,6 +68,19 @@ TEST_F(StartUp, PrintsItsPortOnceAndIgnoresVersionAmongOtherArguments) {
     EXPECT_EQ(daemon.read_line(kLimit), std::nullopt);
 }
 
+TEST_F(StartUp, LogsABadRequestWithItsControlCharactersEscaped) {
+    DaemonProcess daemon(LUMIVAD_PATH, kGood);
+    const auto status = daemon.start_status(kLimit);
+    ASSERT_TRUE(status);
+    const FileDescriptor peer(make_internettcpclient_socket("127.0.0.1", status->port));
+    ASSERT_TRUE(
+        send_until(peer.get(), "Length\x1b[2K\n", std::chrono::steady_clock::now() + kLimit));
+    EXPECT_TRUE(
+        wait_for_log("ERROR gateway handler run() exit with error: GtwHandler::run length"));
+    EXPECT_EQ(house.log()->count("'Length\\x1b[2K'"), 2U);
+    EXPECT_EQ(daemon.stop().text(), "exit code 0");
+}
+
 TEST_F(StartUp, RefusesAnInvalidObjectId) {
     for (const Arguments& arguments : {Arguments{"--id", "0"},
                                        {"--id", "-3"},
@@ -74,7 +88,8 @@ TEST_F(StartUp, RefusesAnInvalidObjectId) {
                                        {"--id"},
                                        {"x", "y"},
                                        {},
-                                       // The lower 32 bits are 100; beyond 64 bits.
+                                       // One too high; 100 in the lower 32 bits; beyond 64 bits.
+                                       {"--id", "2147483648"},
                                        {"--id", "4294967396"},
                                        {"--id", "99999999999999999999"}}) {
         house.log()->clear();
@@ -124,12 +139,16 @@ TEST_F(StartUp, WithdrawsItsStatusWhenAThreadCannotBeStarted) {
 }
 
 TEST_F(StartUp, RunsWithoutLightsForAnObjectThatDoesNotExist) {
-    DaemonProcess daemon(LUMIVAD_PATH, {"--id", "999"});
-    const auto status = daemon.start_status(kLimit);
-    ASSERT_TRUE(status);
-    EXPECT_EQ(status->status, 0);
-    EXPECT_TRUE(wait_for_log("HueHandler->init_light_states - end of initial state updates"));
-    EXPECT_EQ(daemon.stop().text(), "exit code 0");
+    for (const char* id : {"999", "2147483647"}) {  // the latter is the highest
+        SCOPED_TRACE(id);
+        house.log()->clear();
+        DaemonProcess daemon(LUMIVAD_PATH, {"--id", id});
+        const auto status = daemon.start_status(kLimit);
+        ASSERT_TRUE(status);
+        EXPECT_EQ(status->status, 0);
+        EXPECT_TRUE(wait_for_log("HueHandler->init_light_states - end of initial state updates"));
+        EXPECT_EQ(daemon.stop().text(), "exit code 0");
+    }
     EXPECT_EQ(house.bridge().gate().connections(), 0);
 }
 
