@@ -39,7 +39,7 @@ std::string BaseHttpHandler::sendHTTPRequest(std::string method, std::string uri
     request += " " + uri + " HTTP/1.0\r\n";
     request += "Content-Type: " + content_type + "\r\n";
     request += "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n";
-    // The second empty line belongs to the request, behind an empty body too.
+    // The second empty line belongs to the request, also after an empty body.
     request += body + "\r\n\r\n";
     return sendGetHTTPBody(request, adr, port);
 }

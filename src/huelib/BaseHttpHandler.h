@@ -1,7 +1,7 @@
-/// HTTP and JSON requests on top of the two socket operations that a derived class brings.
+/// HTTP and JSON requests on top of the two socket operations of a derived class.
 ///
-/// Speaks HTTP/1.0 with the least header that a bridge accepts. No status code is examined: an
-/// error page shows when it does not parse as JSON.
+/// HTTP/1.0 with the smallest header that a bridge accepts. The status code is not checked: an
+/// error page is detected because it does not parse as JSON.
 #pragma once
 
 #include <string>
@@ -10,14 +10,14 @@
 
 class BaseHttpHandler : public IHttpHandler {
   public:
-    /// Throws std::runtime_error, "BaseHttpHandler: Failed to find body in response", when the
-    /// answer has no empty line.
+    /// Throws std::runtime_error, "BaseHttpHandler: Failed to find body in response", if the answer
+    /// has no empty line.
     std::string sendGetHTTPBody(const std::string& msg, const std::string& adr,
                                 int port) const override;
 
+    /// Compose the request, send it with sendGetHTTPBody and throw as it does.
     std::string sendHTTPRequest(std::string method, std::string uri, std::string content_type,
                                 std::string body, const std::string& adr, int port) const override;
-
     std::string GETString(std::string uri, std::string content_type, std::string body,
                           const std::string& adr, int port) const override;
     std::string POSTString(std::string uri, std::string content_type, std::string body,
@@ -28,7 +28,7 @@ class BaseHttpHandler : public IHttpHandler {
                              const std::string& adr, int port) const override;
 
     /// Throw std::runtime_error, "BaseHttpHandler: Error while parsing JSON in function
-    /// strToJsonValue()", when JsonAccess::parse does not take the body of the answer.
+    /// strToJsonValue()", if JsonAccess::parse refuses the body of the answer.
     Json::Value GETJson(std::string uri, const Json::Value& body, const std::string& adr,
                         int port) const override;
     Json::Value POSTJson(std::string uri, const Json::Value& body, const std::string& adr,

@@ -13,10 +13,10 @@ class CachedLightState final {
   public:
     /// `description`: HueLight::getState, or a copy of it.
     explicit CachedLightState(const Json::Value& description);
+    /// A temporary would not outlive the view.
     explicit CachedLightState(Json::Value&& description) = delete;
 
-    /// One member each.
-    bool isOn() const;
+    bool isOn() const;                 ///< "on"
     unsigned int brightness() const;   ///< "bri", 0..254
     unsigned int temperature() const;  ///< "ct", in mired
     unsigned int hue() const;          ///< 0..65535

@@ -9,13 +9,13 @@ namespace {
 
 constexpr double kBridgeHueCircle = 65535;
 
-// Rounds and keeps the low 8 bits. What a bridge may send stays far inside 64 bits.
+// Rounds and keeps the low 8 bits. No value that a bridge can send comes near the limit of 64 bits.
 std::uint8_t toByte(double value) {
     return static_cast<std::uint8_t>(static_cast<std::int64_t>(std::round(value)));
 }
 
-// Whole degrees on the circle: 0 is red, 120 green, 240 blue. What leans from red to blue would lie
-// below 0 and gets 0. Takes single-precision channels and computes in double precision.
+// Whole degrees on the circle: 0 is red, 120 green, 240 blue. Between blue and red the result would
+// be negative and becomes 0. Takes single-precision channels and computes in double precision.
 unsigned int degreesOf(double red, double green, double blue, double max, double delta) {
     double degrees = 0;
     if (red == max) {

@@ -1,5 +1,6 @@
-/// How a class of lights is set to white tones. Stateless: one instance serves all lights, from any
-/// thread. Exceptions of the transport propagate out of every operation on a mutable light.
+/// Controls the colour temperature of a class of lights. Stateless: one instance serves all lights,
+/// from any thread. Exceptions of the transport propagate out of every operation on a mutable
+/// light.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +10,18 @@ class HueLight;
 class ColorTemperatureStrategy {
   public:
     /// `mired` 153..500, clamped; `transition` in steps of 100 ms, 4 is the bridge's default. False
-    /// when the bridge did not confirm everything.
+    /// if the bridge did not confirm everything.
     virtual bool setColorTemperature(unsigned int mired, std::uint8_t transition,
                                      HueLight& light) const = 0;
-    /// Shows `mired` (153..500, clamped), blinks once and goes back. Blocks for 1.72 s and up to
-    /// seven requests. False when the light shows something that its class cannot come back to, or
-    /// when a step is not confirmed: it then stays as that step left it. Going back to the
-    /// temperature of a light that was off is not looked at.
+    /// Shows `mired` (153..500, clamped), blinks once and restores what the light showed. Blocks
+    /// for 1.72 s and up to seven requests. False if the light shows something that its class
+    /// cannot restore, or if a step is not confirmed; the light then stays as that step left it.
+    /// Restoring the temperature of a light that was off is not checked.
     virtual bool alertTemperature(unsigned int mired, HueLight& light) const = 0;
-    /// In mired, after a refresh, as the bridge gives it, not clamped; 0 when it gives none.
+    /// Refreshes the light and returns its temperature in mired as the bridge reports it, not
+    /// clamped; 0 if it reports none.
     virtual unsigned int getColorTemperature(HueLight& light) const = 0;
-    /// The same from what is cached.
+    /// The same from the cached description.
     virtual unsigned int getColorTemperature(const HueLight& light) const = 0;
 
     virtual ~ColorTemperatureStrategy() = default;

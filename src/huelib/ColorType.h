@@ -1,5 +1,5 @@
-/// What a light can show, by its model. Informational: whether a light can do something is decided
-/// by the strategies that it holds.
+/// The colour capability class of a light model. Informational: what a light can do depends on the
+/// strategies that it has.
 #pragma once
 
 #include <cstdint>
@@ -13,5 +13,5 @@ enum class ColorType : std::int32_t {
     Temperature = 5,        ///< colour temperature, no colour
     ColorATemperature = 6,  ///< reserved, no model has it
     ColorBTemperature = 7,  ///< reserved, no model has it
-    ColorCTemperature = 8,  ///< driven as ColorC
+    ColorCTemperature = 8,  ///< controlled as ColorC
 };

@@ -19,7 +19,7 @@ using LightCatalogue::TemperatureControl;
 
 constexpr std::chrono::seconds kBetweenPairingAttempts{1};
 
-// Lights are kept by the low 8 bits of their id.
+// Lights are stored under the low 8 bits of their id.
 unsigned char keyOf(int id) {
     return static_cast<unsigned char>(id);
 }
@@ -67,7 +67,7 @@ std::string Hue::requestUsername(const std::string& bridgeIp, const PairingRepor
     const Clock::time_point start = Clock::now();
     Clock::time_point lastAttempt = start;
     for (Clock::time_point now = start; now - start < kPairingPeriod; now = Clock::now()) {
-        // Asked again at once, on purpose: the caller has given the thread for the whole period.
+        // Busy waiting, on purpose: the caller gives its thread for the whole period.
         if (now - lastAttempt <= kBetweenPairingAttempts) {
             continue;
         }
@@ -184,8 +184,8 @@ void Hue::refreshLights() {
     }
     const Json::Value answer = commands.GETRequest("/lights", emptyObject());
     if (!answer.isObject()) {
-        // A bridge that has forgotten the user answers so, without end: whoever waits for changes
-        // has to be told why there are none.
+        // A bridge that no longer knows the user answers so to every poll. Without this line
+        // nothing would explain why no change is reported.
         error("Answer in Hue::refreshLights of http_handler->GETJson(...) is not expected!");
         return;
     }
@@ -196,7 +196,7 @@ void Hue::refreshLights() {
 
 std::vector<std::reference_wrapper<HueLight>> Hue::getAllLights() {
     refreshState();
-    for (const std::string& name : state.names()) {  // a copy: making a light reads the state anew
+    for (const std::string& name : state.names()) {  // a copy: getLight replaces the state
         getLight(std::stoi(name));
     }
     std::vector<std::reference_wrapper<HueLight>> all;

@@ -1,11 +1,11 @@
-/// One bridge as one of its users sees it: the lights, each driven as its model asks for.
+/// One bridge as one of its users sees it: the lights, each controlled as its model requires.
 ///
-/// No lock of its own: the caller guards it, and with it every light that it hands out. A light
-/// stays where it is until it is removed, so a reference to it stays good. Exceptions of the
-/// transport propagate out of every operation that sends; HueCommandAPI says how long one may
-/// block. A copy has lights of its own, and shares the pacing until one of the two is paired.
+/// There is no lock: the caller guards the object and every light that it returns. A light stays at
+/// its address until it is removed, so a reference to it stays valid. Exceptions of the transport
+/// propagate out of every operation that sends a request; HueCommandAPI says how long a request may
+/// block. A copy has its own lights, and shares the pacing until one of the two is paired.
 ///
-/// A light id is narrowed to its low 8 bits where lights are kept: 259 and 3 are one entry.
+/// Lights are stored under the low 8 bits of their id: 259 and 3 are one entry.
 #pragma once
 
 #include <chrono>
@@ -28,66 +28,66 @@
 class Hue {
   public:
     /// `bridgeIp`: host name or dotted IPv4 address; `user`: the name registered on the bridge,
-    /// empty before pairing. The handler is shared with every light, and must not be null. Sends
-    /// nothing.
+    /// empty before pairing. The handler is shared with every light, and must not be null. Sends no
+    /// request.
     Hue(const std::string& bridgeIp, const std::string& user,
         std::shared_ptr<const IHttpHandler> handler);
 
-    /// As the constructor was given them, or requestUsername or setIP since.
+    /// As given to the constructor, or to requestUsername or setIP since.
     std::string getBridgeIP() const { return ip; }
     std::string getUsername() const { return username; }
-    /// Changes what getBridgeIP tells. Requests keep going to the address of the constructor: make
-    /// a new Hue for a bridge that has moved.
+    /// Changes only what getBridgeIP returns. Requests still go to the address of the constructor:
+    /// create a new Hue for a bridge whose address has changed.
     void setIP(const std::string& bridgeIp) { ip = bridgeIp; }
 
     /// The sender of this bridge's requests, replaced by requestUsername. A copy shares its pacing.
     const HueCommandAPI& getCommandAPI() const { return commands; }
 
-    /// How long requestUsername asks.
+    /// How long requestUsername waits for the link button.
     static constexpr std::chrono::seconds kPairingPeriod{35};
     /// Receives what requestUsername reports: one line a call, without its line feed.
     using PairingReport = std::function<void(const std::string& line)>;
-    /// Registers a user on the bridge at `bridgeIp` when its link button is pressed: asks once a
-    /// second for kPairingPeriod, keeping its processor busy, and calls `report`, on the same
-    /// thread, with the progress. Returns the new name, with which this object then sends to that
-    /// address; empty, with nothing changed, when the bridge gave no name in time. Lights that were
-    /// got before keep their user and pacing. The requests bypass the pacing of other requests.
-    /// Exceptions of the transport and of `report`, which must not be empty, end it.
+    /// Registers a user on the bridge at `bridgeIp`, whose link button must be pressed meanwhile:
+    /// sends a request each second for kPairingPeriod and calls `report` with the progress, on the
+    /// same thread. Uses a full CPU core. Returns the new user name; this object then sends as that
+    /// user to that address. Returns an empty text, and changes nothing, if the bridge gave no name
+    /// in time. Lights returned earlier keep their user and pacing. The requests bypass the pacing.
+    /// Exceptions of the transport and of `report`, which must not be empty, end the pairing.
     std::string requestUsername(const std::string& bridgeIp, const PairingReport& report);
     /// The same with the lines on standard output.
     std::string requestUsername(const std::string& bridgeIp);
 
-    /// Reads everything that the bridge knows; nothing without a user name. An answer that lists no
-    /// lights is logged, and the old state stays.
+    /// Reads the complete state of the bridge; does nothing without a user name. If the answer
+    /// lists no lights, logs an error and keeps the old state.
     void refreshState();
 
-    /// The light, refreshed (one request, two when it is made); made when it is asked for the first
-    /// time, and owned by this object. Throws std::runtime_error when the bridge does not list it
-    /// ("Error in Hue getLight(): light id is not valid") or its model is unknown ("HueLight type
-    /// LST999 not supported"); nothing is added then.
+    /// Returns the light, refreshed (one request). On first use creates it (two requests); this
+    /// object owns it. Throws std::runtime_error if the bridge does not list the light ("Error in
+    /// Hue getLight(): light id is not valid") or its model is unknown ("HueLight type LST999 not
+    /// supported"); nothing is added then.
     HueLight& getLight(int id);
-    /// The light as it is, without a request. Throws std::runtime_error, "Error in Hue peekLight():
-    /// light id is not valid", when nobody got it before.
+    /// Returns the light without a request. Throws std::runtime_error, "Error in Hue peekLight():
+    /// light id is not valid", if getLight has not created it.
     HueLight& peekLight(int id);
     const HueLight& peekLight(int id) const;
-    /// Whether the light was got before or the bridge lists it; the const form goes by the last
-    /// refresh.
+    /// Whether getLight has created the light or the bridge lists it. The const form uses the last
+    /// refresh; the other one refreshes first.
     bool lightExists(int id);
     bool lightExists(int id) const;
-    /// Removes the light from the bridge, and here when the bridge confirms, which ends every
-    /// reference to it; false otherwise.
+    /// Removes the light from the bridge. If the bridge confirms, removes it here too, which
+    /// invalidates every reference to it, and returns true; otherwise returns false.
     bool removeLight(int id);
-    /// Updates all lights that were got before, with one request; nothing without a user name.
-    /// Lights that are missing in the answer stay as they are; of an answer that is no list the log
-    /// is told.
+    /// Updates all lights that getLight has created, with one request; does nothing without a user
+    /// name. Lights that are missing in the answer keep their state. If the answer is not a list,
+    /// logs an error.
     void refreshLights();
-    /// All lights, in ascending order of their ids, the missing ones made, at the cost of a request
-    /// and of getLight for each. Throws as getLight does, and as std::stoi for an id that is no
-    /// number or beyond int.
+    /// All lights, in ascending order of their ids; creates the missing ones. Costs one request,
+    /// and those of getLight for each light. Throws as getLight does, and as std::stoi for an id
+    /// that is not a number or beyond int.
     std::vector<std::reference_wrapper<HueLight>> getAllLights();
 
-    /// Name of the picture that shows such a light; empty when there is none, and for a light that
-    /// nobody got before.
+    /// Name of a picture of such a light; empty if there is no picture, or getLight has not created
+    /// the light. Sends no request.
     std::string getPictureOfLight(int id) const;
     std::string getPictureOfModel(const std::string& modelId) const;
 
@@ -96,7 +96,7 @@ class Hue {
 
     std::string ip;
     std::string username;
-    LightList state;  // what is read of the last answer that listed lights
+    LightList state;  // from the last answer that listed lights
     std::map<unsigned char, HueLight> lights;
     std::shared_ptr<SimpleBrightnessStrategy> simpleBrightnessStrategy;
     std::shared_ptr<SimpleColorHueStrategy> simpleColorHueStrategy;

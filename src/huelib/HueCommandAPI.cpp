@@ -6,8 +6,8 @@
 
 namespace {
 
-// What a bridge does when it is short of breath. A read that runs into its limit reports EAGAIN and
-// is not among them: a second wait would double the time for which a hung bridge holds its caller.
+// What an overloaded bridge does. A read that times out reports EAGAIN and is not repeated: a
+// second wait would double the time for which a bridge that hangs blocks the caller.
 bool isWorthARetry(const std::system_error& failure) {
     return failure.code() == std::errc::connection_reset || failure.code() == std::errc::timed_out;
 }
@@ -43,7 +43,7 @@ Json::Value HueCommandAPI::sendPaced(Method method, const std::string& path,
     };
     const std::lock_guard<std::mutex> guard(timeout->mutex);
     std::this_thread::sleep_until(timeout->timeout);
-    // Counted from here, not from before the wait, or the request after this one would not wait.
+    // Counted after the wait, not before it; otherwise the next request would not wait.
     const auto started = std::chrono::steady_clock::now();
     try {
         Json::Value answer = send();

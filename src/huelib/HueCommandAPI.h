@@ -1,9 +1,9 @@
-/// The one road by which requests for a bridge user reach the bridge's REST interface.
+/// Sends all requests of a bridge user to the bridge's REST interface, rate-limited.
 ///
-/// A bridge that is sent requests too fast drops them or resets connections. All copies of one
-/// sender therefore share a pacing record: their requests run one at a time, and none starts less
-/// than minDelay after one that went through. Senders that were constructed do not know of each
-/// other: one for each bridge and user, and copies of it. Any thread may call.
+/// A bridge that receives requests too fast drops them or resets connections. All copies of one
+/// sender therefore share a pacing record: their requests run one at a time, and each starts at
+/// least minDelay after the last successful one. Senders that were constructed separately are not
+/// paced together: construct one for each bridge and user, and copy it. Any thread may call.
 #pragma once
 
 #include <chrono>
@@ -15,32 +15,32 @@
 
 class HueCommandAPI {
   public:
-    /// Pacing state, shared by every copy of a sender; it dies with the last of them.
+    /// Pacing state, shared by all copies of a sender and destroyed with the last one.
     struct TimeoutData {
-        std::chrono::steady_clock::time_point timeout;  ///< the next request starts no earlier
-        std::mutex mutex;  ///< held for a whole request, waits and retry included; guards `timeout`
+        std::chrono::steady_clock::time_point timeout;  ///< earliest start of the next request
+        std::mutex mutex;  ///< guards `timeout`; held for a whole request with its waits and retry
     };
 
     /// TCP port of every bridge.
     static constexpr int kBridgePort = 80;
-    /// From the start of a request that went through to that of the next.
+    /// From the start of a successful request to the start of the next one.
     static constexpr std::chrono::nanoseconds minDelay{100'000'000};
 
     /// `bridgeIp`: host name or dotted IPv4 address; `user`: the name registered on the bridge.
-    /// The handler is shared, and must not be null. Sends nothing.
+    /// The handler is shared, and must not be null. Sends no request.
     HueCommandAPI(const std::string& bridgeIp, const std::string& user,
                   std::shared_ptr<const IHttpHandler> handler);
 
-    /// Send `request` to "/api/<user>/<path>" on port 80 (the slash before `path` may be given or
-    /// not) and return the parsed answer, whose content is not examined. A request whose connection
-    /// is reset or times out (ECONNRESET, ETIMEDOUT; not the limits of LinHttpHandler, which are
-    /// EAGAIN and EINPROGRESS) is sent once more, minDelay later; every other exception of the
-    /// transport propagates, as does any of the second attempt.
+    /// Send `request` to "/api/<user>/<path>" on kBridgePort (the slash before `path` is optional)
+    /// and return the parsed answer, whose content is not checked. If the connection is reset or
+    /// times out (ECONNRESET, ETIMEDOUT; not the limits of LinHttpHandler, which are EAGAIN and
+    /// EINPROGRESS), send once more after minDelay. Every other exception of the transport
+    /// propagates, as does any of the second attempt.
     ///
-    /// Block until the requests of other threads are through, for at most minDelay of pacing, and
-    /// for as long as the transport takes, twice if need be: an attempt of LinHttpHandler takes a
-    /// minute at most (15 s to connect, 15 s for a request that goes into the socket at once, 30 s
-    /// for the answer), the lookup of a host name apart.
+    /// Block until the requests of other threads are done, for at most minDelay of pacing, and for
+    /// one or two attempts of the transport: one of LinHttpHandler takes at most a minute (15 s to
+    /// connect, 15 s for a request that fits into the socket's buffer, 30 s for the answer),
+    /// without the lookup of a host name.
     Json::Value PUTRequest(const std::string& path, const Json::Value& request) const;
     Json::Value GETRequest(const std::string& path, const Json::Value& request) const;
     Json::Value DELETERequest(const std::string& path, const Json::Value& request) const;

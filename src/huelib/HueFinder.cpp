@@ -10,7 +10,7 @@
 
 namespace {
 
-// The host of "http://host:port/path"; the rest of the text when no port stands behind it.
+// The host of "http://host:port/path"; without a port, the rest of the text.
 std::optional<std::string> hostOf(const std::string& location) {
     const std::size_t slashes = location.find("//");
     if (slashes == std::string::npos) {
@@ -28,9 +28,9 @@ bool isWordCharacter(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
 }
 
-// The first run of at least so many characters that stands between the two texts. The standard
-// library's regular expressions find the same, but recurse for each character of a run: the size of
-// a device's answer would say how much of the stack they take.
+// The first run of at least `least` characters between the two texts. Not a regular expression of
+// the standard library: it recurses for each character of a run, so a device could exhaust the
+// stack with a long answer.
 template <typename IsInRun>
 std::optional<std::string> runBetween(const std::string& text, std::string_view opening,
                                       IsInRun isInRun, std::size_t least,
@@ -48,9 +48,8 @@ std::optional<std::string> runBetween(const std::string& text, std::string_view 
     return std::nullopt;
 }
 
-// The serial number in a bridge's description; nothing for another device's. As expressions, the
-// last two are <modelName>Philips hue bridge[^<]*</modelName> and
-// <serialNumber>(\w+)</serialNumber>.
+// The serial number in a bridge's description; empty for another device. The last two searches are
+// those of <modelName>Philips hue bridge[^<]*</modelName> and <serialNumber>(\w+)</serialNumber>.
 std::optional<std::string> serialNumberOf(const std::string& description) {
     const auto isNoTag = [](char c) { return c != '<'; };
     if (!contains(description, "<manufacturer>Royal Philips Electronics</manufacturer>") ||

@@ -1,7 +1,7 @@
-/// Finds the bridges of the local network and keeps the user names that were registered on them.
+/// Finds the bridges of the local network and stores the user names that were registered on them.
 ///
-/// Calls block for seconds and keep their processor busy: give them a thread of their own. No lock:
-/// one thread uses a finder.
+/// Calls block for seconds and use a full CPU core: call from a separate thread. There is no lock:
+/// use a finder from one thread.
 #pragma once
 
 #include <map>
@@ -14,31 +14,30 @@
 
 class HueFinder {
   public:
-    /// A bridge as it was found.
+    /// A bridge that was found.
     struct HueIdentification {
-        std::string ip;   ///< address of the bridge as it announces it
+        std::string ip;   ///< address that the bridge announces
         std::string mac;  ///< serial number of the bridge
     };
 
-    /// The handler is shared with every bridge that is made, and must not be null. Sends nothing.
+    /// The handler is shared with every bridge returned, and must not be null. Sends no request.
     explicit HueFinder(std::shared_ptr<const IHttpHandler> handler);
 
-    /// Searches for UPnP::kListenPeriod and reads the description of every device that calls itself
-    /// a bridge. A device whose description is no bridge's is skipped: that of another
-    /// manufacturer, which includes the bridges sold since the maker changed its name, and that
-    /// without a serial number. Exceptions of the transport propagate and end the whole search.
+    /// Searches for UPnP::kListenPeriod and reads the description of every device that announces
+    /// itself as a bridge. Skips a device without a serial number, and one of another manufacturer,
+    /// which includes bridges sold since the manufacturer changed its name. Exceptions of the
+    /// transport propagate and end the whole search.
     std::vector<HueIdentification> FindBridges() const;
-    /// The bridge, ready for requests. Pairs with it when no user name is known for its serial
-    /// number, as Hue::requestUsername does, and keeps the name. Throws std::runtime_error, "Failed
-    /// to request username!", when nobody presses the link button; exceptions of the transport
-    /// propagate.
+    /// Returns the bridge, ready for requests. Without a stored user name for its serial number,
+    /// pairs as Hue::requestUsername(bridgeIp) does, with its lines on standard output, and stores
+    /// the name. Throws std::runtime_error, "Failed to request username!", if the link button is
+    /// not pressed in time; exceptions of the transport propagate.
     Hue GetBridge(const HueIdentification& identification);
 
-    /// Registers `username` for the bridge with the serial number `mac`, in place of an earlier
-    /// one.
+    /// Stores `username` for the bridge with the serial number `mac`; replaces an earlier one.
     void AddUsername(const std::string& mac, const std::string& username);
-    /// User names by serial number. The reference lives as long as the finder, and shows what
-    /// AddUsername and GetBridge add later.
+    /// User names by serial number. The reference is valid as long as the finder, and includes
+    /// names that are added later.
     const std::map<std::string, std::string>& GetAllUsernames() const { return usernames; }
 
   private:

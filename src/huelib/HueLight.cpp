@@ -8,12 +8,12 @@
 
 namespace {
 
-// What the bridge confirms under `key` in the first element of its answer; null when it does not.
+// What the bridge confirms under `key` in the first element of its answer; null if it does not.
 const Json::Value& confirmedValue(const Json::Value& answer, const std::string& key) {
     return JsonAccess::member(JsonAccess::member(JsonAccess::element(answer, 0), "success"), key);
 }
 
-// Why the bridge did not take a PUT, in its own words; empty when it took all of it.
+// The bridge's text for why it refused a part of a PUT; empty if it accepted everything.
 std::string refusalIn(const Json::Value& answer) {
     if (!answer.isArray() || answer.empty()) {
         return "the answer is not expected";

@@ -1,11 +1,11 @@
 /// The transport to a bridge: HTTP requests on TCP, searches by multicast on UDP.
 ///
-/// Everything that talks to a bridge holds it as a shared pointer to const; one object serves the
-/// bridge, its command sender and all lights. Implementations keep no state: any thread may call.
+/// Held as a shared pointer to const; one object serves the bridge object, its command sender and
+/// all lights. Implementations have no state: any thread may call.
 ///
-/// `adr` is a host name or a dotted IPv4 address, `port` the TCP or UDP port, 1..65535. Failures of
-/// a socket are std::system_error (errno, generic category), those of the protocol
-/// std::runtime_error, of which the first is derived.
+/// `adr` is a host name or a dotted IPv4 address, `port` the TCP or UDP port, 1..65535. A socket
+/// error throws std::system_error (errno, generic category), a protocol error std::runtime_error,
+/// its base class.
 #pragma once
 
 #include <string>
@@ -17,25 +17,25 @@ class IHttpHandler {
   public:
     virtual ~IHttpHandler() = default;
 
-    /// Sends `msg` on a connection of its own and returns all that the peer answered until it
-    /// closed, header included.
+    /// Sends `msg` on a new connection and returns everything that the peer sent until it closed,
+    /// header included.
     virtual std::string send(const std::string& msg, const std::string& adr, int port) const = 0;
     /// The same, with everything up to and including the first empty line removed. Throws
-    /// std::runtime_error when there is none.
+    /// std::runtime_error if there is no empty line.
     virtual std::string sendGetHTTPBody(const std::string& msg, const std::string& adr,
                                         int port) const = 0;
-    /// Sends `msg` as one datagram and collects what arrives within `timeout` seconds, cut at empty
-    /// lines. Keeps its thread busy for the whole time; with 0 or less it only sends.
+    /// Sends `msg` as one datagram and collects what arrives within `timeout` seconds, split at
+    /// empty lines. Uses a full CPU core for the whole time; with 0 or less it only sends.
     virtual std::vector<std::string> sendMulticast(const std::string& msg, const std::string& adr,
                                                    int port, int timeout) const = 0;
 
-    /// One HTTP/1.0 request; returns the body of the answer, whatever its status. `uri` is the path
-    /// on the peer; nothing is escaped. Throws as sendGetHTTPBody does.
+    /// Sends one HTTP/1.0 request and returns the body of the answer, whatever its status. `uri` is
+    /// the path on the peer; nothing is escaped. Throws as sendGetHTTPBody does.
     virtual std::string sendHTTPRequest(std::string method, std::string uri,
                                         std::string content_type, std::string body,
                                         const std::string& adr, int port) const = 0;
 
-    /// sendHTTPRequest by one method each.
+    /// sendHTTPRequest with one method each.
     virtual std::string GETString(std::string uri, std::string content_type, std::string body,
                                   const std::string& adr, int port) const = 0;
     virtual std::string POSTString(std::string uri, std::string content_type, std::string body,
@@ -46,7 +46,7 @@ class IHttpHandler {
                                      const std::string& adr, int port) const = 0;
 
     /// The JSON forms send `body` as application/json (GET and DELETE too) and parse the answer.
-    /// Throw as the others, and std::runtime_error when it is not JSON.
+    /// Throw as sendHTTPRequest does, and std::runtime_error if the answer is not JSON.
     virtual Json::Value GETJson(std::string uri, const Json::Value& body, const std::string& adr,
                                 int port) const = 0;
     virtual Json::Value POSTJson(std::string uri, const Json::Value& body, const std::string& adr,

@@ -11,11 +11,11 @@
 namespace JsonAccess {
 namespace {
 
-// A value takes a hundred bytes and more once it is parsed, be it two bytes of text. A bridge's own
-// are about twenty bytes long: this many of them do not go into the largest answer that is read.
+// A parsed value takes more than a hundred bytes, even if its text has two. Those of a bridge take
+// about twenty bytes of text: this many do not fit into the largest answer that is read.
 constexpr std::ptrdiff_t kMaxValues = 200000;
 
-// Not below the number of values behind the first, since each stands behind one of these.
+// At least the number of values without the first, since one of these precedes each.
 std::ptrdiff_t separatorsIn(const std::string& text) {
     return std::count_if(text.begin(), text.end(),
                          [](char c) { return c == ',' || c == '[' || c == '{'; });
@@ -24,8 +24,8 @@ std::ptrdiff_t separatorsIn(const std::string& text) {
 Json::CharReaderBuilder builderOfReaders() {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
-    // A bridge's answers are less than ten levels deep. The reader recurses for each, and each
-    // costs a tab a line where an entry is written out in styled form.
+    // A bridge's answers are less than ten levels deep. The reader recurses for each level, and
+    // styled text has a tab in each line for each level.
     builder["stackLimit"] = 32;
     return builder;
 }
@@ -42,7 +42,7 @@ bool parse(const std::string& text, Json::Value& result) {
     try {
         return reader->parse(text.data(), text.data() + text.size(), &result, &problems);
     } catch (const Json::Exception&) {
-        return false;  // so the reader reports nesting beyond its stack limit
+        return false;  // the reader throws for nesting beyond its stack limit
     }
 }
 

@@ -1,7 +1,7 @@
-/// What the light models of the maker can do and how they look, as tables.
+/// Tables of light models: how each is controlled, and its picture.
 ///
-/// Model identifiers are compared exactly. Some stand in more than one group, and some end in a
-/// blank that belongs to them; where a model stands twice, the first entry counts.
+/// Model identifiers are compared exactly; some end in a blank that belongs to them. If a model is
+/// in more than one group, the first one counts.
 #pragma once
 
 #include <optional>
@@ -11,14 +11,15 @@
 
 namespace LightCatalogue {
 
+/// Which strategy a model gets.
 enum class TemperatureControl { none, simple, extended };
 enum class HueControl { none, simple, extended };
 
-/// How a model is driven. Every model can be dimmed.
+/// How a model is controlled. Every model can be dimmed.
 struct LightClass {
-    ColorType colorType;
-    TemperatureControl temperature;
-    HueControl hue;
+    ColorType colorType;             ///< for HueLight::setColorType
+    TemperatureControl temperature;  ///< none for a light without white tones
+    HueControl hue;                  ///< none for a light without colours
 };
 
 /// Empty for a model that is not supported.

@@ -15,7 +15,7 @@ constexpr const char* kState[] = {"on",  "bri",    "ct",        "hue",
                                   "sat", "effect", "colormode", "reachable"};
 constexpr Json::ArrayIndex kCoordinates = 2;
 
-// An array or object reads as nothing wherever a single value is wanted.
+// Null for an array or object, since a single value is expected.
 Json::Value keptScalar(const Json::Value& value) {
     const char* begin = nullptr;
     const char* end = nullptr;

@@ -1,7 +1,7 @@
-/// What is kept of a bridge's description of a light: the members that somebody reads.
+/// The part of a bridge's description of a light that is stored: the members that are read later.
 ///
-/// A description stays for years, and a bridge may send as much as an answer may hold. Stateless;
-/// any thread may call.
+/// A description is stored as long as the program runs, and a bridge can send one as large as an
+/// answer may be. Pure functions.
 #pragma once
 
 #include <cstddef>
@@ -11,12 +11,12 @@
 
 namespace LightDescription {
 
-/// A longer text is cut; the bridge's own limit is 32 characters for a name.
+/// A longer text is cut; a bridge allows 32 characters for a name.
 constexpr std::size_t kMaxTextBytes = 256;
 
-/// An object with "state" and the identity of the light, null when `description` is no object with
-/// a "state". Numbers and booleans are as they were; what is nested deeper than anybody reads is
-/// left out.
+/// An object with "state" and the identity of the light; null if `description` is not an object
+/// with a "state". Numbers and booleans are unchanged; arrays and objects are left out where a
+/// single value is expected.
 Json::Value kept(const Json::Value& description);
 
 /// A copy of at most kMaxTextBytes that occupies no more than that.

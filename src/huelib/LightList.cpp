@@ -11,7 +11,7 @@
 
 namespace {
 
-// A buffer that is full when a log line would be.
+// A buffer with the size of a log line.
 class LineBuffer final : public std::streambuf {
   public:
     LineBuffer() { setp(text, text + sizeof text); }
@@ -21,7 +21,7 @@ class LineBuffer final : public std::streambuf {
     char text[LightList::kMaxStyledBytes];
 };
 
-// The beginning of what toStyledString gives, which may be many times the size of the answer.
+// The beginning of toStyledString's result, which can be many times as large as the answer.
 std::string beginningOfStyledText(const Json::Value& value) {
     LineBuffer buffer;
     std::ostream stream(&buffer);
@@ -31,7 +31,7 @@ std::string beginningOfStyledText(const Json::Value& value) {
         writer->write(value, &stream);
         stream << '\n';
     } catch (const std::ios::failure&) {
-        // The buffer is full, and the writer has no more to do.
+        // The buffer is full: stop writing.
     }
     return buffer.written();
 }

@@ -1,6 +1,6 @@
-/// The lights that a bridge lists, as far as later operations need them.
+/// The lights that a bridge lists, with what later operations need.
 ///
-/// Belongs to the bridge object, whose caller guards it. Bounded, whatever a bridge sends.
+/// Part of the bridge object, whose caller guards it. Its size is bounded for any answer.
 #pragma once
 
 #include <cstddef>
@@ -12,26 +12,27 @@
 
 class LightList final {
   public:
-    /// What is kept of one light.
+    /// What is stored of one light.
     struct Entry {
-        std::string modelId;     ///< empty when the bridge gives none; at most 256 bytes
-        std::string styledText;  ///< the entry as indented JSON, as much of it as a log line holds
+        std::string modelId;     ///< empty if the bridge sends none; at most 256 bytes
+        std::string styledText;  ///< the entry as indented JSON, cut to kMaxStyledBytes
     };
 
-    /// As many as there are keys for lights; of a longer list, those whose names come first as
-    /// texts.
+    /// One for each key of a light. Of a longer list, those with the first names in text order are
+    /// stored.
     static constexpr std::size_t kMaxLights = 256;
-    /// Of Entry::styledText.
+    /// The size of a log line.
     static constexpr std::size_t kMaxStyledBytes = 1023;
 
+    /// An empty list.
     LightList() = default;
-    /// `lights`: what the bridge gave for "lights"; what is no object lists nothing.
+    /// `lights`: the member "lights" of an answer; the list is empty if that is not an object.
     explicit LightList(const Json::Value& lights);
 
-    /// The entry whose name is `id` in decimal; null when there is none. Lives until the
-    /// list is assigned to or ends.
+    /// The entry whose name is `id` in decimal; null if it is missing. Valid until the list is
+    /// assigned to or destroyed.
     const Entry* find(int id) const;
-    /// Sorted as texts: "10" comes before "2". They need not be numbers.
+    /// Sorted as text: "10" comes before "2". A bridge may send names that are not numbers.
     std::vector<std::string> names() const;
 
   private:

@@ -50,8 +50,8 @@ class Socket final {
     int fd;
 };
 
-// To a socket a limit of 0 is none, and far beyond an hour neither its seconds, on 32 bits, nor a
-// deadline hold one.
+// A socket takes 0 for no limit. Far above an hour, neither its seconds on 32 bits nor a deadline
+// can represent the limit.
 LinHttpHandler::Limits withinRange(LinHttpHandler::Limits limits) {
     for (milliseconds* limit : {&limits.blocked, &limits.answer}) {
         *limit = std::clamp(*limit, kShortestLimit, kLongestLimit);
@@ -59,8 +59,7 @@ LinHttpHandler::Limits withinRange(LinHttpHandler::Limits limits) {
     return limits;
 }
 
-// The reentrant form, since any thread may send. errno is left as the resolver left it, and it is
-// that which the exception carries.
+// The reentrant form, since any thread may send. The exception carries the errno of the resolver.
 sockaddr_in resolve(const std::string& adr, int port, const char* failure) {
     if (port < 1 || port > kLastPort) {
         errno = EINVAL;
@@ -94,7 +93,7 @@ bool limitBlocking(const Socket& socket, int option, milliseconds limit) {
     return ::setsockopt(socket.get(), SOL_SOCKET, option, &time, sizeof time) == 0;
 }
 
-// An interrupted connect goes on by itself: wait for its end, and ask how it went.
+// An interrupted connect continues in the background: wait for its end and read its result.
 bool finishConnecting(const Socket& socket, steady_clock::time_point deadline) {
     pollfd writable{socket.get(), POLLOUT, 0};
     int ready = -1;
@@ -104,7 +103,7 @@ bool finishConnecting(const Socket& socket, steady_clock::time_point deadline) {
         ready = ::poll(&writable, 1, static_cast<int>(std::max<std::int64_t>(left, 0)));
     } while (ready < 0 && errno == EINTR);
     if (ready <= 0) {
-        errno = ready == 0 ? EINPROGRESS : errno;  // as a blocking connect reports its limit
+        errno = ready == 0 ? EINPROGRESS : errno;  // as a blocking connect reports a timeout
         return false;
     }
     int outcome = 0;
@@ -142,8 +141,8 @@ void writeAll(const Socket& socket, const std::string& msg) {
     }
 }
 
-// A peer that trickles would never run into the limit of a single read: the last reads get what is
-// left of the limit of the answer.
+// A peer that sends a few bytes at a time never reaches the limit of a single read: the last reads
+// get what is left of the limit of the answer.
 void limitNextRead(const Socket& socket, const LinHttpHandler::Limits& limits,
                    steady_clock::time_point deadline) {
     const auto left = std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now());
@@ -180,7 +179,7 @@ std::string readAnswer(const Socket& socket, const LinHttpHandler::Limits& limit
     }
 }
 
-// Polls without a pause, on purpose: the caller has given the thread for the whole period.
+// Busy waiting, on purpose: the caller gives its thread for the whole period.
 std::string collectDatagrams(const Socket& socket, int timeoutSeconds) {
     const auto period = std::chrono::seconds(timeoutSeconds);
     const auto start = steady_clock::now();
@@ -232,7 +231,7 @@ std::string LinHttpHandler::exchange(const std::string& msg, const std::string& 
     }
     writeAll(socket, msg);
     std::string answer = readAnswer(socket, bounded);
-    // Exactly three bytes count as an answer that broke off; the check is no more than that.
+    // Only an answer of exactly three bytes counts as incomplete.
     if (answer.size() == kBrokenAnswerBytes) {
         throw std::runtime_error("LinHttpHandler: Failed to store complete response from socket\n");
     }

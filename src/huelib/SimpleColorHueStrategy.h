@@ -1,31 +1,31 @@
-/// Colours of a light without white tones.
+/// Controls the colour of a light without white tones.
 #pragma once
 
 #include "huelib/ColorHueStrategy.h"
 
 class SimpleColorHueStrategy : public ColorHueStrategy {
   public:
-    /// 65535 is sent as 0, the same place on the circle.
+    /// 65535 is sent as 0, the same position on the circle.
     bool setColorHue(std::uint16_t hue, std::uint8_t transition, HueLight& light) const override;
-    /// 255 is sent as 254. Sent only when it differs, whatever the colour mode.
+    /// 255 is sent as 254. Sent only if it differs, in every colour mode.
     bool setColorSaturation(std::uint8_t sat, std::uint8_t transition,
                             HueLight& light) const override;
-
+    /// As in the base class.
     bool setColorHueSaturation(std::uint16_t hue, std::uint8_t sat, std::uint8_t transition,
                                HueLight& light) const override;
     bool setColorXY(XYColor xy, std::uint8_t transition, HueLight& light) const override;
-    /// By way of setColorHSV.
+    /// Converts to HSV and calls setColorHSV.
     bool setColorRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b, std::uint8_t transition,
                      HueLight& light) const override;
-
+    /// As in the base class.
     bool setColorHSV(HSVColor hsv, std::uint8_t transition, HueLight& light) const override;
     bool setColorLoop(bool on, HueLight& light) const override;
 
-    /// Only for a light in a colour mode; false without a request for one in temperature mode.
+    /// Work in the modes "hs" and "xy"; false in any other, with no request but the refresh.
     bool alertHueSaturation(std::uint16_t hue, std::uint8_t sat, HueLight& light) const override;
     bool alertXY(XYColor xy, HueLight& light) const override;
     bool alertRGB(std::uint8_t r, std::uint8_t g, std::uint8_t b, HueLight& light) const override;
-
+    /// As in the base class.
     std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation(HueLight& light) const override;
     std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation(
         const HueLight& light) const override;

@@ -15,8 +15,8 @@ constexpr const char* kSearch =
 constexpr const char* kGroup = "239.255.255.250";
 constexpr int kPort = 1900;
 
-// The text behind the key and one blank, up to the end of its line. An answer comes without the
-// empty line behind it, so its last line ends with the answer.
+// The text after the key and one blank, up to the end of its line. An answer does not include the
+// empty line after it, so its last line ends with the answer.
 std::optional<std::string> valueOf(const std::string& key, const std::string& answer) {
     const std::size_t found = answer.find(key);
     if (found == std::string::npos) {

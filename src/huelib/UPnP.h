@@ -14,12 +14,12 @@ class UPnP {
     /// How long a search listens for answers.
     static constexpr std::chrono::seconds kListenPeriod{5};
 
-    /// What the devices that answer tell of themselves: the LOCATION of their description and their
-    /// SERVER text, each pair once, in order of first arrival. Keys are taken as bridges write
-    /// them, in capitals; an answer that lacks one of the two is skipped.
+    /// Returns what the devices announce: the LOCATION of their description and their SERVER text,
+    /// each pair once, in order of first arrival. Only keys in capitals are read, as bridges write
+    /// them; an answer that lacks one of the two is skipped.
     ///
-    /// Blocks for kListenPeriod and keeps its processor busy meanwhile. The handler must not be
-    /// null. Exceptions of the transport propagate.
+    /// Blocks for kListenPeriod and uses a full CPU core. The handler must not be null. Exceptions
+    /// of the transport propagate.
     static std::vector<std::pair<std::string, std::string>> getDevices(
         const std::shared_ptr<const IHttpHandler>& handler);
 };

@@ -2,7 +2,7 @@
 #pragma once
 
 struct XYColor {
-    float x = 0;                  ///< 0..1; read from a light, whatever the bridge gives
+    float x = 0;                  ///< 0..1; read from a light: unchecked
     float y = 0;                  ///< the same
-    unsigned int brightness = 0;  ///< as the bridge gives it; never sent with a colour
+    unsigned int brightness = 0;  ///< as the bridge reports it; never sent
 };
