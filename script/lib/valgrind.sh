@@ -11,7 +11,7 @@ logs=build/debug/Testing/Temporary
 excluded=(
     bench end_to_end install
     gtwhandler.GtwDescriptors                        # limits of descriptors; valgrind has its own
-    gtwhandler.GtwRequests.ASilentPeerDelaysNobody   # measures how soon others are served
+    gtwhandler.GtwRequests.ASilentPeer               # measures how soon others are served
     hue_handler.HueHandlerTest.AMillionCommands      # takes minutes
     huelib.HostileJson.MoreValuesThanTheLargest
     huelib.KeptAnswers                               # the same; also measures the heap
