@@ -1,8 +1,8 @@
 /// Runs the real tool against a bridge with the lights of the sample house.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -57,9 +57,12 @@ class HuectlTest : public testing::Test {
         std::vector<Words> rows;
         std::istringstream lines(table);
         for (std::string line; std::getline(lines, line);) {
-            static const std::regex kGap(" {2,}");
-            rows.emplace_back(std::sregex_token_iterator(line.begin(), line.end(), kGap, -1),
-                              std::sregex_token_iterator());
+            Words& row = rows.emplace_back();
+            for (std::size_t start = 0, end = 0; start < line.size();
+                 start = line.find_first_not_of(' ', end)) {
+                end = std::min(line.find("  ", start), line.size());
+                row.push_back(line.substr(start, end - start));
+            }
         }
         return rows;
     }
