@@ -129,7 +129,8 @@ void type_by_look(optionalpvariable& variable) {
     const int failure = apply_type(variable, is_double ? OPTIONALP_DOUBLE : OPTIONALP_LONG);
     if (failure != 0) {
         warning("utility->parse_optionalp_variables error converting in %s the string '%s': %s",
-                is_double ? "double" : "long", variable.value, strerror(failure));
+                is_double ? "double" : "long", escape_control_characters(variable.value).c_str(),
+                strerror(failure));
     }
 }
 

@@ -140,6 +140,11 @@ TEST_F(OptionalParametersTest, KeepsATextThatIsNotA32BitNumberAsAString) {
     EXPECT_EQ(log_.lines().front().priority, 4);
 }
 
+TEST_F(OptionalParametersTest, CannotForgeALogLine) {
+    parse("id=7\nlumivad: fine");
+    EXPECT_TRUE(logged(R"(in long the string '7\x0alumivad: fine')"));
+}
+
 TEST_F(OptionalParametersTest, ReadsAnEmptyValueAndLeadingBlanksAsANumber) {
     parse("username=|before= \t\v-7|quoted=''|behind=7 ");
     EXPECT_EQ(find("username").type, OPTIONALP_LONG);
