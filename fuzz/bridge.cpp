@@ -1,5 +1,5 @@
-// The bridge object: the list of lights and everything that is made of it. The first part of the
-// input is a row of operations, such as "g3 a r"; then come the bridge's answers.
+// The class Hue: the list of lights and its lights. The first part of the input is a list of
+// operations, such as "g3 a r"; the bridge's answers follow.
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
@@ -33,12 +33,13 @@ void run(const std::string& operation, Hue& hue) {
     switch (operation[0]) {
         case 'g':
             require(static_cast<unsigned char>(hue.getLight(id).getId() - id) == 0,
-                    "the light is the one that was asked for");
-            require(cached.lightExists(id), "a light that was got exists");
+                    "getLight returns the light with the given id");
+            require(cached.lightExists(id), "a light that getLight returned exists");
             require(hue.getLight(id).getColorType() != ColorType::Undefined, "a light has a type");
             break;
         case 'p':
-            require(&hue.peekLight(id) == &cached.peekLight(id), "a light stays where it is");
+            require(&hue.peekLight(id) == &cached.peekLight(id),
+                    "peekLight always returns the same object");
             break;
         case 'e':
             hue.lightExists(id);
@@ -46,7 +47,7 @@ void run(const std::string& operation, Hue& hue) {
         case 'd':
             if (hue.removeLight(id)) {
                 const std::string picture = hue.getPictureOfLight(id);
-                require(picture.empty(), "a light that was removed is gone");
+                require(picture.empty(), "a removed light does not exist");
             }
             break;
         case 'r':
@@ -56,7 +57,7 @@ void run(const std::string& operation, Hue& hue) {
             hue.refreshState();
             break;
         case 'a':
-            require(hue.getAllLights().size() <= kMostLights, "the lights are bounded");
+            require(hue.getAllLights().size() <= kMostLights, "the number of lights is limited");
             break;
         default:
             hue.getPictureOfModel(operation);
@@ -68,13 +69,13 @@ void run_guarded(const std::string& operation, Hue& hue, const ScriptedBridge& b
         run(operation, hue);
     } catch (const std::invalid_argument& failure) {
         require(operation[0] == 'a' && failure.what() == std::string_view("stoi"),
-                "only a list of all lights converts names");
+                "only getAllLights converts names");
     } catch (const std::out_of_range& failure) {
         require(operation[0] == 'a' && failure.what() == std::string_view("stoi"),
-                "only a list of all lights converts names");
+                "only getAllLights converts names");
     } catch (const std::runtime_error& failure) {
         require(is_documented(failure.what()) || bridge.has_failed(),
-                "only the transport throws otherwise");
+                "other exceptions come from the transport");
     }
 }
 
@@ -97,7 +98,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             light.getColorRGB();
         }
     }
-    require(bridge->requests().size() == requests, "what reads the cache sends nothing");
+    require(bridge->requests().size() == requests, "reading the cache sends no request");
     bridge->require_pacing();
     return 0;
 }

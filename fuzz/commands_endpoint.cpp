@@ -1,5 +1,4 @@
-// The commands endpoint as the core meets it: a connection, the request in it, the answer, and the
-// call of the gateway.
+// The commands endpoint: a connection, its request, the answer and the call of the gateway.
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -46,7 +45,7 @@ class Gateway final : public gtwbasenamespace::GtwBaseClass {
         calls.push_back(std::to_string(parameters.objectId) + " " + parameters.action);
         for (const std::string* text :
              {&parameters.action, &parameters.p2, &parameters.p3, &parameters.p4, &parameters.p5}) {
-            require(text->size() <= 511, "a value is bounded");
+            require(text->size() <= 511, "the size of a value is limited");
             calls.back().append("|").append(*text);
         }
         return 1;
@@ -71,20 +70,20 @@ Outcome serve(std::string_view bytes, Cuts cuts, End end) {
     for (int i = 0; i < GtwHandler::kRequestDeadlineSeconds + 3; ++i) {
         failures += endpoint.loop.run() == -1 ? 1 : 0;
     }
-    const std::string& answer = peer.heard();
+    const std::string& answer = peer.sent();
     require(answer.empty() || answer == kUnsupported || answer == kDone,
             "an answer is well formed");
     require(endpoint.gateway.calls.size() == (answer == kDone ? 1U : 0U),
-            "a gateway is called for what is answered as done");
-    require(failures == (answer.empty() ? 1 : 0), "what is not answered has failed, once");
+            "the gateway is called exactly for a request answered with FSMC-000");
+    require(failures == (answer.empty() ? 1 : 0), "a request without an answer fails once");
     require(failures == 0 || std::strlen(endpoint.loop.getLastError()) <= kLongestProblem,
-            "the text of a failure is bounded");
+            "the error text is limited");
     return {answer, endpoint.gateway.calls};
 }
 
 }  // namespace
 
-// Every descriptor that is watched is ready; one peer connects.
+// Every watched descriptor is ready; one peer connects.
 extern "C" int select(int, fd_set*, fd_set*, fd_set*, timeval*) {
     fuzzing::advance_clock(std::chrono::seconds(kStepSeconds));
     return 1;
@@ -104,6 +103,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const End end = fuzzing::end_of(bytes);
     const Outcome whole = serve(bytes, Cuts::none, end);
     require(whole == serve(bytes, Cuts::bytewise, end) && whole == serve(bytes, Cuts::random, end),
-            "the outcome is the same wherever the network cuts");
+            "the result does not depend on how the input is split");
     return 0;
 }

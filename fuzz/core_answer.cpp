@@ -32,11 +32,11 @@ Outcome ask(Call call, std::string_view answer, Cuts cuts, End end, std::size_t 
     for (int i = 0; i < count; ++i) {
         const xstring value(values[i]);
         require(value == nullptr || (*value != '\0' && !std::strchr(value.get(), '\n')),
-                "a parameter is a line, or null");
+                "a parameter is one line, or null");
         read.emplace_back(value != nullptr ? value.get() : "");
     }
-    require(result >= 0, "the result is a status or a failure");
-    require(peer.taken() <= most_taken, "what is received is bounded");
+    require(result >= 0, "the result is not negative");
+    require(peer.taken() <= most_taken, "the received size is limited");
     return {result, read};
 }
 
@@ -55,7 +55,7 @@ void check_format(std::string_view body) {
     require(response.parameters.size() > fsmcore_format::kMaxParameters ||
                 (again && parse_response(*again, reread) && reread.status == response.status &&
                  reread.parameters == response.parameters),
-            "what was read can be written, and reads the same");
+            "a parsed response can be composed and parsed again");
 }
 
 }  // namespace
@@ -66,13 +66,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Outcome whole = ask_framed(bytes, Cuts::none, end);
     require(whole == ask_framed(bytes, Cuts::bytewise, end) &&
                 whole == ask_framed(bytes, Cuts::random, end),
-            "the result is the same wherever the network cuts");
+            "the result does not depend on how the input is split");
     // The first receive is the whole plain answer, up to its first NUL.
     const std::string_view first = bytes.substr(0, fsmcore_format::kBufferBytes);
     const std::string body(first.substr(0, first.find('\0')));
     const Outcome plain = ask(fsmcore_request, bytes, Cuts::none, End::stalls, first.size());
     const std::string framed = "LengthResponseIs: " + std::to_string(body.size()) + "\n" + body;
-    require(plain == ask_framed(framed, Cuts::none), "both forms have the same body");
+    require(plain == ask_framed(framed, Cuts::none), "both forms give the same result");
     check_format(bytes);
     return 0;
 }

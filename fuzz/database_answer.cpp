@@ -1,4 +1,4 @@
-// The database's answer: its collection, its status and its rows.
+// The database's answer: receiving it, its status and its rows.
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -23,7 +23,7 @@ struct Exchange {
     std::string first_line, status, body;
     std::size_t announced = 0;
 
-    // What came behind the announced length may be in the body or not.
+    // Bytes after the announced length may be in the body or not.
     auto verdict() const {
         return std::make_tuple(result, first_line, status, body.substr(0, announced));
     }
@@ -34,7 +34,7 @@ std::string text_of(char* text) {
     return text != nullptr ? text : "";
 }
 
-// The first line, the announced length in front of the body and in it, and two receives.
+// The first line, the announced length before and in the body, and two receives.
 constexpr std::size_t kMostTaken = 2 * (dbmanager_format::kBodyBytes + kReceiveChunkBytes);
 
 Exchange exchange(std::string_view answer, Cuts cuts, End end) {
@@ -51,15 +51,15 @@ Exchange exchange(std::string_view answer, Cuts cuts, End end) {
     if (body != nullptr) {
         seen.announced = std::stoul(seen.first_line.substr(seen.first_line.find(':') + 2));
     }
-    require(seen.result >= 0, "the result is a status or a failure");
-    require(peer.taken() <= kMostTaken, "what is received is bounded");
+    require(seen.result >= 0, "the result is not negative");
+    require(peer.taken() <= kMostTaken, "the received size is limited");
     return seen;
 }
 
 void check_format(std::string_view body) {
     using namespace dbmanager_format;
     const Response response = parse_response(body);
-    // A label within the status would be found before the true one.
+    // A label inside the status would be found before the real one.
     if (response.rows.empty() || response.status.find(": ") != std::string::npos) {
         return;
     }
@@ -68,21 +68,21 @@ void check_format(std::string_view body) {
     require(reread.status == response.status && reread.columns == response.columns &&
                 reread.rows == response.rows &&
                 reread.last_inserted_id == response.last_inserted_id,
-            "what was read can be written, and reads the same");
+            "a parsed response can be composed and parsed again");
 }
 
 void check_rows(std::string_view answer, const Exchange& seen) {
     const fuzzing::ScriptedPeer peer(answer, Cuts::none, End::closes);
     const libtavdb::db_request request(DBMANAGER_PORT, "SELECT 1");
     require(std::string_view(request.get_last_error()).empty() == (seen.result == 0),
-            "a failure leaves its text");
+            "a failure sets the error text");
     const auto lines = std::count(seen.body.begin(), seen.body.end(), '\n') + 1;
-    require(request.get_rows_num() <= lines, "a row is a line");
+    require(request.get_rows_num() <= lines, "every row is a line");
     int number = 0;
     for (const auto& [key, row] : request.rows) {
         require(key == ++number, "rows are numbered from 1");
         require(row.size() <= static_cast<std::size_t>(request.get_fields_num()),
-                "a value has a column");
+                "every value has a column");
     }
 }
 
@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Exchange whole = exchange(bytes, Cuts::none, end);
     require(whole.verdict() == exchange(bytes, Cuts::bytewise, end).verdict() &&
                 whole.verdict() == exchange(bytes, Cuts::random, end).verdict(),
-            "the result is the same wherever the network cuts");
+            "the result does not depend on how the input is split");
     if (end == End::closes) {
         check_rows(bytes, whole);
     }

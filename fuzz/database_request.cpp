@@ -1,4 +1,4 @@
-// The request to the database, as the service reads it.
+// The request to the database, as the simulated service parses it.
 #include <string>
 #include <string_view>
 
@@ -10,10 +10,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (const auto request = simulator::parse_request(text)) {
         const std::string end = request->statement + "\n\n";
         fuzzing::require(size >= end.size() && text.substr(size - end.size()) == end,
-                         "nothing stands behind the statement");
+                         "nothing follows the statement");
         const auto reread = simulator::parse_request(compose_request(*request));
         fuzzing::require(reread && reread->statement == request->statement,
-                         "what was written reads the same");
+                         "a composed request parses to the same");
     }
     return 0;
 }

@@ -1,5 +1,5 @@
-// The search for bridges. The first part of the input is what devices announce; then come their
-// descriptions.
+// The search for bridges. The first part of the input is the answers to the search; the devices'
+// descriptions follow.
 #include <algorithm>
 #include <cctype>
 #include <memory>
@@ -30,16 +30,17 @@ std::size_t count_devices(const std::shared_ptr<fuzzing::ScriptedBridge>& networ
     for (const auto& device : devices) {
         bytes += device.first.size() + device.second.size();
         require(is_one_line(device.first) && is_one_line(device.second), "a value is one line");
-        require(std::count(devices.begin(), devices.end(), device) == 1, "a device is told once");
+        require(std::count(devices.begin(), devices.end(), device) == 1,
+                "every device is returned once");
     }
-    require(bytes <= kMostCollected, "what is collected is bounded");
+    require(bytes <= kMostCollected, "the collected size is limited");
     return devices.size();
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzzing::set_clock_step(std::chrono::milliseconds(2));  // the search looks at it all the time
+    fuzzing::set_clock_step(std::chrono::milliseconds(2));  // the search reads it in a loop
     return 0;
 }
 
@@ -57,8 +58,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         bridges = HueFinder(network).FindBridges();
     } catch (const std::system_error&) {  // a device that refuses ends the search
     }
-    require(network->requests().size() <= devices, "a device is asked once");
-    require(bridges.size() <= network->requests().size(), "a bridge has described itself");
+    require(network->requests().size() <= devices, "every device is asked once");
+    require(bridges.size() <= network->requests().size(), "every bridge has sent a description");
     for (const auto& [ip, mac] : bridges) {
         require(ip.find(':') == std::string::npos, "an address has no port");
         require(!mac.empty() &&

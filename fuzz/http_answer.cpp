@@ -1,4 +1,4 @@
-// What a bridge answers to a request: its collection, header and body, and the JSON in it.
+// The answer of a bridge: receiving it, header and body, and the JSON in it.
 #include <cerrno>
 #include <optional>
 #include <string>
@@ -19,7 +19,7 @@ using fuzzing::require;
 constexpr std::size_t kLongestAnswer = 1000;
 constexpr std::size_t kReadBytes = 127;
 
-// The answer, or nothing with the error of the system that was told (0 for another failure).
+// The answer, or nothing and the errno of the failure (0 for other failures).
 std::pair<std::optional<std::string>, int> receive(std::string_view bytes, Cuts cuts, End end) {
     const fuzzing::ScriptedPeer peer(bytes, cuts, end);
     LinHttpHandler::Limits limits;
@@ -33,23 +33,23 @@ std::pair<std::optional<std::string>, int> receive(std::string_view bytes, Cuts 
         require(failure.what() ==
                     std::string_view("LinHttpHandler: Failed to store complete response from "
                                      "socket\n"),
-                "a failure has its own text");
+                "a failure has the documented text");
     }
-    require(peer.taken() <= kLongestAnswer + kReadBytes, "what is received is bounded");
+    require(peer.taken() <= kLongestAnswer + kReadBytes, "the received size is limited");
     return seen;
 }
 
-void check_collection(std::string_view bytes, Cuts cuts) {
+void check_receiving(std::string_view bytes, Cuts cuts) {
     const auto [answer, problem] = receive(bytes, cuts, End::closes);
     if (bytes.size() > kLongestAnswer) {
         require(!answer && problem == EMSGSIZE, "an answer that is too long is refused");
     } else if (bytes.size() == 3) {
-        require(!answer && problem == 0, "three bytes are a broken answer");
+        require(!answer && problem == 0, "an answer of three bytes is refused");
     } else {
-        require(answer == bytes, "an answer arrives as it was sent");
+        require(answer == bytes, "an answer is received unchanged");
     }
     if (const End end = fuzzing::end_of(bytes); end != End::closes && !bytes.empty()) {
-        require(!receive(bytes, cuts, end).first, "an answer without an end is none");
+        require(!receive(bytes, cuts, end).first, "an answer without an end is refused");
     }
 }
 
@@ -75,7 +75,7 @@ void check_body(std::string_view bytes) {
     try {
         const std::string body = peer.GETString("/", "text/plain", "", "bridge", 80);
         require(header_end != std::string_view::npos && body == bytes.substr(header_end + 4),
-                "the body is what stands behind the first empty line");
+                "the body follows the first empty line");
         peer.GETJson("/", Json::Value(Json::objectValue), "bridge", 80);
     } catch (const std::runtime_error& failure) {
         const std::string_view text = failure.what();
@@ -84,7 +84,7 @@ void check_body(std::string_view bytes) {
                     : text ==
                           "BaseHttpHandler: Error while parsing JSON in function "
                           "strToJsonValue()",
-                "a failure has its own text");
+                "a failure has the documented text");
     }
 }
 
@@ -93,7 +93,7 @@ void check_body(std::string_view bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
     for (const Cuts cuts : fuzzing::kAllCuts) {
-        check_collection(bytes, cuts);
+        check_receiving(bytes, cuts);
     }
     check_body(bytes);
     return 0;

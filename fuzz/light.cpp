@@ -1,6 +1,6 @@
-// One light: its description, every reader of it, and the check of the bridge's answers to every
+// One light: its description and its getters, and the check of the bridge's answers to every
 // operation. The first part of the input is the operation, such as "b 77 9" or "x 300 300 4
-// simple", the second a description; then come the bridge's answers.
+// simple", the second a description; the bridge's answers follow.
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -25,7 +25,7 @@ constexpr int kId = 3;
 struct Operation {
     char letter;
     bool (*run)(HueLight& light, const Numbers& n);
-    // Whether true means that the bridge has confirmed every member of the last request.
+    // True: success means that the bridge has confirmed every member of the last request.
     bool is_checked;
 };
 
@@ -113,13 +113,13 @@ void read_everything(const HueLight& light, const ScriptedBridge& bridge) {
          {light.getType(), light.getName(), light.getModelId(), light.getUId(),
           light.getManufacturername(), light.getProductname(), light.getLuminaireUId(),
           light.getSwVersion()}) {
-        require(text.size() <= 2U << 20, "a text is no longer than an answer");
+        require(text.size() <= 2U << 20, "a text is not longer than an answer");
     }
-    require(bridge.requests().size() == requests, "what reads the cache sends nothing");
+    require(bridge.requests().size() == requests, "reading the cache sends no request");
 }
 
-// Looked at another way than the product does: each member is somewhere in the answer. Switching
-// off is not checked.
+// A check independent of the product's: every member is somewhere in the answer. Switching off is
+// not checked.
 bool confirms(const ScriptedBridge::Request& request) {
     Json::Value sent;
     require(JsonAccess::parse(request.body, sent), "a request is JSON");
@@ -132,12 +132,12 @@ bool confirms(const ScriptedBridge::Request& request) {
     }
     const std::string prefix = "/lights/" + std::to_string(kId) + "/state/";
     for (const std::string& name : sent.getMemberNames()) {
-        bool is_there = false;
+        bool is_confirmed = false;
         for (const Json::Value& each : answer) {
             const Json::Value& success = JsonAccess::member(each, "success");
-            is_there = is_there || (success.isObject() && success.isMember(prefix + name));
+            is_confirmed = is_confirmed || (success.isObject() && success.isMember(prefix + name));
         }
-        if (!is_there) {
+        if (!is_confirmed) {
             return false;
         }
     }
@@ -157,10 +157,10 @@ void run(const Operation& operation, HueLight& light, const std::string& text,
         const bool is_done = operation.run(light, numbers);
         const ScriptedBridge::Request& last = bridge.requests().back();
         if (is_done && operation.is_checked && last.method == "PUT") {
-            require(confirms(last), "what is told as done was confirmed");
+            require(confirms(last), "success means that the bridge confirmed it");
         }
     } catch (const std::runtime_error&) {
-        require(bridge.has_failed(), "only the transport throws");
+        require(bridge.has_failed(), "exceptions come from the transport");
     }
 }
 
@@ -194,7 +194,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         read_everything(light, *bridge);
     } catch (const std::runtime_error&) {
         require(bridge->requests().size() <= 2 && bridge->has_failed(),
-                "a light is not made without a first answer");
+                "creating a light fails only without a first answer");
     }
     bridge->require_pacing();
     return 0;

@@ -1,4 +1,4 @@
-// The payload of a RUN command: its number, and that number in every unit of the bridge.
+// The payload of a RUN command: its number, and the number in the units of the bridge.
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -21,7 +21,7 @@ void check_units(std::int32_t value) {
         const std::uint32_t percent = percent_of_brightness(brightness_of_percent(value));
         require(static_cast<std::int32_t>(percent) <= value &&
                     static_cast<std::int32_t>(percent) + 1 >= value,
-                "a percentage comes back, rounded down");
+                "a percentage converts back, rounded down");
     }
     if (value < 0) {
         constexpr std::uint32_t kLowestNegative = 1U << 31;
@@ -34,7 +34,7 @@ void check_units(std::int32_t value) {
     const HSVColor color = hsv_of_word(value);
     const std::string word = text_of_hsv(color.hue, color.saturation, color.value);
     std::string problem;
-    require(number_of_payload(word, problem) == (value & 0xFFFFFF), "a colour word comes back");
+    require(number_of_payload(word, problem) == (value & 0xFFFFFF), "a colour word converts back");
 }
 
 }  // namespace
@@ -43,17 +43,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string payload(reinterpret_cast<const char*>(data), size);
     std::string problem;
     const auto number = hue_handler::number_of_payload(payload, problem);
-    require(number.has_value() == problem.empty(), "there is a number or a problem");
+    require(number.has_value() == problem.empty(), "the result is a number or a problem");
     if (number) {
         check_units(*number);
         const bool is_color = payload.size() == 7 && payload[0] == '#';
         require(*number ==
                     std::strtoll(payload.c_str() + (is_color ? 1 : 0), nullptr, is_color ? 16 : 10),
-                "the number is what stands there");
+                "the number is the one in the payload");
     }
     hue_handler::HueHandler handler(1, "127.0.0.1", "user");
     callfromcoreparametersnamespace::CallFromCoreParameters call(7, "RUN", payload.c_str(), "", "",
                                                                  "");
-    require(handler.didReceiveCallFromCore(nullptr, &call) == 0, "a call is taken or dropped");
+    require(handler.didReceiveCallFromCore(nullptr, &call) == 0, "a call is accepted or dropped");
     return 0;
 }

@@ -1,5 +1,5 @@
-// The tool shows every description of a light as harmless text and as one JSON document.
-// The input is a description, or any text.
+// Every description of a light is printed as harmless text and as one JSON document. The input is a
+// description, or any text.
 #include <string>
 #include <string_view>
 
@@ -17,7 +17,7 @@ using fuzzing::require;
 constexpr std::size_t kLimit = 40;
 constexpr std::size_t kLongestRow = 1000;
 
-// Checks bytes, unlike the product: no control character, not even one of two bytes.
+// Checks bytes, unlike the product: no control character of one or two bytes.
 bool is_harmless(std::string_view text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);
@@ -31,8 +31,8 @@ bool is_harmless(std::string_view text) {
 
 void check_text(std::string_view text) {
     const std::string shown = huectl::printable(text);
-    require(is_harmless(shown), "a text cannot control the terminal");
-    require(huectl::is_printable(shown), "a printable text stays as it is");
+    require(is_harmless(shown), "printed text contains no control characters");
+    require(huectl::is_printable(shown), "printed text is printable");
     require(huectl::printable(text, kLimit).size() <= 4 * kLimit, "a text is cut at its limit");
     require(huectl::length_of(huectl::printable(text, kLimit)) <= kLimit,
             "a text is cut at its limit");

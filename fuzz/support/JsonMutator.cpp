@@ -1,6 +1,5 @@
-// How inputs for a bridge are changed: besides bytes, whole values of the JSON in one of the parts.
-// The JSON library is not instrumented, so bytes alone would seldom make another well-formed
-// answer.
+// Mutates the inputs of a bridge: bytes, or whole values of the JSON in one of the parts. The JSON
+// library is not instrumented, so changes of bytes would seldom give another well-formed answer.
 #include <algorithm>
 #include <random>
 #include <string>
@@ -16,7 +15,7 @@ namespace {
 
 using Random = std::minstd_rand;
 
-// One of each shape, and of each range that a number may fall into.
+// One value of each type, and of each range of numbers.
 constexpr const char* kValues[] = {"null",
                                    "true",
                                    "false",
@@ -40,7 +39,7 @@ constexpr const char* kValues[] = {"null",
                                    "{\"state\":{}}",
                                    "{\"success\":{}}"};
 
-// Every value in `root`, itself included.
+// Every value in `root`, including itself.
 void collect(Json::Value& root, std::vector<Json::Value*>& found) {
     found.push_back(&root);
     if (root.isObject() || root.isArray()) {

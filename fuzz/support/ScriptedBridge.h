@@ -1,5 +1,5 @@
-/// A bridge that answers each request with the next part of a fuzz program's input, whatever was
-/// asked. The parts "reset" and "refused" are failures of the connection.
+/// A bridge that answers every request with the next part of a fuzz program's input. The parts
+/// "reset" and "refused" are failures of the connection.
 #pragma once
 
 #include <cerrno>
@@ -17,7 +17,7 @@
 
 namespace fuzzing {
 
-/// The input's parts, which are separated by lines of two hyphens; one at least.
+/// The parts of the input, separated by lines of two hyphens; at least one.
 inline std::vector<std::string> parts_of(const std::uint8_t* data, std::size_t size) {
     constexpr const char* kSeparator = "\n--\n";
     const std::string text(reinterpret_cast<const char*>(data), size);
@@ -57,20 +57,20 @@ class ScriptedBridge final : public LinHttpHandler {
     }
 
     const std::vector<Request>& requests() const { return requests_; }
-    /// Whether the last request failed, or was answered with what is no JSON.
+    /// Whether the last request failed or its answer was not JSON.
     bool has_failed() const { return !requests_.empty() && is_failure(requests_.back()); }
 
-    /// Ends the run when a request was started too soon after one that went through.
+    /// Ends the run if a request was sent too soon after a successful one.
     void require_pacing() const {
         for (std::size_t i = 1; i < requests_.size(); ++i) {
             require(is_failure(requests_[i - 1]) ||
                         requests_[i].started - requests_[i - 1].started >= kPacing,
-                    "a bridge is asked no faster than it can take");
+                    "requests to a bridge keep their distance");
         }
     }
 
   private:
-    // Two looks at the clock lie between the wait and the start that is noted here.
+    // The clock is read twice between the wait and the start that is recorded here.
     static constexpr std::chrono::nanoseconds kPacing =
         std::chrono::milliseconds(100) - std::chrono::microseconds(10);
 

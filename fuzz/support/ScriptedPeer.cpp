@@ -14,8 +14,8 @@
 namespace fuzzing {
 namespace {
 
-constexpr std::size_t kBabbledBytes = 16;
-constexpr std::size_t kMostHeard = 8192;
+constexpr std::size_t kRepeatedBytes = 16;
+constexpr std::size_t kMostSent = 8192;
 
 ScriptedPeer* peer = nullptr;
 int connected_fd = -1;
@@ -42,8 +42,8 @@ ScriptedPeer::~ScriptedPeer() {
     connected_fd = -1;
 }
 
-void ScriptedPeer::hear(std::string_view bytes) {
-    heard_.append(bytes.substr(0, kMostHeard - heard_.size()));
+void ScriptedPeer::record_sent(std::string_view bytes) {
+    sent_.append(bytes.substr(0, kMostSent - sent_.size()));
 }
 
 ssize_t ScriptedPeer::deliver(void* buffer, std::size_t size) {
@@ -54,9 +54,9 @@ ssize_t ScriptedPeer::deliver(void* buffer, std::size_t size) {
     const std::string_view rest = script_.substr(std::min(taken_, script_.size()));
     std::size_t count = std::min({size, rest.size(), next_cut()});
     std::copy_n(rest.data(), count, static_cast<char*>(buffer));
-    if (rest.empty() && end_ == End::babbles && !script_.empty()) {
+    if (rest.empty() && end_ == End::repeats && !script_.empty()) {
         const std::string_view tail =
-            script_.substr(script_.size() - std::min(script_.size(), kBabbledBytes));
+            script_.substr(script_.size() - std::min(script_.size(), kRepeatedBytes));
         count = size;
         for (std::size_t i = 0; i < count; ++i) {
             static_cast<char*>(buffer)[i] = tail[(taken_ - script_.size() + i) % tail.size()];
@@ -66,7 +66,7 @@ ssize_t ScriptedPeer::deliver(void* buffer, std::size_t size) {
     return static_cast<ssize_t>(count);
 }
 
-// Small pieces and large ones: what matters is what a piece ends with.
+// Small and large pieces: what matters is where a piece ends.
 std::size_t ScriptedPeer::next_cut() {
     if (cuts_ == Cuts::none) {
         return SIZE_MAX;
@@ -78,12 +78,12 @@ std::size_t ScriptedPeer::next_cut() {
 
 End end_of(std::string_view script) {
     const std::uint32_t drawn = hash_of(script) / 7 % 64;
-    return drawn == 0 ? End::babbles : drawn < 8 ? End::stalls : End::closes;
+    return drawn == 0 ? End::repeats : drawn < 8 ? End::stalls : End::closes;
 }
 
 }  // namespace fuzzing
 
-// The C library's functions, as the program and its libraries find them.
+// Replace the C library's functions for the program and its libraries.
 extern "C" {
 
 using fuzzing::connected_fd;
@@ -104,7 +104,7 @@ int poll(pollfd* watched, nfds_t count, int timeout) {
 }
 
 ssize_t send(int, const void* buffer, size_t size, int) {
-    peer->hear({static_cast<const char*>(buffer), size});
+    peer->record_sent({static_cast<const char*>(buffer), size});
     return static_cast<ssize_t>(size);
 }
 

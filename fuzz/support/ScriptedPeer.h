@@ -1,8 +1,8 @@
-/// The peer of every socket that the program connects or receives from: it delivers the bytes of a
-/// script, cut as TCP might cut them, and takes whatever it is sent.
+/// The peer of every socket that the program connects: delivers the bytes of a script, split as TCP
+/// may split them, and accepts everything that is sent.
 ///
-/// The program's calls of connect, poll, send, sendto, recv and read (of a connected socket) end
-/// here while one lives; there is one at a time.
+/// Replaces connect, poll, send, sendto, recv and read (of a connected socket) while an object
+/// exists. One object at a time.
 #pragma once
 
 #include <cstddef>
@@ -14,30 +14,30 @@
 
 namespace fuzzing {
 
-/// How much one receive delivers at most: all that fits, one byte, or a number that follows from
-/// the script, so that an input always behaves alike.
+/// The most that one receive delivers: all that fits, one byte, or a number that depends only on
+/// the script, so that an input always behaves the same.
 enum class Cuts { none, bytewise, random };
-/// What comes behind the script: the end of the connection, silence, or its last bytes for ever.
-enum class End { closes, stalls, babbles };
+/// What follows the script: the end of the connection, silence, or its last bytes for ever.
+enum class End { closes, stalls, repeats };
 
 constexpr Cuts kAllCuts[] = {Cuts::none, Cuts::bytewise, Cuts::random};
 
 class ScriptedPeer final {
   public:
-    /// `script` outlives it.
+    /// `script` must outlive the object.
     ScriptedPeer(std::string_view script, Cuts cuts, End end);
     ~ScriptedPeer();
     ScriptedPeer(const ScriptedPeer&) = delete;
     ScriptedPeer& operator=(const ScriptedPeer&) = delete;
 
-    /// Bytes that the program has taken, of the script and behind it.
+    /// Number of bytes that the program has received.
     std::size_t taken() const { return taken_; }
 
-    /// What the program has sent, its first kilobytes.
-    const std::string& heard() const { return heard_; }
+    /// The first kilobytes that the program has sent.
+    const std::string& sent() const { return sent_; }
 
-    void hear(std::string_view bytes);
-    /// As recv: -1 with EAGAIN while it is silent.
+    void record_sent(std::string_view bytes);
+    /// Like recv: -1 with EAGAIN while it is silent.
     ssize_t deliver(void* buffer, std::size_t size);
     bool is_silent() const { return end_ == End::stalls && taken_ >= script_.size(); }
 
@@ -48,11 +48,11 @@ class ScriptedPeer final {
     Cuts cuts_;
     End end_;
     std::size_t taken_ = 0;
-    std::string heard_;
+    std::string sent_;
     std::uint32_t random_;
 };
 
-/// An end that follows from the script; mostly the end of the connection, as babbling takes long.
+/// An end that depends only on the script. Mostly the end of the connection; repeating takes long.
 End end_of(std::string_view script);
 
 }  // namespace fuzzing

@@ -35,13 +35,13 @@ void advance_clock(std::chrono::nanoseconds duration) {
 
 }  // namespace fuzzing
 
-// A small quarantine stays in the processor's cache. The daemon's own handlers of signals would
-// hide a crash.
+// A small quarantine fits into the processor's cache. The daemon's own signal handlers would hide a
+// crash.
 extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
     return "quarantine_size_mb=8:malloc_context_size=8:handle_segv=2:handle_abort=2";
 }
 
-// The C library's functions, as the program and its libraries find them.
+// Replace the C library's functions for the program and its libraries.
 extern "C" {
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
@@ -69,13 +69,13 @@ int clock_nanosleep(clockid_t, int flags, const timespec* time, timespec*) {
 void openlog(const char*, int, int) {}
 void closelog() {}
 
-// Every line of the product goes out as one text, which is bounded.
+// Checks that every log line is one text of limited length.
 void syslog(int, const char* format, ...) {
-    fuzzing::require(std::string_view(format) == "%s", "no outside text is a format");
+    fuzzing::require(std::string_view(format) == "%s", "text from outside is not a format");
     va_list arguments;
     va_start(arguments, format);
     fuzzing::require(std::strlen(va_arg(arguments, const char*)) <= kLongestLogLine,
-                     "a line of the log is bounded");
+                     "the length of a log line is limited");
     va_end(arguments);
 }
 

@@ -1,8 +1,8 @@
-/// What a fuzz program has around it instead of the system: a clock of its own, sleeps that end at
-/// once, and a system log that only looks at its lines.
+/// The simulated system of a fuzz program: a clock, sleeps that end at once, and a system log that
+/// only checks its lines.
 ///
-/// The programs replace the C library's functions for these, so that the product runs as it is, but
-/// neither waits nor fills the machine's log. One thread.
+/// These replace the C library's functions, so that the unchanged product neither waits nor writes
+/// to the machine's log. One thread.
 #pragma once
 
 #include <chrono>
@@ -11,14 +11,14 @@
 
 namespace fuzzing {
 
-/// The monotonic clock goes on by this much at each look at it, and by every sleep.
+/// The monotonic clock advances by `step` whenever it is read, and by every sleep.
 void set_clock_step(std::chrono::nanoseconds step);
 void advance_clock(std::chrono::nanoseconds duration);
 
-/// Ends the run with `what`, as a crash whose input libFuzzer keeps, unless it holds.
+/// Aborts with `what` unless `holds`; libFuzzer then keeps the input.
 inline void require(bool holds, const char* what) {
     if (!holds) {
-        std::fprintf(stderr, "Does not hold: %s\n", what);
+        std::fprintf(stderr, "Violated: %s\n", what);
         std::abort();
     }
 }

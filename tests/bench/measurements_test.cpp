@@ -1,4 +1,4 @@
-// A measurement that failed must not pass for a figure, least of all for a good one.
+// A failed measurement must not produce a figure.
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -12,10 +12,10 @@ namespace {
 
 const bench::Goal kNoMore{bench::Goal::Of::ratio, bench::Goal::Side::at_most, 1};
 
-// Its entry in /proc stays as long as nobody asks how it ended.
-class Ended final {
+// An ended process that is not reaped; its entry in /proc stays.
+class EndedProcess final {
   public:
-    Ended() : process_({"/bin/true", {}, {}, false, {}}) {
+    EndedProcess() : process_({"/bin/true", {}, {}, false, {}}) {
         siginfo_t ignored{};
         waitid(P_PID, static_cast<id_t>(pid()), &ignored, WEXITED | WNOWAIT);
     }
@@ -25,14 +25,14 @@ class Ended final {
     simulator::ChildProcess process_;
 };
 
-TEST(Measurements, AProcessThatHasEndedIsNoneThatNeedsNoMemory) {
-    const Ended process;
+TEST(Measurements, EndedProcessHasNoMemoryFigure) {
+    const EndedProcess process;
     EXPECT_THROW(bench::Memory::of(process.pid()), std::runtime_error);
 }
 
-TEST(Measurements, AThreadThatHasEndedIsNoneThatNeedsNoCpu) {
-    const pid_t nobody = 0;
-    EXPECT_THROW(bench::Cost::of_thread(getpid(), nobody), std::runtime_error);
+TEST(Measurements, EndedThreadHasNoCpuFigure) {
+    const pid_t no_thread = 0;
+    EXPECT_THROW(bench::Cost::of_thread(getpid(), no_thread), std::runtime_error);
 }
 
 TEST(Measurements, AGoalIsNotMetBesideAYardstickThatCountedNothing) {

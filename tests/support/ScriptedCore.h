@@ -1,4 +1,4 @@
-/// A core that keeps each request as it came and does to the connection whatever a test says.
+/// A core that keeps every request unparsed and runs a test's script on the connection.
 #pragma once
 
 #include <functional>
@@ -19,7 +19,7 @@ class ScriptedCore final {
     }
     ~ScriptedCore() { server_.stop(); }
 
-    /// What is done after each request from now on.
+    /// Sets what happens after each later request.
     void on_request(Script script) {
         const std::lock_guard<std::mutex> lock(mutex_);
         script_ = std::move(script);

@@ -1,5 +1,5 @@
-/// A bridge without sockets: answers as a real one would for the lights that it is given, unless
-/// its script says otherwise, and keeps what it was sent. Thread-safe.
+/// A bridge without sockets: answers for the given lights as a real one does, unless its script
+/// says otherwise, and keeps the requests. Thread-safe.
 #pragma once
 
 #include <chrono>
@@ -21,7 +21,7 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
 
     struct Request {
         std::string method, uri;
-        std::string body;  // JSON in one line, or what a search sends
+        std::string body;  // JSON in one line, or the text of a search
         std::string adr;
         int port;
         std::chrono::steady_clock::time_point started;
@@ -31,14 +31,14 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     ScriptedHttpHandler() = default;
     ScriptedHttpHandler(int id, const Json::Value& description) { set_light(id, description); }
 
-    /// Lists or replaces a light.
+    /// Adds or replaces a light.
     void set_light(int id, const Json::Value& description) {
         const std::lock_guard<std::mutex> guard(mutex_);
         lights_.erase(id);
         lights_.emplace(id, simulator::BridgeLight(id, description));
     }
 
-    /// What the next request with this method gets that has none yet: a body, or an exception.
+    /// Queues the answer to the next request with this method: a body, or an exception.
     void add_answer(const std::string& method, const std::string& body) {
         add(method, [body] { return body; });
     }
@@ -46,16 +46,16 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     void add_failure(const std::string& method, const Exception& failure) {
         add(method, [failure]() -> std::string { throw failure; });
     }
-    /// What a search gets.
+    /// Sets the answers to a search.
     void set_search_answers(const std::vector<std::string>& answers) { announced_ = answers; }
-    /// How long every request takes from now on.
+    /// Sets how long every later request takes.
     void set_duration(std::chrono::milliseconds duration) { duration_ = duration; }
 
     std::vector<Request> requests() const {
         const std::lock_guard<std::mutex> guard(mutex_);
         return requests_;
     }
-    /// What was sent since the last call, without what only reads: "PUT /lights/3/state {...}".
+    /// The requests since the last call except GET: "PUT /lights/3/state {...}".
     std::vector<std::string> commands() {
         const std::lock_guard<std::mutex> guard(mutex_);
         std::vector<std::string> found;

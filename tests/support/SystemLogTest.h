@@ -1,4 +1,4 @@
-/// A test with a system log of its own, which keeps every line that the code under test writes.
+/// A test with a system log of its own that keeps every line.
 #pragma once
 
 #include <string>
@@ -10,12 +10,12 @@
 
 class SystemLogTest : public testing::Test {
   protected:
-    /// Waits up to 10 s for a line that holds `part`.
+    /// Waits up to 10 s for a line that contains `part`.
     bool logged(const std::string& part) const { return log_.wait_for(part); }
 
-    /// How many lines hold `part`, of all that have been written before this call.
+    /// Number of lines written before this call that contain `part`.
     std::size_t lines_with(const std::string& part) const {
-        // The lines arrive in order: once this one is there, those before it are too.
+        // Lines arrive in order: all earlier ones are there once the mark is.
         static int last_mark = 0;
         const std::string mark = "mark " + std::to_string(++last_mark) + " of the test";
         info("%s", mark.c_str());

@@ -1,5 +1,5 @@
-// In the coverage build only, before the C library's own: a process that ends by _exit, as the
-// daemon does in its signal handlers, would lose what it has counted.
+// Replaces the C library's _exit in the coverage build: a process that ends by _exit, as the daemon
+// does in its signal handlers, would lose its counts.
 #include <csignal>
 #include <cstdlib>
 
@@ -16,8 +16,8 @@ volatile std::sig_atomic_t exit_status = 0;
 }  // namespace
 
 extern "C" void _exit(int status) {
-    // What is written allocates. A handler that interrupted an allocation would wait for it without
-    // end, or find the heap half changed; it goes without its counts.
+    // Writing the counts allocates. A handler that interrupted an allocation would wait for ever or
+    // find an inconsistent heap; then the process ends without its counts.
     exit_status = status;
     constexpr int kEnds[] = {SIGALRM, SIGABRT, SIGSEGV};
     for (const int end : kEnds) {

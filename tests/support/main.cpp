@@ -1,4 +1,4 @@
-// The main function of every test program: the sandbox first, while there is one thread.
+// The main function of every test program. Enters the sandbox before the first thread starts.
 #include <cstdio>
 
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
     }
     const simulator::Sandbox sandbox = simulator::Sandbox::enter();
     if (!sandbox.is_private()) {
-        std::printf("no namespaces here (%s): on the machine's own loopback, ports and paths\n",
+        std::printf("no namespaces (%s): using the loopback, ports and paths of this machine\n",
                     sandbox.reason().c_str());
     }
     return RUN_ALL_TESTS();
