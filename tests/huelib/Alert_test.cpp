@@ -1,4 +1,4 @@
-// The alerts in real time: about two seconds each, all at once.
+// The alerts in real time: about two seconds each, all in parallel.
 #include "huelib/HueLight.h"
 #include "tests/huelib/TestLight.h"
 
@@ -8,7 +8,7 @@ namespace {
 
 struct Alert {
     Act start;
-    const char* shown;  // what the light is set to meanwhile, but for "on"
+    const char* shown;  // the request that shows the alert, without "on"
     bool is_temperature = false;
 };
 
@@ -20,7 +20,7 @@ const Alert kAlerts[] = {
      R"({"bri":255,"hue":43690,"sat":255,"transitiontime":1})"},
 };
 
-// In each mode, back to what the light was, which no alert shows.
+// The request that restores the light in each mode; no alert sends the same values.
 const struct Mode {
     std::string name;
     const char* restored;
@@ -55,7 +55,7 @@ struct Case {
 
 }  // namespace
 
-TEST(Alert, ShowsBlinksAndGoesBackToWhatTheLightWas) {
+TEST(Alert, ShowsTheAlertBlinksAndRestoresTheLight) {
     std::vector<Case> cases;
     for (const Alert& alert : kAlerts) {
         for (const Mode& mode : kModes) {
@@ -64,11 +64,11 @@ TEST(Alert, ShowsBlinksAndGoesBackToWhatTheLightWas) {
             }
         }
     }
-    for_each_at_once(cases, [](const Case& one) {
+    for_each_in_parallel(cases, [](const Case& one) {
         TestLight test(R"({"colormode": ")" + one.mode->name + R"(", "on": )" +
                        (one.was_on ? "true}" : "false}"));
         if (!one.is_extended) {
-            test.simple();
+            test.use_simple_strategies();
         }
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(one.alert->start(test.light), one.is_accepted());
@@ -79,7 +79,7 @@ TEST(Alert, ShowsBlinksAndGoesBackToWhatTheLightWas) {
     });
 }
 
-TEST(Alert, EndsAtOnceWhenTheColorOrTheBlinkingIsRefused) {
+TEST(Alert, StopsWhenTheColorOrTheBlinkingIsRefused) {
     for (const std::size_t refused : {1U, 2U}) {
         TestLight test;
         if (refused == 2) {
@@ -93,7 +93,7 @@ TEST(Alert, EndsAtOnceWhenTheColorOrTheBlinkingIsRefused) {
     }
 }
 
-TEST(Alert, FailsAtTheEndWithoutAStrategyToGoBackWithAndStillSwitchesOff) {
+TEST(Alert, FailsWithoutAStrategyThatRestoresButSwitchesOff) {
     for (const bool was_on : {true, false}) {
         const std::string on = was_on ? R"({"on": true, )" : R"({"on": false, )";
         TestLight test(on + R"("colormode": "ct"})");
@@ -111,7 +111,7 @@ TEST(Alert, FailsAtTheEndWithoutAStrategyToGoBackWithAndStillSwitchesOff) {
     }
 }
 
-TEST(Alert, BlinksADarkLightWhenTheAlertColorIsGrey) {
+TEST(Alert, BlinksALightThatAGreyAlertSwitchedOff) {
     TestLight test;
     EXPECT_TRUE(test.light.alertRGB(50, 50, 50));
     EXPECT_EQ(test.bridge->commands(),

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Answers every message with one text.
+/// Answers every message with the same text.
 class RecordingHandler : public BaseHttpHandler {
   public:
     explicit RecordingHandler(std::string answer) : answer_(std::move(answer)) {}
@@ -49,7 +49,7 @@ TEST(BaseHttpHandler, ComposesTheRequestByteForByte) {
     }
 }
 
-TEST(BaseHttpHandler, RefusesWhatIsNoAnswer) {
+TEST(BaseHttpHandler, RefusesAnInvalidAnswer) {
     const char* const no_body = "BaseHttpHandler: Failed to find body in response";
     const char* const no_json =
         "BaseHttpHandler: Error while parsing JSON in function strToJsonValue()";

@@ -4,9 +4,9 @@
 
 using namespace ColorConversion;
 
-TEST(ColorConversion, TurnsAWishInRgbIntoHueAndSaturation) {
+TEST(ColorConversion, ConvertsRgbToHueAndSaturation) {
     const struct {
-        RGB wish;
+        RGB requested;
         HSVColor expected;
     } cases[] = {
         {{255, 0, 0}, {0, 255, 255}},     {{0, 255, 0}, {85, 255, 255}},
@@ -17,15 +17,16 @@ TEST(ColorConversion, TurnsAWishInRgbIntoHueAndSaturation) {
         {{1, 0, 0}, {0, 255, 255}},       {{128, 0, 255}, {191, 255, 255}},
     };
     for (const auto& each : cases) {
-        const HSVColor found = hsvOfRGB(each.wish.r, each.wish.g, each.wish.b);
+        const HSVColor found = hsvOfRGB(each.requested.r, each.requested.g, each.requested.b);
         EXPECT_EQ(
             (std::vector<int>{found.hue, found.saturation, found.value}),
             (std::vector<int>{each.expected.hue, each.expected.saturation, each.expected.value}))
-            << int{each.wish.r} << "," << int{each.wish.g} << "," << int{each.wish.b};
+            << int{each.requested.r} << "," << int{each.requested.g} << ","
+            << int{each.requested.b};
     }
 }
 
-TEST(ColorConversion, ReadsTheBridgesColorAsRgb) {
+TEST(ColorConversion, ConvertsTheBridgesColorToRgb) {
     const struct {
         unsigned hue, sat, bri;
         int r, g, b;
@@ -44,13 +45,13 @@ TEST(ColorConversion, ReadsTheBridgesColorAsRgb) {
     }
 }
 
-TEST(ColorConversion, KeepsEveryHueByteOnItsWayToTheBridgeAndBack) {
+TEST(ColorConversion, ConvertsEveryHueByteToTheBridgeAndBack) {
     for (unsigned hue = 0; hue <= 255; ++hue) {
         const std::uint16_t bridge_hue = bridgeHueOf(static_cast<std::uint8_t>(hue));
         EXPECT_EQ(bridge_hue, hue * 257);
         EXPECT_EQ(hsvOfBridge(bridge_hue, 254, 1).hue, hue);
     }
-    const HSVColor narrowed = hsvOfBridge(4294967295U, 257, 258);  // defined, if not sensible
+    const HSVColor narrowed = hsvOfBridge(4294967295U, 257, 258);  // out of range, but defined
     EXPECT_EQ(narrowed.saturation, 1);
     EXPECT_EQ(narrowed.value, 2);
     rgbOfBridge(4294967295U, 4294967295U, 4294967295U);

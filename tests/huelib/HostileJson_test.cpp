@@ -1,4 +1,4 @@
-// A bridge that answers with JSON of the wrong shape, in every place that is read.
+// JSON of the wrong type or shape from a bridge, in every place that is read.
 #include <cmath>
 #include <stdexcept>
 
@@ -33,7 +33,7 @@ const Act kCommands[] = {
     act (&HueLight::alert)(),
 };
 
-void reads_everything(HueLight& light, const std::string& description) {
+void read_everything(HueLight& light, const std::string& description) {
     light.updateState(description);
     const HueLight& cached = light;
     cached.isOn();
@@ -55,9 +55,9 @@ void expect_refusal(const std::string& root, const testing::Matcher<std::string>
         << root;
 }
 
-// Written out in styled form, an entry costs a tab a level on every line: what is deep and wide
-// would take hundreds of times its size.
-TEST(HostileJson, WhatIsNestedDeeperThanAnyBridgeDoesIsRefused) {
+// Styled text has a tab for each level in every line: a deep and wide entry would become hundreds
+// of times as large.
+TEST(HostileJson, NestingDeeperThanThatOfABridgeIsRefused) {
     const auto nested = [](std::size_t depth) {
         return std::string(depth, '[') + std::string(depth, ']');
     };
@@ -67,7 +67,7 @@ TEST(HostileJson, WhatIsNestedDeeperThanAnyBridgeDoesIsRefused) {
     EXPECT_FALSE(JsonAccess::parse(nested(100000), value));
 }
 
-// Two bytes of text are a hundred in memory.
+// A value with two bytes of text takes a hundred bytes in memory.
 TEST(HostileJson, MoreValuesThanTheLargestBridgeHasAreRefused) {
     constexpr std::size_t kLongestAnswer = LinHttpHandler::Limits().answerBytes;
     const std::string light = simulator::compact_json(description_with("{}"));
@@ -76,7 +76,8 @@ TEST(HostileJson, MoreValuesThanTheLargestBridgeHasAreRefused) {
         lights += "\"" + std::to_string(id) + "\":" + light + ",";
     }
     Json::Value value;
-    EXPECT_TRUE(JsonAccess::parse(lights + "\"0\":{}}", value)) << "a bridge's own are longer";
+    EXPECT_TRUE(JsonAccess::parse(lights + "\"0\":{}}", value))
+        << "a bridge's own values are longer";
     for (const char* item : {"1,", "[],", "{},"}) {
         std::string many = "[";
         while (many.size() < kLongestAnswer) {
@@ -88,34 +89,35 @@ TEST(HostileJson, MoreValuesThanTheLargestBridgeHasAreRefused) {
 
 }  // namespace
 
-TEST(HostileJson, InADescriptionHarmsNoLight) {
-    for_each_at_once(kHostile, [](const std::string& hostile) {
+TEST(HostileJson, InADescriptionDoesNotHarmALight) {
+    for_each_in_parallel(kHostile, [](const std::string& hostile) {
         TestLight test;
         HueLight& light = test.light;
-        reads_everything(light, R"({"state": )" + hostile + "}");
-        reads_everything(light, R"({"state": {}, "name": )" + hostile + "}");
-        reads_everything(light, R"({"state": {"xy": [)" + hostile + "," + hostile + "]}}");
+        read_everything(light, R"({"state": )" + hostile + "}");
+        read_everything(light, R"({"state": {}, "name": )" + hostile + "}");
+        read_everything(light, R"({"state": {"xy": [)" + hostile + "," + hostile + "]}}");
         for (const char* name : {"on", "bri", "hue", "sat", "ct", "xy", "effect", "colormode"}) {
             const std::string description =
                 description_with("{\"" + std::string(name) + "\": " + hostile + "}")
                     .toStyledString();
-            reads_everything(light, description);
+            read_everything(light, description);
             test.bridge->add_answer("GET", description);
         }
-        for (const auto& command : kCommands) {  // each refreshes, and so takes one of those
+        for (const auto& command :
+             kCommands) {  // each refreshes, and so reads one of these answers
             command(light);
         }
     });
 }
 
-TEST(HostileJson, AsAnAnswerConfirmsNothing) {
+TEST(HostileJson, InAnAnswerConfirmsNothing) {
     std::vector<std::pair<std::string, const Act*>> cases;
     for (const auto& command : kCommands) {
         for (const std::string& hostile : kHostile) {
             cases.emplace_back(hostile, &command);
         }
     }
-    for_each_at_once(cases, [](const auto& one) {
+    for_each_in_parallel(cases, [](const auto& one) {
         const auto& [hostile, command] = one;
         TestLight test;
         for (const std::string& answer :
@@ -126,7 +128,7 @@ TEST(HostileJson, AsAnAnswerConfirmsNothing) {
         if (hostile == "null" || hostile == "true") {
             return;
         }
-        // Under the right keys: whatever number it is, it is not the one that was asked for.
+        // Under the right keys: none of the values is the requested one.
         Json::Value answer(Json::arrayValue);
         for (const char* name : {"transitiontime", "bri", "ct", "hue", "sat", "xy"}) {
             Json::Value element;
@@ -139,7 +141,7 @@ TEST(HostileJson, AsAnAnswerConfirmsNothing) {
     });
 }
 
-TEST(HostileJson, InTheListOfLightsEndsInTheDocumentedErrors) {
+TEST(HostileJson, InTheListOfLightsGivesTheDocumentedErrors) {
     const std::string not_valid = "Error in Hue getLight(): light id is not valid";
     for (const std::string& hostile : kHostile) {
         expect_refusal(hostile, not_valid);

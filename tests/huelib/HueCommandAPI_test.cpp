@@ -16,8 +16,8 @@ namespace {
 
 class HueCommandAPITest : public testing::Test {
   protected:
-    void puts() { sender_.PUTRequest("/lights", Json::Value()); }
-    void fails(int code) {
+    void put() { sender_.PUTRequest("/lights", Json::Value()); }
+    void fail_next_put(int code) {
         bridge_->add_failure("PUT", std::system_error(code, std::generic_category(), "scripted"));
     }
     std::vector<std::chrono::steady_clock::time_point> starts() const {
@@ -28,7 +28,7 @@ class HueCommandAPITest : public testing::Test {
         std::sort(found.begin(), found.end());
         return found;
     }
-    /// The shortest time between the starts of a request and the next since the last call.
+    /// The shortest time between the starts of two successive requests since the last call.
     std::chrono::nanoseconds shortest_gap() {
         const auto all = starts();
         bridge_->commands();
@@ -45,7 +45,7 @@ class HueCommandAPITest : public testing::Test {
 
 }  // namespace
 
-TEST_F(HueCommandAPITest, PutsThePathBehindTheUser) {
+TEST_F(HueCommandAPITest, AppendsThePathToTheUser) {
     Json::Value body;
     body["on"] = true;
     sender_.PUTRequest("lights/3/state", body);
@@ -58,7 +58,7 @@ TEST_F(HueCommandAPITest, PutsThePathBehindTheUser) {
     EXPECT_EQ(requests[0].adr + ":" + std::to_string(requests[0].port), "10.0.0.1:80");
 }
 
-TEST_F(HueCommandAPITest, StartsNoTwoRequestsWithinTheDelayWhoeverSends) {
+TEST_F(HueCommandAPITest, StartsRequestsOfAllThreadsOneDelayApart) {
     const auto before = std::chrono::steady_clock::now();
     std::vector<std::thread> threads;
     for (int i = 0; i < 3; ++i) {
@@ -70,8 +70,8 @@ TEST_F(HueCommandAPITest, StartsNoTwoRequestsWithinTheDelayWhoeverSends) {
     for (std::thread& each : threads) {
         each.join();
     }
-    // Counted from before the first: a thread that is held up between the sender's clock and the
-    // recorder's makes one gap look shorter, but no request can be ahead of the whole row.
+    // Measured from before the first request: a thread that is delayed between the sender's clock
+    // and the recorder's makes one gap look shorter, but no request can be earlier than its place.
     const auto all = starts();
     ASSERT_EQ(all.size(), 6U);
     for (std::size_t i = 0; i < all.size(); ++i) {
@@ -79,41 +79,41 @@ TEST_F(HueCommandAPITest, StartsNoTwoRequestsWithinTheDelayWhoeverSends) {
     }
 }
 
-TEST_F(HueCommandAPITest, DoesNotWaitAfterARequestThatTookLong) {
+TEST_F(HueCommandAPITest, DoesNotWaitAfterASlowRequest) {
     bridge_->set_duration(300ms);
     for (int i = 0; i < 4; ++i) {
-        puts();
+        put();
     }
     EXPECT_LT(shortest_gap(), 400ms);
 }
 
 TEST_F(HueCommandAPITest, RetriesOnceAfterAResetOrATimeOut) {
     for (const int code : {ECONNRESET, ETIMEDOUT}) {
-        fails(code);
+        fail_next_put(code);
         bridge_->add_answer("PUT", "[7]");
         EXPECT_EQ(sender_.PUTRequest("", Json::Value())[0], Json::Value(7));
-        puts();
+        put();
         EXPECT_EQ(bridge_->requests().size(), 3U);
         EXPECT_GE(shortest_gap(), 100ms);
     }
-    fails(ETIMEDOUT);
-    fails(ECONNRESET);
-    EXPECT_THROW(puts(), std::system_error);
+    fail_next_put(ETIMEDOUT);
+    fail_next_put(ECONNRESET);
+    EXPECT_THROW(put(), std::system_error);
     EXPECT_EQ(bridge_->requests().size(), 2U);
 }
 
-TEST_F(HueCommandAPITest, OtherFailuresEndTheRequestAndHoldUpNobody) {
+TEST_F(HueCommandAPITest, DoesNotRetryAfterOtherFailuresNorDelayTheNextRequest) {
     for (const int code : {ECONNREFUSED, EAGAIN, EPIPE, 0}) {
-        fails(code);
-        EXPECT_THROW(puts(), std::system_error);
+        fail_next_put(code);
+        EXPECT_THROW(put(), std::system_error);
     }
     EXPECT_EQ(bridge_->requests().size(), 4U);
     EXPECT_LT(shortest_gap(), 100ms);  // the deadline stays
     for (int i = 0; i < 3; ++i) {
         bridge_->add_failure("PUT", std::runtime_error("scripted"));
-        EXPECT_THROW(puts(), std::runtime_error);
+        EXPECT_THROW(put(), std::runtime_error);
     }
-    puts();
+    put();
     EXPECT_EQ(bridge_->requests().size(), 4U);
     EXPECT_LT(shortest_gap(), 100ms);
 }

@@ -53,32 +53,33 @@ using Found = std::vector<std::string>;
 
 }  // namespace
 
-TEST(UPnP, TakesEachPairOfLocationAndServerOnceInOrderOfArrival) {
+TEST(UPnP, ReturnsEachPairOfLocationAndServerOnceInOrderOfArrival) {
     const Network network({answer("http://b/", "two"), answer("http://a/", "one"),
                            answer("http://b/", "two"), answer("http://b/", "three")});
     EXPECT_EQ(network.devices(),
               (Devices{{"http://b/", "two"}, {"http://a/", "one"}, {"http://b/", "three"}}));
 }
 
-TEST(UPnP, TakesTheLastLineOfAnAnswerWhole) {
+TEST(UPnP, ReadsTheLastLineOfAnAnswerCompletely) {
     EXPECT_EQ(Network({"SERVER: s\r\nLOCATION: http://a/"}).devices(),
               (Devices{{"http://a/", "s"}}));
     EXPECT_EQ(Network({"LOCATION: http://a/\r\nSERVER:"}).devices(), (Devices{{"http://a/", ""}}));
 }
 
-TEST(UPnP, SkipsWhatLacksAKey) {
+TEST(UPnP, SkipsAnAnswerThatLacksAKey) {
     EXPECT_EQ(Network({"", "HTTP/1.1 200 OK", "LOCATION: http://a/", "SERVER: s", "LOCATI",
                        "location: http://a/\r\nserver: s", std::string(60'000, '\xff')})
                   .devices(),
               Devices());
 }
 
-TEST(UPnP, IsDoneInTimeWithAsManyAnswersAsItsTransportKeeps) {
+TEST(UPnP, IsDoneInTimeWithAsManyAnswersAsItsTransportStores) {
     std::vector<std::string> many;
     for (int i = 0; i < 200'000; ++i) {
         many.push_back("LOCATION: " + std::to_string(i) + "\r\nSERVER: s");
     }
-    EXPECT_EQ(Network(many).devices().size(), many.size());  // in minutes if each met each other
+    EXPECT_EQ(Network(many).devices().size(),
+              many.size());  // minutes if each is compared with each
 }
 
 TEST(HueFinder, FindsTheBridgesAmongTheDevices) {
@@ -89,7 +90,7 @@ TEST(HueFinder, FindsTheBridgesAmongTheDevices) {
     network.handler->add_answer("GET", description("aa"));
     EXPECT_EQ(network.bridges(), (Found{"10.0.0.2 00178821b0b5", "10.0.0.3 aa"}));
     const auto requests = network.handler->requests();
-    ASSERT_EQ(requests.size(), 3U);  // nobody asked the router
+    ASSERT_EQ(requests.size(), 3U);  // none to the router
     EXPECT_EQ(requests[0].body,
               "M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\n"
               "MX: 5\r\nST: ssdp:all\r\n\r\n");
@@ -100,7 +101,7 @@ TEST(HueFinder, FindsTheBridgesAmongTheDevices) {
     EXPECT_EQ(requests[1].port, 80);
 }
 
-TEST(HueFinder, SkipsTheOneDeviceThatIsNoBridge) {
+TEST(HueFinder, SkipsEveryDeviceThatIsNotABridge) {
     const std::string good = description("aa");
     const std::string others[] = {
         replaced(good, "Royal Philips Electronics", "Signify"),
@@ -127,7 +128,7 @@ TEST(HueFinder, SkipsTheOneDeviceThatIsNoBridge) {
     EXPECT_EQ(network.bridges(), (Found{"good aa"}));
 }
 
-TEST(HueFinder, ReadsADescriptionAsItsExpressionsWould) {
+TEST(HueFinder, ReadsADescriptionAsTheRegularExpressionsWould) {
     const std::string good = description("aa");
     const std::string megabyte(1 << 20, 'a');
     const std::string found[] = {
@@ -144,15 +145,15 @@ TEST(HueFinder, ReadsADescriptionAsItsExpressionsWould) {
     }
 }
 
-// A recursion for each character would reach the end of the thread's stack.
-TEST(HueFinder, NeedsNoStackForALongDescription) {
+// A recursion for each character would overflow the stack of the thread.
+TEST(HueFinder, DoesNotRecurseInALongDescription) {
     const std::string megabyte(1 << 20, 'a');
     const Network network({answer("http://a:80/")});
     network.handler->add_answer("GET", description(megabyte, megabyte));
     EXPECT_EQ(network.bridges(), Found{"a " + megabyte});
 }
 
-TEST(HueFinder, FailsAsAWholeWhenADescriptionCannotBeRead) {
+TEST(HueFinder, FailsIfOneDescriptionCannotBeRead) {
     const Network network({answer("http://a:80/"), answer("http://b:80/")});
     network.handler->add_answer("GET", description("aa"));
     network.handler->add_failure("GET",
@@ -160,7 +161,7 @@ TEST(HueFinder, FailsAsAWholeWhenADescriptionCannotBeRead) {
     EXPECT_THROW(network.bridges(), std::system_error);
 }
 
-TEST(HueFinder, NeedsNoRequestForABridgeWhoseUserItKnows) {
+TEST(HueFinder, SendsNoRequestIfTheUserNameIsStored) {
     const Network network({});
     HueFinder finder(network.handler);
     finder.AddUsername("aa", "old");
@@ -170,7 +171,7 @@ TEST(HueFinder, NeedsNoRequestForABridgeWhoseUserItKnows) {
     EXPECT_TRUE(network.handler->requests().empty());
 }
 
-TEST(HueFinder, PairsWithABridgeThatItDoesNotKnow) {
+TEST(HueFinder, PairsIfNoUserNameIsStored) {
     const Network network({});
     network.handler->add_answer("POST", R"([{"success": {"username": "fresh"}}])");
     HueFinder finder(network.handler);

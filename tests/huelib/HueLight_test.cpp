@@ -19,18 +19,18 @@ constexpr const char* kUnexpected =
 
 }  // namespace
 
-TEST_F(HueLightTest, SwitchesWithoutLookingAtTheAnswer) {
+TEST_F(HueLightTest, SwitchesWithoutCheckingTheAnswer) {
     bridge_.add_answer("PUT", R"([{"error": {"type": 201}}])");
     bridge_.add_answer("PUT", "[]");
     EXPECT_TRUE(light_.On(4) && light_.On(0) && light_.Off(10));
     EXPECT_EQ(bridge_.commands(),
               (Commands{kPut + R"({"on":true})", kPut + R"({"on":true,"transitiontime":0})",
                         kPut + R"({"on":false,"transitiontime":10})"}));
-    EXPECT_TRUE(std::as_const(light_).isOn());  // what is cached
+    EXPECT_TRUE(std::as_const(light_).isOn());  // from the cache
     EXPECT_FALSE(light_.isOn());
 }
 
-TEST_F(HueLightTest, TellsTheLogWhatTheBridgeRefusesAlsoWhereNobodyLooksAtTheAnswer) {
+TEST_F(HueLightTest, LogsARefusalAlsoIfTheAnswerIsNotChecked) {
     bridge_.add_answer("PUT", R"([{"error": {"type": 1, "description": "unauthorized user"}}])");
     light_.On(4);
     bridge_.add_answer("PUT",
@@ -44,7 +44,7 @@ TEST_F(HueLightTest, TellsTheLogWhatTheBridgeRefusesAlsoWhereNobodyLooksAtTheAns
     }
     light_.Off(4);
     EXPECT_EQ(lines_with("refused the request: the answer is not expected (light id = 3)"), 6U);
-    EXPECT_EQ(lines_with("refused the request: "), 8U) << "what was taken has no line";
+    EXPECT_EQ(lines_with("refused the request: "), 8U) << "what the bridge accepts is not logged";
 }
 
 TEST_F(HueLightTest, EscapesARefusalSoThatItForgesNoLogLine) {
@@ -54,7 +54,7 @@ TEST_F(HueLightTest, EscapesARefusalSoThatItForgesNoLogLine) {
     EXPECT_TRUE(never_logged("no\n"));
 }
 
-TEST_F(HueLightTest, IsRenamedAndBlinksOnlyWhenTheBridgeConfirmsExactlyThat) {
+TEST_F(HueLightTest, ReportsARenameOrABlinkOnlyIfTheBridgeConfirmsIt) {
     EXPECT_TRUE(light_.setName("Desk"));
     EXPECT_TRUE(light_.alert());
     EXPECT_EQ(bridge_.commands(),
@@ -71,7 +71,7 @@ TEST_F(HueLightTest, IsRenamedAndBlinksOnlyWhenTheBridgeConfirmsExactlyThat) {
     }
 }
 
-TEST_F(HueLightTest, KeepsItsDescriptionWhenARefreshBringsNone) {
+TEST_F(HueLightTest, KeepsItsDescriptionIfARefreshFails) {
     for (const char* answer : {"[]", "{}", "null", R"({"State": {}})", "7"}) {
         bridge_.add_answer("GET", answer);
         light_.refreshState();
@@ -80,7 +80,7 @@ TEST_F(HueLightTest, KeepsItsDescriptionWhenARefreshBringsNone) {
     EXPECT_EQ(lines_with(kUnexpected), 5U);
 }
 
-TEST_F(HueLightTest, TakesADescriptionThatWasReadElsewhere) {
+TEST_F(HueLightTest, AcceptsADescriptionThatWasReadElsewhere) {
     light_.updateState(R"({"state": {"on": false}, "name": "Other"})");
     EXPECT_EQ(std::as_const(light_).getName(), "Other");
     light_.updateState(R"({"name": "no state"})");
@@ -93,7 +93,7 @@ TEST_F(HueLightTest, TakesADescriptionThatWasReadElsewhere) {
     EXPECT_EQ(bridge_.requests().size(), 1U);
 }
 
-TEST_F(HueLightTest, AnswersNeutrallyWithoutStrategies) {
+TEST_F(HueLightTest, ReturnsNeutralValuesWithoutStrategies) {
     light_.setBrightnessStrategy(nullptr);
     light_.setColorTemperatureStrategy(nullptr);
     light_.setColorHueStrategy(nullptr);

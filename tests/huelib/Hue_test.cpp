@@ -13,7 +13,7 @@ namespace {
 
 class HueTest : public SystemLogTest {
   protected:
-    void lists(int id, const std::string& model) {
+    void add_light(int id, const std::string& model) {
         Json::Value description = description_with("{}");
         description["modelid"] = model;
         bridge_->set_light(id, description);
@@ -30,7 +30,7 @@ class HueTest : public SystemLogTest {
 
 }  // namespace
 
-TEST_F(HueTest, DrivesEachModelAsItsGroupAsks) {
+TEST_F(HueTest, ControlsEachModelByItsGroup) {
     const struct {
         const char* model;
         ColorType type;
@@ -48,24 +48,24 @@ TEST_F(HueTest, DrivesEachModelAsItsGroupAsks) {
     };
     int id = 0;
     for (const auto& each : cases) {
-        lists(++id, each.model);
+        add_light(++id, each.model);
         const HueLight& light = hue_.getLight(id);
         EXPECT_TRUE(light.getColorType() == each.type && light.hasBrightnessControl() &&
                     light.hasTemperatureControl() == each.has_temperature &&
                     light.hasColorControl() == each.has_color)
             << each.model;
     }
-    // Only the extended strategies bring a light back from a colour to its stored temperature.
+    // Only an extended strategy sends a temperature that equals the stored one.
     bridge_->commands();
     hue_.peekLight(1).setColorTemperature(300, 4);
     hue_.peekLight(9).setColorTemperature(300, 4);
     EXPECT_EQ(bridge_->commands(), Commands{R"(PUT /lights/1/state {"ct":300})"});
 }
 
-TEST_F(HueTest, RefusesALightThatIsNotListedUntilItIs) {
+TEST_F(HueTest, RefusesALightUntilTheBridgeListsIt) {
     expect_refusal(3, "Error in Hue getLight(): light id is not valid");
     EXPECT_TRUE(logged("Hue->getLight(3) - light id is not valid"));
-    lists(3, "LCT001");
+    add_light(3, "LCT001");
     EXPECT_EQ(hue_.getLight(3).getId(), 3);
     EXPECT_EQ(bridge_->requests().back().uri, "/api/test-user/lights/3");
     EXPECT_EQ(bridge_->requests().size(), 3U);
@@ -74,8 +74,8 @@ TEST_F(HueTest, RefusesALightThatIsNotListedUntilItIs) {
 }
 
 TEST_F(HueTest, CutsTheMessageForAnUnknownModel) {
-    lists(1, "lct001");
-    lists(2, std::string(100, 'x'));
+    add_light(1, "lct001");
+    add_light(2, std::string(100, 'x'));
     expect_refusal(1, "HueLight type lct001 not supported");
     expect_refusal(2, "HueLight type " + std::string(49, 'x'));
 }
@@ -91,8 +91,8 @@ TEST_F(HueTest, EscapesAModelAndANameSoThatTheyForgeNoLogLine) {
     EXPECT_TRUE(never_logged("A\n") && never_logged("C\n") && never_logged("\r"));
 }
 
-TEST_F(HueTest, KnowsWhichLightsExist) {
-    lists(3, "LCT001");
+TEST_F(HueTest, ReportsWhichLightsExist) {
+    add_light(3, "LCT001");
     EXPECT_FALSE(std::as_const(hue_).lightExists(3));
     EXPECT_TRUE(hue_.lightExists(3));
     EXPECT_FALSE(hue_.lightExists(4));
@@ -102,8 +102,8 @@ TEST_F(HueTest, KnowsWhichLightsExist) {
         logged("Answer in Hue::refreshState of http_handler->GETJson(...) is not expected!"));
 }
 
-TEST_F(HueTest, ForgetsALightOnlyWhenTheBridgeConfirmsItsRemoval) {
-    lists(3, "LCT001");
+TEST_F(HueTest, RemovesALightOnlyIfTheBridgeConfirms) {
+    add_light(3, "LCT001");
     hue_.getLight(3);
     for (const char* answer :
          {"[]", "{}", "[null]", R"([{"error": {}}])", R"([{"success": "/lights/4 deleted"}])",
@@ -121,7 +121,7 @@ TEST_F(HueTest, ForgetsALightOnlyWhenTheBridgeConfirmsItsRemoval) {
 
 TEST_F(HueTest, RefreshesAllKnownLightsWithOneRequest) {
     for (int id = 1; id <= 3; ++id) {
-        lists(id, "LCT001");
+        add_light(id, "LCT001");
         hue_.getLight(id);
     }
     bridge_->commands();
@@ -137,8 +137,8 @@ TEST_F(HueTest, RefreshesAllKnownLightsWithOneRequest) {
     EXPECT_THROW(hue_.peekLight(4), std::runtime_error);
 }
 
-TEST_F(HueTest, TellsThatARefreshGotNoLights) {
-    lists(3, "LCT001");
+TEST_F(HueTest, LogsARefreshWithoutLights) {
+    add_light(3, "LCT001");
     hue_.getLight(3);
     bridge_->add_answer("GET", R"([{"error": {"type": 1, "description": "unauthorized user"}}])");
     hue_.refreshLights();
@@ -147,7 +147,7 @@ TEST_F(HueTest, TellsThatARefreshGotNoLights) {
     EXPECT_EQ(std::as_const(hue_).peekLight(3).getBrightness(), 100U);
 }
 
-TEST_F(HueTest, AsksForNothingWithoutAUserName) {
+TEST_F(HueTest, SendsNothingWithoutAUserName) {
     Hue unpaired("10.0.0.1", "", bridge_);
     unpaired.refreshState();
     unpaired.refreshLights();
@@ -156,7 +156,7 @@ TEST_F(HueTest, AsksForNothingWithoutAUserName) {
 
 TEST_F(HueTest, GetsAllLightsInTheOrderOfTheirIds) {
     for (const int id : {10, 2, 1}) {
-        lists(id, "LCT001");
+        add_light(id, "LCT001");
     }
     hue_.getLight(2);
     const auto all = hue_.getAllLights();
@@ -169,7 +169,7 @@ TEST_F(HueTest, GetsAllLightsInTheOrderOfTheirIds) {
     EXPECT_THROW(hue_.getAllLights(), std::out_of_range);
 }
 
-TEST_F(HueTest, NamesThePictureOfAModel) {
+TEST_F(HueTest, ReturnsThePictureOfAModel) {
     const char* const cases[][2] = {
         {"LCT001", "e27_waca"}, {"LLC006", ""}, {"LLC006 ", "iris"}, {"HEL001 ", "entity"}};
     for (const auto& each : cases) {

@@ -1,4 +1,4 @@
-// What stays of a bridge's answers: all that is read, and no more of it, however much it says.
+// What is stored of a bridge's answers: everything that is read later, with a bounded size.
 #include <cstddef>
 
 #include <malloc.h>
@@ -8,7 +8,7 @@
 #include "tests/support/SystemLogTest.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-// Of the sanitizers' run-time library; gcc comes without the header that declares it.
+// From the sanitizers' run-time library; gcc does not install the header that declares it.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
@@ -23,8 +23,8 @@ std::size_t heap_in_use() {
 #endif
 }
 
-// A description with something of everything in bulk, by far most of it of no interest.
-Json::Value talkative(const std::string& model) {
+// A description with very many members, most of which are never read.
+Json::Value huge_description(const std::string& model) {
     Json::Value description = description_with("{}");
     const std::string text(50000, 'x');
     description["modelid"] = model;
@@ -49,7 +49,7 @@ class KeptAnswers : public SystemLogTest {
     Hue hue_{"bridge", ScriptedHttpHandler::kUser, bridge_};
 };
 
-TEST_F(KeptAnswers, DoNotGrowWithWhatABridgeSays) {
+TEST_F(KeptAnswers, DoNotGrowWithTheSizeOfAnAnswer) {
     constexpr int kLights = 6;
     for (int id = 1; id <= kLights; ++id) {
         bridge_->set_light(id, description_with("{}"));
@@ -60,7 +60,7 @@ TEST_F(KeptAnswers, DoNotGrowWithWhatABridgeSays) {
         Json::Value root;
         for (int id = 1; id <= kLights; ++id) {
             const std::string name = std::to_string(id);
-            root["lights"][name] = talkative("LCT001");
+            root["lights"][name] = huge_description("LCT001");
             bridge_->add_answer("GET", root["lights"][name].toStyledString());
             hue_.getLight(id);
         }
@@ -72,14 +72,14 @@ TEST_F(KeptAnswers, DoNotGrowWithWhatABridgeSays) {
         bridge_->add_answer("GET", root.toStyledString());
         hue_.refreshState();
     }
-    bridge_->commands();  // the bridge forgets what it was asked
+    bridge_->commands();  // clears the recorded requests
     log_.clear();
-    // A list of 256 lights with the beginning of each, and what the lights keep.
+    // A list of 256 lights with the beginning of each, and what the lights store.
     EXPECT_LT(heap_in_use(), before + std::size_t{500000});
     EXPECT_TRUE(std::as_const(hue_).lightExists(1));
 }
 
-TEST_F(KeptAnswers, HoldAllThatIsRead) {
+TEST_F(KeptAnswers, HoldEverythingThatIsRead) {
     bridge_->set_light(3, *simulator::parse_json(R"({
         "state": {"on": true, "bri": 1, "hue": 2, "sat": 3, "ct": 4, "xy": [0.5, 0.25, 7],
                   "effect": "colorloop", "colormode": "xy", "reachable": false},
@@ -95,14 +95,15 @@ TEST_F(KeptAnswers, HoldAllThatIsRead) {
               R"("reachable":false,"sat":3,"xy":[0.5,0.25]})");
 }
 
-TEST_F(KeptAnswers, AreLoggedAsTheBridgeGaveThem) {
+TEST_F(KeptAnswers, AreLoggedAsTheBridgeSentThem) {
     const Json::Value brief = description_with("{}");
     bridge_->set_light(1, brief);
-    bridge_->set_light(2, talkative("LCT001"));
+    bridge_->set_light(2, huge_description("LCT001"));
     hue_.getLight(1);
     hue_.getLight(2);
     EXPECT_TRUE(logged("Hue->getLight(1) - state: " + brief.toStyledString()));
-    const std::string line = "Hue->getLight(2) - state: " + talkative("LCT001").toStyledString();
+    const std::string line =
+        "Hue->getLight(2) - state: " + huge_description("LCT001").toStyledString();
     EXPECT_TRUE(logged(line.substr(0, 1023)));
 }
 

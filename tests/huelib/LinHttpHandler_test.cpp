@@ -26,18 +26,18 @@ std::ptrdiff_t open_descriptors() {
     return std::distance(begin(all), end(all));
 }
 
-/// Code and text of the system error that something ends in.
+/// Code and text of the system error that a call throws.
 using Failure = std::pair<int, std::string>;
-Failure failure_of(const std::function<std::string()>& asking) {
+Failure failure_of(const std::function<std::string()>& ask) {
     try {
-        return {0, "answered " + asking()};
+        return {0, "answered " + ask()};
     } catch (const std::system_error& problem) {
         EXPECT_EQ(problem.code().category(), std::generic_category());
         return {problem.code().value(), problem.what()};
     }
 }
 
-/// A TCP peer that reads the request "?" and then does what it is told.
+/// A TCP peer that reads the request "?" and then runs the given handler.
 class Peer {
   public:
     explicit Peer(SocketServer::Handler act)
@@ -47,11 +47,11 @@ class Peer {
           }) {
         server_.listen_tcp("127.0.0.1", 0);
     }
-    std::string asked(const LinHttpHandler::Limits& limits = {}) const {
+    std::string ask(const LinHttpHandler::Limits& limits = {}) const {
         return LinHttpHandler::exchange("?", "127.0.0.1", port(), limits);
     }
     Failure failure(const LinHttpHandler::Limits& limits = {}) const {
-        return failure_of([&] { return asked(limits); });
+        return failure_of([&] { return ask(limits); });
     }
     int port() const { return server_.port(); }
 
@@ -59,14 +59,14 @@ class Peer {
     SocketServer server_;
 };
 
-SocketServer::Handler says(const std::string& text) {
+SocketServer::Handler answer_with(const std::string& text) {
     return [text](Connection& connection) {
         connection.write(text);
         connection.finish();
     };
 }
 
-/// Runs `act` on a thread that signals interrupt all the while.
+/// Runs `act` on a thread that is interrupted by a signal every 5 ms.
 void under_signals(const std::function<void()>& act) {
     struct sigaction interrupt {};
     interrupt.sa_handler = [](int) {};  // without SA_RESTART
@@ -92,21 +92,21 @@ Failure read_failure(int code) {
 
 }  // namespace
 
-TEST(LinHttpHandler, ReturnsTheWholeAnswerHoweverItIsCut) {
+TEST(LinHttpHandler, ReturnsTheWholeAnswerInAnySegments) {
     const std::string text = std::string(300, 'x') + std::string("\0\r\n", 3) + "end";
-    EXPECT_EQ(Peer(says(text)).asked(), text);
-    EXPECT_EQ(Peer([&](Connection& peer) { peer.write_slowly("HTTP/1.0", 5ms); }).asked(),
+    EXPECT_EQ(Peer(answer_with(text)).ask(), text);
+    EXPECT_EQ(Peer([&](Connection& peer) { peer.write_slowly("HTTP/1.0", 5ms); }).ask(),
               "HTTP/1.0");
     LinHttpHandler::Limits tight;
     tight.answerBytes = text.size();
-    EXPECT_EQ(Peer(says(text)).asked(tight), text);
+    EXPECT_EQ(Peer(answer_with(text)).ask(tight), text);
 }
 
-TEST(LinHttpHandler, TakesExactlyThreeBytesForABrokenAnswer) {
+TEST(LinHttpHandler, RefusesAnAnswerOfExactlyThreeBytes) {
     for (const char* text : {"", "ab", "abcd"}) {
-        EXPECT_EQ(Peer(says(text)).asked(), text);
+        EXPECT_EQ(Peer(answer_with(text)).ask(), text);
     }
-    EXPECT_THAT([] { Peer(says("abc")).asked(); },
+    EXPECT_THAT([] { Peer(answer_with("abc")).ask(); },
                 testing::ThrowsMessage<std::runtime_error>(
                     "LinHttpHandler: Failed to store complete response from socket\n"));
 }
@@ -119,38 +119,38 @@ TEST(LinHttpHandler, NamesTheStepAndTheErrorAndLeavesNoDescriptor) {
     EXPECT_EQ(Peer([](Connection& peer) { peer.reset(); }).failure(), read_failure(ECONNRESET));
     EXPECT_EQ(Peer([](Connection& peer) { peer.hold([] { return false; }); }).failure(tight),
               read_failure(EAGAIN));
-    EXPECT_EQ(Peer(says(std::string(1001, 'x'))).failure(tight), read_failure(EMSGSIZE));
-    const int closed_port = Peer(says("")).port();
+    EXPECT_EQ(Peer(answer_with(std::string(1001, 'x'))).failure(tight), read_failure(EMSGSIZE));
+    const int closed_port = Peer(answer_with("")).port();
     EXPECT_EQ(
         failure_of([&] { return LinHttpHandler().send("?", "127.0.0.1", closed_port); }),
         Failure(ECONNREFUSED, "LinHttpHandler: Failed to connect socket: Connection refused"));
     EXPECT_THAT([] { LinHttpHandler().send("?", "no such host", 80); },
                 testing::ThrowsMessage<std::system_error>(
                     testing::StartsWith("LinHttpHandler: gethostbyname: ")));
-    for (const int port : {65536 + closed_port, 0, -1}) {  // none may pass for another port
+    for (const int port : {65536 + closed_port, 0, -1}) {  // must not be truncated to another port
         EXPECT_EQ(failure_of([&] { return LinHttpHandler().send("?", "127.0.0.1", port); }),
                   Failure(EINVAL, "LinHttpHandler: gethostbyname: Invalid argument"));
     }
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST(LinHttpHandler, HasALimitWhateverLimitIsAskedFor) {
+TEST(LinHttpHandler, ClampsEveryLimit) {
     LinHttpHandler::Limits odd;
     odd.blocked = odd.answer = std::chrono::milliseconds::max();  // beyond every deadline
-    EXPECT_EQ(Peer(says("here")).asked(odd), "here");
-    odd.blocked = 0ms;  // to a socket, no limit
+    EXPECT_EQ(Peer(answer_with("here")).ask(odd), "here");
+    odd.blocked = 0ms;  // which a socket takes for no limit
     const Peer silent([](Connection& peer) {
         const auto start = std::chrono::steady_clock::now();
         peer.hold([start] { return std::chrono::steady_clock::now() - start > 5s; });
     });
-    EXPECT_THROW(silent.asked(odd), std::system_error);
+    EXPECT_THROW(silent.ask(odd), std::system_error);
 }
 
-TEST(LinHttpHandler, EndsWithAPeerThatTricklesForEver) {
+TEST(LinHttpHandler, TimesOutWithAPeerThatSendsSlowlyForever) {
     LinHttpHandler::Limits tight;
     tight.blocked = 10s;
     tight.answer = 300ms;
-    for (const std::size_t length : {10, 1000}) {  // and then silence, or still trickling
+    for (const std::size_t length : {10, 1000}) {  // then silence, or still sending
         const Peer peer([length](Connection& connection) {
             connection.write_slowly(std::string(length, 'x'), 10ms);
             connection.hold([] { return false; });
@@ -161,9 +161,9 @@ TEST(LinHttpHandler, EndsWithAPeerThatTricklesForEver) {
     }
 }
 
-TEST(LinHttpHandler, SurvivesAPeerThatClosesUnderALongRequest) {
+TEST(LinHttpHandler, ReportsAPeerThatClosesDuringALongRequest) {
     SocketServer server([](Connection& connection) {
-        ::shutdown(connection.fd(), SHUT_WR);  // only a reset behind an end raises SIGPIPE
+        ::shutdown(connection.fd(), SHUT_WR);  // only a reset after an end raises SIGPIPE
         connection.reset();
     });
     server.listen_tcp("127.0.0.1", 0);
@@ -174,41 +174,43 @@ TEST(LinHttpHandler, SurvivesAPeerThatClosesUnderALongRequest) {
         Failure(EPIPE, "LinHttpHandler: Failed to write message to socket: Broken pipe"));
 }
 
-TEST(LinHttpHandler, SignalsDoNotBreakAnExchange) {
+TEST(LinHttpHandler, SignalsDoNotInterruptAnExchange) {
     const Peer peer([](Connection& connection) {
         std::this_thread::sleep_for(200ms);
         connection.write("answer");
     });
-    under_signals([&] { EXPECT_EQ(peer.asked(), "answer"); });
+    under_signals([&] { EXPECT_EQ(peer.ask(), "answer"); });
 }
 
-TEST(LinHttpHandler, AnInterruptedConnectGoesOnAndKeepsItsLimit) {
+TEST(LinHttpHandler, AnInterruptedConnectContinuesAndKeepsItsLimit) {
     int port = 0;
     const FileDescriptor server(make_internet_socket_randomport(&port, 0));
-    const FileDescriptor first(make_internettcpclient_socket("127.0.0.1", port));  // takes all room
-    const auto asks = [&](LinHttpHandler::Limits limits, std::chrono::milliseconds connecting) {
+    const FileDescriptor first(
+        make_internettcpclient_socket("127.0.0.1", port));  // fills the queue
+    const auto exchange = [&](LinHttpHandler::Limits limits, std::chrono::milliseconds connecting) {
         limits.blocked = connecting;
         return failure_of([&] { return LinHttpHandler::exchange("?", "127.0.0.1", port, limits); });
     };
     const auto start = std::chrono::steady_clock::now();
     under_signals([&] {
-        EXPECT_EQ(asks({}, 300ms), Failure(EINPROGRESS,
-                                           "LinHttpHandler: Failed to connect socket: Operation "
-                                           "now in progress"));
+        EXPECT_EQ(exchange({}, 300ms),
+                  Failure(EINPROGRESS,
+                          "LinHttpHandler: Failed to connect socket: Operation "
+                          "now in progress"));
     });
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
 
     const auto served = std::async(std::launch::async, [&] {
-        std::this_thread::sleep_for(200ms);  // the system knocks again after a second
+        std::this_thread::sleep_for(200ms);  // the system tries again after a second
         const FileDescriptor waiting(::accept4(server.get(), nullptr, nullptr, SOCK_CLOEXEC));
         const FileDescriptor late(::accept4(server.get(), nullptr, nullptr, SOCK_CLOEXEC));
         EXPECT_EQ(::send(late.get(), "here", 4, MSG_NOSIGNAL), 4);
         ::shutdown(late.get(), SHUT_WR);
     });
-    under_signals([&] { EXPECT_EQ(asks({}, 10s), Failure(0, "answered here")); });
+    under_signals([&] { EXPECT_EQ(exchange({}, 10s), Failure(0, "answered here")); });
 }
 
-TEST(LinHttpHandler, SearchesForTheWholeTimeoutAndCutsTheAnswersAtEmptyLines) {
+TEST(LinHttpHandler, SearchesForTheWholeTimeoutAndSplitsAnswersAtEmptyLines) {
     const std::string end = "\r\n\r\n";
     const FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};

@@ -1,4 +1,4 @@
-// Pairing in real time: one attempt a second, for 35 seconds when nobody presses the link button.
+// Pairing in real time: one attempt a second, for 35 seconds if the link button is not pressed.
 #include <system_error>
 
 #include <gtest/gtest.h>
@@ -18,8 +18,8 @@ const std::string kAskText = "Please press the link Button! You've got 35 secs!\
 const std::string kNotPressedText = "Link button not pressed!\n";
 
 struct Pairing {
-    /// Pairs; the new user name.
-    std::string result() {
+    /// Pairs and returns the new user name.
+    std::string pair() {
         start = steady_clock::now();
         testing::internal::CaptureStdout();
         std::string name = bridge.requestUsername("10.0.0.2");
@@ -35,11 +35,11 @@ struct Pairing {
 
 }  // namespace
 
-TEST(Pairing, TakesTheNameOfTheFirstAttemptAfterTheButtonIsPressed) {
+TEST(Pairing, ReturnsTheNameOfTheFirstAttemptAfterTheButtonIsPressed) {
     Pairing pairing;
     pairing.handler->add_answer("POST", kNotPressed);
     pairing.handler->add_answer("POST", kPressed);
-    EXPECT_EQ(pairing.result(), "fresh-user");
+    EXPECT_EQ(pairing.pair(), "fresh-user");
     EXPECT_EQ(pairing.printed, kAskText + kNotPressedText + "Success! Link button was pressed!\n" +
                                    "Username is \"fresh-user\"\n");
 
@@ -70,7 +70,7 @@ TEST(Pairing, ReportsToTheCallerInsteadOfStandardOutput) {
                             "Username is \"fresh-user\"\n");
 }
 
-TEST(Pairing, GoesOnAfterAnswersThatAreNone) {
+TEST(Pairing, ContinuesAfterInvalidAnswers) {
     Pairing pairing;
     const std::string odd[] = {"null",
                                "{}",
@@ -82,23 +82,23 @@ TEST(Pairing, GoesOnAfterAnswersThatAreNone) {
         pairing.handler->add_answer("POST", answer);
     }
     pairing.handler->add_answer("POST", kPressed);
-    EXPECT_EQ(pairing.result(), "fresh-user");
+    EXPECT_EQ(pairing.pair(), "fresh-user");
     EXPECT_EQ(pairing.handler->requests().size(), std::size(odd) + 1);
-    EXPECT_EQ(pairing.printed.find(kNotPressedText), kAskText.size());  // for the error alone
+    EXPECT_EQ(pairing.printed.find(kNotPressedText), kAskText.size());  // only for the error
     EXPECT_EQ(pairing.printed.find("Success"), kAskText.size() + kNotPressedText.size());
 }
 
-TEST(Pairing, EndsWithTheBridgeThatVanishes) {
+TEST(Pairing, EndsWhenTheConnectionFails) {
     Pairing pairing;
     pairing.handler->add_answer("POST", kNotPressed);
     pairing.handler->add_failure("POST",
-                                 std::system_error(ECONNRESET, std::generic_category(), "gone"));
-    EXPECT_THROW(pairing.result(), std::system_error);
+                                 std::system_error(ECONNRESET, std::generic_category(), "reset"));
+    EXPECT_THROW(pairing.pair(), std::system_error);
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(pairing.bridge.getUsername(), "");
 }
 
-TEST(Pairing, AsksOnceASecondFor35SecondsAndThenGivesUp) {
+TEST(Pairing, AsksOnceASecondAndStopsAfter35Seconds) {
     Pairing pairing;
     for (int i = 0; i < 50; ++i) {
         pairing.handler->add_answer("POST", kNotPressed);
@@ -120,7 +120,7 @@ TEST(Pairing, AsksOnceASecondFor35SecondsAndThenGivesUp) {
     const auto asked = pairing.handler->requests();
     EXPECT_LE(asked.size(), 34U);
     EXPECT_GE(asked.size(), 30U);
-    // From the start: on a busy machine the fake sees an attempt late, and the next one in time.
+    // Measured from the start: on a busy machine the fake can see one attempt late.
     for (std::size_t i = 0; i < asked.size(); ++i) {
         EXPECT_GT(asked[i].started - start, seconds(i + 1));
     }

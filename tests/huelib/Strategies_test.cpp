@@ -1,4 +1,4 @@
-// What the strategies send for a wish, and which answers they take for a success.
+// What the strategies send for a command, and which answers they accept as a confirmation.
 #include <cmath>
 
 #include "huelib/HueLight.h"
@@ -20,14 +20,14 @@ constexpr const char* kNothing = "";
 constexpr const char* kOff = R"({"on": false})";
 
 // The light is on, at bri 100, hue 1000, sat 200, ct 300, xy [0.5, 0.25], effect none, mode hs.
-struct Wish {
+struct Case {
     const char* changes;  // made to that state
     Act act;
     const char* sent;
     bool is_simple = false;
 };
 
-const Wish kWishes[] = {
+const Case kCases[] = {
     {kOff, bri(0, 4), kNothing},
     {"{}", bri(0, 4), R"({"on":false})"},
     {"{}", bri(0, 7), R"({"on":false,"transitiontime":7})"},
@@ -74,7 +74,7 @@ const Wish kWishes[] = {
     {"{}", rgb(0, 0, 0, 10), R"({"on":false})"},
 };
 
-// What the bridge answers, {S} being a success's key; and whether that confirms the wish.
+// What the bridge answers, and whether that confirms the command; {S"bri" is short for a success.
 struct Answer {
     Act act;
     const char* text;
@@ -128,20 +128,20 @@ std::string spelled_out(std::string text) {
 }  // namespace
 
 TEST(Strategies, SendOnlyWhatChangesSomething) {
-    for_each_at_once(kWishes, [](const Wish& wish) {
-        TestLight test(wish.changes);
-        if (wish.is_simple) {
-            test.simple();
+    for_each_in_parallel(kCases, [](const Case& one) {
+        TestLight test(one.changes);
+        if (one.is_simple) {
+            test.use_simple_strategies();
         }
-        EXPECT_TRUE(wish.act(test.light)) << wish.changes << " -> " << wish.sent;
-        const std::vector<std::string> expected(wish.sent == std::string(kNothing) ? 0 : 1,
-                                                kPut + wish.sent);
-        EXPECT_EQ(test.bridge->commands(), expected) << wish.changes;
+        EXPECT_TRUE(one.act(test.light)) << one.changes << " -> " << one.sent;
+        const std::vector<std::string> expected(one.sent == std::string(kNothing) ? 0 : 1,
+                                                kPut + one.sent);
+        EXPECT_EQ(test.bridge->commands(), expected) << one.changes;
     });
 }
 
 TEST(Strategies, AcceptOnlyAnswersThatConfirmEveryMemberInOrder) {
-    for_each_at_once(kAnswers, [](const Answer& answer) {
+    for_each_in_parallel(kAnswers, [](const Answer& answer) {
         TestLight test(kOff);
         test.bridge->add_answer("PUT", spelled_out(answer.text));
         EXPECT_EQ(answer.act(test.light), answer.confirms) << answer.text;

@@ -1,4 +1,5 @@
-/// A light with every capability on a bridge of its own, for the tests of lights and strategies.
+/// A light with every capability on its own scripted bridge, for the tests of lights and
+/// strategies.
 #pragma once
 
 #include <functional>
@@ -16,7 +17,7 @@
 #include "huelib/SimpleBrightnessStrategy.h"
 #include "tests/support/ScriptedHttpHandler.h"
 
-/// What the bridge delivers for a light, with `changes` (JSON) made to its state.
+/// The bridge's description of a light, with `changes` (JSON) made to its state.
 inline Json::Value description_with(const std::string& changes) {
     Json::Value description = *simulator::parse_json(R"({
         "state": {"on": true, "bri": 100, "hue": 1000, "sat": 200, "ct": 300, "xy": [0.5, 0.25],
@@ -42,7 +43,8 @@ struct TestLight {
 
     HueCommandAPI sender() const { return {"bridge", ScriptedHttpHandler::kUser, bridge}; }
 
-    void simple() {
+    /// Replaces the extended strategies by the simple ones.
+    void use_simple_strategies() {
         light.setColorTemperatureStrategy(std::make_shared<SimpleColorTemperatureStrategy>());
         light.setColorHueStrategy(std::make_shared<SimpleColorHueStrategy>());
     }
@@ -60,9 +62,9 @@ auto act(bool (HueLight::*method)(Parameters...)) {
     };
 }
 
-/// Runs every case on a thread of its own: each waits most of its time for its paced sender.
+/// Runs every case on its own thread: each waits most of its time for its paced sender.
 template <typename Cases, typename Check>
-void for_each_at_once(const Cases& cases, const Check& check) {
+void for_each_in_parallel(const Cases& cases, const Check& check) {
     std::vector<std::future<void>> running;
     for (const auto& one : cases) {
         running.push_back(std::async(std::launch::async, [&check, &one] { check(one); }));
