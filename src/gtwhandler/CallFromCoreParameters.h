@@ -17,10 +17,13 @@ class CallFromCoreParameters final {
     /// A copy that outlives this one; the caller deletes it.
     CallFromCoreParameters* clone() const;
 
-    long objectId;       ///< ID of an object of the installation, within 32 bits
-    std::string action;  ///< parameter 1 of the request: "RUN", "QUIT" and so on
-    std::string p2;      ///< parameter 2: the payload of a "RUN"
-    std::string p3;      ///< parameters 3 to 5; each is empty if the request had none
+    /// ID of an object of the installation, within 32 bits.
+    long objectId;
+    /// Parameters 1 to 5 of the request, each empty if it had none. 1 is "RUN", "QUIT" and so on,
+    /// 2 the payload of a "RUN".
+    std::string action;
+    std::string p2;
+    std::string p3;
     std::string p4;
     std::string p5;
 };

@@ -102,7 +102,8 @@ class GtwHandler final {
     int getLocalPortWithCore() const { return local_port_; }
     /// Always 5; the loop itself does not limit a callback.
     int getGatewayCallbacksTimeout() const { return kGatewayCallbacksTimeout; }
-    EventKind getLastEventKind() const { return last_event_kind_; }  ///< select_timeout at first
+    /// Of the last step; select_timeout before the first.
+    EventKind getLastEventKind() const { return last_event_kind_; }
     /// The version of this class, not of the daemon.
     const char* getVersion() const { return "0.0.9"; }
 
@@ -110,7 +111,7 @@ class GtwHandler final {
     using Clock = PendingRequest::Clock;
     static constexpr int kGatewayCallbacksTimeout = 5;
 
-    /// One select, and the result of run() for what it found.
+    // One select, and the result of run() for what it found.
     struct Step {
         fd_set ready;
         int result;  // the number of ready descriptors, until a failure or a callback replaces it

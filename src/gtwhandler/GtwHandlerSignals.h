@@ -8,13 +8,15 @@
 
 namespace gtwhandlernamespace {
 
-/// One signal, its handler, and its names in the texts of failures.
+/// How one signal is handled.
 struct SignalAction {
+    /// The arguments of sigaction.
     int number;
     void (*handler)(int);
-    int flags;                ///< for sigaction
-    const char* name;         ///< "SIGSEGV"
-    const char* action_name;  ///< "segv_action"
+    int flags;
+    /// Its names in the texts of failures: "SIGSEGV" and "segv_action".
+    const char* name;
+    const char* action_name;
 };
 
 /// In the order in which they are installed.

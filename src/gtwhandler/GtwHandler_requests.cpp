@@ -155,7 +155,7 @@ bool GtwHandler::acceptRequest(Step& step) {
     return true;
 }
 
-// Without a free descriptor the oldest request gives up its own.
+// Without a free descriptor the oldest request is dropped for its own.
 FileDescriptor GtwHandler::acceptConnection() {
     while (true) {
         FileDescriptor connection(

@@ -16,6 +16,7 @@ namespace gtwhandlernamespace {
 
 class PendingRequest final {
   public:
+    /// Measures the deadlines; the wall clock may jump.
     using Clock = std::chrono::steady_clock;
 
     /// The longest body that may be announced; six values of 511 bytes and their labels fit.
@@ -26,17 +27,21 @@ class PendingRequest final {
         arriving,
         complete,        ///< the announced bytes are there; body() is still to be checked
         receive_failed,  ///< problem() is the reason
-        bad_length,      ///< problem() is the text in place of the announced length
+        bad_length,      ///< problem() is the text in the place of the announced length
     };
 
     /// `deadline` is kept for the caller; nothing here looks at it.
     PendingRequest(FileDescriptor connection, Clock::time_point deadline)
         : connection_(std::move(connection)), deadline_(deadline) {}
 
-    int fd() const { return connection_.get(); }              ///< for select; not the caller's
-    Clock::time_point deadline() const { return deadline_; }  ///< when the request times out
-    bool has_received() const { return !received_.empty(); }  ///< whether any byte has arrived
-    const std::string& problem() const { return problem_; }   ///< empty without a failure
+    /// For select; stays owned here.
+    int fd() const { return connection_.get(); }
+    /// When the request times out.
+    Clock::time_point deadline() const { return deadline_; }
+    /// Whether any byte has arrived.
+    bool has_received() const { return !received_.empty(); }
+    /// Explains a failed Progress; empty without one.
+    const std::string& problem() const { return problem_; }
 
     /// Receives what has arrived, without waiting.
     Progress advance();

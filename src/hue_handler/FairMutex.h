@@ -13,7 +13,7 @@ namespace hue_handler {
 
 class FairMutex final {
   public:
-    /// Waits without a limit, behind all earlier callers.
+    /// Waits for all earlier callers, without a limit.
     void lock() {
         std::unique_lock<std::mutex> guard(mutex_);
         const std::uint32_t ticket = next_ticket_++;

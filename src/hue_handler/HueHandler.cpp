@@ -11,7 +11,6 @@
 #include "huelib/LinHttpHandler.h"
 #include "libcbase/DBManagerutil.h"
 #include "libcbase/log.h"
-#include "libcbase/utility.h"
 #include "libtavdb/db_request.h"
 
 namespace hue_handler {
@@ -120,11 +119,10 @@ int HueHandler::didReceiveCallFromCore(GtwHandler*, CallFromCoreParameters* para
         return 0;
     }
     std::string problem;
-    std::int32_t object_id = 0;
-    const std::string object_text = std::to_string(parameters->objectId);
     std::optional<std::int32_t> value;
-    if (parse_int32(object_text.c_str(), 10, &object_id) != PARSE_NUMBER_OK) {
-        problem = "out of range '" + object_text + "'";
+    const auto object_id = static_cast<std::int32_t>(parameters->objectId);
+    if (object_id != parameters->objectId) {
+        problem = "out of range '" + std::to_string(parameters->objectId) + "'";
     } else {
         value = number_of_payload(payload, problem);
     }

@@ -63,7 +63,7 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
 
     /// True from init() until the state monitor is stopped; any thread may ask.
     bool is_monitoring() const { return monitoring_.get(); }
-    /// Tells the state monitor to end; does not wait for it.
+    /// Requests the end of the state monitor; does not wait for it.
     void stop_monitor_lights_state();
 
     /// Queues a "RUN"; any other call is dropped and logged, "NO-PAYLOAD" dropped silently. Always
@@ -73,7 +73,7 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
         callfromcoreparametersnamespace::CallFromCoreParameters* parameters) override;
     /// Does nothing: this gateway has no descriptor. Always 0.
     int didReceiveCustomGatewayData(gtwhandlernamespace::GtwHandler* handler, int fd) override;
-    /// Tells the threads to end; does not wait for them. Always 0.
+    /// Requests the end of both threads; does not wait for them. Always 0.
     int willTerminate(gtwhandlernamespace::GtwHandler* handler,
                       callfromcoreparametersnamespace::CallFromCoreParameters* parameters) override;
 

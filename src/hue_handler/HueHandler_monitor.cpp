@@ -127,7 +127,7 @@ void HueHandler::poll() {
 
 // Visits each light once. A slow or silent core ends the pass: the table is locked meanwhile, and a
 // command must not wait for one report after the other. What was not reported keeps its old stored
-// value, so the next pass finds it again; it begins behind the last light of this one, so that a
+// value, so the next pass finds it again; it begins after the last light of this one, so that a
 // light that changes all the time does not starve the others.
 void HueHandler::report_lights() {
     std::map<int, HueLightState>& lights = light_table_.entries();

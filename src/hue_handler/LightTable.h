@@ -38,10 +38,10 @@ class LightTable final {
         {"hsv", &HueLightState::hsv_object},
     }};
 
-    /// A light and the role in which it has an object.
+    /// Where an object is used.
     struct Use {
-        int light_id;
-        const LightRole* role;
+        int light_id;           ///< of the bridge
+        const LightRole* role;  ///< an element of kRoles
     };
 
     /// The statement that selects the rows of a bridge object's lights. Nothing if it is longer
@@ -54,7 +54,8 @@ class LightTable final {
     std::string add_row(const Row& row);
 
     /// Each light and role that has this object, in the order of the light IDs and of kRoles. None
-    /// for an ID below 1, which means "no object".
+    /// for an ID below 1, which means "no object". This is for a look at the installation; a
+    /// command tests the roles in an order of its own, and only those that the light can do.
     std::vector<Use> uses_of(int object_id) const;
 
     /// The entries by light ID of the bridge. Their keys change in add_row() only.

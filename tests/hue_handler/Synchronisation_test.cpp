@@ -1,4 +1,4 @@
-// FairMutex and WaitableFlag: what the threads of the handler wait on.
+// FairMutex and WaitableFlag: the threads of the handler wait for these.
 #include <atomic>
 #include <chrono>
 #include <mutex>
@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 using hue_handler::FairMutex;
 using hue_handler::WaitableFlag;
 
-TEST(FairMutex, AWaiterComesBeforeTheHolderWhoWantsItBack) {
+TEST(FairMutex, AWaiterGetsItBeforeItsPreviousHolder) {
     FairMutex mutex;
     std::atomic<bool> waiter_had_it{false};
     mutex.lock();
@@ -40,7 +40,7 @@ TEST(FairMutex, TryLockFailsWhileHeldAndWorksAfter) {
     mutex.unlock();
 }
 
-TEST(WaitableFlag, ASleeperWakesAtOnce) {
+TEST(WaitableFlag, AChangeEndsTheSleepAtOnce) {
     WaitableFlag flag;
     const auto start = std::chrono::steady_clock::now();
     std::thread setter([&flag] { flag.set(true); });
