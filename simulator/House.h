@@ -49,12 +49,12 @@ class House final {
     ~House();
 
     /// Starts the daemon for the installation's bridge and passes its port to the core. Returns the
-    /// start status, or nothing if there is none within kStartLimit.
+    /// start status, or nothing if none arrives within kStartLimit.
     std::optional<DaemonProcess::StartStatus> start();
     /// True once the daemon has read every light and polled the bridge, which takes less than
     /// kReadyLimit.
     bool is_ready() const { return has_daemon() && polls() > polls_before_; }
-    /// Stops the daemon; returns nothing if there is none.
+    /// Stops the daemon; returns nothing if none was started.
     std::optional<DaemonProcess::Ending> stop();
 
     /// Runs the tool until it ends, for at most kToolLimit or until `is_over`. Its lines go to the

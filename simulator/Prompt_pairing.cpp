@@ -17,7 +17,7 @@ double soon() {
     return std::uniform_real_distribution<double>(kSoonestSeconds, kLatestSeconds)(source);
 }
 
-// The line with the parameters, which begins with the address; empty if there is none.
+// The line with the parameters, which begins with the address; empty if there is no such line.
 std::string parameters_in(const std::string& printed) {
     std::istringstream text(printed);
     for (std::string line; std::getline(text, line);) {

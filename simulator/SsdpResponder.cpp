@@ -42,7 +42,7 @@ FileDescriptor join_group() {
     return fd;
 }
 
-// The value of a header line; empty when there is none.
+// The value of a header line; empty if it is missing.
 std::string header_value(const std::string& message, const std::string& name) {
     const std::string label = "\r\n" + name + ": ";
     const std::size_t at = message.find(label);

@@ -40,7 +40,7 @@ class Pairing : public HouseTest {
     }
 };
 
-// The line of `text` that begins with `beginning`; empty if there is none.
+// The line of `text` that begins with `beginning`; empty if there is no such line.
 std::string line_with(const std::string& text, const std::string& beginning) {
     const std::size_t at = ("\n" + text).find("\n" + beginning);
     return at == std::string::npos ? "" : text.substr(at, text.find('\n', at) - at);
