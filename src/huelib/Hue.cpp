@@ -24,10 +24,6 @@ unsigned char keyOf(int id) {
     return static_cast<unsigned char>(id);
 }
 
-Json::Value emptyObject() {
-    return Json::Value(Json::objectValue);
-}
-
 LightClass classOfSupportedModel(const std::string& modelId) {
     const std::optional<LightClass> found = LightCatalogue::classOfModel(modelId);
     if (!found) {
@@ -96,7 +92,7 @@ void Hue::refreshState() {
     if (username.empty()) {
         return;
     }
-    const Json::Value answer = commands.GETRequest("", emptyObject());
+    const Json::Value answer = commands.GETRequest("");
     if (answer.isObject() && answer.isMember("lights")) {
         state = LightList(answer["lights"]);
     } else {
@@ -169,7 +165,7 @@ bool Hue::lightExists(int id) const {
 
 bool Hue::removeLight(int id) {
     const std::string path = "/lights/" + std::to_string(id);
-    const Json::Value answer = commands.DELETERequest(path, emptyObject());
+    const Json::Value answer = commands.DELETERequest(path);
     const Json::Value& success = JsonAccess::member(JsonAccess::element(answer, 0), "success");
     if (success != Json::Value(path + " deleted")) {
         return false;
@@ -182,7 +178,7 @@ void Hue::refreshLights() {
     if (username.empty()) {
         return;
     }
-    const Json::Value answer = commands.GETRequest("/lights", emptyObject());
+    const Json::Value answer = commands.GETRequest("/lights");
     if (!answer.isObject()) {
         // A bridge that no longer knows the user answers so to every poll. Without this line
         // nothing would explain why no change is reported.

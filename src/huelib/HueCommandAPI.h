@@ -42,8 +42,10 @@ class HueCommandAPI {
     /// connect, 15 s for a request that fits into the socket's buffer, 30 s for the answer),
     /// without the lookup of a host name.
     Json::Value PUTRequest(const std::string& path, const Json::Value& request) const;
-    Json::Value GETRequest(const std::string& path, const Json::Value& request) const;
-    Json::Value DELETERequest(const std::string& path, const Json::Value& request) const;
+    Json::Value GETRequest(const std::string& path,
+                           const Json::Value& request = Json::Value(Json::objectValue)) const;
+    Json::Value DELETERequest(const std::string& path,
+                              const Json::Value& request = Json::Value(Json::objectValue)) const;
 
   private:
     using Method = Json::Value (IHttpHandler::*)(std::string uri, const Json::Value& body,

@@ -280,7 +280,7 @@ Json::Value HueLight::emptyStateRequest(std::uint8_t transition) {
 }
 
 void HueLight::refreshState() {
-    if (!takeDescription(commands.GETRequest(path(), Json::Value(Json::objectValue)))) {
+    if (!takeDescription(commands.GETRequest(path()))) {
         error("Answer in HueLight::refreshState of http_handler->GETJson(...) is not expected!");
     }
 }

@@ -30,6 +30,15 @@ Json::CharReaderBuilder builderOfReaders() {
     return builder;
 }
 
+template <typename T>
+std::optional<T> converted(const Json::Value& value, Json::ValueType type,
+                           T (Json::Value::*as)() const) {
+    if (value.isNull() || !value.isConvertibleTo(type)) {
+        return std::nullopt;
+    }
+    return (value.*as)();
+}
+
 }  // namespace
 
 bool parse(const std::string& text, Json::Value& result) {
@@ -57,32 +66,20 @@ const Json::Value& element(const Json::Value& value, Json::ArrayIndex index) {
 }
 
 std::optional<bool> toBool(const Json::Value& value) {
-    if (value.isNull() || !value.isConvertibleTo(Json::booleanValue)) {
-        return std::nullopt;
-    }
-    return value.asBool();
+    return converted(value, Json::booleanValue, &Json::Value::asBool);
 }
 
 std::optional<unsigned int> toUnsigned(const Json::Value& value) {
-    if (value.isNull() || !value.isConvertibleTo(Json::uintValue)) {
-        return std::nullopt;
-    }
-    return value.asUInt();
+    return converted(value, Json::uintValue, &Json::Value::asUInt);
 }
 
 std::optional<double> toDouble(const Json::Value& value) {
-    if (value.isNull() || !value.isConvertibleTo(Json::realValue)) {
-        return std::nullopt;
-    }
-    const double number = value.asDouble();
-    return std::isnan(number) ? std::nullopt : std::make_optional(number);
+    const auto number = converted(value, Json::realValue, &Json::Value::asDouble);
+    return number && std::isnan(*number) ? std::nullopt : number;
 }
 
 std::optional<std::string> toString(const Json::Value& value) {
-    if (value.isNull() || !value.isConvertibleTo(Json::stringValue)) {
-        return std::nullopt;
-    }
-    return value.asString();
+    return converted(value, Json::stringValue, &Json::Value::asString);
 }
 
 bool asBool(const Json::Value& value) {
