@@ -20,8 +20,7 @@ constexpr const char* kUserVariable = "HUE_USERNAME";
 
 constexpr const char* kExitCodes =
     "Exit codes: 0 success; 1 the bridge refused, or nothing was found; 2 wrong usage; 3 the "
-    "bridge "
-    "cannot be\nreached. See huectl(1).";
+    "bridge\nwas not reached. See huectl(1).";
 
 constexpr const char* kUserNote =
     "USER may be omitted if the environment variable HUE_USERNAME holds it; it then stays out of "
@@ -153,9 +152,12 @@ class Parser final {
                      "Print one JSON document on standard output instead of text");
         for (const auto& [name, member] : kOperands) {
             if (command.has(name)) {
-                app.add_option(name, arguments_.*member)
-                    ->required(member == &Arguments::address)
-                    ->check(CLI::Validator(refuse_empty, ""));
+                CLI::Option& operand = *app.add_option(name, arguments_.*member);
+                if (member == &Arguments::address) {
+                    operand.required();
+                } else {
+                    operand.check(CLI::Validator(refuse_empty, ""));
+                }
             }
         }
         app.callback([this, &command] { choose(command); });
