@@ -15,6 +15,14 @@ int digit_value(char c) {
     return at == std::string_view::npos ? 16 : static_cast<int>(at < 16 ? at : at - 6);
 }
 
+// Unlinks and releases the element behind `link`.
+void remove_at(linkedlist& list, linkedlistelement** link) {
+    linkedlistelement* element = *link;
+    *link = element->next;
+    --list.count;
+    linkedlist_deinitelement(&element);
+}
+
 }  // namespace
 
 int parse_int32(const char* text, int base, std::int32_t* out) {
@@ -63,6 +71,25 @@ int linkedlist_add(linkedlist** list, void* data, void (*release)(void*)) {
     (*list)->first = element;
     ++(*list)->count;
     return 0;
+}
+
+int remove_matching(linkedlist& list, const std::function<bool(void*)>& matches) {
+    if (list.first == nullptr) {
+        return 0;
+    }
+    const int count_before = list.count;
+    linkedlistelement** link = &list.first->next;
+    while (*link != nullptr) {
+        if (matches((*link)->data)) {
+            remove_at(list, link);
+        } else {
+            link = &(*link)->next;
+        }
+    }
+    if (matches(list.first->data)) {
+        remove_at(list, &list.first);
+    }
+    return count_before - list.count;
 }
 
 int linkedlist_delete(linkedlist** list, int (*match)(void*)) {

@@ -1,6 +1,8 @@
 /// The inside of the linked list, for the source files of utility.h only.
 #pragma once
 
+#include <functional>
+
 #include "libcbase/utility.h"
 
 /// Owned by its list.
@@ -18,32 +20,6 @@ struct linkedlist {
     linkedlistelement* first;
 };
 
-/// Unlinks and releases the element behind `link`.
-inline void remove_at(linkedlist& list, linkedlistelement** link) {
-    linkedlistelement* element = *link;
-    *link = element->next;
-    --list.count;
-    linkedlist_deinitelement(&element);
-}
-
 /// Removes the elements for whose data `matches` returns true: those behind the head first, the
 /// head last. Returns how many.
-template <typename Matches>
-int remove_matching(linkedlist& list, Matches matches) {
-    if (list.first == nullptr) {
-        return 0;
-    }
-    const int count_before = list.count;
-    linkedlistelement** link = &list.first->next;
-    while (*link != nullptr) {
-        if (matches((*link)->data)) {
-            remove_at(list, link);
-        } else {
-            link = &(*link)->next;
-        }
-    }
-    if (matches(list.first->data)) {
-        remove_at(list, &list.first);
-    }
-    return count_before - list.count;
-}
+int remove_matching(linkedlist& list, const std::function<bool(void*)>& matches);
