@@ -181,7 +181,8 @@ void House::store_parameters(const std::string& text) {
     }
     database_.rows("UPDATE vexad_object SET optionalp = '" + quoted +
                    "' WHERE id = " + std::to_string(runner_));
-    journal_.add(EventKind::house, "optional parameters of the bridge in the database: " + text);
+    journal_.add(EventKind::house, "optional parameters of the bridge in the database: " +
+                                       (text.empty() ? "none" : text));
 }
 
 std::vector<House::RoleObject> House::objects() {
