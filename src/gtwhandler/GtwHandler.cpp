@@ -149,14 +149,14 @@ bool GtwHandler::serveInput(Step& step) {
 
 bool GtwHandler::serveGateway(Step& step) {
     bool is_served = false;
-    for (std::size_t i = 0; i < gateway_count_; ++i) {
-        const int fd = gateways_[i]->getFd();
+    for (const GtwListElement& element : gateways_) {
+        const int fd = element.getFd();
         if (fd <= 0 || !FD_ISSET(fd, &step.ready)) {
             continue;
         }
         last_event_kind_ = EventKind::gateway_data;
         is_served = true;
-        if (GtwBaseClass* const gateway = gateways_[i]->getHandler()) {
+        if (GtwBaseClass* const gateway = element.getHandler()) {
             step.result = gateway->didReceiveCustomGatewayData(this, fd);
             break;
         }
@@ -165,11 +165,10 @@ bool GtwHandler::serveGateway(Step& step) {
 }
 
 int GtwHandler::addGateway(int fd, GtwBaseClass* gateway) {
-    if (gateway_count_ == kMaxGateways || fd >= FD_SETSIZE) {
+    if (gateways_.size() == kMaxGateways || fd >= FD_SETSIZE) {
         return GATEWAY_LIST_FULL;
     }
-    gateways_[gateway_count_] = std::make_unique<GtwListElement>(fd, gateway);
-    ++gateway_count_;
+    gateways_.emplace_back(fd, gateway);
     if (fd > 0) {
         watch(fd);
     }
@@ -181,31 +180,23 @@ int GtwHandler::addGateway(GtwBaseClass* gateway) {
 }
 
 int GtwHandler::removeGateway(int fd) {
-    for (std::size_t i = 0; i < gateway_count_; ++i) {
-        if (gateways_[i]->getFd() == fd) {
-            return removeGatewayAtIndex(static_cast<int>(i));
-        }
-    }
-    return GATEWAY_LIST_NOT_FOUND;
+    const auto found = std::find_if(gateways_.begin(), gateways_.end(),
+                                    [fd](const auto& element) { return element.getFd() == fd; });
+    return removeGatewayAtIndex(static_cast<int>(found - gateways_.begin()));
 }
 
 int GtwHandler::removeGateway(GtwBaseClass* gateway) {
-    for (std::size_t i = 0; i < gateway_count_; ++i) {
-        if (gateways_[i]->getHandler() == gateway) {
-            return removeGatewayAtIndex(static_cast<int>(i));
-        }
-    }
-    return GATEWAY_LIST_NOT_FOUND;
+    const auto found =
+        std::find_if(gateways_.begin(), gateways_.end(),
+                     [gateway](const auto& element) { return element.getHandler() == gateway; });
+    return removeGatewayAtIndex(static_cast<int>(found - gateways_.begin()));
 }
 
 int GtwHandler::removeGatewayAtIndex(int index) {
-    if (index < 1 || static_cast<std::size_t>(index) >= gateway_count_) {
+    if (index < 1 || static_cast<std::size_t>(index) >= gateways_.size()) {
         return GATEWAY_LIST_NOT_FOUND;
     }
-    std::move(gateways_.begin() + index + 1, gateways_.begin() + gateway_count_,
-              gateways_.begin() + index);
-    --gateway_count_;
-    gateways_[gateway_count_].reset();
+    gateways_.erase(gateways_.begin() + index);
     refreshMaxFd();
     return GATEWAY_LIST_OK;
 }
@@ -216,9 +207,9 @@ void GtwHandler::refreshMaxFd() {
     if (listener_) {
         watch(listener_.get());
     }
-    for (std::size_t i = 0; i < gateway_count_; ++i) {
-        if (gateways_[i]->getFd() > 0) {
-            watch(gateways_[i]->getFd());
+    for (const GtwListElement& element : gateways_) {
+        if (element.getFd() > 0) {
+            watch(element.getFd());
         }
     }
 }

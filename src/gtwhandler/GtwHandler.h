@@ -5,10 +5,8 @@
 /// the loop. The loop waits in select only: a slow peer delays no other.
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -149,8 +147,7 @@ class GtwHandler final {
     FileDescriptor listener_;
     std::chrono::microseconds select_timeout_ = std::chrono::seconds(10);
     int local_port_;
-    std::array<std::unique_ptr<gtwlistelementnamespace::GtwListElement>, kMaxGateways> gateways_;
-    std::size_t gateway_count_ = 0;
+    std::vector<gtwlistelementnamespace::GtwListElement> gateways_;  // at most kMaxGateways
     EventKind last_event_kind_ = EventKind::select_timeout;
     std::vector<PendingRequest> pending_;  // the oldest first
     Clock::time_point accept_pause_end_{};

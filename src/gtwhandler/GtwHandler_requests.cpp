@@ -261,8 +261,9 @@ void GtwHandler::runOnElement(PendingRequest& request, fsmcore_format::Request& 
 
 void GtwHandler::callGateways(CallFromCoreParameters& parameters, Step& step) {
     const bool is_quit = parameters.action == kQuit;
-    for (std::size_t i = 0; i < gateway_count_; ++i) {
-        if (GtwBaseClass* const gateway = gateways_[i]->getHandler()) {
+    // By index: a callback may add or remove gateways.
+    for (std::size_t i = 0; i < gateways_.size(); ++i) {
+        if (GtwBaseClass* const gateway = gateways_[i].getHandler()) {
             step.result = is_quit ? gateway->willTerminate(this, &parameters)
                                   : gateway->didReceiveCallFromCore(this, &parameters);
         }

@@ -19,6 +19,8 @@ namespace {
 using callfromcoreparametersnamespace::CallFromCoreParameters;
 using gtwhandlernamespace::GtwHandler;
 
+constexpr std::size_t kQueryBytes = 512;
+
 // Blocks the process's signals in the threads that are created during its lifetime: signals go to
 // the main thread, so that none interrupts a request to the bridge.
 class SignalsBlocked final {
@@ -66,13 +68,13 @@ HueHandler::~HueHandler() {
 
 int HueHandler::init() {
     info("HueHandler->init - composing query\n");
-    const std::optional<std::string> query = LightTable::query(runner_id_);
-    if (!query) {
+    const std::string query = LightTable::query(runner_id_);
+    if (query.size() >= kQueryBytes) {
         return kInitQueryTooLong;
     }
 
     info("HueHandler->init - executing query\n");
-    const libtavdb::db_request request(DBMANAGER_PORT, query->c_str());
+    const libtavdb::db_request request(DBMANAGER_PORT, query.c_str());
     const std::string problem = request.get_last_error();
     if (!problem.empty()) {
         error("ERR %d: %s", kInitDatabaseError, problem.c_str());

@@ -26,6 +26,16 @@ std::string object_line(const char* role, int object_id) {
     return std::string("!! ") + role + std::to_string(object_id) + " !!";
 }
 
+// Stores a value that differs and has an object to report it to; false for any other.
+template <typename Value>
+bool renew(Value& stored, Value now, int object_id) {
+    if (now == stored || object_id < 1) {
+        return false;
+    }
+    stored = now;
+    return true;
+}
+
 void store(HueLightState& stored, const RGB& color) {
     stored.red = color.r;
     stored.green = color.g;
@@ -173,30 +183,21 @@ bool HueHandler::refresh_lights() {
 // The light is const, so only the getters that send no request can be called: a poll is one
 // request, however many lights there are.
 bool HueHandler::report_changes(const HueLight& light, HueLightState& stored) const {
-    const bool is_on = light.isOn();
-    if (is_on != stored.on && stored.on_off_object > 0) {
-        stored.on = is_on;
-        if (!report(stored.on_off_object, is_on ? "1" : "0", "")) {
-            return false;
-        }
+    if (renew(stored.on, light.isOn(), stored.on_off_object) &&
+        !report(stored.on_off_object, stored.on ? "1" : "0", "")) {
+        return false;
     }
-    const std::uint32_t brightness = light.getBrightness();
-    if (brightness != stored.brightness && stored.value_object > 0) {
-        stored.brightness = brightness;
-        if (!report(stored.value_object, std::to_string(percent_of_brightness(brightness)),
-                    object_line("BRIGHTNESS id ", stored.value_object))) {
-            return false;
-        }
+    if (renew(stored.brightness, light.getBrightness(), stored.value_object) &&
+        !report(stored.value_object, std::to_string(percent_of_brightness(stored.brightness)),
+                object_line("BRIGHTNESS id ", stored.value_object))) {
+        return false;
     }
-    if (light.hasTemperatureControl() && stored.temperature_object > 0) {
-        const std::uint32_t mired = light.getColorTemperature();
-        if (mired != stored.color_temperature) {
-            stored.color_temperature = mired;
-            if (!report(stored.temperature_object, std::to_string(percent_of_mired(mired)),
-                        object_line("TEMPERATURE id ", stored.temperature_object))) {
-                return false;
-            }
-        }
+    if (light.hasTemperatureControl() &&
+        renew(stored.color_temperature, light.getColorTemperature(), stored.temperature_object) &&
+        !report(stored.temperature_object,
+                std::to_string(percent_of_mired(stored.color_temperature)),
+                object_line("TEMPERATURE id ", stored.temperature_object))) {
+        return false;
     }
     return !light.hasColorControl() || (report_rgb(light, stored) && report_hsv(light, stored));
 }

@@ -1,26 +1,21 @@
 #include "hue_handler/LightTable.h"
 
-#include <cstddef>
-#include <cstdio>
-
 #include "libcbase/log.h"
 #include "libcbase/utility.h"
 
 namespace hue_handler {
 namespace {
 
-constexpr std::size_t kQueryBytes = 512;
-
 // Every light object under the bridge object, with each of its child objects and its role. Preset
 // relations belong to scenes and drive no light.
-constexpr const char* kLightsQuery =
+constexpr const char* kQueryStart =
     "SELECT vexad_object.msp, vexad_object_relation.childobj_id, vexad_object_relation.optional "
     "FROM vexad_object INNER JOIN vexad_object_relation "
     "ON vexad_object.id = vexad_object_relation.parentobj_id "
     "WHERE vexad_object.id IN (SELECT vexad_object_relation.childobj_id "
     "FROM vexad_object INNER JOIN vexad_object_relation "
-    "ON vexad_object.id = vexad_object_relation.parentobj_id WHERE vexad_object.id = %d) "
-    "AND vexad_object_relation.optional NOT LIKE '%%preset%%'";
+    "ON vexad_object.id = vexad_object_relation.parentobj_id WHERE vexad_object.id = ";
+constexpr const char* kQueryEnd = ") AND vexad_object_relation.optional NOT LIKE '%preset%'";
 
 std::string column(const LightTable::Row& row, const char* name) {
     const auto found = row.find(name);
@@ -42,14 +37,8 @@ const LightRole* role_in(const std::string& optional) {
 
 }  // namespace
 
-std::optional<std::string> LightTable::query(std::uint32_t bridge_object) {
-    char text[kQueryBytes];
-    const int length =
-        std::snprintf(text, sizeof(text), kLightsQuery, static_cast<int>(bridge_object));
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof(text)) {
-        return std::nullopt;
-    }
-    return text;
+std::string LightTable::query(std::uint32_t bridge_object) {
+    return kQueryStart + std::to_string(static_cast<std::int32_t>(bridge_object)) + kQueryEnd;
 }
 
 std::string LightTable::add_row(const Row& row) {

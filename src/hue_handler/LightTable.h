@@ -8,7 +8,6 @@
 #include <array>
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,9 +43,8 @@ class LightTable final {
         const LightRole* role;  ///< an element of kRoles
     };
 
-    /// The statement that selects the rows of a bridge object's lights. Nothing if it is longer
-    /// than 511 bytes.
-    static std::optional<std::string> query(std::uint32_t bridge_object);
+    /// The statement that selects the rows of a bridge object's lights.
+    static std::string query(std::uint32_t bridge_object);
 
     /// Adds a row: its light gets an entry, and its object the role that the row names, if any; the
     /// last object of a role counts. Returns an empty text, or, for a row whose light or object is

@@ -82,7 +82,7 @@ TEST_F(LightTableTest, ABadRowChangesNothingAndItsTextForgesNoLogLine) {
 }
 
 TEST_F(LightTableTest, TheQueryNamesTheBridgeObjectAndLeavesOutPresets) {
-    const std::string query = LightTable::query(4000000).value();
+    const std::string query = LightTable::query(4000000);
     EXPECT_NE(query.find("WHERE vexad_object.id = 4000000) AND"), std::string::npos);
     EXPECT_NE(query.find("NOT LIKE '%preset%'"), std::string::npos);
 }
