@@ -33,7 +33,7 @@ class Hue {
     Hue(const std::string& bridgeIp, const std::string& user,
         std::shared_ptr<const IHttpHandler> handler);
 
-    /// As given to the constructor, or to requestUsername or setIP since.
+    /// As given to the constructor; requestUsername changes both, setIP the address.
     std::string getBridgeIP() const { return ip; }
     std::string getUsername() const { return username; }
     /// Changes only what getBridgeIP returns. Requests still go to the address of the constructor:

@@ -1,10 +1,10 @@
 /// One light of a bridge: its number, its last description (as far as it is used), and the
 /// strategies that control it.
 ///
-/// Copies share the strategies and the pacing of the sender. There is no lock: whoever guards the
-/// bridge object guards its lights. A getter that is const reads the cached description and sends
-/// nothing; the overload that is not const refreshes the description first (one request). Which of
-/// the two is called depends on whether the light is const, so read the cache through a const
+/// Copies share the strategies and the pacing of the sender. There is no lock: the caller
+/// guards a light together with its bridge object. A const getter reads the cached description and
+/// sends nothing; an overload that is not const refreshes the description first (one request). The
+/// compiler chooses between them by the constness of the light: read the cache through a const
 /// reference. No operation throws for a bad answer of the bridge: a set operation returns false, a
 /// getter the default of its type. Exceptions of the transport propagate.
 /// The destructor is not virtual: do not delete a derived object through a pointer to HueLight.
@@ -82,13 +82,14 @@ class HueLight {
     /// confirm; switching off is not checked.
     virtual bool setBrightness(unsigned int bri, std::uint8_t transition = kDefaultTransition);
     /// As the bridge reports it, normally 0..254, not clamped. For a light that is off: the
-    /// brightness at which it will switch on.
+    /// brightness at which it will switch on. The second form refreshes first.
     virtual unsigned int getBrightness() const;
     virtual unsigned int getBrightness();
     /// `mired` 153..500, clamped. False if the bridge did not confirm.
     virtual bool setColorTemperature(unsigned int mired,
                                      std::uint8_t transition = kDefaultTransition);
-    /// In mired, as the bridge reports it, not clamped; 0 if it reports no temperature.
+    /// In mired, as the bridge reports it, not clamped; 0 if it reports no temperature. The second
+    /// form refreshes first.
     virtual unsigned int getColorTemperature() const;
     virtual unsigned int getColorTemperature();
     /// `hue` 0..65535, the whole colour circle; `sat` 0..254, a larger value counts as 254. False
@@ -97,13 +98,14 @@ class HueLight {
     virtual bool setColorSaturation(std::uint8_t sat, std::uint8_t transition = kDefaultTransition);
     virtual bool setColorHueSaturation(std::uint16_t hue, std::uint8_t sat,
                                        std::uint8_t transition = kDefaultTransition);
-    /// As the bridge reports them, cut to their low 16 and 8 bits.
+    /// As the bridge reports them, cut to their low 16 and 8 bits. The second form refreshes first.
     virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation() const;
     virtual std::pair<std::uint16_t, std::uint8_t> getColorHueSaturation();
     /// Coordinates 0..1, sent unchanged; the brightness of `xy` is not sent. False if the bridge
     /// did not confirm.
     virtual bool setColorXY(XYColor xy, std::uint8_t transition = kDefaultTransition);
-    /// As the bridge reports them, with the brightness. A coordinate may be outside 0..1.
+    /// As the bridge reports them, with the brightness. A coordinate may be outside 0..1. The
+    /// second form refreshes first.
     virtual XYColor getColorXY() const;
     virtual XYColor getColorXY();
     /// By hue and saturation (ColorConversion::hsvOfRGB); black, grey and white switch the light
