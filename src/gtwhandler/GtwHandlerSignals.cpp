@@ -5,7 +5,7 @@
 
 #include <unistd.h>
 
-#include "libcbase/Cstylecode.h"
+#include "libcbase/log.h"
 
 namespace gtwhandlernamespace {
 namespace {

@@ -28,7 +28,7 @@ PendingRequest::Progress PendingRequest::advance() {
             received_.append(chunk, static_cast<std::size_t>(count));
             progress = check();
         } else if (count == 0) {
-            progress = fail(Progress::receive_failed, "connection closed by the peer");
+            progress = fail(Progress::receive_failed, kClosedByPeer);
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
             return Progress::arriving;
         } else if (errno != EINTR) {

@@ -8,7 +8,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -33,12 +32,14 @@ int make_internet_socket(int port, int backlog);
 /// The same on a port that the system chooses, stored in `*port` (1..65535).
 int make_internet_socket_randomport(int* port, int backlog);
 
-/// Waits until `fd` is ready for `events` (of poll). Once `deadline` has passed it is false with
-/// ETIMEDOUT, even if the descriptor is ready by then: a peer that sends byte by byte must not
-/// extend the deadline.
+/// Waits until `fd` is ready for `events` (of poll), or has an error or a hang-up, which the next
+/// call on it reports. False with errno: ETIMEDOUT once `deadline` has passed, even if the
+/// descriptor is ready by then (a peer that sends byte by byte must not extend the deadline).
 bool wait_until_ready(int fd, short events, std::chrono::steady_clock::time_point deadline);
 /// Bytes that one receive takes.
 constexpr std::size_t kReceiveChunkBytes = 1024;
+/// The reason that is logged for a peer that has closed; errno has none.
+constexpr const char* kClosedByPeer = "connection closed by the peer";
 /// Sends the whole of `text`. False with errno, ETIMEDOUT at the deadline.
 bool send_until(int fd, std::string_view text, std::chrono::steady_clock::time_point deadline);
 /// Appends one receive of at most kReceiveChunkBytes to `text`. The number of bytes, 0 when the

@@ -17,7 +17,6 @@ namespace {
 using namespace dbmanager_format;
 
 constexpr const char* kServiceAddress = "127.0.0.1";
-constexpr const char* kClosedByPeer = "connection closed by the peer";
 
 constexpr const char* kFunctions[] = {"DDL-SQL", "DML-SQL"};
 constexpr const char* kTypes[] = {"CREATE-TRIGGER", "DROP-TRIGGER", "INSERT", "UPDATE",
@@ -133,7 +132,9 @@ class Exchange final {
     // Appends one chunk to `text`. A peer that has closed is a failure.
     bool receive_chunk(std::string& text) {
         const ssize_t received = receive_until(fd_.get(), text, deadline_);
-        reason_ = received == 0 ? kClosedByPeer : strerror(errno);
+        if (received <= 0) {
+            reason_ = received == 0 ? kClosedByPeer : strerror(errno);
+        }
         return received > 0;
     }
 

@@ -35,7 +35,7 @@ int queryresultsfree(queryresults* record);
 
 /// An answer as it was received.
 struct dbmanager_answer {
-    std::string first_line;  ///< without its newline; never empty
+    std::string first_line;  ///< without its newline; empty before an answer
     std::string status;      ///< "FSMC-NNN"; "FSMC-008" when there is none
     std::string body;        ///< from "Response: " on
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include <strings.h>
 
@@ -44,7 +45,7 @@ std::optional<std::string_view> behind(std::string_view text, std::string_view t
     return text.substr(at + tag.size());
 }
 
-// The rest of a line that begins with the status tag, when its newline is there.
+// What follows the first status tag in its line; nothing without the line's newline.
 std::optional<std::string_view> status_line(std::string_view text) {
     const std::optional<std::string_view> rest = behind(text, kStatusTag);
     if (!rest || rest->find('\n') == std::string_view::npos) {

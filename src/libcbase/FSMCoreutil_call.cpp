@@ -24,7 +24,6 @@ constexpr std::chrono::microseconds kConnectPause{500};
 constexpr std::int32_t kDefaultWaitSeconds = 5;
 constexpr std::int32_t kMaxWaitSeconds = 3600;
 constexpr std::int32_t kMaxAnswerBytes = 262144;
-constexpr const char* kClosedByPeer = "connection closed by the peer";
 
 // The log text for an answer that cannot be read.
 struct FaultText {
@@ -175,7 +174,7 @@ class CoreCall final {
             error(
                 "FSMCoreutil->%s length of request after 'LengthResponseIs: ' response statement "
                 "is not a valid number '%s', continuing for the next request",
-                name(), line.c_str() + tag_bytes);
+                name(), escape_control_characters(line.substr(tag_bytes)).c_str());
             return std::nullopt;
         }
         return static_cast<std::size_t>(*length);

@@ -1,7 +1,6 @@
 #include "libcbase/FSMCoreutil_format.h"
 
 #include <algorithm>
-#include <utility>
 
 #include <strings.h>
 
@@ -58,8 +57,8 @@ bool same_letters(std::string_view a, std::string_view b, Letters letters) {
 }
 
 // The text after `tag`, which begins `line`.
-std::optional<std::string_view> behind(std::string_view tag, std::string_view line,
-                                       Letters letters) {
+std::optional<std::string_view> without_prefix(std::string_view tag, std::string_view line,
+                                               Letters letters) {
     if (!same_letters(line.substr(0, tag.size()), tag, letters)) {
         return std::nullopt;
     }
@@ -69,13 +68,13 @@ std::optional<std::string_view> behind(std::string_view tag, std::string_view li
 // The text after the label "ParamNNN" + `end`. The digits are not compared with an index.
 std::optional<std::string_view> behind_label(std::string_view end, std::string_view line,
                                              Letters letters) {
-    const std::optional<std::string_view> rest = behind(kLabelStart, line, letters);
+    const std::optional<std::string_view> rest = without_prefix(kLabelStart, line, letters);
     if (!rest || rest->size() < kLabelDigits ||
         !std::all_of(rest->begin(), rest->begin() + kLabelDigits,
                      [](char c) { return c >= '0' && c <= '9'; })) {
         return std::nullopt;
     }
-    return behind(end, rest->substr(kLabelDigits), letters);
+    return without_prefix(end, rest->substr(kLabelDigits), letters);
 }
 
 // A number within min..max that ends with its text.
@@ -104,7 +103,7 @@ class MessageReader final {
 
     // Takes a line that begins with `tag`; `out` receives the text after it.
     bool tagged(std::string_view tag, Fault fault, std::string_view& out) {
-        return take(line_ ? behind(tag, *line_, letters_) : std::nullopt, fault, out);
+        return take(line_ ? without_prefix(tag, *line_, letters_) : std::nullopt, fault, out);
     }
 
     // A count or a length.
@@ -257,7 +256,8 @@ ParseResult parse_response(std::string_view body, Response& out) {
     if (!reader.tagged(kStatusTag, Fault::first_tag, text)) {
         return reader.result();
     }
-    const std::optional<std::string_view> digits = behind(kStatusPrefix, text, Letters::exact);
+    const std::optional<std::string_view> digits =
+        without_prefix(kStatusPrefix, text, Letters::exact);
     if (!digits) {
         reader.fail(Fault::status_format, text);
         return reader.result();
@@ -273,7 +273,7 @@ ParseResult parse_response(std::string_view body, Response& out) {
 
 std::optional<std::int32_t> parse_length_line(std::string_view line, std::string_view tag,
                                               Letters letters) {
-    const std::optional<std::string_view> digits = behind(tag, line, letters);
+    const std::optional<std::string_view> digits = without_prefix(tag, line, letters);
     return digits ? parse_number(*digits, 0, INT32_MAX) : std::nullopt;
 }
 

@@ -5,11 +5,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include <paths.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <sys/un.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include "libcbase/FileDescriptor.h"
 
@@ -37,7 +39,7 @@ void prepare_signal_log() {
                                      program_invocation_short_name, getpid());
     signal_header_length = length > 0 ? static_cast<std::size_t>(length) : 0;
     signal_address.sun_family = AF_UNIX;
-    std::strcpy(signal_address.sun_path, "/dev/log");
+    std::strcpy(signal_address.sun_path, _PATH_LOG);
     signal_socket.store(fd.release());
 }
 

@@ -73,7 +73,7 @@ int linkedlist_add(linkedlist** list, void* data, void (*release)(void*)) {
     return 0;
 }
 
-int remove_matching(linkedlist& list, const std::function<bool(void*)>& matches) {
+int linkedlist_remove_matching(linkedlist& list, const std::function<bool(void*)>& matches) {
     if (list.first == nullptr) {
         return 0;
     }
@@ -96,7 +96,7 @@ int linkedlist_delete(linkedlist** list, int (*match)(void*)) {
     if (list == nullptr || *list == nullptr) {
         return -1;
     }
-    return remove_matching(**list, [match](void* data) { return match(data) != 0; });
+    return linkedlist_remove_matching(**list, [match](void* data) { return match(data) != 0; });
 }
 
 void* linkedlist_search_firstorlast(linkedlist** list, int (*match)(void*), int first) {

@@ -29,7 +29,8 @@ struct linkedlist;
 
 /// A new empty list, which the caller releases with linkedlist_deinit; null when memory is out.
 linkedlist* linkedlist_init();
-/// Inserts at the head. 0, or -1 for a null list (logged; the data then stays the caller's).
+/// Inserts at the head. 0, or -1 for a null list or when memory is out (logged; the data
+/// then stays the caller's).
 int linkedlist_add(linkedlist** list, void* data, void (*release)(void*));
 /// Removes every element for which `match` is not 0; returns how many, -1 for a null list.
 int linkedlist_delete(linkedlist** list, int (*match)(void*));
@@ -94,7 +95,7 @@ optionalpvariable* optionalp_variables_searchbyname(linkedlist* list, const char
 /// null argument. Here and below, a text may belong to a record of the list.
 int optionalp_variables_deletebynameprefix(linkedlist* list, const char* prefix);
 /// Replaces the record of that name (case-insensitive) in its place, or adds one at the head. 0, or
-/// -1 for a null argument, an empty name or a value not of the type.
+/// -1 for a null argument, an empty name, a value not of the type, or when memory is out.
 int optionalp_variables_insertorreplace(linkedlist* list, const char* name, const char* value,
                                         optionalpvariabletypes type);
 /// @}

@@ -15,11 +15,10 @@ struct linkedlistelement {
 
 /// Owns its elements, from the head.
 struct linkedlist {
-    /// Elements from the head, and how many.
     int count;
-    linkedlistelement* first;
+    linkedlistelement* first;  ///< the head; null when empty
 };
 
 /// Removes the elements for whose data `matches` returns true: those behind the head first, the
 /// head last. Returns how many.
-int remove_matching(linkedlist& list, const std::function<bool(void*)>& matches);
+int linkedlist_remove_matching(linkedlist& list, const std::function<bool(void*)>& matches);

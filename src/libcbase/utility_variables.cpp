@@ -184,7 +184,7 @@ linkedlist* parse_optionalp_variables(const char* text) {
         Variable variable = parse_variable(rest.substr(0, bar));
         if (variable != nullptr && !add_variable(list, variable)) {
             error("utility->parse_optionalp_variables error adding element '%s' to linked list",
-                  variable->name);
+                  escape_control_characters(variable->name).c_str());
         }
         rest.remove_prefix(bar == std::string_view::npos ? rest.size() : bar + 1);
     }
@@ -231,7 +231,7 @@ int optionalp_variables_deletebynameprefix(linkedlist* list, const char* prefix)
         return -1;
     }
     // A copy: the prefix may be the name of a record that is removed here.
-    return remove_matching(*list, [copy = std::string(prefix)](const void* data) {
+    return linkedlist_remove_matching(*list, [copy = std::string(prefix)](const void* data) {
         return strncasecmp(name_of(data), copy.c_str(), copy.size()) == 0;
     });
 }
@@ -252,7 +252,7 @@ int optionalp_variables_insertorreplace(linkedlist* list, const char* name, cons
     std::swap(*present, *variable);
     // A text may have given the name more than once; from here on it is unique. (`name` may belong
     // to one of the records that are removed.)
-    remove_matching(*list, [present](const void* data) {
+    linkedlist_remove_matching(*list, [present](const void* data) {
         return data != present && strcasecmp(name_of(data), name_of(present)) == 0;
     });
     return 0;

@@ -6,8 +6,8 @@
 
 #include <strings.h>
 
-#include "libcbase/Cstylecode.h"
 #include "libcbase/FSMCoreutil.h"
+#include "libcbase/log.h"
 #include "libcbase/memory.h"
 
 namespace libtavcore {
@@ -17,7 +17,7 @@ constexpr const char* kRunOnElement = "SERVICE_RUNONELEMENT";
 constexpr const char* kWaittimeSeconds = "5";
 constexpr const char* kNoValue = "NO-VALUE";
 constexpr std::size_t kErrorBytes = 1024;
-// A value of this size is logged, and cut where the core's own buffer ends.
+// A value of this size or more is logged; it is cut where the core's own buffer ends.
 constexpr int kValueLimitBytes = 511;
 constexpr std::size_t kValueCutBytes = 512;
 

@@ -19,8 +19,8 @@ enum core_request_result {
 
 class core_request final {
   public:
-    /// `socket` must be FSMCORE_SOCKET, case-insensitive. With another socket or a null function
-    /// every run() fails, and the last error keeps the reason.
+    /// `socket` must be FSMCORE_SOCKET (FSMCoreutil.h), case-insensitive. With another socket or a
+    /// null function every run() fails, and the last error keeps the reason.
     core_request(const char* socket, const char* function);
 
     /// Appends a copy of `value` as the next parameter. A null `value` counts and is sent empty.

@@ -1,6 +1,7 @@
 #include "libtavdb/db_request.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <strings.h>
 

@@ -25,7 +25,8 @@ class db_request {
     /// UPDATE or SELECT statement.
     db_request(int port, const char* query);
 
-    /// Why the request failed; empty after a success. Valid as long as this object.
+    /// Why the request failed; empty after a success. Valid until the next
+    /// validate_query().
     const char* get_last_error() const { return last_error_.c_str(); }
     /// Rows that arrived.
     int get_rows_num() const { return static_cast<int>(rows.size()); }
