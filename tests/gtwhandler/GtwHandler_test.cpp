@@ -125,9 +125,11 @@ TEST(GtwHandlerEndpoint, IsAPathAPortOrAPortThatTheSystemChooses) {
 
 // A private constructor that takes two arguments would make these ambiguous.
 TEST(GtwHandlerEndpoint, IsChosenByLiteralZeros) {
+    // NOLINTBEGIN(modernize-use-nullptr)
     EXPECT_EQ(GtwHandler(0, 0).getLocalPortWithCore(), 0);
     EXPECT_EQ(GtwHandler(0, nullptr).getLocalPortWithCore(), 0);
     EXPECT_EQ(GtwHandler(0, 0, 0).getLocalPortWithCore(), 0);
+    // NOLINTEND(modernize-use-nullptr)
     EXPECT_EQ(GtwHandler(nullptr, 0, nullptr).getLocalPortWithCore(), -1);
 }
 
