@@ -80,9 +80,7 @@ void BridgeSession::carry_out(const std::string& what, const std::function<bool(
 
 Json::Value BridgeSession::read(const std::string& path) {
     Json::Value answer;
-    talk_to(address_, [&] {
-        answer = bridge_.getCommandAPI().GETRequest(path, Json::Value(Json::objectValue));
-    });
+    talk_to(address_, [&] { answer = bridge_.getCommandAPI().GETRequest(path); });
     expect_no_refusal(path);
     return answer;
 }

@@ -1,5 +1,7 @@
 #include "hue_handler/LightTable.h"
 
+#include <algorithm>
+
 #include "libcbase/log.h"
 #include "libcbase/utility.h"
 
@@ -24,15 +26,10 @@ std::string column(const LightTable::Row& row, const char* name) {
 
 // Without quotes a name also matches a longer word ("r" matches "red"), so the order of the roles
 // matters.
-const LightRole* role_in(const std::string& optional) {
+bool has_marker(const std::string& optional, const std::string& name) {
     const std::string marker = "tag_complex_element=";
-    for (const LightRole& role : LightTable::kRoles) {
-        if (optional.find(marker + "'" + role.name + "'") != std::string::npos ||
-            optional.find(marker + role.name) != std::string::npos) {
-            return &role;
-        }
-    }
-    return nullptr;
+    return optional.find(marker + "'" + name + "'") != std::string::npos ||
+           optional.find(marker + name) != std::string::npos;
 }
 
 }  // namespace
@@ -52,7 +49,11 @@ std::string LightTable::add_row(const Row& row) {
                "', CHILDOBJ_ID='" + escape_control_characters(child) + "'";
     }
     HueLightState& entry = entries_[light_id];
-    if (const LightRole* const role = role_in(column(row, "OPTIONAL"))) {
+    const std::string optional = column(row, "OPTIONAL");
+    const auto* const role = std::find_if(
+        kRoles.begin(), kRoles.end(),
+        [&optional](const LightRole& known) { return has_marker(optional, known.name); });
+    if (role != kRoles.end()) {
         entry.*role->object = object_id;
     }
     return {};

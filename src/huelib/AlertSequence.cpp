@@ -14,8 +14,7 @@ namespace {
 constexpr std::chrono::milliseconds kBeforeBlinking{120};
 constexpr std::chrono::milliseconds kBlinking{1600};
 
-bool restoreColor(HueLight& light, const CachedLightState& before) {
-    const std::string mode = before.colorMode();
+bool restoreColor(HueLight& light, const CachedLightState& before, const std::string& mode) {
     if (mode == "hs") {
         return light.setColorHueSaturation(static_cast<std::uint16_t>(before.hue()),
                                            static_cast<std::uint8_t>(before.saturation()),
@@ -48,7 +47,7 @@ bool runAlert(HueLight& light, std::initializer_list<std::string_view> acceptedM
     }
     std::this_thread::sleep_for(kBlinking);
 
-    const bool restored = restoreColor(light, before);
+    const bool restored = restoreColor(light, before, mode);
     if (before.isOn()) {
         return restored;
     }

@@ -14,7 +14,7 @@ class CachedLightState final {
     /// `description`: HueLight::getState, or a copy of it.
     explicit CachedLightState(const Json::Value& description);
     /// A temporary would not outlive the view.
-    explicit CachedLightState(Json::Value&& description) = delete;
+    explicit CachedLightState(const Json::Value&& description) = delete;
 
     bool isOn() const;                 ///< "on"
     unsigned int brightness() const;   ///< "bri", 0..254

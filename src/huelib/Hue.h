@@ -33,11 +33,12 @@ class Hue {
     Hue(const std::string& bridgeIp, const std::string& user,
         std::shared_ptr<const IHttpHandler> handler);
 
-    /// As given to the constructor; requestUsername changes both, setIP the address.
+    /// As given to the constructor, or after a pairing: the address given to requestUsername and
+    /// the name that the bridge gave. setIP changes the address.
     std::string getBridgeIP() const { return ip; }
     std::string getUsername() const { return username; }
-    /// Changes only what getBridgeIP returns. Requests still go to the address of the constructor:
-    /// create a new Hue for a bridge whose address has changed.
+    /// Changes only what getBridgeIP returns. Requests still go to the address of the
+    /// constructor or of the pairing: create a new Hue for a bridge whose address has changed.
     void setIP(const std::string& bridgeIp) { ip = bridgeIp; }
 
     /// The sender of this bridge's requests, replaced by requestUsername. A copy shares its pacing.
@@ -45,14 +46,16 @@ class Hue {
 
     /// How long requestUsername waits for the link button.
     static constexpr std::chrono::seconds kPairingPeriod{35};
-    /// Receives what requestUsername reports: one line a call, without its line feed.
+    /// Receives what requestUsername reports: one line a call, without its line feed. The last line
+    /// holds the user name as the bridge sent it: escape it for a terminal or a log.
     using PairingReport = std::function<void(const std::string& line)>;
     /// Registers a user on the bridge at `bridgeIp`, whose link button must be pressed meanwhile:
     /// sends a request each second for kPairingPeriod and calls `report` with the progress, on the
     /// same thread. Uses a full CPU core. Returns the new user name; this object then sends as that
     /// user to that address. Returns an empty text, and changes nothing, if the bridge gave no name
     /// in time. Lights returned earlier keep their user and pacing. The requests bypass the pacing.
-    /// Exceptions of the transport and of `report`, which must not be empty, end the pairing.
+    /// Exceptions of the transport and of `report`, which must not be empty, end the pairing; after
+    /// a success getUsername then has the name.
     std::string requestUsername(const std::string& bridgeIp, const PairingReport& report);
     /// The same with the lines on standard output.
     std::string requestUsername(const std::string& bridgeIp);

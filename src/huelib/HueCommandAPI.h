@@ -41,6 +41,8 @@ class HueCommandAPI {
     /// one or two attempts of the transport: one of LinHttpHandler takes at most a minute (15 s to
     /// connect, 15 s for a request that fits into the socket's buffer, 30 s for the answer),
     /// without the lookup of a host name.
+    ///
+    /// The default body of GET and DELETE is an empty object, which is sent as "{}".
     Json::Value PUTRequest(const std::string& path, const Json::Value& request) const;
     Json::Value GETRequest(const std::string& path,
                            const Json::Value& request = Json::Value(Json::objectValue)) const;

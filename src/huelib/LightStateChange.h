@@ -14,7 +14,7 @@ class HueLight;
 class LightStateChange final {
   public:
     /// Refreshes `changed` (one request), which must outlive this object and not be refreshed
-    /// elsewhere meanwhile. Adds "on" for a light that is off.
+    /// or updated elsewhere meanwhile. Adds "on" for a light that is off.
     LightStateChange(HueLight& changed, std::uint8_t transition);
 
     /// The refreshed state, to compare with.

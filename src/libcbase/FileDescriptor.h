@@ -5,6 +5,10 @@
 
 #include <unistd.h>
 
+// For the linker only, as in log.h: the installed huelib holds it, and a program may have a class
+// of this name.
+inline namespace cbase_log {
+
 class FileDescriptor final {
   public:
     /// Takes `fd`; -1 holds no descriptor.
@@ -45,3 +49,5 @@ class FileDescriptor final {
   private:
     int fd_;
 };
+
+}  // namespace cbase_log

@@ -15,7 +15,7 @@ struct linkedlistelement {
 
 /// Owns its elements, from the head.
 struct linkedlist {
-    int count;
+    int count;                 ///< of the elements
     linkedlistelement* first;  ///< the head; null when empty
 };
 
