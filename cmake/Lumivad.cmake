@@ -17,6 +17,9 @@ else()
     target_compile_options(lumivad_options INTERFACE
         -fstack-protector-strong $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>)
     target_link_options(lumivad_options INTERFACE -Wl,-z,relro,-z,now)
+    # A function that a program does not call is left out of it: memory is short on the board.
+    target_compile_options(lumivad_options INTERFACE -ffunction-sections -fdata-sections)
+    target_link_options(lumivad_options INTERFACE -Wl,--gc-sections)
 endif()
 if(LUMIVAD_COVERAGE)
     # Atomic counters: several threads count the same lines.
