@@ -1,4 +1,5 @@
 // huectl: finds, pairs with and tests Hue bridges.
+#include <csignal>
 #include <exception>
 #include <string>
 
@@ -75,5 +76,7 @@ void open_standard_streams() {
 
 int main(int argc, char** argv) {
     open_standard_streams();
+    // A reader that has gone is a failed write, which print() reports.
+    std::signal(SIGPIPE, SIG_IGN);
     return static_cast<int>(run(argc, argv));
 }

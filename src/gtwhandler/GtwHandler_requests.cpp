@@ -21,7 +21,6 @@ using gtwbasenamespace::GtwBaseClass;
 
 namespace {
 
-constexpr const char* kRunOnElement = "SERVICE_RUNONELEMENT";
 constexpr const char* kQuit = "QUIT";
 constexpr int kStatusDone = 0;
 constexpr int kStatusUnsupportedFunction = 8;
@@ -221,7 +220,7 @@ void GtwHandler::handleRequest(PendingRequest request, Step& step) {
         step.result = kFailed;
         return;
     }
-    if (is_same_name(message.function, kRunOnElement)) {
+    if (is_same_name(message.function, FSMCORE_RUN_ON_ELEMENT)) {
         runOnElement(request, message, step);
         return;
     }

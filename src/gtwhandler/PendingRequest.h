@@ -27,7 +27,7 @@ class PendingRequest final {
         arriving,
         complete,        ///< the announced bytes are there; body() is still to be checked
         receive_failed,  ///< problem() is the reason
-        bad_length,      ///< problem() is the text in the place of the announced length
+        bad_length,      ///< problem() is the length as it came, or a line without its tag
     };
 
     /// `deadline` is kept for the caller; nothing here looks at it.

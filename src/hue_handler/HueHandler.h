@@ -27,6 +27,8 @@
 
 namespace hue_handler {
 
+struct LightChange;  // in HueHandler_monitor.cpp
+
 class HueHandler final : public gtwbasenamespace::GtwBaseClass {
   public:
     /// The waits of the handler. The defaults suit a real bridge and core; tests shorten them.
@@ -44,8 +46,8 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     HueHandler(unsigned int id, std::string ip_address, std::string username,
                std::shared_ptr<const IHttpHandler> http_handler, const Timings& timings);
 
-    /// Stops and joins the threads: waits for the current request, read of a light or report. Not
-    /// copyable.
+    /// Stops and joins the threads: waits for the current request, read of a light or of all
+    /// lights, or report. Not copyable.
     ~HueHandler();
     HueHandler(const HueHandler&) = delete;
     HueHandler& operator=(const HueHandler&) = delete;
@@ -102,15 +104,8 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     bool refresh_lights();
     void report_lights();
     // These are false when the pass has used up its time for reports.
-    bool report_changes(const HueLight& light, HueLightState& stored) const;
-    bool report_rgb(const HueLight& light, HueLightState& stored) const;
-    bool report_hsv(const HueLight& light, HueLightState& stored) const;
-    bool report(int object_id, const std::string& value, const std::string& failure_line) const;
-
-    static constexpr std::uint32_t kRgbTolerance = 5;
-    static constexpr std::uint32_t kHueTolerance = 150;  // of the 8-bit hue, 0..255
-    static constexpr std::uint32_t kSaturationTolerance = 5;
-    static constexpr std::uint32_t kHsvValueTolerance = 5;
+    bool report_changes(int light_id, HueLightState& stored);
+    bool report(const LightChange& change) const;
 
     const std::uint32_t runner_id_;
     const Timings timings_;
@@ -125,6 +120,7 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     std::set<int> initialized_lights_;        // those that the initial read has reached
     Clock::time_point reports_end_{};         // a pass reports no longer than until then
     std::optional<int> last_reported_light_;  // of a pass that ran out of time
+    std::map<int, std::size_t> first_roles_;  // of a light's next turn, by light ID
 
     std::mutex queue_mutex_;  // guards the two below, for a push or a pop only
     std::deque<VexadRequest> queue_;

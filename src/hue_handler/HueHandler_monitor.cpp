@@ -1,7 +1,8 @@
 // The thread that keeps the core's objects in step with the lights.
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <iterator>
+#include <map>
 #include <stdexcept>
 
 #include "hue_handler/HueHandler.h"
@@ -11,12 +12,24 @@
 #include "libtavcore/core_request.h"
 
 namespace hue_handler {
+
+// A new value for the core.
+struct LightChange {
+    int object_id;
+    std::string value;
+    std::string failure_line;  // logged if the core does not accept it; may be empty
+};
+
 namespace {
 
-constexpr const char* kCoreFunction = "SERVICE_RUNONELEMENT";
 constexpr const char* kReportAction = "SETVALUE";
 // The time that one pass may spend on reports; a core normally takes a few milliseconds for one.
 constexpr std::chrono::seconds kReportsLimit{2};
+
+constexpr std::uint32_t kRgbTolerance = 5;
+constexpr std::uint32_t kHueTolerance = 150;  // of the 8-bit hue, 0..255
+constexpr std::uint32_t kSaturationTolerance = 5;
+constexpr std::uint32_t kHsvValueTolerance = 5;
 
 bool differs(std::uint8_t a, std::uint8_t b, std::uint32_t tolerance) {
     return static_cast<std::uint32_t>(std::abs(int{a} - int{b})) > tolerance;
@@ -47,6 +60,81 @@ void store(HueLightState& stored, const HSVColor& color) {
     stored.saturation = color.saturation;
     stored.value = color.value;
 }
+
+// Compares one role of a light, stores its new value and returns what to report, if anything.
+using Comparison = std::optional<LightChange> (*)(const HueLight& light, HueLightState& stored);
+
+std::optional<LightChange> compare_on_off(const HueLight& light, HueLightState& stored) {
+    if (!renew(stored.on, light.isOn(), stored.on_off_object)) {
+        return std::nullopt;
+    }
+    return LightChange{stored.on_off_object, stored.on ? "1" : "0", ""};
+}
+
+std::optional<LightChange> compare_brightness(const HueLight& light, HueLightState& stored) {
+    if (!renew(stored.brightness, light.getBrightness(), stored.value_object)) {
+        return std::nullopt;
+    }
+    return LightChange{stored.value_object,
+                       std::to_string(percent_of_brightness(stored.brightness)),
+                       object_line("BRIGHTNESS id ", stored.value_object)};
+}
+
+std::optional<LightChange> compare_temperature(const HueLight& light, HueLightState& stored) {
+    if (!light.hasTemperatureControl() ||
+        !renew(stored.color_temperature, light.getColorTemperature(), stored.temperature_object)) {
+        return std::nullopt;
+    }
+    return LightChange{stored.temperature_object,
+                       std::to_string(percent_of_mired(stored.color_temperature)),
+                       object_line("TEMPERATURE id ", stored.temperature_object)};
+}
+
+// A light has either all three channels or none.
+template <std::uint8_t RGB::*Now, std::uint8_t HueLightState::*Stored, int HueLightState::*Object>
+std::optional<LightChange> compare_channel(const HueLight& light, HueLightState& stored) {
+    if (stored.r_object < 1 || stored.g_object < 1 || stored.b_object < 1 ||
+        !light.hasColorControl()) {
+        return std::nullopt;
+    }
+    const std::uint8_t now = light.getColorRGB().*Now;
+    const bool changed = differs(stored.*Stored, now, kRgbTolerance);
+    stored.*Stored = now;
+    if (!changed) {
+        return std::nullopt;
+    }
+    return LightChange{stored.*Object, std::to_string(now), object_line("", stored.*Object)};
+}
+
+// A drift within the tolerances from one poll to the next is absorbed on purpose: the bridge rounds
+// its values, and that must not flood the core.
+std::optional<LightChange> compare_hsv(const HueLight& light, HueLightState& stored) {
+    if (!light.hasColorControl()) {
+        return std::nullopt;
+    }
+    const HSVColor color = light.getColorHSV();
+    const bool changed = differs(stored.hue, color.hue, kHueTolerance) ||
+                         differs(stored.saturation, color.saturation, kSaturationTolerance) ||
+                         differs(stored.value, color.value, kHsvValueTolerance);
+    store(stored, color);
+    if (!changed || stored.hsv_object < 1) {
+        return std::nullopt;
+    }
+    // The line names the b object, as existing log filters expect.
+    return LightChange{stored.hsv_object, text_of_hsv(color.hue, color.saturation, color.value),
+                       object_line("", stored.b_object)};
+}
+
+// In the order in which the roles of a light are reported.
+constexpr Comparison kComparisons[] = {
+    compare_on_off,
+    compare_brightness,
+    compare_temperature,
+    compare_channel<&RGB::r, &HueLightState::red, &HueLightState::r_object>,
+    compare_channel<&RGB::g, &HueLightState::green, &HueLightState::g_object>,
+    compare_channel<&RGB::b, &HueLightState::blue, &HueLightState::b_object>,
+    compare_hsv,
+};
 
 }  // namespace
 
@@ -150,7 +238,7 @@ void HueHandler::report_lights() {
         }
         auto& [light_id, stored] = *light;
         try {
-            if (report_changes(bridge_->peekLight(light_id), stored)) {
+            if (report_changes(light_id, stored)) {
                 continue;
             }
             last_reported_light_ = light_id;
@@ -180,80 +268,37 @@ bool HueHandler::refresh_lights() {
     return true;
 }
 
-// The light is const, so only the getters that send no request can be called: a poll is one
-// request, however many lights there are.
-bool HueHandler::report_changes(const HueLight& light, HueLightState& stored) const {
-    if (renew(stored.on, light.isOn(), stored.on_off_object) &&
-        !report(stored.on_off_object, stored.on ? "1" : "0", "")) {
-        return false;
-    }
-    if (renew(stored.brightness, light.getBrightness(), stored.value_object) &&
-        !report(stored.value_object, std::to_string(percent_of_brightness(stored.brightness)),
-                object_line("BRIGHTNESS id ", stored.value_object))) {
-        return false;
-    }
-    if (light.hasTemperatureControl() &&
-        renew(stored.color_temperature, light.getColorTemperature(), stored.temperature_object) &&
-        !report(stored.temperature_object,
-                std::to_string(percent_of_mired(stored.color_temperature)),
-                object_line("TEMPERATURE id ", stored.temperature_object))) {
-        return false;
-    }
-    return !light.hasColorControl() || (report_rgb(light, stored) && report_hsv(light, stored));
-}
-
-bool HueHandler::report_rgb(const HueLight& light, HueLightState& stored) const {
-    if (stored.r_object < 1 || stored.g_object < 1 || stored.b_object < 1) {
-        return true;
-    }
-    const RGB color = light.getColorRGB();
-    const struct {
-        std::uint8_t& stored;
-        std::uint8_t now;
-        int object_id;
-    } channels[] = {{stored.red, color.r, stored.r_object},
-                    {stored.green, color.g, stored.g_object},
-                    {stored.blue, color.b, stored.b_object}};
-    for (const auto& channel : channels) {
-        const bool changed = differs(channel.stored, channel.now, kRgbTolerance);
-        channel.stored = channel.now;
-        if (changed && !report(channel.object_id, std::to_string(channel.now),
-                               object_line("", channel.object_id))) {
+// After a stop in the middle of a light its next turn begins with the role after the last report:
+// a role that changes all the time does not starve the others. The light is const, so only the
+// getters that send no request can be called: a poll is one request, however many lights there are.
+bool HueHandler::report_changes(int light_id, HueLightState& stored) {
+    const HueLight& light = bridge_->peekLight(light_id);
+    std::size_t& first_role = first_roles_[light_id];
+    for (std::size_t i = 0; i < std::size(kComparisons); ++i) {
+        const std::size_t role = (first_role + i) % std::size(kComparisons);
+        const std::optional<LightChange> change = kComparisons[role](light, stored);
+        if (change && !report(*change)) {
+            first_role = role + 1;
             return false;
         }
     }
+    first_role = 0;
     return true;
 }
 
-// A drift within the tolerances from one poll to the next is absorbed on purpose: the bridge rounds
-// its values, and that must not flood the core.
-bool HueHandler::report_hsv(const HueLight& light, HueLightState& stored) const {
-    const HSVColor color = light.getColorHSV();
-    const bool changed = differs(stored.hue, color.hue, kHueTolerance) ||
-                         differs(stored.saturation, color.saturation, kSaturationTolerance) ||
-                         differs(stored.value, color.value, kHsvValueTolerance);
-    store(stored, color);
-    if (!changed || stored.hsv_object < 1) {
-        return true;
-    }
-    // The line names the b object, as existing log filters expect.
-    return report(stored.hsv_object, text_of_hsv(color.hue, color.saturation, color.value),
-                  object_line("", stored.b_object));
-}
-
-bool HueHandler::report(int object_id, const std::string& value,
-                        const std::string& failure_line) const {
-    libtavcore::core_request request(FSMCORE_SOCKET, kCoreFunction);
+bool HueHandler::report(const LightChange& change) const {
+    libtavcore::core_request request(FSMCORE_SOCKET, FSMCORE_RUN_ON_ELEMENT);
     if (*request.get_last_error() != '\0') {
         error("Core Request error: %s", request.get_last_error());
         return true;
     }
-    request.compose_runonelement(std::to_string(object_id).c_str(), kReportAction, value.c_str(),
-                                 nullptr, nullptr, std::to_string(runner_id_).c_str());
+    request.compose_runonelement(std::to_string(change.object_id).c_str(), kReportAction,
+                                 change.value.c_str(), nullptr, nullptr,
+                                 std::to_string(runner_id_).c_str());
     if (request.run() < 0) {
         error("ERROR sending vexad request: %s", request.get_last_error());
-        if (!failure_line.empty()) {
-            error("%s", failure_line.c_str());
+        if (!change.failure_line.empty()) {
+            error("%s", change.failure_line.c_str());
         }
     }
     return Clock::now() < reports_end_;

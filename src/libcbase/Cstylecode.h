@@ -75,6 +75,8 @@ char* libcbase_get_version();
 /// Contexts and connections belong to the caller (SSL_CTX_free, SSL_free); null on failure, logged.
 /// A handshake that has not ended after `milliseconds` fails, whatever the peer sends. During it
 /// the descriptor is non-blocking; afterwards its mode is as before.
+/// A write to a connection that the peer has closed raises SIGPIPE, in the handshake too: ignore or
+/// handle the signal.
 /// @{
 
 /// Of OpenSSL: SSL_CTX and SSL.

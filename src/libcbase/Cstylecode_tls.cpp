@@ -60,11 +60,35 @@ class NonBlocking final {
     int flags_;
 };
 
+// Refuses each read of a connection after its deadline. The TLS library skips some records by
+// itself: a peer that sends them without a pause would keep it reading without an end.
+long refuse_late_read(BIO* bio, int operation, const char*, std::size_t, int, long, int result,
+                      std::size_t*) {
+    const auto* const deadline =
+        reinterpret_cast<const std::chrono::steady_clock::time_point*>(BIO_get_callback_arg(bio));
+    const bool is_late = operation == BIO_CB_READ && std::chrono::steady_clock::now() >= *deadline;
+    return is_late ? -1 : result;
+}
+
+class ReadDeadline final {
+  public:
+    ReadDeadline(BIO* bio, std::chrono::steady_clock::time_point& deadline) : bio_(bio) {
+        BIO_set_callback_arg(bio_, reinterpret_cast<char*>(&deadline));
+        BIO_set_callback_ex(bio_, refuse_late_read);
+    }
+    ~ReadDeadline() { BIO_set_callback_ex(bio_, nullptr); }
+    ReadDeadline(const ReadDeadline&) = delete;
+    ReadDeadline& operator=(const ReadDeadline&) = delete;
+
+  private:
+    BIO* bio_;
+};
+
 // Runs `step` (SSL_connect or SSL_accept) to its end.
 bool shake_hands(SSL* connection, int fd, int (*step)(SSL*), int milliseconds) {
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     const NonBlocking mode(fd);
+    const ReadDeadline reads(SSL_get_rbio(connection), deadline);
     while (true) {
         ERR_clear_error();
         const int result = step(connection);

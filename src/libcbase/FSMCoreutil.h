@@ -10,6 +10,9 @@
 /// The UNIX socket on which the core takes requests.
 constexpr const char* FSMCORE_SOCKET = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
 
+/// The function that runs one element of the core's state machine, in both directions.
+constexpr const char* FSMCORE_RUN_ON_ELEMENT = "SERVICE_RUNONELEMENT";
+
 /// Local results of the client calls; any other value is the status number of the core's answer.
 enum fsmcore_result {
     FSMCORE_OK = 0,

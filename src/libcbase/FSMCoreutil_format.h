@@ -31,7 +31,7 @@ enum class Form {
 
 /// A request; no text of it may contain a newline or a NUL.
 struct Request {
-    std::string function;                 ///< such as SERVICE_RUNONELEMENT
+    std::string function;                 ///< such as FSMCORE_RUN_ON_ELEMENT
     std::vector<std::string> parameters;  ///< in order; at most kMaxParameters
     std::string waittime;                 ///< decimal seconds; may be negative
 };

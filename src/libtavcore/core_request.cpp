@@ -13,7 +13,6 @@
 namespace libtavcore {
 namespace {
 
-constexpr const char* kRunOnElement = "SERVICE_RUNONELEMENT";
 constexpr const char* kWaittimeSeconds = "5";
 constexpr const char* kNoValue = "NO-VALUE";
 constexpr std::size_t kErrorBytes = 1024;
@@ -50,7 +49,7 @@ int core_request::compose_runonelement(const char* ip, const char* sessionID, co
                                        const char* action, const char* payload,
                                        const char* optionals, const char* hashcode,
                                        const char* caller) {
-    function_ = kRunOnElement;
+    function_ = FSMCORE_RUN_ON_ELEMENT;
     // Without these two the later parameters move up: the short form of the core.
     if (ip != nullptr) {
         set_coreservicerequestparameter(ip);

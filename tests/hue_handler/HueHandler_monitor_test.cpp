@@ -155,15 +155,19 @@ TEST_F(MonitorTest, ASlowCoreBlocksNoCommandAndLosesNoChange) {
     EXPECT_EQ(core_.value(12), "1");
 }
 
-TEST_F(MonitorTest, ALightThatAlwaysChangesDoesNotStarveTheOthersOfASlowCore) {
+TEST_F(MonitorTest, ValuesThatAlwaysChangeStarveNoOtherLightOrRoleOfASlowCore) {
     start();
-    core_.inject_fault(simulator::Core::Fault::late);
+    core_.inject_fault(simulator::Core::Fault::late);  // two reports for each poll
+    bridge_.light(1).change(*simulator::parse_json(R"({"hue":40000,"sat":254})"));
     bridge_.light(2).turn_on();
     int change = 0;
     EXPECT_TRUE(eventually([&] {
-        const std::string brightness = std::to_string(++change % 200 + 1);
-        bridge_.light(1).change(*simulator::parse_json("{\"bri\":" + brightness + "}"));
-        return core_.value(21) == "1";
+        ++change;
+        const std::string brightness = std::to_string(change % 200 + 1);
+        const std::string mired = std::to_string(change % 300 + 160);
+        bridge_.light(1).change(
+            *simulator::parse_json("{\"bri\":" + brightness + ",\"ct\":" + mired + "}"));
+        return core_.value(17).has_value() && core_.value(21) == "1";
     }));
 }
 

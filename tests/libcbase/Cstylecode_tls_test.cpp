@@ -148,6 +148,30 @@ TEST_F(TlsTest, ASilentOrSlowPeerEndsAtTheLimitWithoutABusyLoop) {
     EXPECT_EQ(lines_with("SSLsocket handshake failed with error"), 4u);
 }
 
+TEST_F(TlsTest, AFloodOfRecordsThatTheLibrarySkipsEndsAtTheLimit) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    FileDescriptor end(ends[0]);
+    const FileDescriptor peer(ends[1]);
+    auto sender = std::async(std::launch::async, [&] {
+        char hello[4096];
+        recv(peer.get(), hello, sizeof(hello), 0);
+        std::string flood;
+        for (int i = 0; i < 10000; ++i) {
+            flood.append("\x16\x03\x03\x00\x04\x00\x00\x00\x00", 9);  // a HelloRequest
+        }
+        // Whole records only, until the client closes, for 10 s at most.
+        const auto stop = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (std::chrono::steady_clock::now() < stop && send_until(peer.get(), flood, stop)) {
+        }
+    });
+    const Context client(init_SSLsocket_client_context());
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Connection(connect_SSLsocket(client.get(), end.get(), nullptr, 500)), nullptr);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    end.reset();
+}
+
 TEST_F(TlsTest, CompletesAHandshakeOnNonBlockingDescriptors) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);

@@ -89,12 +89,16 @@ TEST_F(Usage, RefusesAnEmptyWordInsteadOfSkippingIt) {
 
 // A bridge gives a new user name only once.
 TEST_F(Usage, PrintsOnStandardErrorIfStandardOutputCannotBeWritten) {
-    const auto result = simulator::ChildProcess::run(
-        "/bin/sh", {"-c", "exec \"$@\" >/dev/full", "sh", HUECTL_PATH, "lights", kAddress, kUser},
-        {}, kLimit);
-    EXPECT_EQ(result.exit_code(), 1);
-    EXPECT_THAT(result.errors, testing::HasSubstr(lights().output));
-    EXPECT_THAT(result.errors, testing::EndsWith("the result is on standard error\n"));
+    const char* const closed_pipe =
+        "exec 3> >(exit); wait $!; exec env --default-signal=PIPE \"$@\" >&3";
+    for (const char* const script : {"exec \"$@\" >/dev/full", closed_pipe}) {
+        const auto result = simulator::ChildProcess::run(
+            "/bin/bash", {"-c", script, "bash", HUECTL_PATH, "lights", kAddress, kUser}, {},
+            kLimit);
+        EXPECT_EQ(result.exit_code(), 1) << script;
+        EXPECT_THAT(result.errors, testing::HasSubstr(lights().output));
+        EXPECT_THAT(result.errors, testing::EndsWith("the result is on standard error\n"));
+    }
 }
 
 TEST_F(Usage, PrintsHelpOnStandardOutput) {
