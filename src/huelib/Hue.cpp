@@ -180,7 +180,7 @@ void Hue::refreshLights() {
     }
     const Json::Value answer = commands.GETRequest("/lights");
     if (!answer.isObject()) {
-        // A bridge that no longer knows the user answers so to every poll. Without this line
+        // A bridge that no longer accepts the user answers so to every poll. Without this line
         // nothing would explain why no change is reported.
         error("Answer in Hue::refreshLights of http_handler->GETJson(...) is not expected!");
         return;

@@ -36,7 +36,7 @@ int queryresultsfree(queryresults* record);
 /// An answer as it was received.
 struct dbmanager_answer {
     std::string first_line;  ///< without its newline; empty before an answer
-    std::string status;      ///< "FSMC-NNN"; "FSMC-008" when there is none
+    std::string status;      ///< "FSMC-NNN"; "FSMC-008" if the answer has no status
     std::string body;        ///< from "Response: " on
 };
 /// One exchange with the service on 127.0.0.1 at `port`. Returns the status number or a

@@ -32,7 +32,7 @@ std::string compose_request(const Request& request);
 /// The length that an answer's first line (without its newline) announces; nothing when the line
 /// is not of that form, or the length above kBodyBytes.
 std::optional<std::size_t> parse_length_line(const std::string& line);
-/// The status in a body, "FSMC-008" when there is none.
+/// The status in a body, "FSMC-008" without one.
 std::string_view status_of(std::string_view body);
 /// The number after the first five characters of `status`; 8 when there is no number of 0 or more.
 int status_number(std::string_view status);

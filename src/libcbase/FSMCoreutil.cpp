@@ -37,7 +37,7 @@ Request request_of(const char* function, int param_count, const char* const* par
     return request;
 }
 
-// The parameters as an array of heap strings; null when there are none or memory is out.
+// The parameters as an array of heap strings; null without parameters or when memory is out.
 char** new_string_array(const std::vector<std::string>& texts) {
     if (texts.empty()) {
         return nullptr;

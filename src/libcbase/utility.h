@@ -34,7 +34,7 @@ linkedlist* linkedlist_init();
 int linkedlist_add(linkedlist** list, void* data, void (*release)(void*));
 /// Removes every element for which `match` is not 0; returns how many, -1 for a null list.
 int linkedlist_delete(linkedlist** list, int (*match)(void*));
-/// Data that the list still owns, null when there is none: of the first match (`first` not 0) or
+/// Data that the list still owns, or null: of the first match (`first` not 0) or
 /// the last one, from the head; of the first match; of the first and of the last element.
 void* linkedlist_search_firstorlast(linkedlist** list, int (*match)(void*), int first);
 void* linkedlist_search(linkedlist** list, int (*match)(void*));
@@ -89,7 +89,7 @@ void optionalpvariable_deinit(optionalpvariable* variable);
 linkedlist* parse_optionalp_variables(const char* text);
 /// A new heap string in the same format, from the head; empty for a null or empty list.
 char* encode_optionalp_variables(linkedlist* list);
-/// The first record of that name, case-insensitive; owned by the list; null when there is none.
+/// The first record of that name, case-insensitive; owned by the list; null if it does not exist.
 optionalpvariable* optionalp_variables_searchbyname(linkedlist* list, const char* name);
 /// Removes the records whose name begins with `prefix`, case-insensitive. How many, or -1 for a
 /// null argument. Here and below, a text may belong to a record of the list.

@@ -9,7 +9,7 @@ using hue_handler::LightTable;
 
 class LightTableTest : public testing::Test {
   protected:
-    /// The problem of the row, empty if there is none.
+    /// The problem of the row, empty for a valid one.
     std::string add(const std::string& msp, const std::string& child, const std::string& optional) {
         return table_.add_row({{"MSP", msp}, {"CHILDOBJ_ID", child}, {"OPTIONAL", optional}});
     }
