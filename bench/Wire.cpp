@@ -18,7 +18,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-#include "simulator/Bridge.h"
+#include "simulator/bridge/Bridge.h"
 
 namespace bench {
 namespace {

@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "simulator/WakeUp.h"
+#include "simulator/net/WakeUp.h"
 
 namespace bench {
 

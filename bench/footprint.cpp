@@ -8,7 +8,7 @@
 
 #include "bench/Fixture.h"
 #include "bench/ProcessCost.h"
-#include "simulator/ProcessUse.h"
+#include "simulator/process/ProcessUse.h"
 
 namespace bench {
 namespace {

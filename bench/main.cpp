@@ -11,7 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "bench/Fixture.h"
-#include "simulator/Sandbox.h"
+#include "simulator/process/Sandbox.h"
 
 namespace {
 

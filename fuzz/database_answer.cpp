@@ -10,7 +10,7 @@
 #include "libcbase/DBManagerutil.h"
 #include "libcbase/memory.h"
 #include "libtavdb/db_request.h"
-#include "simulator/DatabaseFormat.h"
+#include "simulator/database/DatabaseFormat.h"
 
 namespace {
 

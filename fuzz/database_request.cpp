@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "fuzz/support/Surroundings.h"
-#include "simulator/DatabaseFormat.h"
+#include "simulator/database/DatabaseFormat.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);

@@ -12,14 +12,14 @@
 #include <string>
 #include <vector>
 
-#include "simulator/Bridge.h"
-#include "simulator/ChildProcess.h"
-#include "simulator/Core.h"
-#include "simulator/DaemonProcess.h"
-#include "simulator/DatabaseService.h"
-#include "simulator/DelayedAction.h"
-#include "simulator/Journal.h"
-#include "simulator/SystemLog.h"
+#include "simulator/bridge/Bridge.h"
+#include "simulator/core/Core.h"
+#include "simulator/database/DatabaseService.h"
+#include "simulator/journal/Journal.h"
+#include "simulator/journal/SystemLog.h"
+#include "simulator/process/ChildProcess.h"
+#include "simulator/process/DaemonProcess.h"
+#include "simulator/process/DelayedAction.h"
 
 namespace simulator {
 

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "simulator/House.h"
-#include "simulator/ProcessUse.h"
 #include "simulator/SoakInstallation.h"
 #include "simulator/SoakLedger.h"
+#include "simulator/process/ProcessUse.h"
 
 namespace simulator {
 

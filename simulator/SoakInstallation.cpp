@@ -3,9 +3,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "simulator/Bridge.h"
 #include "simulator/House.h"
 #include "simulator/JsonText.h"
+#include "simulator/bridge/Bridge.h"
 
 namespace simulator {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <json/value.h>
 
-#include "simulator/TemporaryFolder.h"
+#include "simulator/process/TemporaryFolder.h"
 
 namespace simulator {
 

@@ -16,10 +16,10 @@
 
 #include <json/value.h>
 
-#include "simulator/Core.h"
-#include "simulator/Gate.h"
 #include "simulator/House.h"
 #include "simulator/SoakShadow.h"
+#include "simulator/bridge/Gate.h"
+#include "simulator/core/Core.h"
 
 namespace simulator {
 

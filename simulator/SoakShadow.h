@@ -13,8 +13,8 @@
 
 #include "hue_handler/HueLightState.h"
 #include "huelib/HSVColor.h"
-#include "simulator/Core.h"
 #include "simulator/House.h"
+#include "simulator/core/Core.h"
 
 namespace simulator {
 

@@ -15,10 +15,10 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "simulator/Console.h"
 #include "simulator/House.h"
-#include "simulator/Prompt.h"
-#include "simulator/Sandbox.h"
+#include "simulator/process/Sandbox.h"
+#include "simulator/prompt/Console.h"
+#include "simulator/prompt/Prompt.h"
 
 namespace {
 

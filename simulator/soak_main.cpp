@@ -8,8 +8,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "simulator/Sandbox.h"
 #include "simulator/Soak.h"
+#include "simulator/process/Sandbox.h"
 
 namespace {
 

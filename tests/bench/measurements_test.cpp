@@ -6,7 +6,7 @@
 
 #include "bench/ProcessCost.h"
 #include "bench/Report.h"
-#include "simulator/ChildProcess.h"
+#include "simulator/process/ChildProcess.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include "FaultShim.h"
 #include "Ledger.h"
 #include "simulator/House.h"
-#include "simulator/ProcessUse.h"
+#include "simulator/process/ProcessUse.h"
 
 class Trial final {
   public:

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "simulator/House.h"
-#include "simulator/Prompt.h"
+#include "simulator/prompt/Prompt.h"
 
 namespace {
 

@@ -22,9 +22,9 @@
 #include <CLI/CLI.hpp>
 
 #include "FaultRows.h"
-#include "simulator/ChildProcess.h"
 #include "simulator/JsonText.h"
-#include "simulator/Sandbox.h"
+#include "simulator/process/ChildProcess.h"
+#include "simulator/process/Sandbox.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "gtwhandler/GtwHandler.h"
-#include "simulator/SystemLog.h"
+#include "simulator/journal/SystemLog.h"
 
 namespace {
 

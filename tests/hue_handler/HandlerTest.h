@@ -11,10 +11,10 @@
 #include "gtwhandler/CallFromCoreParameters.h"
 #include "hue_handler/HueHandler.h"
 #include "huelib/LinHttpHandler.h"
-#include "simulator/Bridge.h"
-#include "simulator/Core.h"
-#include "simulator/DatabaseService.h"
 #include "simulator/JsonText.h"
+#include "simulator/bridge/Bridge.h"
+#include "simulator/core/Core.h"
+#include "simulator/database/DatabaseService.h"
 #include "tests/support/SystemLogTest.h"
 
 class HandlerTest : public SystemLogTest {

@@ -13,7 +13,7 @@
 #include <pthread.h>
 #include <sys/socket.h>
 
-#include "simulator/SocketServer.h"
+#include "simulator/net/SocketServer.h"
 
 using namespace std::chrono_literals;
 using simulator::Connection;

@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/Bridge.h"
-#include "simulator/ChildProcess.h"
 #include "simulator/House.h"
 #include "simulator/JsonText.h"
+#include "simulator/bridge/Bridge.h"
+#include "simulator/process/ChildProcess.h"
 
 namespace {
 

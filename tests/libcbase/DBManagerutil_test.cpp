@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "libcbase/memory.h"
-#include "simulator/DatabaseFormat.h"
-#include "simulator/SocketServer.h"
+#include "simulator/database/DatabaseFormat.h"
+#include "simulator/net/SocketServer.h"
 #include "tests/support/SystemLogTest.h"
 
 namespace {

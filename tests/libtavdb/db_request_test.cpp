@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/DatabaseService.h"
+#include "simulator/database/DatabaseService.h"
 
 namespace {
 

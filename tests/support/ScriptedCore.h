@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "simulator/Connection.h"
-#include "simulator/SocketServer.h"
+#include "simulator/net/Connection.h"
+#include "simulator/net/SocketServer.h"
 
 class ScriptedCore final {
   public:

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "huelib/BaseHttpHandler.h"
-#include "simulator/BridgeLight.h"
 #include "simulator/JsonText.h"
+#include "simulator/bridge/BridgeLight.h"
 
 class ScriptedHttpHandler final : public BaseHttpHandler {
   public:

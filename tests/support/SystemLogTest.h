@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "libcbase/Cstylecode.h"
-#include "simulator/SystemLog.h"
+#include "simulator/journal/SystemLog.h"
 
 class SystemLogTest : public testing::Test {
   protected:

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/Sandbox.h"
+#include "simulator/process/Sandbox.h"
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);

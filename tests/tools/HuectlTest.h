@@ -11,10 +11,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/Bridge.h"
-#include "simulator/ChildProcess.h"
 #include "simulator/House.h"
 #include "simulator/JsonText.h"
+#include "simulator/bridge/Bridge.h"
+#include "simulator/process/ChildProcess.h"
 
 class HuectlTest : public testing::Test {
   protected:

@@ -1,0 +1,150 @@
+/// The simulated bridge: an HTTP server with the v1 REST interface, which keeps each light's state
+/// as a bridge does, behind a gate that injects faults. It answers searches and can be paired with.
+///
+/// Thread-safe. One controlling thread injects the faults.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <json/value.h>
+
+#include "simulator/bridge/BridgeIdentity.h"
+#include "simulator/bridge/BridgeLight.h"
+#include "simulator/bridge/BridgeUsers.h"
+#include "simulator/bridge/Gate.h"
+#include "simulator/bridge/SsdpResponder.h"
+#include "simulator/journal/Journal.h"
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+}  // namespace httplib
+
+namespace simulator {
+
+class Bridge final {
+  public:
+    static constexpr const char* kAddress = "127.0.0.80";
+    static constexpr int kHttpPort = 80;
+
+    struct Setup {
+        std::string username;  ///< empty for an unpaired bridge
+        Json::Value lights;    ///< as a bridge sends them: descriptions by light id
+        std::string address = kAddress;
+        int port = kHttpPort;
+    };
+
+    /// One light: reads its state and changes it at the bulb. Valid as long as the bridge.
+    class Bulb final {
+      public:
+        Bulb(Bridge& bridge, int id) : bridge_(bridge), id_(id) {}
+
+        /// A member of the light's state; null if the light or the member does not exist.
+        Json::Value state(const std::string& member) const;
+        /// The whole state; null if the light does not exist.
+        Json::Value state() const;
+        std::string name() const;
+        bool is_on() const { return state("on").asBool(); }
+        unsigned brightness() const { return state("bri").asUInt(); }
+        unsigned temperature() const { return state("ct").asUInt(); }
+        unsigned hue() const { return state("hue").asUInt(); }
+        unsigned saturation() const { return state("sat").asUInt(); }
+
+        /// Changes members of the state, as a wall switch or the maker's app does. Returns the
+        /// bridge's answer, with an error element for each member that the light refuses.
+        Json::Value change(const Json::Value& members);
+        void turn_on();
+        void turn_off();
+
+      private:
+        Bridge& bridge_;
+        int id_;
+    };
+
+    /// Listens; throws std::system_error if the address and port are taken or not allowed.
+    explicit Bridge(const Setup& setup, EventSink sink = {});
+    ~Bridge();
+
+    Bulb light(int id) { return {*this, id}; }
+    std::vector<int> light_ids() const;
+    int port() const { return gate_->port(); }
+
+    /// @name Discovery and pairing
+    /// @{
+    /// False outside a private sandbox; searches do not reach it there.
+    bool is_discoverable() const { return responder_ != nullptr; }
+    static std::string serial_number() { return kBridgeSerialNumber; }
+    /// Sends this datagram, unchecked, before the other answers to every later search.
+    void add_search_answer(const std::string& raw_answer);
+    /// Replaces /description.xml.
+    void set_description(const std::string& xml);
+    /// Creates a user for every pairing request of the next 30 s.
+    void press_link_button();
+    /// @}
+
+    /// @name Faults; each lasts for `times` connections, or until the next fault or recover()
+    /// @{
+    void refuse_connections() { gate_->refuse_connections(); }
+    /// Connecting neither succeeds nor fails.
+    void hang_connections() { gate_->hang_connections(); }
+    void reset_connections(int times = Gate::kForever) {
+        gate_->inject_fault(Gate::Fault::reset, times);
+    }
+    void stall(int times = Gate::kForever) { gate_->inject_fault(Gate::Fault::stall, times); }
+    void stall_in_header(int times = Gate::kForever);
+    void stall_in_body(int times = Gate::kForever);
+    void send_half(int times = Gate::kForever) { gate_->inject_fault(Gate::Fault::half, times); }
+    void send_slowly(int times = Gate::kForever) { gate_->inject_fault(Gate::Fault::slow, times); }
+    void send_slowly(std::chrono::milliseconds pause) { gate_->slow_down_answers(pause); }
+    /// Sends bytes that are not HTTP.
+    void send_garbage(int times = Gate::kForever);
+    /// Sends an HTML page with status 503.
+    void send_html(int times = Gate::kForever);
+    /// Sends status 200 and this body.
+    void send_body(const std::string& body, int times = Gate::kForever);
+    /// Refuses every user name.
+    void forget_users() { is_forgetful_ = true; }
+    void remove_light(int id);
+    /// Ends every fault and restores removed lights.
+    void recover();
+    /// @}
+
+    /// @name Requests seen
+    /// @{
+    std::vector<Gate::Request> requests() const { return gate_->requests(); }
+    /// Number of requests with this method and this path after the user name ("/lights").
+    int count(const std::string& method, const std::string& path) const;
+    Gate& gate() { return *gate_; }
+    /// @}
+
+  private:
+    void answer(const httplib::Request& request, httplib::Response& response);
+    Json::Value route(const std::string& method, const std::string& path, const std::string& body);
+    Json::Value route_lights(const std::string& method, const std::vector<std::string>& parts,
+                             const std::string& body);
+    Json::Value lights_json() const;
+
+    EventSink sink_;
+    mutable std::mutex mutex_;  // guards users_, description_ and the lights
+    BridgeUsers users_;
+    std::string description_;
+    std::map<int, BridgeLight> lights_;
+    std::map<int, BridgeLight> lost_lights_;
+    std::atomic<bool> is_forgetful_{false};
+    std::unique_ptr<httplib::Server> server_;
+    std::thread thread_;
+    std::unique_ptr<Gate> gate_;
+    std::unique_ptr<SsdpResponder> responder_;
+};
+
+using Bulb = Bridge::Bulb;
+
+}  // namespace simulator

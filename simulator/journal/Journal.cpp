@@ -1,0 +1,79 @@
+#include "simulator/journal/Journal.h"
+
+#include <algorithm>
+
+namespace simulator {
+
+void Journal::add(EventKind kind, std::string text) {
+    const std::lock_guard<std::mutex> order(listener_mutex_);
+    const Event event{std::chrono::steady_clock::now(), kind, std::move(text)};
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        events_.push_back(event);
+    }
+    if (listener_) {
+        listener_(event);
+    }
+    arrived_
+        .notify_all();  // after the listener, so that a waiter's output follows the event's line
+}
+
+EventSink Journal::sink() {
+    return [this](EventKind kind, std::string text) { add(kind, std::move(text)); };
+}
+
+std::vector<Event> Journal::events() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return events_;
+}
+
+std::string Journal::transcript() const {
+    const std::vector<Event> all = events();
+    std::string text = "--- the house and the daemon's log ---\n";
+    for (const Event& event : all) {
+        const auto time =
+            std::chrono::duration_cast<std::chrono::milliseconds>(event.time - all[0].time);
+        text += "  [" + std::to_string(static_cast<int>(event.kind)) + "] " +
+                std::to_string(time.count()) + " ms: " + event.text + "\n";
+    }
+    return text;
+}
+
+std::size_t Journal::count(EventKind kind, const std::string& part, std::size_t since) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto first =
+        events_.begin() + static_cast<std::ptrdiff_t>(std::min(since, events_.size()));
+    return static_cast<std::size_t>(std::count_if(first, events_.end(), [&](const Event& event) {
+        return event.kind == kind && event.text.find(part) != std::string::npos;
+    }));
+}
+
+std::size_t Journal::size() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return events_.size();
+}
+
+void Journal::forget() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    events_.clear();
+}
+
+bool Journal::wait_until(const std::function<bool()>& predicate,
+                         std::chrono::milliseconds limit) const {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        const std::size_t seen = size();
+        if (predicate()) {
+            return true;
+        }
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= deadline) {
+            return false;
+        }
+        std::unique_lock<std::mutex> lock(mutex_);
+        arrived_.wait_until(lock, std::min(deadline, now + kPollPeriod),
+                            [&] { return events_.size() != seen; });
+    }
+}
+
+}  // namespace simulator

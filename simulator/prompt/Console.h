@@ -1,0 +1,38 @@
+/// Prints the house's events, one line each with a time stamp. Thread-safe.
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <ostream>
+#include <set>
+#include <string>
+
+#include "simulator/journal/Journal.h"
+
+namespace simulator {
+
+class Console final {
+  public:
+    /// Time stamps count from the construction. Unless `shows_all`, events that every poll or
+    /// report repeats are printed once.
+    Console(std::ostream& out, bool shows_all);
+
+    void print(const Event& event);
+    /// Prints a line without a time stamp: a heading, a result of a command.
+    void print(const std::string& text);
+    /// Keeps `prompt` as the last line of a terminal.
+    void set_prompt(const std::string& prompt);
+
+  private:
+    bool is_wanted(const Event& event);
+    void print_line(const std::string& line);
+
+    std::ostream& out_;
+    bool shows_all_;
+    std::chrono::steady_clock::time_point start_;
+    std::mutex mutex_;  // guards the rest, and the order of lines
+    std::set<std::string> routine_seen_;
+    std::string prompt_;
+};
+
+}  // namespace simulator
