@@ -221,12 +221,12 @@ void Soak::step_reboot() {
     const Rhythm& rhythm = rhythm_of(plan_.duration);
     switch (reboot_) {
         case Reboot::up:
-            bridge.reset_connections();
+            bridge.inject_fault("reset");
             reboot_ = Reboot::resetting;
             next_reboot_step_ = Clock::now() + pick(Milliseconds(300), rhythm.longest_reboot / 2);
             break;
         case Reboot::resetting:
-            bridge.refuse_connections();
+            bridge.inject_fault("cut");
             reboot_ = Reboot::refusing;
             next_reboot_step_ = Clock::now() + pick(Milliseconds(300), rhythm.longest_reboot);
             break;

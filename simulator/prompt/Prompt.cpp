@@ -12,14 +12,14 @@ struct BridgeFault {
 };
 
 constexpr BridgeFault kBridgeFaults[] = {
-    {"cut", [](Bridge& bridge) { bridge.refuse_connections(); }},
+    {"cut", [](Bridge& bridge) { bridge.inject_fault("cut"); }},
     {"restore", [](Bridge& bridge) { bridge.recover(); }},
-    {"reset", [](Bridge& bridge) { bridge.reset_connections(); }},
-    {"stall", [](Bridge& bridge) { bridge.stall(); }},
-    {"garbage", [](Bridge& bridge) { bridge.send_garbage(); }},
-    {"html", [](Bridge& bridge) { bridge.send_html(); }},
-    {"half", [](Bridge& bridge) { bridge.send_half(); }},
-    {"slow", [](Bridge& bridge) { bridge.send_slowly(); }},
+    {"reset", [](Bridge& bridge) { bridge.inject_fault("reset"); }},
+    {"stall", [](Bridge& bridge) { bridge.inject_fault("stall"); }},
+    {"garbage", [](Bridge& bridge) { bridge.inject_fault("garbage"); }},
+    {"html", [](Bridge& bridge) { bridge.inject_fault("html"); }},
+    {"half", [](Bridge& bridge) { bridge.inject_fault("half"); }},
+    {"slow", [](Bridge& bridge) { bridge.inject_fault("slow"); }},
 };
 
 }  // namespace
@@ -192,9 +192,9 @@ bool Prompt::bridge(const Words& words) {
 
 bool Prompt::core(const Words& words) {
     if (words[1] == "cut") {
-        house_.core().stop();
+        house_.core().inject_fault("cut");
     } else if (words[1] == "silent") {
-        house_.core().inject_fault(Core::Fault::silent);
+        house_.core().inject_fault("silent");
     } else if (words[1] == "restore") {
         house_.core().recover();
     } else {

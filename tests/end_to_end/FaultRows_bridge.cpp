@@ -17,7 +17,7 @@ void expect_failures(Trial& trial, const std::string& line, int commands) {
 void refuse(Trial& trial) {
     trial.start();
     trial.random_pause(Milliseconds(4000));
-    trial.bridge().refuse_connections();
+    trial.bridge().inject_fault("cut");
     trial.change_bulb();
     expect_failures(trial, "Connection refused (light id = ", 5);
     trial.wait_for_log("Connection refused (bridge disconnected)");
@@ -27,9 +27,9 @@ void refuse(Trial& trial) {
 void reboot(Trial& trial) {
     trial.start();
     trial.random_pause(Milliseconds(4000));
-    trial.bridge().reset_connections();
+    trial.bridge().inject_fault("reset");
     expect_failures(trial, "Connection reset by peer (light id = ", 3);
-    trial.bridge().refuse_connections();
+    trial.bridge().inject_fault("cut");
     expect_failures(trial, "Connection refused (light id = ", 3);
 }
 
@@ -45,7 +45,7 @@ void wait_for_second_read(Trial& trial) {
 }
 
 void be_down_at_start(Trial& trial) {
-    trial.bridge().refuse_connections();
+    trial.bridge().inject_fault("cut");
     trial.expect(trial.house().start().has_value(), "the daemon does not start");
     trial.wait_for_log("Connection refused (light id = 6)");
     expect_failures(trial, "peekLight(): light id is not valid", 5);
@@ -81,13 +81,13 @@ Steps hang(const Injection& inject, const char* reason = "Resource temporarily u
 }
 
 void stall(Bridge& bridge) {
-    bridge.stall();
+    bridge.inject_fault("stall");
 }
 void stall_in_header(Bridge& bridge) {
-    bridge.stall_in_header();
+    bridge.inject_fault("stall-header");
 }
 void stall_in_body(Bridge& bridge) {
-    bridge.stall_in_body();
+    bridge.inject_fault("stall-body");
 }
 // The answer for a light has some 350 bytes and would take a minute.
 void trickle(Bridge& bridge) {
@@ -96,7 +96,7 @@ void trickle(Bridge& bridge) {
 
 void answer_slowly(Trial& trial) {
     trial.start();
-    trial.bridge().send_slowly();
+    trial.bridge().inject_fault("slow");
     trial.change_bulb();
     trial.send_commands(3);
     trial.wait_until_settled();
@@ -121,7 +121,7 @@ constexpr const char* kNotConfirmed = "the bridge did not confirm the command (l
 void send_half(Trial& trial) {
     trial.start();
     trial.random_pause(Milliseconds(4000));
-    trial.bridge().send_half();
+    trial.bridge().inject_fault("half");
     trial.send_commands(5);
     trial.wait_for_log(kInvalidJson);
     trial.wait_until_settled();
@@ -178,7 +178,8 @@ std::vector<FaultRow> bridge_rows() {
         {"BridgeHangsInTheBody", "bridge hangs briefly in the middle of a body",
          hang_briefly(stall_in_body)},
         {"BridgeHangsInConnectForLong", "bridge hangs while connecting",
-         hang(&Bridge::hang_connections, "Operation now in progress"), Length::minutes},
+         hang([](Bridge& bridge) { bridge.inject_fault("hang"); }, "Operation now in progress"),
+         Length::minutes},
         {"BridgeHangsForLong", "bridge never answers requests", hang(stall), Length::minutes},
         {"BridgeHangsInTheHeaderForLong", "bridge hangs in the middle of every header",
          hang(stall_in_header), Length::minutes},
@@ -187,13 +188,13 @@ std::vector<FaultRow> bridge_rows() {
         {"BridgeTrickles", "bridge sends a byte every 170 ms", hang(trickle), Length::minutes},
         {"BridgeIsSlow", "bridge sends a byte a millisecond", answer_slowly},
         {"BridgeSendsPages", "bridge answers with a 503 page",
-         answer_badly([](Bridge& bridge) { bridge.send_html(); }, kInvalidJson)},
+         answer_badly([](Bridge& bridge) { bridge.inject_fault("html"); }, kInvalidJson)},
         {"BridgeSendsGarbage", "bridge answers with bytes that are not HTTP",
-         answer_badly([](Bridge& bridge) { bridge.send_garbage(); },
+         answer_badly([](Bridge& bridge) { bridge.inject_fault("garbage"); },
                       "Failed to find body in response (light id = ")},
         {"BridgeSendsHalf", "bridge closes in the middle of every answer", send_half},
         {"BridgeForgetsItsUser", "the user is deleted at the bridge",
-         answer_badly(&Bridge::forget_users,
+         answer_badly([](Bridge& bridge) { bridge.inject_fault("forgetful"); },
                       "the bridge refused the request: unauthorized user (light id = ",
                       "Answer in Hue::refreshLights of ")},
         {"BridgeRemovesALight", "a light is removed from the bridge and added again", remove_light},

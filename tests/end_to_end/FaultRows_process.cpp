@@ -115,7 +115,7 @@ void exceed_memory(Trial& trial) {
     while (body.size() < 1900000) {
         body += ",0.1234567890";
     }
-    trial.bridge().send_body(body + "]}");
+    trial.bridge().send_answer("200 OK", "application/json", body + "]}");
     trial.send_commands(5);
     trial.wait_for_log("std::bad_alloc (light id = ");
     trial.bridge().recover();

@@ -6,8 +6,6 @@
 
 namespace {
 
-using DatabaseFault = simulator::DatabaseService::Fault;
-using simulator::Core;
 using Steps = FaultRow::Steps;
 using Length = FaultRow::Length;
 
@@ -17,12 +15,11 @@ constexpr int kNoAnswer = 8;
 constexpr int kErrorAnswer = 13;
 
 // A report fails with `reason` in the log; commands are still accepted.
-template <typename Injection>
-Steps report_fails(Injection inject, int reason) {
-    return [inject, reason](Trial& trial) {
+Steps report_fails(const std::string& fault, int reason) {
+    return [fault, reason](Trial& trial) {
         trial.start();
         trial.random_pause();
-        std::invoke(inject, trial.core());
+        trial.core().inject_fault(fault);
         trial.change_bulb();
         trial.wait_for_log(
             "ERROR sending vexad request: core_request::run error calling fsmcore_request <" +
@@ -31,14 +28,10 @@ Steps report_fails(Injection inject, int reason) {
     };
 }
 
-Steps report_fails(Core::Fault fault, int reason) {
-    return report_fails([fault](Core& core) { core.inject_fault(fault); }, reason);
-}
-
 // After the core recovers, the next change is reported.
 void core_recovers(Trial& trial) {
     trial.start();
-    trial.core().stop();
+    trial.core().inject_fault("cut");
     trial.change_bulb();
     trial.wait_for_log("ERROR sending vexad request: ");
     trial.core().recover();
@@ -49,7 +42,7 @@ void core_recovers(Trial& trial) {
 
 void core_is_late(Trial& trial) {
     trial.start();
-    trial.core().inject_fault(Core::Fault::late);
+    trial.core().inject_fault("late");
     trial.change_bulb();
     trial.wait_until("report", [&] { return trial.core().value(111) == "1"; });
     trial.send_commands(3);
@@ -68,7 +61,7 @@ void core_quits_while_commands_wait(Trial& trial) {
     trial.expect_exit("exit code 0", std::chrono::seconds(2));
 }
 
-Steps database_fails(DatabaseFault fault) {
+Steps database_fails(const std::string& fault) {
     return [fault](Trial& trial) {
         trial.database().inject_fault(fault);
         trial.expect_start_failure();
@@ -77,26 +70,26 @@ Steps database_fails(DatabaseFault fault) {
 }
 
 void database_is_missing(Trial& trial) {
-    trial.database().stop();
+    trial.database().inject_fault("cut");
     trial.expect_start_failure();
     trial.wait_for_log("error calling dbmanager_socket_request <308>");
 }
 
 void database_is_slow(Trial& trial) {
-    trial.database().inject_fault(DatabaseFault::slow);
+    trial.database().inject_fault("slow");
     trial.start();
     trial.send_commands(2);
 }
 
 void database_stops_after_start(Trial& trial) {
     trial.start();
-    trial.database().stop();
+    trial.database().inject_fault("cut");
     trial.send_commands(3);
 }
 
 // Without a log failures cannot be seen; nothing else may fail.
 void log_is_missing(Trial& trial) {
-    trial.log().stop();
+    trial.log().inject_fault("cut");
     trial.start(false);
     trial.random_pause();
     trial.send_commands(5);
@@ -104,7 +97,7 @@ void log_is_missing(Trial& trial) {
 
 void log_is_not_read(Trial& trial) {
     trial.start();
-    trial.log().stop_reading();
+    trial.log().inject_fault("full");
     trial.send_commands(10);
     trial.wait_until_settled();
     trial.random_pause();
@@ -114,7 +107,7 @@ void log_is_not_read(Trial& trial) {
 
 void log_restarts(Trial& trial) {
     trial.start();
-    trial.log().stop();
+    trial.log().inject_fault("cut");
     trial.send_commands(5);
     trial.random_pause();
     trial.log().recover();
@@ -126,33 +119,27 @@ void log_restarts(Trial& trial) {
 
 std::vector<FaultRow> service_rows() {
     return {
-        {"CoreHasNoSocket", "core has no socket file",
-         report_fails(&Core::remove_socket, kNoConnection)},
-        {"CoreRefuses", "core refuses connections", report_fails(&Core::stop, kNoConnection)},
+        {"CoreHasNoSocket", "core has no socket file", report_fails("no-socket", kNoConnection)},
+        {"CoreRefuses", "core refuses connections", report_fails("cut", kNoConnection)},
         {"CoreRecovers", "core refuses connections, then recovers", core_recovers},
-        {"CoreHangs", "core does not accept connections",
-         report_fails(&Core::hang_connections, kNoConnection)},
-        {"CoreIsSilent", "core never answers reports",
-         report_fails(Core::Fault::silent, kNoAnswer)},
+        {"CoreHangs", "core does not accept connections", report_fails("hang", kNoConnection)},
+        {"CoreIsSilent", "core never answers reports", report_fails("silent", kNoAnswer)},
         {"CoreAnswersErrors", "core answers reports with an error",
-         report_fails(Core::Fault::error_status, kErrorAnswer)},
+         report_fails("error", kErrorAnswer)},
         {"CoreAnswersGarbage", "core answers reports with garbage",
-         report_fails(Core::Fault::garbage, kNoAnswer)},
+         report_fails("garbage", kNoAnswer)},
         {"CoreResetsAReport", "core resets the connection during a report",
-         report_fails(Core::Fault::gone, kNoAnswer)},
+         report_fails("reset", kNoAnswer)},
         {"CoreIsLate", "core answers a report after a second", core_is_late},
         {"QuitWhileCommandsWait", "core sends QUIT while commands wait",
          core_quits_while_commands_wait},
         {"DatabaseIsMissing", "database refuses connections at the start", database_is_missing},
-        {"DatabaseIsSilent", "database never answers", database_fails(DatabaseFault::silent),
-         Length::minutes},
+        {"DatabaseIsSilent", "database never answers", database_fails("silent"), Length::minutes},
         {"DatabaseIsSlow", "database sends a byte every 2 ms", database_is_slow},
-        {"DatabaseAnswersErrors", "database answers with an error",
-         database_fails(DatabaseFault::error_status)},
-        {"DatabaseAnswersGarbage", "database answers with garbage",
-         database_fails(DatabaseFault::garbage)},
+        {"DatabaseAnswersErrors", "database answers with an error", database_fails("error")},
+        {"DatabaseAnswersGarbage", "database answers with garbage", database_fails("garbage")},
         {"DatabaseSendsHalf", "database closes in the middle of its answer",
-         database_fails(DatabaseFault::closes_early)},
+         database_fails("half")},
         {"DatabaseStopsAfterTheStart", "database stops after the start of the daemon",
          database_stops_after_start},
         {"LogIsMissing", "there is no system log", log_is_missing},

@@ -16,14 +16,14 @@ class Failures : public HouseTest {
     /// Sends a command that the bridge does not answer.
     void hang_in_command() {
         const int before = house.bridge().gate().connections();
-        house.bridge().stall(1);
+        house.bridge().inject_fault("stall", 1);
         run_object(111, "1");
         ASSERT_TRUE(wait_until([&] { return house.bridge().gate().connections() > before; }));
     }
 };
 
 TEST_F(Failures, BridgeDownAtStartUpIsLoggedForEveryLight) {
-    house.bridge().refuse_connections();
+    house.bridge().inject_fault("cut");
     const auto status = house.start();
     ASSERT_TRUE(status && status->status == 0);
     EXPECT_TRUE(wait_for_log("Connection refused (light id = 1)"));

@@ -116,7 +116,7 @@ TEST_F(StartUp, RefusesOptionalParametersWithoutAddressOrUser) {
 }
 
 TEST_F(StartUp, EndsWithin30SecondsWhenTheDatabaseIsSilent) {
-    house.database().inject_fault(simulator::DatabaseService::Fault::silent);
+    house.database().inject_fault("silent");
     expect_failure(kGood, {"error calling dbmanager_socket_request <311>", kNoParameters});
 }
 
