@@ -99,7 +99,7 @@ class HuectlTest : public testing::Test {
         bridge_ = std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{kUser, lights_});
     }
 
-    Json::Value lights_ = simulator::load_json_file(simulator::House::sample_lights());
+    Json::Value lights_ = simulator::load_json_file(simulator::Installation::sample_lights());
     std::unique_ptr<simulator::Bridge> bridge_ =
         std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{kUser, lights_});
 };
