@@ -25,7 +25,7 @@ class InstalledExample : public testing::Test {
     }
 
     simulator::Bridge bridge{
-        {"guest", simulator::load_json_file(simulator::House::sample_lights())}};
+        {"guest", simulator::load_json_file(simulator::Installation::sample_lights())}};
 };
 
 TEST_F(InstalledExample, FindsTheBridgeAndDimsALight) {
