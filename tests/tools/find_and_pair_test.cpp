@@ -1,6 +1,5 @@
 // What huectl does on a terminal and while it waits.
 #include <csignal>
-#include <regex>
 #include <string>
 
 #include <fcntl.h>
@@ -105,7 +104,13 @@ class OnATerminal : public HuectlTest {
     }
     /// What has not been erased.
     std::string screen() {
-        return std::regex_replace(received(), std::regex("[^\r\n]*\r\x1b\\[K"), "");
+        static const std::string kErase = "\r\033[K";
+        std::string text = received();
+        for (std::size_t end = 0; (end = text.find(kErase)) != std::string::npos;) {
+            const std::size_t start = text.rfind('\n', end) + 1;  // 0 in the first line
+            text.erase(start, end + kErase.size() - start);
+        }
+        return text;
     }
 
   private:
