@@ -19,7 +19,7 @@ struct Change {
     double time;
 };
 
-Change change_light(Fixture& fixture, const simulator::House::RoleObject& dimmer, int percent) {
+Change change_light(Fixture& fixture, const simulator::RoleObject& dimmer, int percent) {
     Json::Value members;
     members["bri"] = static_cast<int>(std::ceil(percent * 2.54));
     Change change{"object " + std::to_string(dimmer.id) + " is " + std::to_string(percent),

@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "bench/Fixture.h"
-#include "simulator/process/TemporaryFolder.h"
+#include "bench/TemporaryFolder.h"
 
 namespace bench {
 namespace {
@@ -43,7 +43,7 @@ std::unique_ptr<ChildProcess> start(const Broker& broker) {
 }
 
 double stripped_kib(const std::string& program) {
-    const simulator::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const fs::path copy = folder.path() / "stripped";
     const auto result = ChildProcess::run(kStrip, {"-o", copy.string(), program}, {},
                                           simulator::House::kStartLimit);
@@ -54,7 +54,7 @@ double stripped_kib(const std::string& program) {
 }
 
 void measure_start(const Plan& plan, const Broker& broker, Report& report) {
-    simulator::House house = house_with(lights_of_house(kLights), plan.daemon);
+    simulator::House house(options_of(kLights, plan.daemon));
     Samples ours;
     Samples theirs;
     for (int round = 0; round < plan.rounds(15, 2); ++round) {
@@ -130,7 +130,7 @@ void measure_idling(const Plan& plan, const Broker& broker, Report& report) {
 }  // namespace
 
 void measure_footprint(const Plan& plan, Report& report) {
-    const simulator::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const Broker broker{has_program(plan.broker) ? plan.broker : "", folder.path() / "settings"};
     // mosquitto cannot change to its own user in a sandbox that an ordinary user has made.
     std::ofstream(broker.settings) << "user root\n";

@@ -7,9 +7,9 @@
 #include <stdexcept>
 
 #include "bench/Fixture.h"
+#include "bench/TemporaryFolder.h"
 #include "bench/Wire.h"
 #include "simulator/JsonText.h"
-#include "simulator/process/TemporaryFolder.h"
 
 namespace bench {
 namespace {
@@ -62,7 +62,7 @@ double number_after(const std::string& word, const fs::path& file) {
 
 // Of the polling thread only, which sleeps between the polls.
 double system_calls_of_a_poll(Fixture& fixture, int polls) {
-    const simulator::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string file = folder.path() / "calls";
     const std::string thread = std::to_string(fixture.monitor());
     const int before = fixture.polls();
@@ -76,7 +76,7 @@ double system_calls_of_a_poll(Fixture& fixture, int polls) {
 
 // callgrind counts within poll() only.
 double instructions_of_a_poll(const Plan& plan, int lights) {
-    const simulator::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const fs::path counts = folder.path() / "counts";
     const fs::path script = folder.path() / "counted";
     std::ofstream(script) << "#!/bin/sh\nexec " << kValgrind
@@ -96,7 +96,7 @@ double instructions_of_a_poll(const Plan& plan, int lights) {
 
 void measure_house(const Plan& plan, int lights, const std::string& of, Report& report) {
     Fixture fixture(plan.daemon, lights);
-    const std::string answer = simulator::compact_json(lights_of_house(lights));
+    const std::string answer = simulator::compact_json(options_of(lights, "").installation->lights);
     const auto cpu_ms = [&] {
         return checked(ProcessUse::of_thread(fixture.monitor())).cpu_seconds * 1000;
     };
