@@ -4,7 +4,6 @@
 #include "fuzz/support/Surroundings.h"
 #include "libcbase/FSMCoreutil.h"
 
-using fuzzing::require;
 using namespace fsmcore_format;
 
 void fuzzing::check_input(std::string_view body) {

@@ -39,7 +39,7 @@ std::string result_of(Call call) {
 std::string receive(const ScriptedPeer& peer) {
     LinHttpHandler::Limits limits;
     limits.answerBytes = kLongestAnswer;
-    const std::string answer = result_of([&] {
+    std::string answer = result_of([&] {
         return LinHttpHandler::exchange("GET / HTTP/1.0\r\n\r\n", "127.0.0.1", 80, limits);
     });
     require(peer.taken() <= kLongestAnswer + kReadBytes, "the received size is limited");

@@ -7,8 +7,6 @@
 
 namespace {
 
-using fuzzing::require;
-
 // Each pass reverses the order.
 std::string after_passes(std::string text, int passes) {
     for (int i = 0; i < passes; ++i) {

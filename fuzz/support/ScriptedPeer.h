@@ -63,7 +63,7 @@ auto with_all_cuts(std::string_view script, End end, Run run) {
         const ScriptedPeer peer(script, cuts, end);
         return run(peer);
     };
-    const auto whole = result_with(Cuts::none);
+    auto whole = result_with(Cuts::none);
     require(whole == result_with(Cuts::bytewise) && whole == result_with(Cuts::random),
             "the result does not depend on how the input is split");
     return whole;
