@@ -1,13 +1,12 @@
 // One light: its description and its getters, and the check of the bridge's answers to every
 // operation. The first part of the input is the operation: its letter, and characters whose codes
-// are its numbers, such as "bM" for a brightness of 77; " simple" selects the simple strategies.
-// The second part is a description; the bridge's answers follow.
+// are its numbers (4 if missing), such as "bM" for a brightness of 77; " simple" selects the simple
+// strategies. The second part is a description; the bridge's answers follow.
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <memory>
 #include <stdexcept>
-#include <string>
 
 #include "fuzz/support/ScriptedBridge.h"
 #include "huelib/ExtendedColorHueStrategy.h"
@@ -40,7 +39,7 @@ bool read_all(Light& light) {
 }
 
 XYColor xy(const N& n) {
-    return {static_cast<float>(n[0]) / 255, static_cast<float>(n[1]) / 255, 0};
+    return {static_cast<float>(n[0]) / 100, static_cast<float>(n[1]) / 100, 0};
 }
 
 HSVColor hsv(const N& n) {
@@ -104,7 +103,8 @@ bool confirms(const ScriptedBridge::Request& request) {
 }
 
 void run(const std::string& text, HueLight& light, const ScriptedBridge& bridge) {
-    N numbers{};
+    N numbers;
+    numbers.fill(HueLight::kDefaultTransition);
     text.copy(reinterpret_cast<char*>(numbers.data()), numbers.size(), 1);
     for (const Operation& operation : kOperations) {
         if (operation.letter != text[0] || !operation.run(light, numbers)) {

@@ -3,7 +3,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 
 #include "fuzz/support/ScriptedBridge.h"
 #include "huelib/HueFinder.h"

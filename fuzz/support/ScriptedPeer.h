@@ -22,7 +22,7 @@ enum class Cuts { none, bytewise, random };
 /// What follows the script: the end of the connection, silence, or its last bytes for ever.
 enum class End { closes, stalls, repeats };
 
-/// An end that depends only on the script. Mostly the end of the connection; repeating takes long.
+/// An end that depends only on the script's size, mostly that of the connection.
 End end_of(std::string_view script);
 
 class ScriptedPeer final {
