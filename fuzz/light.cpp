@@ -1,12 +1,12 @@
 // One light: its description and its getters, and the check of the bridge's answers to every
-// operation. The first part of the input is the operation, such as "b 77 9" or "x 300 300 4
-// simple", the second a description; the bridge's answers follow.
+// operation. The first part of the input is the operation: its letter, and characters whose codes
+// are its numbers (4 if missing), such as "bM" for a brightness of 77; " simple" selects the simple
+// strategies. The second part is a description; the bridge's answers follow.
+#include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <memory>
 #include <stdexcept>
-#include <string>
 
 #include "fuzz/support/ScriptedBridge.h"
 #include "huelib/ExtendedColorHueStrategy.h"
@@ -18,184 +18,127 @@ namespace {
 
 using fuzzing::require;
 using fuzzing::ScriptedBridge;
-using Numbers = std::array<unsigned long, 4>;
 
-constexpr int kId = 3;
+using L = HueLight;
+using N = std::array<std::uint8_t, 4>;
 
-struct Operation {
-    char letter;
-    bool (*run)(HueLight& light, const Numbers& n);
-    // True: success means that the bridge has confirmed every member of the last request.
-    bool is_checked;
-};
-
-std::uint8_t byte(unsigned long n) {
-    return static_cast<std::uint8_t>(n);
-}
-std::uint16_t word(unsigned long n) {
-    return static_cast<std::uint16_t>(n);
-}
-XYColor xy(const Numbers& n) {
-    return {static_cast<float>(n[0]) / 1000, static_cast<float>(n[1]) / 1000, 0};
-}
-
-constexpr Operation kOperations[] = {
-    {'o', [](HueLight& l, const Numbers& n) { return l.On(byte(n[0])); }, false},
-    {'f', [](HueLight& l, const Numbers& n) { return l.Off(byte(n[0])); }, false},
-    {'n', [](HueLight& l, const Numbers& n) { return l.setName(std::to_string(n[0])); }, false},
-    {'b',
-     [](HueLight& l, const Numbers& n) {
-         return l.setBrightness(static_cast<unsigned>(n[0]), byte(n[1]));
-     },
-     true},
-    {'t',
-     [](HueLight& l, const Numbers& n) {
-         return l.setColorTemperature(static_cast<unsigned>(n[0]), byte(n[1]));
-     },
-     true},
-    {'h', [](HueLight& l, const Numbers& n) { return l.setColorHue(word(n[0]), byte(n[1])); },
-     true},
-    {'s',
-     [](HueLight& l, const Numbers& n) { return l.setColorSaturation(byte(n[0]), byte(n[1])); },
-     true},
-    {'c',
-     [](HueLight& l, const Numbers& n) {
-         return l.setColorHueSaturation(word(n[0]), byte(n[1]), byte(n[2]));
-     },
-     true},
-    {'x', [](HueLight& l, const Numbers& n) { return l.setColorXY(xy(n), byte(n[2])); }, true},
-    {'l', [](HueLight& l, const Numbers& n) { return l.setColorLoop(n[0] != 0); }, true},
-    {'r',
-     [](HueLight& l, const Numbers& n) {
-         return l.setColorRGB(byte(n[0]), byte(n[1]), byte(n[2]), byte(n[3]));
-     },
-     false},
-    {'v',
-     [](HueLight& l, const Numbers& n) {
-         return l.setColorHSV({byte(n[0]), byte(n[1]), byte(n[2])}, byte(n[3]));
-     },
-     false},
-    {'a', [](HueLight& l, const Numbers&) { return l.alert(); }, true},
-    {'T',
-     [](HueLight& l, const Numbers& n) { return l.alertTemperature(static_cast<unsigned>(n[0])); },
-     false},
-    {'H',
-     [](HueLight& l, const Numbers& n) { return l.alertHueSaturation(word(n[0]), byte(n[1])); },
-     false},
-    {'X', [](HueLight& l, const Numbers& n) { return l.alertXY(xy(n)); }, false},
-    {'R',
-     [](HueLight& l, const Numbers& n) { return l.alertRGB(byte(n[0]), byte(n[1]), byte(n[2])); },
-     false},
-    {'?',
-     [](HueLight& l, const Numbers&) {
-         l.getName();
-         l.getSwVersion();
-         l.getBrightness();
-         l.getColorTemperature();
-         l.getColorHueSaturation();
-         l.getColorXY();
-         return l.isOn();
-     },
-     false},
-};
-
-void read_everything(const HueLight& light, const ScriptedBridge& bridge) {
-    const std::size_t requests = bridge.requests().size();
-    light.isOn();
+// Every getter: refreshes the light, or reads the cache of a const one.
+template <typename Light>
+bool read_all(Light& light) {
+    const XYColor color = light.getColorXY();
+    require(std::isfinite(color.x) && std::isfinite(color.y), "a coordinate is a number");
     light.getBrightness();
     light.getColorTemperature();
     light.getColorHueSaturation();
     light.getColorRGB();
     light.getColorHSV();
-    const XYColor color = light.getColorXY();
-    require(std::isfinite(color.x) && std::isfinite(color.y), "a coordinate is a number");
-    for (const std::string& text :
-         {light.getType(), light.getName(), light.getModelId(), light.getUId(),
-          light.getManufacturername(), light.getProductname(), light.getLuminaireUId(),
-          light.getSwVersion()}) {
-        require(text.size() <= 2U << 20, "a text is not longer than an answer");
-    }
+    light.getName();
+    light.getSwVersion();
+    light.getType();
+    return light.isOn();
+}
+
+XYColor xy(const N& n) {
+    return {static_cast<float>(n[0]) / 100, static_cast<float>(n[1]) / 100, 0};
+}
+
+HSVColor hsv(const N& n) {
+    return {n[0], n[1], n[2]};
+}
+
+struct Operation {
+    char letter;
+    // True: success means that the bridge has confirmed every member of the last request.
+    bool is_checked;
+    bool (*run)(L& light, const N& numbers);
+};
+
+constexpr Operation kOperations[] = {
+    {'o', false, [](L& l, const N& n) { return l.On(n[0]); }},
+    {'f', false, [](L& l, const N& n) { return l.Off(n[0]); }},
+    {'n', false, [](L& l, const N& n) { return l.setName(std::to_string(n[0])); }},
+    {'b', true, [](L& l, const N& n) { return l.setBrightness(n[0], n[1]); }},
+    {'t', true, [](L& l, const N& n) { return l.setColorTemperature(2U * n[0], n[1]); }},
+    {'h', true, [](L& l, const N& n) { return l.setColorHue(n[0], n[1]); }},
+    {'s', true, [](L& l, const N& n) { return l.setColorSaturation(n[0], n[1]); }},
+    {'c', true, [](L& l, const N& n) { return l.setColorHueSaturation(n[0], n[1], n[2]); }},
+    {'x', true, [](L& l, const N& n) { return l.setColorXY(xy(n), n[2]); }},
+    {'l', true, [](L& l, const N& n) { return l.setColorLoop(n[0] != 0); }},
+    {'r', false, [](L& l, const N& n) { return l.setColorRGB(n[0], n[1], n[2], n[3]); }},
+    {'v', false, [](L& l, const N& n) { return l.setColorHSV(hsv(n), n[3]); }},
+    {'a', true, [](L& l, const N&) { return l.alert(); }},
+    {'T', false, [](L& l, const N& n) { return l.alertTemperature(2U * n[0]); }},
+    {'H', false, [](L& l, const N& n) { return l.alertHueSaturation(n[0], n[1]); }},
+    {'X', false, [](L& l, const N& n) { return l.alertXY(xy(n)); }},
+    {'R', false, [](L& l, const N& n) { return l.alertRGB(n[0], n[1], n[2]); }},
+    {'?', false, [](L& l, const N&) { return read_all(l); }},
+};
+
+void read_cached(const HueLight& light, const ScriptedBridge& bridge) {
+    const std::size_t requests = bridge.requests().size();
+    read_all(light);
     require(bridge.requests().size() == requests, "reading the cache sends no request");
 }
 
 // A check independent of the product's: every member is somewhere in the answer. Switching off is
 // not checked.
 bool confirms(const ScriptedBridge::Request& request) {
-    Json::Value sent;
+    Json::Value sent, answer;
     require(JsonAccess::parse(request.body, sent), "a request is JSON");
     if (JsonAccess::member(sent, "on") == Json::Value(false)) {
         return true;
     }
-    Json::Value answer;
     if (!JsonAccess::parse(request.answer, answer) || !answer.isArray()) {
         return false;
     }
-    const std::string prefix = "/lights/" + std::to_string(kId) + "/state/";
-    for (const std::string& name : sent.getMemberNames()) {
-        bool is_confirmed = false;
-        for (const Json::Value& each : answer) {
+    const auto is_confirmed = [&](const std::string& name) {
+        const std::string path = "/lights/3/state/" + name;
+        return std::any_of(answer.begin(), answer.end(), [&](const Json::Value& each) {
             const Json::Value& success = JsonAccess::member(each, "success");
-            is_confirmed = is_confirmed || (success.isObject() && success.isMember(prefix + name));
-        }
-        if (!is_confirmed) {
-            return false;
-        }
-    }
-    return true;
+            return success.isObject() && success.isMember(path);
+        });
+    };
+    const auto names = sent.getMemberNames();
+    return std::all_of(names.begin(), names.end(), is_confirmed);
 }
 
-void run(const Operation& operation, HueLight& light, const std::string& text,
-         const ScriptedBridge& bridge) {
-    Numbers numbers{};
-    const char* at = text.c_str() + 1;
-    for (unsigned long& number : numbers) {
-        char* end = nullptr;
-        number = std::strtoul(at, &end, 10);
-        at = end;
-    }
-    try {
-        const bool is_done = operation.run(light, numbers);
-        const ScriptedBridge::Request& last = bridge.requests().back();
-        if (is_done && operation.is_checked && last.method == "PUT") {
-            require(confirms(last), "success means that the bridge confirmed it");
+void run(const std::string& text, HueLight& light, const ScriptedBridge& bridge) {
+    N numbers;
+    numbers.fill(HueLight::kDefaultTransition);
+    text.copy(reinterpret_cast<char*>(numbers.data()), numbers.size(), 1);
+    for (const Operation& operation : kOperations) {
+        if (operation.letter != text[0] || !operation.run(light, numbers)) {
+            continue;
         }
-    } catch (const std::runtime_error&) {
-        require(bridge.has_failed(), "exceptions come from the transport");
+        const ScriptedBridge::Request& last = bridge.requests().back();
+        require(!operation.is_checked || last.method != "PUT" || confirms(last),
+                "success means that the bridge confirmed it");
     }
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::vector<std::string> parts = fuzzing::parts_of(data, size);
-    if (parts.size() < 2) {
-        return 0;
+void fuzzing::check_input(std::string_view input) {
+    const std::vector<std::string> parts = parts_of(input);
+    if (parts.size() < 2 || parts[0].empty()) {
+        return;
     }
     const auto bridge = std::make_shared<ScriptedBridge>(parts, 2);
-    const HueCommandAPI sender("bridge", "user", bridge);
-    static const auto brightness = std::make_shared<SimpleBrightnessStrategy>();
-    static const auto simple_temperature = std::make_shared<SimpleColorTemperatureStrategy>();
-    static const auto simple_color = std::make_shared<SimpleColorHueStrategy>();
-    static const auto temperature = std::make_shared<ExtendedColorTemperatureStrategy>();
-    static const auto color = std::make_shared<ExtendedColorHueStrategy>();
     try {
-        HueLight light(kId, sender, brightness, temperature, color);
+        HueLight light(3, HueCommandAPI("bridge", "user", bridge),
+                       std::make_shared<SimpleBrightnessStrategy>(),
+                       std::make_shared<ExtendedColorTemperatureStrategy>(),
+                       std::make_shared<ExtendedColorHueStrategy>());
         light.updateState(parts[1]);
-        read_everything(light, *bridge);
+        read_cached(light, *bridge);
         if (parts[0].find("simple") != std::string::npos) {
-            light.setColorTemperatureStrategy(simple_temperature);
-            light.setColorHueStrategy(simple_color);
+            light.setColorTemperatureStrategy(std::make_shared<SimpleColorTemperatureStrategy>());
+            light.setColorHueStrategy(std::make_shared<SimpleColorHueStrategy>());
         }
-        for (const Operation& operation : kOperations) {
-            if (!parts[0].empty() && parts[0][0] == operation.letter) {
-                run(operation, light, parts[0], *bridge);
-            }
-        }
-        read_everything(light, *bridge);
+        run(parts[0], light, *bridge);
+        read_cached(light, *bridge);
     } catch (const std::runtime_error&) {
-        require(bridge->requests().size() <= 2 && bridge->has_failed(),
-                "creating a light fails only without a first answer");
+        require(bridge->has_failed(), "exceptions come from the transport");
     }
     bridge->require_pacing();
-    return 0;
 }

@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -18,17 +18,15 @@
 namespace fuzzing {
 
 /// The parts of the input, separated by lines of two hyphens; at least one.
-inline std::vector<std::string> parts_of(const std::uint8_t* data, std::size_t size) {
-    constexpr const char* kSeparator = "\n--\n";
-    const std::string text(reinterpret_cast<const char*>(data), size);
+inline std::vector<std::string> parts_of(std::string_view input) {
+    constexpr std::string_view kSeparator = "\n--\n";
     std::vector<std::string> parts;
-    std::size_t start = 0;
-    for (std::size_t end = text.find(kSeparator); end != std::string::npos;
-         end = text.find(kSeparator, start)) {
-        parts.push_back(text.substr(start, end - start));
-        start = end + std::char_traits<char>::length(kSeparator);
+    for (std::size_t end = input.find(kSeparator); end != std::string_view::npos;
+         end = input.find(kSeparator)) {
+        parts.emplace_back(input.substr(0, end));
+        input.remove_prefix(end + kSeparator.size());
     }
-    parts.push_back(text.substr(start));
+    parts.emplace_back(input);
     return parts;
 }
 
@@ -38,6 +36,7 @@ class ScriptedBridge final : public LinHttpHandler {
         std::string method, uri, body;
         std::string answer;
         std::chrono::steady_clock::time_point started;
+        bool has_failed;  ///< or its answer is not JSON
     };
 
     /// Answers with the parts from index `first` on, then with "null".
@@ -47,8 +46,10 @@ class ScriptedBridge final : public LinHttpHandler {
     std::string sendHTTPRequest(std::string method, std::string uri, std::string, std::string body,
                                 const std::string&, int) const override {
         std::string answer = next_ < answers_.size() ? answers_[next_++] : "null";
+        Json::Value ignored;
         requests_.push_back({std::move(method), std::move(uri), std::move(body), answer,
-                             std::chrono::steady_clock::now()});
+                             std::chrono::steady_clock::now(),
+                             !JsonAccess::parse(answer, ignored)});
         if (answer == "reset" || answer == "refused") {
             throw std::system_error(answer == "reset" ? ECONNRESET : ECONNREFUSED,
                                     std::generic_category());
@@ -57,13 +58,12 @@ class ScriptedBridge final : public LinHttpHandler {
     }
 
     const std::vector<Request>& requests() const { return requests_; }
-    /// Whether the last request failed or its answer was not JSON.
-    bool has_failed() const { return !requests_.empty() && is_failure(requests_.back()); }
+    bool has_failed() const { return !requests_.empty() && requests_.back().has_failed; }
 
     /// Ends the run if a request was sent too soon after a successful one.
     void require_pacing() const {
         for (std::size_t i = 1; i < requests_.size(); ++i) {
-            require(is_failure(requests_[i - 1]) ||
+            require(requests_[i - 1].has_failed ||
                         requests_[i].started - requests_[i - 1].started >= kPacing,
                     "requests to a bridge keep their distance");
         }
@@ -73,11 +73,6 @@ class ScriptedBridge final : public LinHttpHandler {
     // The clock is read twice between the wait and the start that is recorded here.
     static constexpr std::chrono::nanoseconds kPacing =
         std::chrono::milliseconds(100) - std::chrono::microseconds(10);
-
-    static bool is_failure(const Request& request) {
-        Json::Value ignored;
-        return !JsonAccess::parse(request.answer, ignored);
-    }
 
     std::vector<std::string> answers_;
     mutable std::size_t next_;

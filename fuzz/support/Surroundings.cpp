@@ -1,10 +1,10 @@
 #include "fuzz/support/Surroundings.h"
 
-#include <algorithm>
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
-#include <string_view>
 
 #include <sys/syscall.h>
 #include <syslog.h>
@@ -17,8 +17,10 @@ constexpr std::size_t kLongestLogLine = 1023;
 std::chrono::nanoseconds now = std::chrono::hours(1);
 std::chrono::nanoseconds step = std::chrono::microseconds(1);
 
-std::chrono::nanoseconds duration_of(const timespec& time) {
-    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+void check_line(const char* format, va_list arguments) {
+    fuzzing::require(std::string_view(format) == "%s", "text from outside is not a format");
+    fuzzing::require(std::strlen(va_arg(arguments, const char*)) <= kLongestLogLine,
+                     "the length of a log line is limited");
 }
 
 }  // namespace
@@ -35,14 +37,20 @@ void advance_clock(std::chrono::nanoseconds duration) {
 
 }  // namespace fuzzing
 
+extern "C" {
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzzing::check_input({reinterpret_cast<const char*>(data), size});
+    return 0;
+}
+
 // A small quarantine fits into the processor's cache. The daemon's own signal handlers would hide a
 // crash.
-extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
+const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
     return "quarantine_size_mb=8:malloc_context_size=8:handle_segv=2:handle_abort=2";
 }
 
-// Replace the C library's functions for the program and its libraries.
-extern "C" {
+// The rest replaces the C library's functions for the program and its libraries.
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
     if (clock != CLOCK_MONOTONIC) {
@@ -56,26 +64,22 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
 }
 
 int nanosleep(const timespec* duration, timespec*) {
-    fuzzing::advance_clock(duration_of(*duration));
+    now += std::chrono::seconds(duration->tv_sec) + std::chrono::nanoseconds(duration->tv_nsec);
     return 0;
 }
 
-int clock_nanosleep(clockid_t, int flags, const timespec* time, timespec*) {
-    const auto end = duration_of(*time);
-    fuzzing::advance_clock((flags & TIMER_ABSTIME) == 0 ? end : std::max(end - now, {}));
-    return 0;
-}
-
-void openlog(const char*, int, int) {}
-void closelog() {}
-
-// Checks that every log line is one text of limited length.
 void syslog(int, const char* format, ...) {
-    fuzzing::require(std::string_view(format) == "%s", "text from outside is not a format");
     va_list arguments;
     va_start(arguments, format);
-    fuzzing::require(std::strlen(va_arg(arguments, const char*)) <= kLongestLogLine,
-                     "the length of a log line is limited");
+    check_line(format, arguments);
+    va_end(arguments);
+}
+
+// What _FORTIFY_SOURCE makes of syslog.
+void __syslog_chk(int, int, const char* format, ...) {  // NOLINT(bugprone-reserved-identifier)
+    va_list arguments;
+    va_start(arguments, format);
+    check_line(format, arguments);
     va_end(arguments);
 }
 

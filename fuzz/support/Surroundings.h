@@ -8,8 +8,12 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 namespace fuzzing {
+
+/// Defined by each program: runs the parser on `input` and requires what holds for every input.
+void check_input(std::string_view input);
 
 /// The monotonic clock advances by `step` whenever it is read, and by every sleep.
 void set_clock_step(std::chrono::nanoseconds step);

@@ -10,8 +10,6 @@
 namespace {
 
 using gtwhandlernamespace::GtwHandler;
-using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
 
 /// Limits the descriptors of this process for its own lifetime.
 class DescriptorLimit final {
@@ -52,49 +50,8 @@ class GtwDescriptors : public LoopTest {
         }
         return free >= 0;
     }
-    std::vector<CorePeer> connect_many() const {
-        std::vector<CorePeer> peers;
-        for (int i = 0; i < 12; ++i) {
-            peers.push_back(connect_core());
-        }
-        return peers;
-    }
-    /// Runs the loop until a request was carried out, for less than one pause.
-    bool carries_out_a_request() {
-        const Clock::time_point end =
-            Clock::now() + milliseconds(GtwHandler::kAcceptPauseMilliseconds - 300);
-        loop_.setSelectTimeout(0, 20000);
-        while (gateway_.calls.empty() && Clock::now() < end) {
-            loop_.run();
-        }
-        return !gateway_.calls.empty();
-    }
-
     std::vector<FileDescriptor> taken_;
 };
-
-// With a pause of a second for each silent peer, a good request would wait as long.
-TEST_F(GtwDescriptors, SilentPeersGiveUpTheirDescriptorsAtOnceWhenNoneIsFree) {
-#ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "the sanitizer needs a descriptor itself to look at a virtual call";
-#endif
-    const std::vector<CorePeer> silent = connect_many();
-    CorePeer core = connect_core();
-    core.send(request({"7", "RUN"}));
-    const DescriptorLimit limit(lowest_free() + 1);
-    EXPECT_TRUE(carries_out_a_request());
-    EXPECT_EQ(core.receive_all(), kDone);
-}
-
-TEST_F(GtwDescriptors, SilentPeersLeaveSomeForTheThreadsThatServeRequests) {
-    const std::vector<CorePeer> silent = connect_many();
-    CorePeer core = connect_core();
-    core.send(request({"7", "RUN"}));
-    const DescriptorLimit limit(lowest_free() + 9);
-    EXPECT_TRUE(carries_out_a_request());
-    EXPECT_TRUE(take_all_below(lowest_free() + 3))
-        << "a bridge, a core and a resolver must still be reachable";
-}
 
 TEST_F(GtwDescriptors, AtTheLimitOfSelectANewPeerDisplacesASilentOne) {
     const DescriptorLimit limit(FD_SETSIZE + 100);

@@ -13,10 +13,10 @@ using testing::IsEmpty;
 
 class MonitorTest : public HandlerTest {
   protected:
-    /// Changes light 1 at the bulb, lets two polls pass and returns the reports as "object=value".
+    /// Changes light 4 at the bulb, lets two polls pass and returns the reports as "object=value".
     std::vector<std::string> reports_after(const std::string& change) {
         core_.forget();
-        EXPECT_TRUE(bridge_.light(1).change(*simulator::parse_json(change)).isArray());
+        change_light(4, change);
         EXPECT_TRUE(wait_for_polls(2));
         std::vector<std::string> reports;
         for (const auto& report : core_.reports()) {
@@ -30,12 +30,12 @@ class MonitorTest : public HandlerTest {
 TEST_F(MonitorTest, EachRoleIsReportedOnceWhenItChanges) {
     start();
     EXPECT_THAT(reports_after("{}"), IsEmpty());
-    EXPECT_THAT(reports_after(R"({"on":false})"), ElementsAre("11=0"));
-    EXPECT_THAT(reports_after(R"({"on":true})"), ElementsAre("11=1"));
-    EXPECT_THAT(reports_after(R"({"ct":500})"), ElementsAre("13=100"));
-    EXPECT_THAT(reports_after(R"({"bri":101})"), ElementsAre("12=39"));
+    EXPECT_THAT(reports_after(R"({"on":false})"), ElementsAre("141=0"));
+    EXPECT_THAT(reports_after(R"({"on":true})"), ElementsAre("141=1"));
+    EXPECT_THAT(reports_after(R"({"ct":500})"), ElementsAre("143=100"));
+    EXPECT_THAT(reports_after(R"({"bri":201})"), ElementsAre("142=79"));
     EXPECT_THAT(reports_after(R"({"bri":254,"hue":0,"sat":254})"),
-                ElementsAre("12=100", "14=254", "15=1", "16=1", "17=#00FEFE"));
+                ElementsAre("142=100", "144=254", "145=1", "146=1", "147=#00FEFE"));
     EXPECT_EQ(core_.malformed_requests(), 0);
 }
 
@@ -43,24 +43,24 @@ TEST_F(MonitorTest, DriftWithinTheTolerancesIsAbsorbedAndStored) {
     start();
     reports_after(R"({"bri":254,"hue":0,"sat":254})");
     // Red and the hsv object's value 5 lower, then 6; the brightness itself has no tolerance.
-    EXPECT_THAT(reports_after(R"({"bri":249})"), ElementsAre("12=98"));
-    EXPECT_THAT(reports_after(R"({"bri":243})"), ElementsAre("12=95", "14=243", "17=#00FEF3"));
+    EXPECT_THAT(reports_after(R"({"bri":249})"), ElementsAre("142=98"));
+    EXPECT_THAT(reports_after(R"({"bri":243})"), ElementsAre("142=95", "144=243", "147=#00FEF3"));
     reports_after(R"({"bri":254})");
     // Saturation 5 lower, then 5 lower again: each within the tolerance, so nothing for the hsv
     // object; green and blue rise by 5 each time.
     EXPECT_THAT(reports_after(R"({"sat":249})"), IsEmpty());
     EXPECT_THAT(reports_after(R"({"sat":244})"), IsEmpty());
-    EXPECT_THAT(reports_after(R"({"sat":238})"), ElementsAre("15=17", "16=17", "17=#00EEFE"));
+    EXPECT_THAT(reports_after(R"({"sat":238})"), ElementsAre("145=17", "146=17", "147=#00EEFE"));
     // 150 steps of the 8-bit hue are within its tolerance, 151 are not.
     reports_after(R"({"hue":0})");
     EXPECT_THAT(reports_after(R"({"hue":38550})"),
-                testing::Not(testing::Contains(testing::StartsWith("17="))));
+                testing::Not(testing::Contains(testing::StartsWith("147="))));
     reports_after(R"({"hue":0})");
-    EXPECT_THAT(reports_after(R"({"hue":38807})"), testing::Contains("17=#97EEFE"));
+    EXPECT_THAT(reports_after(R"({"hue":38807})"), testing::Contains("147=#97EEFE"));
 }
 
 TEST_F(MonitorTest, AColorLightWithoutAnHsvObjectReportsNothing) {
-    database_.rows("DELETE FROM vexad_object_relation WHERE childobj_id IN (14, 17);");
+    database_.rows("DELETE FROM vexad_object_relation WHERE childobj_id IN (144, 147);");
     start();
     EXPECT_THAT(reports_after(R"({"hue":60000,"sat":10})"), IsEmpty());
     EXPECT_EQ(core_.connections(), 0);
@@ -69,39 +69,39 @@ TEST_F(MonitorTest, AColorLightWithoutAnHsvObjectReportsNothing) {
 TEST_F(MonitorTest, NothingIsReadInTheQuietTimeAfterACommand) {
     timings_.poll_period_ms = 700;
     start();
-    run_and_wait(12, "5");
-    puts();
+    run_and_wait(142, "5");
+    bridge_.gate().forget();
     for (int i = 0; i < 6; ++i) {
-        run(12, i % 2 == 0 ? "10" : "20");
+        run(142, i % 2 == 0 ? "10" : "20");
         std::this_thread::sleep_for(std::chrono::milliseconds(250));
     }
     EXPECT_EQ(bridge_.count("GET", "/lights"), 0);
-    EXPECT_TRUE(eventually([this] { return core_.value(12).has_value(); }));
-    EXPECT_EQ(core_.history(12).size(), 1U);  // the last value only
+    EXPECT_TRUE(eventually([this] { return core_.value(142).has_value(); }));
+    EXPECT_EQ(core_.history(142).size(), 1U);  // the last value only
 }
 
 TEST_F(MonitorTest, AnswersOfTheWrongShapeChangeAndReportNothing) {
     start();
-    for (const char* body : {"[]", "null", "\"x\"", R"({"1":[]})", R"({"1":7,"2":{}})",
+    for (const char* body : {"[]", "null", "\"x\"", R"({"4":[]})", R"({"4":7,"1":{}})",
                              R"([{"error":{"type":1,"description":"unauthorized user"}}])"}) {
-        bridge_.send_answer("200 OK", "application/json", body, 2);
+        bridge_.send_body(body, 2);
         EXPECT_THAT(reports_after("{}"), IsEmpty()) << body;
     }
 }
 
 TEST_F(MonitorTest, AFailedInitialReadIsRepeatedUntilItSucceeds) {
     timings_.polls_before_reread = 4;
-    bridge_.inject_fault("html");
+    bridge_.send_html();
     ASSERT_EQ(init(), 0);
-    EXPECT_TRUE(logged("strToJsonValue() (light id = 1)"));
+    EXPECT_TRUE(logged("strToJsonValue() (light id = 4)"));
     log_.clear();
-    run(11, "0");
-    EXPECT_TRUE(logged("Error in Hue peekLight(): light id is not valid (light id = 1)"));
+    run(141, "0");
+    EXPECT_TRUE(logged("Error in Hue peekLight(): light id is not valid (light id = 4)"));
     bridge_.recover();
     // A read that has begun may still fail; the next one does not.
     EXPECT_TRUE(eventually([this] {
-        run(11, "0");
-        return !bridge_.light(1).is_on();
+        run(141, "0");
+        return !bridge_.light(4).is_on();
     }));
     EXPECT_TRUE(logged("Check again the list with the bridge."));
     log_.clear();
@@ -110,10 +110,10 @@ TEST_F(MonitorTest, AFailedInitialReadIsRepeatedUntilItSucceeds) {
 }
 
 TEST_F(MonitorTest, ARepeatedInitialReadLeavesOutWhatWasReadBefore) {
-    database_.rows("INSERT INTO vexad_object VALUES (103, '3', '')");
+    database_.rows("INSERT INTO vexad_object VALUES (170, '7', '', '')");
     database_.rows(
-        "INSERT INTO vexad_object_relation VALUES (100, 103, ''),"
-        " (103, 31, 'tag_complex_element=on_off')");
+        "INSERT INTO vexad_object_relation VALUES (100, 170, ''),"
+        " (170, 171, 'tag_complex_element=on_off')");
     timings_.polls_before_reread = 4;
     start();
     // On a busy machine the first attempt may fail.
@@ -122,59 +122,57 @@ TEST_F(MonitorTest, ARepeatedInitialReadLeavesOutWhatWasReadBefore) {
     const int reads = bridge_.count("GET", "/lights/1");
     log_.clear();
     ASSERT_TRUE(logged("Check again the list with the bridge."));
-    ASSERT_TRUE(logged("Error in Hue getLight(): light id is not valid (light id = 3)"));
+    ASSERT_TRUE(logged("Error in Hue getLight(): light id is not valid (light id = 7)"));
     EXPECT_EQ(bridge_.count("GET", "/lights/1"), reads);
 }
 
 TEST_F(MonitorTest, ASilentCoreCostsOneTimeoutPerPollAndLosesNoChange) {
     start();
-    core_.inject_fault("silent");
+    core_.inject_fault(simulator::Core::Fault::silent);
     log_.clear();
-    bridge_.light(1).change(*simulator::parse_json(R"({"on":false,"bri":3,"ct":200})"));
-    bridge_.light(2).turn_on();
+    change_light(4, R"({"on":false,"bri":3,"ct":200})");
+    bridge_.light(5).turn_on();
     ASSERT_TRUE(logged("Monitoring thread - the core is slow or does not answer"));
     // One report has timed out; a second one would take another 5 s.
     EXPECT_EQ(log_.count("ERROR sending vexad request"), 1U);
     core_.recover();
-    EXPECT_TRUE(eventually([this] { return core_.value(12) == "1" && core_.value(21) == "1"; }));
-    EXPECT_FALSE(core_.value(11).has_value());  // the report that timed out
+    EXPECT_TRUE(eventually([this] { return core_.value(142) == "1" && core_.value(151) == "1"; }));
+    EXPECT_FALSE(core_.value(141).has_value());  // the report that timed out
 }
 
 TEST_F(MonitorTest, ASlowCoreBlocksNoCommandAndLosesNoChange) {
     start();
-    core_.inject_fault("late");
-    bridge_.light(1).change(
-        *simulator::parse_json(R"({"on":false,"bri":3,"ct":200,"hue":40000,"sat":254})"));
-    bridge_.light(2).turn_on();
+    core_.inject_fault(simulator::Core::Fault::late);
+    change_light(4, R"({"on":false,"bri":3,"ct":200,"hue":40000,"sat":254})");
+    bridge_.light(5).turn_on();
     ASSERT_TRUE(logged("Monitoring thread - the core is slow or does not answer"));
     EXPECT_LE(core_.reports().size(), 3U);  // of nine, each of which takes a second
     core_.recover();
     EXPECT_TRUE(
-        eventually([this] { return core_.value(17).has_value() && core_.value(21) == "1"; }));
-    EXPECT_EQ(core_.value(11), "0");
-    EXPECT_EQ(core_.value(12), "1");
+        eventually([this] { return core_.value(147).has_value() && core_.value(151) == "1"; }));
+    EXPECT_EQ(core_.value(141), "0");
+    EXPECT_EQ(core_.value(142), "1");
 }
 
 TEST_F(MonitorTest, ValuesThatAlwaysChangeStarveNoOtherLightOrRoleOfASlowCore) {
     start();
-    core_.inject_fault("late");  // two reports for each poll
-    bridge_.light(1).change(*simulator::parse_json(R"({"hue":40000,"sat":254})"));
-    bridge_.light(2).turn_on();
+    core_.inject_fault(simulator::Core::Fault::late);  // two reports for each poll
+    change_light(4, R"({"hue":40000,"sat":254})");
+    bridge_.light(5).turn_on();
     int change = 0;
     EXPECT_TRUE(eventually([&] {
         ++change;
         const std::string brightness = std::to_string(change % 200 + 1);
         const std::string mired = std::to_string(change % 300 + 160);
-        bridge_.light(1).change(
-            *simulator::parse_json("{\"bri\":" + brightness + ",\"ct\":" + mired + "}"));
-        return core_.value(17).has_value() && core_.value(21) == "1";
+        change_light(4, "{\"bri\":" + brightness + ",\"ct\":" + mired + "}");
+        return core_.value(147).has_value() && core_.value(151) == "1";
     }));
 }
 
 TEST_F(MonitorTest, ASlowReportOfTheLastLightLeavesNothingToTheNextPoll) {
     start();
-    core_.inject_fault("silent");
-    bridge_.light(2).turn_on();
+    core_.inject_fault(simulator::Core::Fault::silent);
+    bridge_.light(6).turn_on();
     ASSERT_TRUE(logged("ERROR sending vexad request"));
     ASSERT_TRUE(wait_for_polls(1));
     EXPECT_TRUE(never_logged("further changes wait for the next poll"));
@@ -182,19 +180,19 @@ TEST_F(MonitorTest, ASlowReportOfTheLastLightLeavesNothingToTheNextPoll) {
 
 TEST_F(MonitorTest, AReportThatFailsIsNamedByItsObject) {
     start();
-    core_.inject_fault("cut");
+    core_.stop();
     EXPECT_THAT(reports_after(R"({"on":false})"), IsEmpty());
     EXPECT_TRUE(
         logged("ERROR sending vexad request: core_request::run error calling "
                "fsmcore_request <6>"));
     reports_after(R"({"on":true,"bri":3,"ct":200})");
-    EXPECT_TRUE(logged("!! BRIGHTNESS id 12 !!"));
-    EXPECT_TRUE(logged("!! TEMPERATURE id 13 !!"));
+    EXPECT_TRUE(logged("!! BRIGHTNESS id 142 !!"));
+    EXPECT_TRUE(logged("!! TEMPERATURE id 143 !!"));
     reports_after(R"({"hue":40000,"sat":254,"bri":254})");
-    EXPECT_TRUE(logged("!! 14 !!"));
-    EXPECT_TRUE(logged("!! 16 !!"));
+    EXPECT_TRUE(logged("!! 144 !!"));
+    EXPECT_TRUE(logged("!! 146 !!"));
     core_.recover();
-    EXPECT_THAT(reports_after(R"({"on":false})"), ElementsAre("11=0"));
+    EXPECT_THAT(reports_after(R"({"on":false})"), ElementsAre("141=0"));
 }
 
 }  // namespace

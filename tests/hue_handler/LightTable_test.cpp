@@ -1,11 +1,12 @@
 #include "hue_handler/LightTable.h"
 
-#include <gtest/gtest.h>
+#include "tests/support/Vectors.h"
 
 namespace {
 
-using hue_handler::HueLightState;
 using hue_handler::LightTable;
+
+constexpr const char* kRows = "hue_handler/LightTable.txt";
 
 class LightTableTest : public testing::Test {
   protected:
@@ -25,33 +26,17 @@ class LightTableTest : public testing::Test {
     LightTable table_;
 };
 
-TEST_F(LightTableTest, EachRoleIsFoundWithAndWithoutQuotes) {
-    int object = 0;
-    for (const auto& role : LightTable::kRoles) {
-        const std::string name = role.name;
-        EXPECT_EQ(add("1", std::to_string(++object), "x|tag_complex_element=" + name + "|y"), "");
-        EXPECT_EQ(uses_of(object), "1 " + name + "\n");
-        EXPECT_EQ(add("2", std::to_string(++object), "tag_complex_element='" + name + "'"), "");
-        EXPECT_EQ(uses_of(object), "2 " + name + "\n");
-    }
-    const HueLightState& light = table_.entries().at(1);
-    EXPECT_EQ(light.on_off_object, 1);
-    EXPECT_EQ(light.value_object, 3);
-    EXPECT_EQ(light.temperature_object, 5);
-    EXPECT_EQ(light.r_object, 7);
-    EXPECT_EQ(light.g_object, 9);
-    EXPECT_EQ(light.b_object, 11);
-    EXPECT_EQ(light.hsv_object, 13);
-}
-
 TEST_F(LightTableTest, TheFirstRoleInTheOrderOfTheTableCounts) {
-    add("1", "10",
-        "tag_complex_element=hsv|tag_complex_element=value|tag_complex_element='on_off'");
-    EXPECT_EQ(uses_of(10), "1 on_off\n");
-    add("1", "11", "tag_complex_element=hsv|tag_complex_element=red");
-    EXPECT_EQ(uses_of(11), "1 r\n") << "without quotes, \"r\" also matches \"red\"";
-    add("1", "12", "tag_complex_element='red'");
-    EXPECT_EQ(uses_of(12), "");
+    int object = 0;
+    for_each_vector(kRows, "markers", 3, [&](const auto& cells) {
+        EXPECT_EQ(add("1", std::to_string(++object), cells[0]), "");
+        EXPECT_EQ(uses_of(object), cells[1] == "-" ? "" : "1 " + cells[1] + "\n");
+        EXPECT_EQ(table_.entries().size(), 1U) << "also without a role";
+    });
+    const hue_handler::HueLightState& light = table_.entries().at(1);
+    EXPECT_EQ((std::vector<int>{light.on_off_object, light.value_object, light.temperature_object,
+                                light.r_object, light.g_object, light.b_object, light.hsv_object}),
+              (std::vector<int>{10, 2, 3, 11, 5, 6, 9}));
 }
 
 TEST_F(LightTableTest, AnObjectMayHaveSeveralUsesAndALaterRowReplacesAnObject) {
@@ -64,27 +49,18 @@ TEST_F(LightTableTest, AnObjectMayHaveSeveralUsesAndALaterRowReplacesAnObject) {
     EXPECT_EQ(uses_of(0), "") << "0 means that a light has no object";
 }
 
-TEST_F(LightTableTest, ARowWithoutARoleStillAddsItsLight) {
-    EXPECT_EQ(add("7", "70", ""), "");
-    EXPECT_EQ(table_.add_row({{"MSP", "8"}, {"CHILDOBJ_ID", "80"}}), "");
-    EXPECT_EQ(table_.entries().size(), 2U);
-    EXPECT_EQ(uses_of(70), "");
-}
-
 TEST_F(LightTableTest, ABadRowChangesNothingAndItsTextForgesNoLogLine) {
-    EXPECT_EQ(add("1\n2", "3", ""),
-              "Incomplete or malformed db information: MSP='1\\x0a2', CHILDOBJ_ID='3'");
-    EXPECT_EQ(add("1", "x\x1b", ""),
-              "Incomplete or malformed db information: MSP='1', CHILDOBJ_ID='x\\x1b'");
-    EXPECT_EQ(table_.add_row({{"OPTIONAL", "tag_complex_element=value"}}),
-              "Incomplete or malformed db information: MSP='', CHILDOBJ_ID=''");
+    for_each_vector(kRows, "bad rows", 4, [&](const auto& cells) {
+        EXPECT_EQ(add(cells[0], cells[1], "tag_complex_element=value"), cells[2]);
+    });
+    EXPECT_NE(table_.add_row({{"OPTIONAL", "tag_complex_element=value"}}), "");
     EXPECT_TRUE(table_.entries().empty());
+    EXPECT_EQ(table_.add_row({{"MSP", "8"}, {"CHILDOBJ_ID", "80"}}), "") << "no optional text";
 }
 
-TEST_F(LightTableTest, TheQueryNamesTheBridgeObjectAndLeavesOutPresets) {
-    const std::string query = LightTable::query(4000000);
-    EXPECT_NE(query.find("WHERE vexad_object.id = 4000000) AND"), std::string::npos);
-    EXPECT_NE(query.find("NOT LIKE '%preset%'"), std::string::npos);
+TEST_F(LightTableTest, TheQueryNamesTheBridgeObject) {
+    EXPECT_NE(LightTable::query(4000000).find("WHERE vexad_object.id = 4000000) AND"),
+              std::string::npos);
 }
 
 }  // namespace

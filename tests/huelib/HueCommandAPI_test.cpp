@@ -18,7 +18,9 @@ class HueCommandAPITest : public testing::Test {
   protected:
     void put() { sender_.PUTRequest("/lights", Json::Value()); }
     void fail_next_put(int code) {
-        bridge_->add_failure("PUT", std::system_error(code, std::generic_category(), "scripted"));
+        bridge_->add("PUT", [code]() -> std::string {
+            throw std::system_error(code, std::generic_category(), "scripted");
+        });
     }
     std::vector<std::chrono::steady_clock::time_point> starts() const {
         std::vector<std::chrono::steady_clock::time_point> found;
@@ -80,8 +82,11 @@ TEST_F(HueCommandAPITest, StartsRequestsOfAllThreadsOneDelayApart) {
 }
 
 TEST_F(HueCommandAPITest, DoesNotWaitAfterASlowRequest) {
-    bridge_->set_duration(300ms);
     for (int i = 0; i < 4; ++i) {
+        bridge_->add("PUT", [] {
+            std::this_thread::sleep_for(300ms);
+            return "\r\n\r\n[]";
+        });
         put();
     }
     EXPECT_LT(shortest_gap(), 400ms);
@@ -110,7 +115,7 @@ TEST_F(HueCommandAPITest, DoesNotRetryAfterOtherFailuresNorDelayTheNextRequest) 
     EXPECT_EQ(bridge_->requests().size(), 4U);
     EXPECT_LT(shortest_gap(), 100ms);  // the deadline stays
     for (int i = 0; i < 3; ++i) {
-        bridge_->add_failure("PUT", std::runtime_error("scripted"));
+        bridge_->add_answer("PUT", "no JSON");
         EXPECT_THROW(put(), std::runtime_error);
     }
     put();

@@ -1,18 +1,17 @@
 #include "libcbase/Cstylecode.h"
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <functional>
 #include <string>
-#include <thread>
 
 #include <fcntl.h>
 #include <net/if.h>
-#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -20,6 +19,9 @@
 #include "tests/support/SystemLogTest.h"
 
 namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
 
 constexpr const char* kSocketPath = "/tmp/vexa_variables/sockets/cstylecode_test.socket";
 
@@ -35,29 +37,15 @@ TEST(Descriptor, ClosesWhatItHoldsOnce) {
     EXPECT_EQ(fcntl(fd, F_GETFD), -1);
 }
 
-/// While it lives, a signal interrupts the calling thread every 20 ms, for 3 s at most.
-class Interrupter final {
-  public:
-    Interrupter() {
-        struct sigaction action {};
-        action.sa_handler = [](int) {};
-        sigaction(SIGUSR1, &action, nullptr);
-        thread_ = std::thread([this, receiver = pthread_self()] {
-            for (int i = 0; i < 150 && !is_over_; ++i) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(20));
-                pthread_kill(receiver, SIGUSR1);
-            }
-        });
-    }
-    ~Interrupter() {
-        is_over_ = true;
-        thread_.join();
-    }
-
-  private:
-    std::atomic<bool> is_over_{false};
-    std::thread thread_;
-};
+/// Interrupts the main thread by a signal with this period; 0 ends it.
+void interrupt_every(int period_ms) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};  // without SA_RESTART
+    sigaction(SIGALRM, &action, nullptr);
+    const timeval time{0, period_ms * 1000};
+    const itimerval timer{time, time};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+}
 
 class SocketTest : public SystemLogTest {
   protected:
@@ -65,24 +53,26 @@ class SocketTest : public SystemLogTest {
     static bool closes_on_exec(const FileDescriptor& fd) {
         return fcntl(fd.get(), F_GETFD) == FD_CLOEXEC;
     }
-    static std::string with_pid(const std::string& text) {
-        return text + " for pid=" + std::to_string(getpid());
+    /// Checks the number of lines of a failed connect since the last call.
+    void expect_lines(const std::string& function, const std::string& reason, std::size_t count) {
+        EXPECT_EQ(lines_with("Cstylecode->" + function + " connect failed with error '" + reason +
+                             "' for pid=" + std::to_string(getpid())),
+                  count);
+        log_.clear();
     }
 };
 
 TEST_F(SocketTest, ReplacesAStaleFileAtTheServersPath) {
     std::ofstream(kSocketPath) << "stale";
     const FileDescriptor server(make_local_socket(kSocketPath, 1));
-    ASSERT_TRUE(server);
     struct stat status {};
     ASSERT_EQ(stat(kSocketPath, &status), 0);
     EXPECT_EQ(status.st_mode, S_IFSOCK | 0777u);
     const FileDescriptor client(make_localtcpclient_socket(kSocketPath));
-    EXPECT_TRUE(client);
-    EXPECT_TRUE(closes_on_exec(server) && closes_on_exec(client));
+    EXPECT_TRUE(client && closes_on_exec(server) && closes_on_exec(client));
 }
 
-TEST_F(SocketTest, SignalsDoNotExtendTheLimitOfAConnect) {
+TEST_F(SocketTest, SignalsDoNotExtendALimit) {
     int port = 0;
     const FileDescriptor servers[] = {FileDescriptor(make_local_socket(kSocketPath, 0)),
                                       FileDescriptor(make_internet_socket_randomport(&port, 0))};
@@ -91,71 +81,46 @@ TEST_F(SocketTest, SignalsDoNotExtendTheLimitOfAConnect) {
         FileDescriptor(make_localtcpclient_socket(kSocketPath)),
         FileDescriptor(make_internettcpclient_socket("127.0.0.1", port))};
     ASSERT_TRUE(waiting[0] && waiting[1]);
-    const Interrupter interrupter;
-    for (const bool is_local : {true, false}) {
-        const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(is_local ? make_localtcpclient_socket(kSocketPath, 200)
-                           : make_internettcpclient_socket("127.0.0.1", port, 200),
-                  -1);
-        EXPECT_EQ(errno, ETIMEDOUT) << is_local;
-        const auto taken = std::chrono::steady_clock::now() - start;
-        EXPECT_GE(taken, std::chrono::milliseconds(190));
-        EXPECT_LT(taken, std::chrono::milliseconds(1000)) << is_local;
-    }
-    EXPECT_TRUE(
-        logged(with_pid("Cstylecode->make_localtcpclient_socket connect failed with error "
-                        "'Connection timed out'")));
-}
-
-TEST_F(SocketTest, SignalsDoNotEndAReceive) {
-    int ends[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    const FileDescriptor reader(ends[0]);
-    const FileDescriptor silent_peer(ends[1]);
-    const Interrupter interrupter;
-    const auto start = std::chrono::steady_clock::now();
     std::string text;
-    EXPECT_EQ(receive_until(reader.get(), text, start + std::chrono::milliseconds(200)), -1);
-    EXPECT_EQ(errno, ETIMEDOUT);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+    const std::function<ssize_t()> calls[] = {
+        [] { return make_localtcpclient_socket(kSocketPath, 200); },
+        [&] { return make_internettcpclient_socket("127.0.0.1", port, 200); },
+        [&] { return receive_until(waiting[0].get(), text, Clock::now() + milliseconds(200)); }};
+    interrupt_every(20);
+    for (const auto& call : calls) {
+        const auto start = Clock::now();
+        EXPECT_EQ(call(), -1);
+        EXPECT_EQ(errno, ETIMEDOUT) << &call - calls;
+        EXPECT_GE(Clock::now() - start, milliseconds(190));
+        EXPECT_LT(Clock::now() - start, milliseconds(1000)) << &call - calls;
+    }
+    interrupt_every(0);
+    expect_lines("make_localtcpclient_socket", "Connection timed out", 1);
 }
 
-TEST_F(SocketTest, ServesTheLongestPathAndTheHighestPort) {
+TEST_F(SocketTest, ServesTheLongestPathAndNoLongerOne) {
     std::string path = "/tmp/vexa_variables/sockets/";
     path.append(sizeof(sockaddr_un::sun_path) - 1 - path.size(), 'p');
-    const FileDescriptor local(make_local_socket(path.c_str(), 1));
-    EXPECT_TRUE(local);
+    const FileDescriptor server(make_local_socket(path.c_str(), 1));
     EXPECT_TRUE(FileDescriptor(make_localtcpclient_socket(path.c_str())));
-    unlink(path.c_str());
-    const FileDescriptor internet(make_internet_socket(65535, 1));
-    EXPECT_TRUE(internet);
-    EXPECT_TRUE(FileDescriptor(make_internettcpclient_socket("127.0.0.1", 65535)));
-}
-
-TEST_F(SocketTest, RefusesAPathLongerThanTheAddress) {
-    // 108 characters leave no room for the terminator; cut to 107 the path would name another file.
-    const std::string path = "/tmp/" + std::string(103, 'p');
-    EXPECT_EQ(make_local_socket(path.c_str(), 1), -1);
-    EXPECT_EQ(make_localtcpclient_socket(path.c_str()), -1);
+    // One more leaves no room for the terminator; a cut path would name this file.
+    const std::string longer = path + "p";
+    EXPECT_EQ(make_localtcpclient_socket(longer.c_str()), -1);
     EXPECT_EQ(errno, ENAMETOOLONG);
-    EXPECT_EQ(make_localtcpclient_socket(""), -1);
+    EXPECT_EQ(make_local_socket(longer.c_str(), 1), -1);
     EXPECT_TRUE(
         logged("Cstylecode->make_local_socket bind failed with error 'File name too long'"));
-    EXPECT_TRUE(
-        logged(with_pid("Cstylecode->make_localtcpclient_socket connect failed with error "
-                        "'File name too long'")));
+    EXPECT_EQ(make_localtcpclient_socket(""), -1);
+    unlink(path.c_str());
 }
 
 TEST_F(SocketTest, ServesAPortThatTheSystemChooses) {
     int port = 0;
     const FileDescriptor server(make_internet_socket_randomport(&port, 1));
-    ASSERT_TRUE(server);
-    EXPECT_GT(port, 0);
     const FileDescriptor client(make_internettcpclient_socket("127.0.0.1", port));
-    ASSERT_TRUE(client);
-    EXPECT_TRUE(closes_on_exec(server) && closes_on_exec(client));
+    ASSERT_TRUE(server && client && closes_on_exec(server) && closes_on_exec(client));
 
-    EXPECT_FALSE(FileDescriptor(make_internet_socket(port, 1)));
+    EXPECT_EQ(make_internet_socket(port, 1), -1);
     EXPECT_EQ(errno, EADDRINUSE);
     EXPECT_TRUE(
         logged("Cstylecode->make_internet_socket bind failed with error 'Address already in use'"));
@@ -168,18 +133,18 @@ TEST_F(SocketTest, ServesAPortThatTheSystemChooses) {
 }
 
 TEST_F(SocketTest, RefusesInvalidAddresses) {
-    const char* const kConnect =
-        "Cstylecode->make_internettcpclient_socket connect failed with error 'Invalid argument'";
+    const FileDescriptor highest(make_internet_socket(65535, 1));
+    EXPECT_TRUE(FileDescriptor(make_internettcpclient_socket("127.0.0.1", 65535)));
+    EXPECT_EQ(make_internet_socket(65536, 1), -1);
     EXPECT_EQ(make_internettcpclient_socket("127.0.0.1", 65536 + 80), -1);
     EXPECT_EQ(make_internettcpclient_socket("127.0.0.1", -1), -1);
     EXPECT_EQ(make_internettcpclient_socket("localhost", 80), -1);
-    EXPECT_EQ(lines_with(with_pid(kConnect)), 3u);
-    EXPECT_EQ(make_internet_socket(65536, 1), -1);
+    expect_lines("make_internettcpclient_socket", "Invalid argument", 3);
     EXPECT_EQ(make_internettcpclient_socket("127.0.0.1", 1), -1);
     EXPECT_EQ(errno, ECONNREFUSED);
 }
 
-TEST_F(SocketTest, NamesEth0WhenItIsMissing) {
+TEST(Interface, IsNamedWhenItIsMissing) {
     if (if_nametoindex("eth0") != 0) {
         GTEST_SKIP() << "on a machine that has an eth0";
     }

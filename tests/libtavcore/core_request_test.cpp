@@ -1,7 +1,7 @@
 #include "libtavcore/core_request.h"
 
 #include "libcbase/FSMCoreutil.h"
-#include "tests/support/ScriptedCore.h"
+#include "tests/support/ScriptedPeer.h"
 #include "tests/support/SystemLogTest.h"
 
 namespace {
@@ -25,7 +25,7 @@ class CoreRequest : public SystemLogTest {
         return request.parameters;
     }
 
-    ScriptedCore core_{kSocket};
+    ScriptedPeer core_{kSocket};
     mutable std::string function_;
 };
 

@@ -8,7 +8,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "huelib/BaseHttpHandler.h"
@@ -21,11 +20,11 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
 
     struct Request {
         std::string method, uri;
-        std::string body;  // JSON in one line, or the text of a search
+        std::string body;  // JSON in one line
         std::string adr;
         int port;
         std::chrono::steady_clock::time_point started;
-        std::string content_type;
+        std::string text;  // the whole message
     };
 
     ScriptedHttpHandler() = default;
@@ -34,22 +33,20 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
     /// Adds or replaces a light.
     void set_light(int id, const Json::Value& description) {
         const std::lock_guard<std::mutex> guard(mutex_);
-        lights_.erase(id);
-        lights_.emplace(id, simulator::BridgeLight(id, description));
+        lights_.insert_or_assign(id, simulator::BridgeLight(id, description));
     }
 
-    /// Queues the answer to the next request with this method: a body, or an exception.
-    void add_answer(const std::string& method, const std::string& body) {
-        add(method, [body] { return body; });
+    /// Queues the answer to the next request with this method: returns the message, or throws.
+    void add(const std::string& method, std::function<std::string()> answer) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        script_[method].push_back(std::move(answer));
     }
-    template <typename Exception>
-    void add_failure(const std::string& method, const Exception& failure) {
-        add(method, [failure]() -> std::string { throw failure; });
+    /// Queues the body of an answer.
+    void add_answer(const std::string& method, const std::string& body) {
+        add(method, [body] { return kHead + body; });
     }
     /// Sets the answers to a search.
     void set_search_answers(const std::vector<std::string>& answers) { announced_ = answers; }
-    /// Sets how long every later request takes.
-    void set_duration(std::chrono::milliseconds duration) { duration_ = duration; }
 
     std::vector<Request> requests() const {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -68,36 +65,32 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
         return found;
     }
 
-    std::string send(const std::string&, const std::string&, int) const override { return ""; }
-    std::vector<std::string> sendMulticast(const std::string& msg, const std::string& adr, int port,
-                                           int timeout) const override {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        requests_.push_back({"search", std::to_string(timeout) + " s", msg, adr, port,
-                             std::chrono::steady_clock::now(), ""});
-        return announced_;
-    }
-    std::string sendHTTPRequest(std::string method, std::string uri, std::string content_type,
-                                std::string body, const std::string& adr, int port) const override {
+    std::string send(const std::string& msg, const std::string& adr, int port) const override {
         const auto started = std::chrono::steady_clock::now();
-        std::this_thread::sleep_for(duration_);
-        const Json::Value json = simulator::parse_json(body).value_or(Json::Value());
+        const std::size_t uri = msg.find(' ') + 1;
+        const std::string method = msg.substr(0, uri - 1);
+        const std::string path = msg.substr(uri, msg.find(' ', uri) - uri);
+        const Json::Value json =
+            simulator::parse_json(msg.substr(msg.find("\r\n\r\n"))).value_or(Json::Value());
         const std::lock_guard<std::mutex> guard(mutex_);
-        requests_.push_back(
-            {method, uri, simulator::compact_json(json), adr, port, started, content_type});
+        requests_.push_back({method, path, simulator::compact_json(json), adr, port, started, msg});
         auto& script = script_[method];
         if (script.empty()) {
-            return answer_of_lights(method, path_of(uri), json).toStyledString();
+            return kHead + answer_of_lights(method, path_of(path), json).toStyledString();
         }
         const auto scripted = script.front();
         script.pop_front();
         return scripted();
     }
+    std::vector<std::string> sendMulticast(const std::string& msg, const std::string& adr, int port,
+                                           int timeout) const override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        requests_.push_back({"search", std::to_string(timeout) + " s", "", adr, port, {}, msg});
+        return announced_;
+    }
 
   private:
-    void add(const std::string& method, std::function<std::string()> answer) {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        script_[method].push_back(std::move(answer));
-    }
+    static constexpr const char* kHead = "HTTP/1.0 200 OK\r\n\r\n";
 
     static std::string path_of(const std::string& uri) {
         const std::string user_path = std::string("/api/") + kUser;
@@ -106,7 +99,8 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
 
     Json::Value answer_of_lights(const std::string& method, const std::string& path,
                                  const Json::Value& body) const {
-        Json::Value all(Json::objectValue);
+        Json::Value root(Json::objectValue);
+        Json::Value& all = root["lights"] = Json::Value(Json::objectValue);
         for (auto& [id, light] : lights_) {
             const std::string own = "/lights/" + std::to_string(id);
             if (path == own && method == "GET") {
@@ -117,12 +111,9 @@ class ScriptedHttpHandler final : public BaseHttpHandler {
             }
             all[std::to_string(id)] = light.description();
         }
-        Json::Value root;
-        root["lights"] = all;
         return path == "/lights" ? all : root;
     }
 
-    std::chrono::milliseconds duration_{0};
     std::vector<std::string> announced_;
     mutable std::mutex mutex_;  // guards all below
     mutable std::map<int, simulator::BridgeLight> lights_;
