@@ -1,7 +1,6 @@
 // What a light sends for its calls, which answers confirm them, and what it logs.
 #include "huelib/HueLight.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "tests/huelib/TestLight.h"
