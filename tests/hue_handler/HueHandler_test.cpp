@@ -8,6 +8,7 @@
 
 namespace {
 
+using hue_handler::FairMutex;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -139,6 +140,14 @@ TEST_F(HueHandlerTest, AcceptedCommandsThatTheEndCutsOffAreLogged) {
     EXPECT_TRUE(logged("Exit from execute_request thread:"));
     EXPECT_TRUE(logged("Exit from state_monitor thread:"));
     EXPECT_TRUE(logged("1 requests dropped, the request manager thread has ended"));
+}
+
+TEST(FairMutex, TryLockFailsWhileHeldAndWorksAfter) {
+    FairMutex mutex;
+    ASSERT_TRUE(mutex.try_lock());
+    EXPECT_FALSE(mutex.try_lock());
+    mutex.unlock();
+    EXPECT_TRUE(mutex.try_lock());
 }
 
 }  // namespace

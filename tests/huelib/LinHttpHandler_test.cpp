@@ -13,11 +13,10 @@
 #include <pthread.h>
 #include <sys/socket.h>
 
-#include "simulator/net/SocketServer.h"
+#include "tests/support/ScriptedPeer.h"
 
 using namespace std::chrono_literals;
 using simulator::Connection;
-using simulator::SocketServer;
 
 namespace {
 
@@ -37,34 +36,21 @@ Failure failure_of(const std::function<std::string()>& ask) {
     }
 }
 
-/// A TCP peer that reads the request "?" and then runs the given handler.
 class Peer {
   public:
-    explicit Peer(SocketServer::Handler act)
-        : server_([act = std::move(act)](Connection& connection) {
-              connection.read_until([](const std::string& text) { return !text.empty(); }, 5s);
-              act(connection);
-          }) {
-        server_.listen_tcp("127.0.0.1", 0);
-    }
+    explicit Peer(const ScriptedPeer::Script& script) { peer_.on_request(script); }
+    explicit Peer(const std::string& answer) { peer_.set_answer(answer); }
     std::string ask(const LinHttpHandler::Limits& limits = {}) const {
         return LinHttpHandler::exchange("?", "127.0.0.1", port(), limits);
     }
     Failure failure(const LinHttpHandler::Limits& limits = {}) const {
         return failure_of([&] { return ask(limits); });
     }
-    int port() const { return server_.port(); }
+    int port() const { return peer_.port(); }
 
   private:
-    SocketServer server_;
+    ScriptedPeer peer_{{}, [](const std::string& text) { return !text.empty(); }};
 };
-
-SocketServer::Handler answer_with(const std::string& text) {
-    return [text](Connection& connection) {
-        connection.write(text);
-        connection.finish();
-    };
-}
 
 /// Runs `act` on a thread that is interrupted by a signal every 5 ms.
 void under_signals(const std::function<void()>& act) {
@@ -94,19 +80,19 @@ Failure read_failure(int code) {
 
 TEST(LinHttpHandler, ReturnsTheWholeAnswerInAnySegments) {
     const std::string text = std::string(300, 'x') + std::string("\0\r\n", 3) + "end";
-    EXPECT_EQ(Peer(answer_with(text)).ask(), text);
+    EXPECT_EQ(Peer(text).ask(), text);
     EXPECT_EQ(Peer([&](Connection& peer) { peer.write_slowly("HTTP/1.0", 5ms); }).ask(),
               "HTTP/1.0");
     LinHttpHandler::Limits tight;
     tight.answerBytes = text.size();
-    EXPECT_EQ(Peer(answer_with(text)).ask(tight), text);
+    EXPECT_EQ(Peer(text).ask(tight), text);
 }
 
 TEST(LinHttpHandler, RefusesAnAnswerOfExactlyThreeBytes) {
     for (const char* text : {"", "ab", "abcd"}) {
-        EXPECT_EQ(Peer(answer_with(text)).ask(), text);
+        EXPECT_EQ(Peer(text).ask(), text);
     }
-    EXPECT_THAT([] { Peer(answer_with("abc")).ask(); },
+    EXPECT_THAT([] { Peer("abc").ask(); },
                 testing::ThrowsMessage<std::runtime_error>(
                     "LinHttpHandler: Failed to store complete response from socket\n"));
 }
@@ -119,8 +105,8 @@ TEST(LinHttpHandler, NamesTheStepAndTheErrorAndLeavesNoDescriptor) {
     EXPECT_EQ(Peer([](Connection& peer) { peer.reset(); }).failure(), read_failure(ECONNRESET));
     EXPECT_EQ(Peer([](Connection& peer) { peer.hold([] { return false; }); }).failure(tight),
               read_failure(EAGAIN));
-    EXPECT_EQ(Peer(answer_with(std::string(1001, 'x'))).failure(tight), read_failure(EMSGSIZE));
-    const int closed_port = Peer(answer_with("")).port();
+    EXPECT_EQ(Peer(std::string(1001, 'x')).failure(tight), read_failure(EMSGSIZE));
+    const int closed_port = Peer("").port();
     EXPECT_EQ(
         failure_of([&] { return LinHttpHandler().send("?", "127.0.0.1", closed_port); }),
         Failure(ECONNREFUSED, "LinHttpHandler: Failed to connect socket: Connection refused"));
@@ -137,7 +123,7 @@ TEST(LinHttpHandler, NamesTheStepAndTheErrorAndLeavesNoDescriptor) {
 TEST(LinHttpHandler, ClampsEveryLimit) {
     LinHttpHandler::Limits odd;
     odd.blocked = odd.answer = std::chrono::milliseconds::max();  // beyond every deadline
-    EXPECT_EQ(Peer(answer_with("here")).ask(odd), "here");
+    EXPECT_EQ(Peer("here").ask(odd), "here");
     odd.blocked = 0ms;  // which a socket takes for no limit
     const Peer silent([](Connection& peer) {
         const auto start = std::chrono::steady_clock::now();
@@ -162,7 +148,7 @@ TEST(LinHttpHandler, TimesOutWithAPeerThatSendsSlowlyForever) {
 }
 
 TEST(LinHttpHandler, ReportsAPeerThatClosesDuringALongRequest) {
-    SocketServer server([](Connection& connection) {
+    simulator::SocketServer server([](Connection& connection) {
         ::shutdown(connection.fd(), SHUT_WR);  // only a reset after an end raises SIGPIPE
         connection.reset();
     });
