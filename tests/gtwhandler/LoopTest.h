@@ -46,6 +46,8 @@ class CorePeer final {
         pollfd watched{fd_.get(), POLLIN, 0};
         return poll(&watched, 1, 200) > 0;
     }
+    /// No more bytes follow; the answer can still be received.
+    void finish() { shutdown(fd_.get(), SHUT_WR); }
     void close() { fd_.reset(); }
     void reset() {
         const linger at_once{1, 0};
