@@ -26,17 +26,54 @@ class GtwDescriptors : public LoopTest {
         limit.rlim_cur = count;
         EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     }
+    static FileDescriptor open_lowest() {
+        return FileDescriptor(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    }
     /// Opens every descriptor below `end`.
     void take_all_below(int end) {
         do {
-            taken_.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+            taken_.push_back(open_lowest());
             ASSERT_TRUE(taken_.back());
         } while (taken_.back().get() < end);
         taken_.pop_back();
     }
 
+    /// True if a request that waits behind silent peers is carried out within a pause of the
+    /// endpoint, although the limit leaves only that many descriptors.
+    bool serves_behind_silent_peers(int free) {
+        for (int i = 0; i < 13; ++i) {
+            peers_.push_back(connect_core());
+        }
+        peers_.back().send(request({"7", "RUN"}));
+        limit_descriptors(static_cast<rlim_t>(open_lowest().get() + free));
+        const auto end = std::chrono::steady_clock::now() +
+                         std::chrono::milliseconds(GtwHandler::kAcceptPauseMilliseconds - 300);
+        loop_.setSelectTimeout(0, 20000);
+        while (gateway_.calls.empty() && std::chrono::steady_clock::now() < end) {
+            loop_.run();
+        }
+        return !gateway_.calls.empty() && peers_.back().receive_all() == kDone;
+    }
+
     std::vector<FileDescriptor> taken_;
+    std::vector<CorePeer> peers_;
 };
+
+// With a pause of a second for each silent peer, a good request would wait as long.
+TEST_F(GtwDescriptors, SilentPeersGiveUpTheirDescriptorsAtOnceWhenNoneIsFree) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs a descriptor itself to look at a virtual call";
+#endif
+    EXPECT_TRUE(serves_behind_silent_peers(1));
+}
+
+TEST_F(GtwDescriptors, SilentPeersLeaveSomeForTheThreadsThatServeRequests) {
+    EXPECT_TRUE(serves_behind_silent_peers(9));
+    for (int i = 0; i < 3; ++i) {
+        taken_.push_back(open_lowest());
+        EXPECT_TRUE(taken_.back()) << "a bridge, a core and a resolver must still be reachable";
+    }
+}
 
 TEST_F(GtwDescriptors, AtTheLimitOfSelectANewPeerDisplacesASilentOne) {
     CorePeer silent = connect_core();
