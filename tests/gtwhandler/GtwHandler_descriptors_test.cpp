@@ -20,10 +20,10 @@ class GtwDescriptors : public LoopTest {
 
     GtwDescriptors() { limit_descriptors(FD_SETSIZE + 100); }
     /// For this process, in which no other test runs.
-    static void limit_descriptors(rlim_t count) {
+    static void limit_descriptors(int count) {
         rlimit limit{};
         EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-        limit.rlim_cur = count;
+        limit.rlim_cur = static_cast<rlim_t>(count);
         EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     }
     static FileDescriptor open_lowest() {
@@ -45,7 +45,7 @@ class GtwDescriptors : public LoopTest {
             peers_.push_back(connect_core());
         }
         peers_.back().send(request({"7", "RUN"}));
-        limit_descriptors(static_cast<rlim_t>(open_lowest().get() + free));
+        limit_descriptors(open_lowest().get() + free);
         const auto end = std::chrono::steady_clock::now() +
                          std::chrono::milliseconds(GtwHandler::kAcceptPauseMilliseconds - 300);
         loop_.setSelectTimeout(0, 20000);

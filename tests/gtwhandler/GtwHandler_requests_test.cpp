@@ -35,7 +35,7 @@ class GtwRequests : public LoopTest {
         EXPECT_TRUE(logged(escape_control_characters(text)));
         const std::string start = "GtwHandler::run ";
         EXPECT_THAT(text, StartsWith(start));
-        const std::string problem = text.substr(
+        std::string problem = text.substr(
             start.size(), text.rfind(" continuing for the next request") - start.size());
         if (result == -1) {
             EXPECT_THAT(answer, testing::AnyOf("", "reset"));
