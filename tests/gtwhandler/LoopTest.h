@@ -26,12 +26,10 @@ class CorePeer final {
     /// Everything up to the end of the connection, then "reset" if it was reset, or "open" if it
     /// did not end within 10 s.
     std::string receive_all() {
-        set_socket_timeouts(fd_.get(), 10000);
         std::string text;
-        char chunk[256];
         ssize_t count = 0;
-        while ((count = recv(fd_.get(), chunk, sizeof(chunk), 0)) > 0) {
-            text.append(chunk, static_cast<std::size_t>(count));
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while ((count = receive_until(fd_.get(), text, limit)) > 0) {
         }
         if (count < 0 && errno != ECONNRESET) {
             return text + "open";
@@ -46,6 +44,8 @@ class CorePeer final {
         pollfd watched{fd_.get(), POLLIN, 0};
         return poll(&watched, 1, 200) > 0;
     }
+    /// No more bytes follow; the answer can still be received.
+    void finish() { shutdown(fd_.get(), SHUT_WR); }
     void close() { fd_.reset(); }
     void reset() {
         const linger at_once{1, 0};

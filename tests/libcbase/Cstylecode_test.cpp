@@ -38,7 +38,7 @@ TEST(Descriptor, ClosesWhatItHoldsOnce) {
 }
 
 /// Interrupts the main thread by a signal with this period; 0 ends it.
-void interrupt_every(int period_ms) {
+void interrupt_every(suseconds_t period_ms) {
     struct sigaction action {};
     action.sa_handler = [](int) {};  // without SA_RESTART
     sigaction(SIGALRM, &action, nullptr);

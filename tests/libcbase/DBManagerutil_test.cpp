@@ -1,7 +1,6 @@
 #include "libcbase/DBManagerutil.h"
 
 #include <chrono>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -17,73 +16,81 @@ using Clock = std::chrono::steady_clock;
 using Texts = std::vector<std::string>;
 
 constexpr const char* kVectors = "libcbase/dbmanager.txt";
-constexpr const char* kStatement = "SELECT 1";
 const std::string kLabel = "Response payload length: ";
 const std::string kCall = "DBManagerutil->dbmanager_socket_request ";
 
 class DatabaseTest : public SystemLogTest {
   protected:
     // Result, status and length of the body; or the local result and the last line of the log.
-    std::string send_request(const char* function = "DML-SQL", const char* type = "SELECT",
-                             const char* statement = kStatement) {
+    std::string exchange(const std::string& function = "DML-SQL",
+                         const std::string& type = "SELECT",
+                         const std::string& statement = "SELECT 1") {
         log_.clear();
-        const std::string length =
-            statement != nullptr ? std::to_string(std::strlen(statement)) : "";
-        char* outputs[4];
-        const int result = dbmanager_socket_request(
-            service_.port(), function, type, statement != nullptr ? length.c_str() : nullptr,
-            statement, &outputs[0], &outputs[1], &outputs[2], &outputs[3]);
-        const xstring first_line(outputs[0]), status(outputs[1]), size(outputs[2]),
-            body(outputs[3]);
+        answer_ = {};
+        const int result = dbmanager_exchange(
+            service_.port(), {function, type, std::to_string(statement.size()), statement},
+            answer_);
         log_.sync();
+        std::string text = answer_.status + " " + std::to_string(answer_.body.size());
         if (!log_.lines().empty()) {
-            EXPECT_TRUE(first_line == nullptr && status == nullptr && size == nullptr &&
-                        body == nullptr);
-            const std::string line = log_.lines().back().text;
-            EXPECT_EQ(line.substr(0, kCall.size()), kCall);
-            return std::to_string(result) + " " +
-                   line.substr(kCall.size(), line.rfind(" for function DML-SQL") - kCall.size());
+            EXPECT_EQ(answer_.first_line + text, " 0");
+            text = log_.lines().back().text;
+            EXPECT_EQ(text.substr(0, kCall.size()), kCall);
+            text = text.substr(kCall.size(), text.rfind(" for function DML-SQL") - kCall.size());
         }
-        first_line_ = first_line.get();
-        body_ = body.get();
-        EXPECT_EQ(std::to_string(body_.size()), size.get());
-        return std::to_string(result) + " " + status.get() + " " + size.get();
+        return std::to_string(result) + " " + text;
     }
-    std::string request_and_answer(const std::string& answer, const std::string& rest = {}) {
+    std::string exchange_answer(const std::string& answer, const std::string& rest = {}) {
         service_.set_answer(answer, rest);
-        return send_request();
+        return exchange();
     }
 
-    std::string first_line_, body_;
+    dbmanager_answer answer_;
     ScriptedPeer service_;
 };
 
 TEST_F(DatabaseTest, ReadsAnAnswer) {
     for_each_vector(kVectors, "answers", 3, [this](const Texts& cells) {
         const std::string& answer = cells[0];
-        EXPECT_EQ(request_and_answer(answer), cells[1]);
-        EXPECT_EQ(
-            service_.last_request(),
-            "Request: DML-SQL\nType: SELECT\nStatement payload length: 8\nStatement: SELECT 1\n\n");
-        if (cells[1].front() != '3') {
-            EXPECT_EQ(first_line_, answer.substr(0, answer.find('\n')));
-            EXPECT_EQ(body_, answer.substr(answer.size() - body_.size()));
+        EXPECT_EQ(exchange_answer(answer), cells[1]);
+        if (!answer_.status.empty()) {
+            EXPECT_EQ(answer_.first_line, answer.substr(0, answer.find('\n')));
+            EXPECT_EQ(answer_.body, answer.substr(answer.size() - answer_.body.size()));
         }
     });
-    EXPECT_EQ(request_and_answer("Response pay", "load length: 19\nResponse: FSMC-000\n"),
+    EXPECT_EQ(exchange_answer("Response pay", "load length: 19\nResponse: FSMC-000\n"),
               "0 FSMC-000 19");
     service_.set_answer(kLabel + "46\nResponse: FSMC-000\nLastInsertedID: 2147483648\n");
-    EXPECT_EQ(send_request("DML-SQL", "insert"),
+    EXPECT_EQ(exchange("DML-SQL", "insert"),
               "311 recv reading response failed with error 'Numerical result out of range'");
+}
+
+TEST_F(DatabaseTest, TakesNullsAndReturnsHeapStringsInCStyle) {
+    service_.set_answer(kLabel + "19\nResponse: FSMC-013\n");
+    char* texts[4];
+    EXPECT_EQ(dbmanager_socket_request(service_.port(), "DDL-SQL", "TRANSACTION", nullptr, nullptr,
+                                       &texts[0], &texts[1], &texts[2], &texts[3]),
+              13);
+    EXPECT_EQ(service_.last_request(),
+              "Request: DDL-SQL\nType: TRANSACTION\nStatement payload length: \nStatement: \n\n");
+    const char* const expected[] = {"Response payload length: 19", "FSMC-013", "19",
+                                    "Response: FSMC-013\n"};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_STREQ(xstring(texts[i]).get(), expected[i]);
+    }
+    EXPECT_EQ(dbmanager_socket_request(service_.port(), "DDL-SQL", nullptr, "", "", nullptr,
+                                       nullptr, nullptr, &texts[3]),
+              DBMANAGER_UNSUPPORTED);
+    EXPECT_EQ(texts[3], nullptr);
 }
 
 TEST_F(DatabaseTest, CollectsABodyOfManyChunksAfterAFirstLineOfOne) {
     const std::string body = "Response: FSMC-000\n" + std::string(262144 - 19, 'x');
-    EXPECT_EQ(request_and_answer(kLabel + "262144\n" + body), "0 FSMC-000 262144");
-    EXPECT_EQ(body_, body);
+    EXPECT_EQ(exchange_answer(kLabel + "262144\n" + body), "0 FSMC-000 262144");
+    EXPECT_EQ(answer_.body, body);
     // Too long, although the second chunk contains its end.
     const std::string zeroes(1000, '0');
-    EXPECT_EQ(request_and_answer(kLabel + zeroes.substr(30), zeroes + "19\nResponse: FSMC-000\n"),
+    EXPECT_EQ(exchange_answer(kLabel + zeroes.substr(30), zeroes + "19\nResponse: FSMC-000\n"),
               "311 strtok parsing 'Response payload length: ' response tag failed");
 }
 
@@ -92,32 +99,27 @@ TEST_F(DatabaseTest, EndsWhenTheServiceSendsSlowlyOrIsAbsent) {
         peer.write_slowly(std::string(60, 'R'), std::chrono::milliseconds(250));
     });
     const auto start = Clock::now();
-    EXPECT_EQ(send_request(), "311 recv reading response failed with error 'Connection timed out'");
+    EXPECT_EQ(exchange(), "311 recv reading response failed with error 'Connection timed out'");
     const auto limit = std::chrono::seconds(DBMANAGER_EXCHANGE_SECONDS);
     EXPECT_GE(Clock::now() - start, limit - std::chrono::milliseconds(1));
     EXPECT_LT(Clock::now() - start, limit + std::chrono::seconds(3));
     service_.stop();
-    EXPECT_EQ(send_request(), "308 error opening socket DBManager clientside");
+    EXPECT_EQ(exchange(), "308 error opening socket DBManager clientside");
 }
 
 TEST_F(DatabaseTest, RefusesABadRequestBeforeSending) {
     service_.set_answer(kLabel + "0\n");
-    EXPECT_EQ(send_request("DML", "SELECT"), "309 error function DML not supported");
-    EXPECT_EQ(send_request("DML-SQL", "VACUUM"), "309 error type VACUUM not supported");
-    EXPECT_EQ(send_request(nullptr), "309 error function  not supported");
-    EXPECT_EQ(send_request("DML-SQL", nullptr), "309 error type  not supported");
+    EXPECT_EQ(exchange("DML", "SELECT"), "309 error function DML not supported");
+    EXPECT_EQ(exchange("DML-SQL", "VACUUM"), "309 error type VACUUM not supported");
     // All except the statement, when its length has five digits.
     const std::size_t frame =
         dbmanager_format::compose_request({"DML-SQL", "SELECT", "12345", ""}).size();
     const std::string longest(dbmanager_format::kRequestBufferBytes - 1 - frame, 's');
-    EXPECT_EQ(send_request("DML-SQL", "SELECT", (longest + "s").c_str()),
+    EXPECT_EQ(exchange("DML-SQL", "SELECT", longest + "s"),
               "310 send writing request failed with error 'Message too long'");
     EXPECT_TRUE(service_.requests().empty());
-    EXPECT_EQ(send_request("dml-sql", "select", longest.c_str()), "8 FSMC-008 0");
+    EXPECT_EQ(exchange("dml-sql", "select", longest), "8 FSMC-008 0");
     EXPECT_EQ(service_.last_request().size(), dbmanager_format::kRequestBufferBytes - 1);
-    EXPECT_EQ(send_request("DDL-SQL", "TRANSACTION", nullptr), "8 FSMC-008 0");
-    EXPECT_EQ(service_.last_request(),
-              "Request: DDL-SQL\nType: TRANSACTION\nStatement payload length: \nStatement: \n\n");
 }
 
 TEST(DatabaseFormat, ReadsARequestByTheLengthOfItsStatement) {
@@ -129,13 +131,6 @@ TEST(DatabaseFormat, ReadsARequestByTheLengthOfItsStatement) {
 }
 
 TEST(DatabaseFormat, ReadsABody) {
-    const auto in_brackets = [](const Texts& values) {
-        std::string text = values.empty() ? "" : " ";
-        for (const std::string& value : values) {
-            text.append("(").append(value).append(")");
-        }
-        return text;
-    };
     std::string example;
     for_each_vector(kVectors, "bodies", 3, [&](const Texts& cells) {
         const auto response = dbmanager_format::parse_response(cells[0]);

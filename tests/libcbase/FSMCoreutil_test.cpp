@@ -1,7 +1,6 @@
 #include "libcbase/FSMCoreutil.h"
 
 #include <chrono>
-#include <cstring>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -16,20 +15,10 @@ namespace {
 using namespace fsmcore_format;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
-using Cells = std::vector<std::string>;
 using Texts = std::vector<std::string>;
 
 constexpr Limits kLimits{6, 511};
 constexpr const char* kVectors = "libcbase/fsmcore.txt";
-constexpr const char* kAnswer = "Response Status: FSMC-000\nParameter Count: 0\n\n";
-
-std::string in_brackets(const Texts& values) {
-    std::string text = values.empty() ? "" : " ";
-    for (const std::string& value : values) {
-        text.append("(").append(value).append(")");
-    }
-    return text;
-}
 
 // As in the vectors.
 std::string read(const std::string& body, Request& request) {
@@ -44,7 +33,7 @@ std::string read(const std::string& body, Request& request) {
 }
 
 TEST(FsmcoreFormat, ComposesARequest) {
-    for_each_vector(kVectors, "composed", 4, [](const Cells& cells) {
+    for_each_vector(kVectors, "composed", 4, [](const Texts& cells) {
         const bool is_plain = cells[0] == "plain";
         Request request;
         EXPECT_EQ(read(cells[1].substr(is_plain ? 0 : cells[1].find('\n')), request), cells[2]);
@@ -54,7 +43,7 @@ TEST(FsmcoreFormat, ComposesARequest) {
 }
 
 TEST(FsmcoreFormat, ReadsARequest) {
-    for_each_vector(kVectors, "requests", 3, [](const Cells& cells) {
+    for_each_vector(kVectors, "requests", 3, [](const Texts& cells) {
         Request request;
         EXPECT_EQ(read(cells[0], request), cells[1]);
     });
@@ -78,38 +67,29 @@ class FsmcoreCall : public SystemLogTest {
     static constexpr const char* kPath = "/tmp/vexa_variables/sockets/call_test.socket";
 
     // The status and the values of the answer, or the local result and the last line of the log.
-    std::string call(Form form = Form::plain, const std::vector<const char*>& values = {},
+    std::string call(Form form = Form::plain, const Texts& values = {},
                      const char* waittime = "5") {
         log_.clear();
-        int count = 0;
-        char** texts = nullptr;
+        Response response;
         const Clock::time_point start = Clock::now();
-        const int result = (form == Form::plain ? fsmcore_request : fsmcore_request_lengthmgm)(
-            kPath, "FUNC", static_cast<int>(values.size()), values.data(), &count, &texts,
-            waittime);
+        const int result = fsmcore_call(kPath, form, {"FUNC", values, waittime}, response);
         taken_ = Clock::now() - start;
-        Texts answer;
-        for (int i = 0; i < count; ++i) {
-            const xstring value(texts[i]);
-            answer.emplace_back(value ? value.get() : "");
-            EXPECT_EQ(value == nullptr, answer.back().empty());
-        }
-        xfree(texts);
         log_.sync();
-        if (log_.lines().empty()) {
-            return std::to_string(result) + in_brackets(answer);
+        std::string line;
+        if (!log_.lines().empty()) {
+            const std::string name =
+                form == Form::plain ? "fsmcore_request" : "fsmcore_request_lengthmgm";
+            line = log_.lines().back().text;
+            EXPECT_EQ(line.substr(0, line.find(' ')), "FSMCoreutil->" + name);
+            line.replace(0, line.find(' '), ":");
         }
-        const std::string line = log_.lines().back().text;
-        const std::string name =
-            form == Form::plain ? "fsmcore_request" : "fsmcore_request_lengthmgm";
-        EXPECT_EQ(line.substr(0, line.find(' ')), "FSMCoreutil->" + name);
-        return std::to_string(result) + ":" + line.substr(line.find(' ')) + in_brackets(answer);
+        return std::to_string(result) + line + in_brackets(response.parameters);
     }
     void check_answers(const char* section, Form form) {
         ScriptedPeer core(kPath);
-        for_each_vector(kVectors, section, 3, [&](const Cells& cells) {
+        for_each_vector(kVectors, section, 3, [&](const Texts& cells) {
             core.set_answer(cells[0]);
-            EXPECT_EQ(call(form, {"7", nullptr, "RUN"}), cells[1]);
+            EXPECT_EQ(call(form, {"7", "", "RUN"}), cells[1]);
             EXPECT_EQ(core.last_request(), compose_request(form, {"FUNC", {"7", "", "RUN"}, "5"}));
         });
     }
@@ -124,28 +104,44 @@ TEST_F(FsmcoreCall, ReadsAPlainAnswer) {
 TEST_F(FsmcoreCall, ReadsALengthManagedAnswer) {
     check_answers("length-managed answers", Form::length_managed);
     ScriptedPeer core(kPath);
-    core.set_answer("LengthRes", "ponseIs: 46\n" + std::string(kAnswer));
-    EXPECT_EQ(call(Form::length_managed), "0");
-    core.set_answer(kAnswer);
-    EXPECT_EQ(fsmcore_request(kPath, "FUNC", 0, nullptr, nullptr, nullptr, nullptr), 0);
+    const std::string body = *compose_response({0, {std::string(3000, 'x')}});
+    core.set_answer("LengthRes", "ponseIs: " + std::to_string(body.size()) + "\n" + body);
+    EXPECT_EQ(call(Form::length_managed), "0 (" + std::string(3000, 'x') + ")");
+}
+
+TEST_F(FsmcoreCall, TakesNullsAndReturnsHeapStringsInCStyle) {
+    ScriptedPeer core(kPath);
+    core.set_answer(
+        "Response Status: FSMC-007\nParameter Count: 2\nParam000 Length: 0\n"
+        "Param001 Length: 2\nParam001:\non\n\n");
+    const char* const values[] = {"7", nullptr};
+    int count = 0;
+    char** texts = nullptr;
+    EXPECT_EQ(fsmcore_request(kPath, "FUNC", 2, values, &count, &texts, nullptr), 7);
+    EXPECT_EQ(core.last_request(), compose_request(Form::plain, {"FUNC", {"7", ""}, "5"}));
+    ASSERT_EQ(count, 2);
+    EXPECT_EQ(texts[0], nullptr);
+    EXPECT_STREQ(xstring(texts[1]).get(), "on");
+    xfree(texts);
+    EXPECT_EQ(fsmcore_request_lengthmgm(kPath, nullptr, 0, nullptr, &count, &texts, "9"), 8);
+    EXPECT_EQ(core.last_request(), compose_request(Form::length_managed, {"", {}, "9"}));
+    EXPECT_TRUE(count == 0 && texts == nullptr);
+    for (const int missing : {-1, 1}) {
+        EXPECT_EQ(fsmcore_request(kPath, "FUNC", missing, nullptr, nullptr, nullptr, nullptr), 7);
+    }
 }
 
 TEST_F(FsmcoreCall, SendsNoRequestThatDoesNotFit) {
     ScriptedPeer core(kPath);
-    core.set_answer(kAnswer);
+    core.set_answer("Response Status: FSMC-000\nParameter Count: 0\n\n");
     const std::size_t rest = compose_request(Form::plain, {"FUNC", {""}, "5"})->size() + 2;
     const std::string fits(kBufferBytes - rest, 'x');  // 2 more digits in its length
-    EXPECT_EQ(call(Form::plain, {fits.c_str()}), "0");
+    EXPECT_EQ(call(Form::plain, {fits}), "0");
     EXPECT_EQ(core.last_request().size(), kBufferBytes);
     const std::string problem = "7: send writing request failed with error ";
-    EXPECT_EQ(call(Form::plain, {(fits + "x").c_str()}),
-              problem + "'Message too long' for function 'FUNC'");
+    EXPECT_EQ(call(Form::plain, {fits + "x"}), problem + "'Message too long' for function 'FUNC'");
     EXPECT_EQ(call(Form::plain, {"two\nlines"}),
               problem + "'Invalid argument' for function 'FUNC'");
-    for (const int count : {-1, 1}) {  // with null parameters
-        EXPECT_EQ(fsmcore_request(kPath, "FUNC", count, nullptr, nullptr, nullptr, nullptr),
-                  FSMCORE_SEND_FAILED);
-    }
     EXPECT_EQ(core.requests().size(), 1U);
 }
 

@@ -10,45 +10,57 @@ using libtavcore::core_request;
 using Texts = std::vector<std::string>;
 
 constexpr const char* kSocket = "/tmp/vexa_variables/sockets/vexa_fsmcore.socket";
-constexpr const char* kDone = "Response Status: FSMC-000\nParameter Count: 0\n\n";
 
 class CoreRequest : public SystemLogTest {
   protected:
-    CoreRequest() { core_.set_answer(kDone); }
+    CoreRequest() { core_.set_answer("Response Status: FSMC-000\nParameter Count: 0\n\n"); }
 
-    // The parameters that reached the core, read without the limits of a gateway.
-    Texts sent_parameters() const {
+    // The status of the answer and its parameters, or the last error.
+    static std::string run(core_request& request) {
+        const bool is_done = request.run() == 0;
+        const int count = request.get_coreserviceresponseparametersnumber();
+        EXPECT_EQ(request.get_coreserviceresponsestatus(), is_done ? 0 : -1);
+        EXPECT_EQ(request.get_coreserviceresponseparameter(count), nullptr);
+        EXPECT_TRUE(is_done || count == 0);
+        std::string text = is_done ? "done" : request.get_last_error();
+        for (int i = 0; i < count; ++i) {
+            text.append(" ").append(request.get_coreserviceresponseparameter(i));
+        }
+        return text;
+    }
+    // What reached the core, read without the limits of a gateway.
+    Texts sent() const {
         fsmcore_format::Request request;
         EXPECT_TRUE(parse_request(core_.last_request(), {16, 1024}, request));
         EXPECT_EQ(request.waittime, "5");
-        function_ = request.function;
+        request.parameters.insert(request.parameters.begin(), request.function);
         return request.parameters;
+    }
+    std::size_t null_parameters(const std::string& name) {
+        return lines_with("libtavcore->compose_runonelement error: " + name + " parameter is NULL");
     }
 
     ScriptedPeer core_{kSocket};
-    mutable std::string function_;
 };
 
 TEST_F(CoreRequest, SendsItsParametersWithDefaultsInOrderAndRefusesMissingOnes) {
     core_request request(kSocket, "ANY");
     ASSERT_EQ(request.compose_runonelement("7", "ON", nullptr, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(lines_with("libtavcore->compose_runonelement error: ip parameter is NULL"), 1U);
-    EXPECT_EQ(lines_with("libtavcore->compose_runonelement error: sessionID parameter is NULL"),
-              1U);
-    ASSERT_EQ(request.run(), 0);
-    EXPECT_EQ(sent_parameters(),
-              (Texts{"7", "ON", "NO-PAYLOAD", "NO-OPTIONALS", "NO-HASHCODE", "LIBTAVCORE"}));
-    EXPECT_EQ(function_, "SERVICE_RUNONELEMENT");
+    EXPECT_EQ(null_parameters("ip"), 1U);
+    EXPECT_EQ(null_parameters("sessionID"), 1U);
+    EXPECT_EQ(run(request), "done");
+    EXPECT_EQ(sent(), (Texts{"SERVICE_RUNONELEMENT", "7", "ON", "NO-PAYLOAD", "NO-OPTIONALS",
+                             "NO-HASHCODE", "LIBTAVCORE"}));
     EXPECT_STREQ(request.get_last_error(), "");
 
     core_request whole(kSocket, "ANY");
     ASSERT_EQ(whole.compose_runonelement("10.0.0.1", "sid", "7", "ON", "p", "o", "h", "c"), 0);
-    ASSERT_EQ(whole.run(), 0);
-    EXPECT_EQ(sent_parameters(), (Texts{"10.0.0.1", "sid", "7", "ON", "p", "o", "h", "c"}));
+    EXPECT_EQ(run(whole), "done");
+    EXPECT_EQ(sent(),
+              (Texts{"SERVICE_RUNONELEMENT", "10.0.0.1", "sid", "7", "ON", "p", "o", "h", "c"}));
     EXPECT_EQ(request.compose_runonelement(nullptr, "ON", "p", "o", "h", "c"), 12);
-    EXPECT_TRUE(logged("libtavcore->compose_runonelement error: object ID parameter is NULL"));
     EXPECT_EQ(request.compose_runonelement("7", nullptr, "p", "o", "h", "c"), 12);
-    EXPECT_TRUE(logged("libtavcore->compose_runonelement error: action parameter is NULL"));
+    EXPECT_EQ(null_parameters("object ID") + null_parameters("action"), 2U);
 }
 
 TEST_F(CoreRequest, CutsLongValuesAfterTheir512thByte) {
@@ -57,8 +69,8 @@ TEST_F(CoreRequest, CutsLongValuesAfterTheir512thByte) {
         core_request request(kSocket, "FUNC");
         request.set_coreservicerequestparameter("first");
         request.set_coreservicerequestparameter(value.c_str());
-        ASSERT_EQ(request.run(), 0);
-        EXPECT_EQ(sent_parameters()[1], value.substr(0, 512));
+        EXPECT_EQ(run(request), "done");
+        EXPECT_EQ(sent(), (Texts{"FUNC", "first", value.substr(0, 512)}));
         const std::string warning =
             "core_request::run warning requestparameters 1 will be truncated because exceed the "
             "core service format " +
@@ -68,63 +80,42 @@ TEST_F(CoreRequest, CutsLongValuesAfterTheir512thByte) {
 }
 
 TEST_F(CoreRequest, KeepsTheAnswerOrItsFailure) {
-    core_.set_answer(
-        "Response Status: FSMC-000\nParameter Count: 2\nParam000 Length: 0\nParam001 Length: 2\n"
-        "Param001:\non\n\n");
+    const std::string parameters =
+        "Parameter Count: 2\nParam000 Length: 0\nParam001 Length: 2\nParam001:\non\n\n";
+    core_.set_answer("Response Status: FSMC-000\n" + parameters);
     core_request request("/TMP/VEXA_VARIABLES/SOCKETS/VEXA_FSMCORE.SOCKET", "FUNC");
     EXPECT_EQ(request.get_coreserviceresponsestatus(), -1);
-    ASSERT_EQ(request.run(), 0);
-    EXPECT_EQ(request.get_coreserviceresponsestatus(), 0);
-    EXPECT_EQ(request.get_coreserviceresponseparametersnumber(), 2);
-    EXPECT_STREQ(request.get_coreserviceresponseparameter(0), "NO-VALUE");
-    EXPECT_STREQ(request.get_coreserviceresponseparameter(1), "on");
-    EXPECT_EQ(request.get_coreserviceresponseparameter(2), nullptr);
+    EXPECT_EQ(run(request), "done NO-VALUE on");
+    core_.set_answer("Response Status: FSMC-013\n" + parameters);
+    EXPECT_EQ(run(request), "core_request::run error calling fsmcore_request <13>");
 
-    core_.set_answer("Response Status: FSMC-013\nParameter Count: 1\nParam000 Length: 0\n\n");
-    EXPECT_EQ(request.run(), -1);
-    EXPECT_STREQ(request.get_last_error(), "core_request::run error calling fsmcore_request <13>");
-    EXPECT_EQ(request.get_coreserviceresponseparametersnumber(), 0);
-
-    core_.set_answer(kDone);
-    for (int i = 0; i < 2; ++i) {  // too large for one message together
-        request.set_coreservicerequestparameter(std::string(510, 'x').c_str());
-    }
-    EXPECT_EQ(request.run(), -1);
-    EXPECT_STREQ(request.get_last_error(), "core_request::run error calling fsmcore_request <7>");
-    EXPECT_EQ(core_.requests().size(), 2U);
+    core_request empty(kSocket, "FUNC");
+    empty.set_coreservicerequestparameter(nullptr);
+    EXPECT_EQ(run(empty),
+              "core_request::run error requestparameters collection is EMPTY but <1> parameters "
+              "number expected");
+    core_.set_answer("Response Status: FSMC-000\nParameter Count: 0\n\n");
+    empty.set_coreservicerequestparameter("second");
+    EXPECT_EQ(run(empty), "done");
+    EXPECT_EQ(sent(), (Texts{"FUNC", "", "second"}));
 }
 
 TEST_F(CoreRequest, EveryRunFailsAfterABadConstruction) {
-    const std::string start = "core_request::core_request error ";
     const struct {
         const char *socket, *function;
         std::string problem;
-    } cases[] = {
-        {"/tmp/other.socket", "FUNC", "core service socket </tmp/other.socket> unsupported"},
-        {nullptr, "FUNC", "core service socket <> unsupported"},
-        {kSocket, nullptr, "function is NULL"}};
+    } cases[] = {{"/tmp/other.socket", "F", "core service socket </tmp/other.socket> unsupported"},
+                 {nullptr, "F", "core service socket <> unsupported"},
+                 {kSocket, nullptr, "function is NULL"}};
     for (const auto& c : cases) {
         core_request request(c.socket, c.function);
-        const std::string problem = start + c.problem;
+        const std::string problem = "core_request::core_request error " + c.problem;
         EXPECT_TRUE(logged(problem));
         request.compose_runonelement("7", "ON", nullptr, nullptr, nullptr, nullptr);
-        EXPECT_EQ(request.run(), -1);
-        EXPECT_EQ(request.run(), -1);
-        EXPECT_EQ(request.get_last_error(), problem);
+        EXPECT_EQ(run(request), problem);
+        EXPECT_EQ(run(request), problem);
     }
     EXPECT_TRUE(core_.requests().empty());
-}
-
-TEST_F(CoreRequest, CountsAMissingValueAndSendsItEmpty) {
-    core_request request(kSocket, "FUNC");
-    request.set_coreservicerequestparameter(nullptr);
-    EXPECT_EQ(request.run(), -1);
-    EXPECT_STREQ(request.get_last_error(),
-                 "core_request::run error requestparameters collection is EMPTY but <1> parameters "
-                 "number expected");
-    request.set_coreservicerequestparameter("second");
-    ASSERT_EQ(request.run(), 0);
-    EXPECT_EQ(sent_parameters(), (Texts{"", "second"}));
 }
 
 }  // namespace

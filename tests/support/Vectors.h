@@ -21,3 +21,12 @@ void for_each_vector(const std::string& file, const std::string& section, std::s
         check(row.cells);
     }
 }
+
+/// " (a)()(c)", as rows have lists of texts; empty for none.
+inline std::string in_brackets(const std::vector<std::string>& texts) {
+    std::string joined = texts.empty() ? "" : " ";
+    for (const std::string& text : texts) {
+        joined.append("(").append(text).append(")");
+    }
+    return joined;
+}
