@@ -29,27 +29,9 @@ std::string role_of(const std::string& optional) {
     return word.substr(0, word.find_first_of("'|"));
 }
 
-// Joins lines: a line break and the blanks after it become one blank.
-std::string in_one_line(const std::string& text) {
-    std::string line;
-    for (const char c : text) {
-        const bool is_space = c == '\n' || c == '\t' || c == ' ';
-        if (!is_space) {
-            line += c;
-        } else if (!line.empty() && line.back() != ' ') {
-            line += ' ';
-        }
-    }
-    return line.substr(0, line.find_last_not_of(' ') + 1);
-}
-
-const char* priority_name(int priority) {
-    return priority <= 3 ? "error" : priority == 4 ? "warning" : "info";
-}
-
-std::unique_ptr<SystemLog> take_over_log() {
+std::unique_ptr<SystemLog> take_over_log(Journal& journal) {
     try {
-        return std::make_unique<SystemLog>();
+        return std::make_unique<SystemLog>(&journal, kDaemonName);
     } catch (const std::system_error&) {
         return nullptr;
     }
@@ -70,12 +52,9 @@ House::House(const Options& options, Journal::Listener listener)
       environment_(options.environment),
       huectl_path_(options.huectl),
       journal_(std::move(listener)),
-      log_(take_over_log()),
+      log_(take_over_log(journal_)),
       database_(load_text_file(options.sql_file), journal_.sink()),
       core_(journal_.sink()) {
-    if (log_) {
-        log_->on_line([this](const SystemLog::Line& line) { take_log_line(line); });
-    }
     Bridge::Setup setup;
     setup.lights = load_json_file(options.lights_file);
     find_bridge(setup);
@@ -103,21 +82,14 @@ void House::find_bridge(Bridge::Setup& setup) {
 }
 
 EventSink House::bridge_sink() {
-    return [this](EventKind kind, std::string text) {
-        if (is_tool_asking_ && kind == EventKind::daemon_to_bridge) {
-            kind = EventKind::huectl_to_bridge;
-        } else if (is_tool_asking_ && kind == EventKind::bridge_to_daemon) {
-            kind = EventKind::bridge_to_huectl;
+    return [this](Event event) {
+        if (is_tool_asking_ && event.kind == EventKind::daemon_to_bridge) {
+            event.kind = EventKind::huectl_to_bridge;
+        } else if (is_tool_asking_ && event.kind == EventKind::bridge_to_daemon) {
+            event.kind = EventKind::bridge_to_huectl;
         }
-        journal_.add(kind, std::move(text));
+        journal_.add(std::move(event));
     };
-}
-
-void House::take_log_line(const SystemLog::Line& line) {
-    if (line.ident == kDaemonName) {
-        journal_.add(EventKind::log,
-                     std::string(priority_name(line.priority)) + ": " + in_one_line(line.text));
-    }
 }
 
 std::optional<DaemonProcess::StartStatus> House::start() {

@@ -103,7 +103,6 @@ class House final {
     void find_bridge(Bridge::Setup& setup);
     EventSink bridge_sink();
     int polls() const { return bridge_->count("GET", "/lights"); }
-    void take_log_line(const SystemLog::Line& line);
 
     std::string daemon_path_;
     std::vector<std::string> environment_;

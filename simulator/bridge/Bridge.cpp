@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 
@@ -15,6 +16,9 @@ namespace {
 
 constexpr std::size_t kServerThreads = 2;
 constexpr std::chrono::milliseconds kSlowPause{1};
+constexpr std::chrono::seconds kButtonTime{30};
+constexpr std::size_t kNameLength = 40;
+constexpr std::size_t kLongestDeviceType = 40;
 constexpr const char* kHeaderEnd = "\r\n\r\n";
 constexpr const char* kPage = "<html><body><h1>503 Service Unavailable</h1></body></html>";
 
@@ -24,14 +28,42 @@ Json::Value only(Json::Value element) {
     return answer;
 }
 
+Json::Value only_error(BridgeError type, const std::string& address,
+                       const std::string& description) {
+    return only(bridge_error(type, address, description));
+}
+
 Json::Value not_available(const std::string& resource) {
-    return only(bridge_error(BridgeError::resource_not_available, resource,
-                             "resource, " + resource + ", not available"));
+    return only_error(BridgeError::resource_not_available, resource,
+                      "resource, " + resource + ", not available");
 }
 
 Json::Value no_such_method(const std::string& method, const std::string& resource) {
-    return only(bridge_error(BridgeError::method_not_available, resource,
-                             "method, " + method + ", not available for resource, " + resource));
+    return only_error(BridgeError::method_not_available, resource,
+                      "method, " + method + ", not available for resource, " + resource);
+}
+
+std::string random_name() {
+    static const std::string kLetters =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
+    static std::random_device source;
+    std::uniform_int_distribution<std::size_t> any(0, kLetters.size() - 1);
+    std::string name(kNameLength, ' ');
+    std::generate(name.begin(), name.end(), [&] { return kLetters[any(source)]; });
+    return name;
+}
+
+// A file beside this one, with the address of the bridge.
+std::string load_own_file(const std::string& name, const std::string& address, int port) {
+    std::string text = load_text_file(std::string(LUMIVAD_BRIDGE_FILES) + "/" + name);
+    const std::pair<std::string, std::string> placeholders[] = {{"@ADDRESS@", address},
+                                                                {"@PORT@", std::to_string(port)}};
+    for (const auto& [placeholder, value] : placeholders) {
+        for (std::size_t at = 0; (at = text.find(placeholder)) != std::string::npos;) {
+            text.replace(at, placeholder.size(), value);
+        }
+    }
+    return text;
 }
 
 std::vector<std::string> split_path(const std::string& path) {
@@ -75,14 +107,21 @@ Fault part_of_answer(const std::string& meaning, std::size_t (*end)(const std::s
 }  // namespace
 
 Bridge::Bridge(const Setup& setup, EventSink sink)
-    : sink_(std::move(sink)), users_(setup.username), server_(std::make_unique<httplib::Server>()) {
+    : sink_(std::move(sink)), server_(std::make_unique<httplib::Server>()) {
+    if (!setup.username.empty()) {
+        users_.insert(setup.username);
+    }
     for (const std::string& id : setup.lights.getMemberNames()) {
         const int number = std::atoi(id.c_str());
         lights_.emplace(number, BridgeLight(number, setup.lights[id]));
     }
     const auto handler = [this](const httplib::Request& request, httplib::Response& response) {
-        answer(request, response);
+        response.set_content(compact_json(route(request.method, request.path, request.body)),
+                             "application/json");
     };
+    server_->Get("/description.xml", [this](const httplib::Request&, httplib::Response& response) {
+        response.set_content(description_, "text/xml");
+    });
     server_->Get(".*", handler).Put(".*", handler).Post(".*", handler).Delete(".*", handler);
     server_->new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
     server_->set_keep_alive_max_count(1);  // a bridge closes after every answer
@@ -91,10 +130,12 @@ Bridge::Bridge(const Setup& setup, EventSink sink)
         throw std::runtime_error("no port for the bridge's server");
     }
     gate_ = std::make_unique<Gate>(setup.address, setup.port, port_behind, sink_);
-    const std::string authority = setup.address + ":" + std::to_string(port());
-    description_ = bridge_description(authority);
+    description_ = load_own_file("description.xml", setup.address, port());
     if (SsdpResponder::is_possible()) {
-        responder_ = std::make_unique<SsdpResponder>(answers_to_search(authority), sink_);
+        responder_ =
+            std::make_unique<SsdpResponder>(SsdpResponder::parse_answers(load_own_file(
+                                                "search-answers.txt", setup.address, port())),
+                                            sink_);
     }
     thread_ = std::thread([this] { server_->listen_after_bind(); });
 }
@@ -110,16 +151,6 @@ Bridge::~Bridge() {
     thread_.join();
 }
 
-void Bridge::answer(const httplib::Request& request, httplib::Response& response) {
-    if (request.method == "GET" && request.path == "/description.xml") {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        response.set_content(description_, "text/xml");
-        return;
-    }
-    response.set_content(compact_json(route(request.method, request.path, request.body)),
-                         "application/json");
-}
-
 Json::Value Bridge::route(const std::string& method, const std::string& path,
                           const std::string& body) {
     std::vector<std::string> parts = split_path(path);
@@ -128,10 +159,10 @@ Json::Value Bridge::route(const std::string& method, const std::string& path,
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     if (parts.size() < 2) {
-        return method == "POST" ? users_.pair(body) : no_such_method(method, "/");
+        return method == "POST" ? pair(body) : no_such_method(method, "/");
     }
-    if (is_forgetful_ || !users_.has_user(parts[1])) {
-        return only(bridge_error(BridgeError::unauthorized, "/", "unauthorized user"));
+    if (is_forgetful_ || users_.count(parts[1]) == 0) {
+        return only_error(BridgeError::unauthorized, "/", "unauthorized user");
     }
     parts.erase(parts.begin(), parts.begin() + 2);
     if (parts.empty()) {
@@ -183,8 +214,7 @@ Json::Value Bridge::route_lights(const std::string& method, const std::vector<st
     }
     const auto request = parse_json(body);
     if (!request || !request->isObject()) {
-        return only(
-            bridge_error(BridgeError::invalid_json, resource, "body contains invalid json"));
+        return only_error(BridgeError::invalid_json, resource, "body contains invalid json");
     }
     if (part == "state") {
         return light.put_state(*request);
@@ -192,26 +222,35 @@ Json::Value Bridge::route_lights(const std::string& method, const std::vector<st
     return part.empty() || part == "name" ? light.put_name(*request) : not_available(resource);
 }
 
-void Bridge::add_search_answer(const std::string& raw_answer) {
-    if (!responder_) {
-        throw std::logic_error("searches do not reach this bridge");
+Json::Value Bridge::pair(const std::string& body) {
+    const auto request = parse_json(body);
+    if (!request || !request->isObject()) {
+        return only_error(BridgeError::invalid_json, "", "body contains invalid json");
     }
-    responder_->add_answer({std::chrono::milliseconds(0), raw_answer});
-}
-
-void Bridge::set_description(const std::string& xml) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    description_ = xml;
+    const Json::Value& type = (*request)["devicetype"];
+    if (type.isNull()) {
+        return only_error(BridgeError::missing_parameters, "",
+                          "invalid/missing parameters in body");
+    }
+    if (!type.isString() || type.asString().empty() ||
+        type.asString().size() > kLongestDeviceType) {
+        return only_error(BridgeError::invalid_value, "/devicetype",
+                          "invalid value, " + compact_json(type) + ", for parameter, devicetype");
+    }
+    if (!pressed_ || std::chrono::steady_clock::now() - *pressed_ > kButtonTime) {
+        return only_error(BridgeError::link_button_not_pressed, "", "link button not pressed");
+    }
+    Json::Value element;
+    element["success"]["username"] = *users_.insert(random_name()).first;
+    return only(element);
 }
 
 void Bridge::press_link_button() {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        users_.press_link_button();
+        pressed_ = std::chrono::steady_clock::now();
     }
-    if (sink_) {
-        sink_(EventKind::house, "the link button of the bridge is pressed");
-    }
+    sink_({EventKind::house, "the link button of the bridge is pressed"});
 }
 
 std::vector<int> Bridge::light_ids() const {
@@ -280,10 +319,14 @@ int Bridge::count(const std::string& method, const std::string& path) const {
         }));
 }
 
-Json::Value Bridge::Bulb::state() const {
+Json::Value Bridge::Bulb::description() const {
     const std::lock_guard<std::mutex> lock(bridge_.mutex_);
     const auto found = bridge_.lights_.find(id_);
-    return found == bridge_.lights_.end() ? Json::Value() : found->second.description()["state"];
+    return found == bridge_.lights_.end() ? Json::Value() : found->second.description();
+}
+
+Json::Value Bridge::Bulb::state() const {
+    return description()["state"];
 }
 
 Json::Value Bridge::Bulb::state(const std::string& member) const {
@@ -291,9 +334,7 @@ Json::Value Bridge::Bulb::state(const std::string& member) const {
 }
 
 std::string Bridge::Bulb::name() const {
-    const std::lock_guard<std::mutex> lock(bridge_.mutex_);
-    const auto found = bridge_.lights_.find(id_);
-    return found == bridge_.lights_.end() ? "" : found->second.description()["name"].asString();
+    return description()["name"].asString();
 }
 
 Json::Value Bridge::Bulb::change(const Json::Value& members) {
@@ -305,22 +346,14 @@ Json::Value Bridge::Bulb::change(const Json::Value& members) {
             answer = found->second.change(members);
         }
     }
-    if (bridge_.sink_) {
-        bridge_.sink_(EventKind::house,
-                      "bulb " + std::to_string(id_) + " changes: " + compact_json(members));
-    }
+    bridge_.sink_(
+        {EventKind::house, "bulb " + std::to_string(id_) + " changes: " + compact_json(members)});
     return answer;
 }
 
-void Bridge::Bulb::turn_on() {
+void Bridge::Bulb::turn(bool on) {
     Json::Value members;
-    members["on"] = true;
-    change(members);
-}
-
-void Bridge::Bulb::turn_off() {
-    Json::Value members;
-    members["on"] = false;
+    members["on"] = on;
     change(members);
 }
 

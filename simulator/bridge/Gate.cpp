@@ -107,12 +107,6 @@ std::string Gate::without_user(const std::string& path) {
     return rest == std::string::npos ? "/" : path.substr(rest);
 }
 
-void Gate::report(EventKind kind, const std::string& text) const {
-    if (sink_) {
-        sink_(kind, text);
-    }
-}
-
 std::vector<Gate::Request> Gate::requests() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return requests_;
@@ -144,14 +138,14 @@ void Gate::serve(Connection& connection) {
         const std::lock_guard<std::mutex> lock(mutex_);
         requests_.push_back(request);
     }
-    report(EventKind::daemon_to_bridge, describe_request(request));
+    sink_({EventKind::daemon_to_bridge, describe_request(request), 0, request.body});
     const Fault fault = server_.take_fault();
     const std::string answer = fault.is_carried_out ? answer_to(request, header) : "";
     if (fault.is_carried_out) {
         take_exchange(request, answer);
     }
-    report(EventKind::bridge_to_daemon,
-           fault.meaning.empty() ? describe_answer(answer) : fault.meaning);
+    sink_({EventKind::bridge_to_daemon,
+           fault.meaning.empty() ? describe_answer(answer) : fault.meaning});
     fault.send(connection, answer);
     connection.finish();
 }

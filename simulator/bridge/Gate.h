@@ -57,7 +57,6 @@ class Gate final {
     void serve(Connection& connection);
     std::string answer_to(const Request& request, const std::string& header) const;
     void take_exchange(const Request& request, const std::string& answer);
-    void report(EventKind kind, const std::string& text) const;
 
     int port_behind_;
     EventSink sink_;

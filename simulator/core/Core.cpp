@@ -1,6 +1,7 @@
 #include "simulator/core/Core.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <utility>
 
 #include <sys/socket.h>
@@ -110,9 +111,8 @@ bool Core::record(const std::string& text) {
         const std::lock_guard<std::mutex> lock(mutex_);
         reports_.push_back({object, value, request.parameters[kCallerIndex]});
     }
-    if (sink_) {
-        sink_(EventKind::daemon_to_core, "object " + std::to_string(object) + " is " + value);
-    }
+    sink_({EventKind::daemon_to_core, "object " + std::to_string(object) + " is " + value, object,
+           value});
     return true;
 }
 
@@ -139,10 +139,9 @@ std::optional<int> Core::quit() {
 }
 
 std::optional<int> Core::send_command(std::vector<std::string> parameters) const {
-    if (sink_) {
-        sink_(EventKind::core_to_daemon,
-              parameters[1] + " object " + parameters[0] + ": " + parameters[kValueIndex]);
-    }
+    sink_({EventKind::core_to_daemon,
+           parameters[1] + " object " + parameters[0] + ": " + parameters[kValueIndex],
+           std::atoi(parameters[0].c_str()), parameters[kValueIndex]});
     const auto text = fsmcore_format::compose_request(
         Form::length_managed, {kService, std::move(parameters), std::to_string(5)});
     fsmcore_format::Response answer;

@@ -29,7 +29,7 @@ class Core final {
     };
 
     /// Listens; throws std::system_error if the socket cannot be created.
-    explicit Core(EventSink sink = {}, const std::string& socket_path = kSocketPath);
+    explicit Core(EventSink sink = ignore_event, const std::string& socket_path = kSocketPath);
     ~Core();
 
     /// @name Reports of the daemon

@@ -173,9 +173,7 @@ void DatabaseService::serve(Connection& connection) {
     if (!request) {
         return;
     }
-    if (sink_) {
-        sink_(EventKind::daemon_to_database, request->statement);
-    }
+    sink_({EventKind::daemon_to_database, request->statement});
     const Fault fault = server_.take_fault();
     fault.send(connection, fault.is_carried_out ? compose_response(run(request->statement)) : "");
     connection.finish();

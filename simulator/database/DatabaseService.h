@@ -23,7 +23,8 @@ class DatabaseService final {
 
     /// Loads `sql` (the text of the tables) and listens on 127.0.0.1; port 0 lets the system
     /// choose. Throws std::runtime_error for bad SQL, std::system_error when the port is taken.
-    explicit DatabaseService(const std::string& sql, EventSink sink = {}, int port = kPort);
+    explicit DatabaseService(const std::string& sql, EventSink sink = ignore_event,
+                             int port = kPort);
     ~DatabaseService();
 
     int port() const { return server_.port(); }

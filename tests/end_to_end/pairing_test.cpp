@@ -48,8 +48,7 @@ std::string line_with(const std::string& text, const std::string& beginning) {
 
 TEST_F(Pairing, DaemonServesABridgeThatWasFoundAndPaired) {
     const std::string found = huectl({"discover"});
-    EXPECT_NE(line_with(found, Bridge::kAddress).find(Bridge::serial_number()), std::string::npos)
-        << found;
+    EXPECT_NE(line_with(found, Bridge::kAddress).find("0017880ae670"), std::string::npos) << found;
 
     press_button_soon();
     const std::string parameters = line_with(huectl({"pair", Bridge::kAddress}), "ip_address='");

@@ -29,7 +29,7 @@ class DbRequestTest : public testing::Test {
         return request.get_last_error();
     }
 
-    DatabaseService service_{kTables, {}, 0};
+    DatabaseService service_{kTables, simulator::ignore_event, 0};
 };
 
 TEST_F(DbRequestTest, ReadsRowsByColumnNameInUpperCase) {

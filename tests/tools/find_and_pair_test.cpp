@@ -38,16 +38,16 @@ TEST_F(FindAndPair, ListsTheBridgesThatAnswer) {
 
 TEST_F(FindAndPair, ListsTheBridgesDespiteADeviceThatDoesNotAnswer) {
     const char* silent = "LOCATION: http://127.0.0.99:80/\r\nSERVER: IpBridge\r\n\r\n";
-    bridge().add_search_answer(silent);
+    const simulator::SsdpResponder device({{std::chrono::milliseconds(0), silent}});
     EXPECT_EQ(run({"discover"}).output, "address     serial number\n127.0.0.80  0017880ae670\n");
-    bridge().set_description("no bridge");
+    send_body("no bridge");
     const Result alone = run({"discover"});
     EXPECT_EQ(alone.exit_code(), 3);
     EXPECT_THAT(alone.errors, HasSubstr("127.0.0.99 was not reached (Connection refused); search"));
 }
 
 TEST_F(FindAndPair, NamesTheRemedyForANewerBridge) {
-    bridge().set_description(
+    send_body(
         "<manufacturer>Signify</manufacturer><modelName>Philips hue bridge 2015</modelName>"
         "<serialNumber>0017880ae670</serialNumber>");
     const Result result = run({"discover", "--json"});
