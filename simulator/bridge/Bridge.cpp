@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <random>
-#include <sstream>
+#include <regex>
 #include <stdexcept>
 
 #include <httplib.h>
@@ -66,17 +66,6 @@ std::string load_own_file(const std::string& name, const std::string& address, i
     return text;
 }
 
-std::vector<std::string> split_path(const std::string& path) {
-    std::vector<std::string> parts;
-    std::istringstream text(path);
-    for (std::string part; std::getline(text, part, '/');) {
-        if (!part.empty()) {
-            parts.push_back(part);
-        }
-    }
-    return parts;
-}
-
 // With a Content-Length, so that the end of the body does not depend on the close.
 std::string http_answer(const std::string& status, const std::string& type,
                         const std::string& body) {
@@ -94,14 +83,16 @@ std::size_t middle_of_body(const std::string& answer) {
     return body + (answer.size() - body) / 2;
 }
 
-Fault part_of_answer(const std::string& meaning, std::size_t (*end)(const std::string& answer),
-                     bool holds) {
-    return {meaning, true, [end, holds](Connection& peer, const std::string& answer) {
+using FindEnd = std::size_t (*)(const std::string& answer);
+
+Fault part_of_answer(const std::string& meaning, FindEnd end, bool holds) {
+    return {[end, holds](Connection& peer, const std::string& answer) {
                 peer.write(answer.substr(0, end(answer)));
                 if (holds) {
                     peer.hold();
                 }
-            }};
+            },
+            true, meaning};
 }
 
 }  // namespace
@@ -153,55 +144,49 @@ Bridge::~Bridge() {
 
 Json::Value Bridge::route(const std::string& method, const std::string& path,
                           const std::string& body) {
-    std::vector<std::string> parts = split_path(path);
-    if (parts.empty() || parts[0] != "api") {
-        return not_available(path);
+    static const std::regex kPath("/api(?:/([^/]+)(/lights(?:/([1-9]\\d*)(/state|/name)?)?)?)?/?");
+    std::smatch parts;
+    const std::string resource = Gate::without_user(path);
+    if (!std::regex_match(path, parts, kPath)) {
+        return not_available(resource);
     }
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (parts.size() < 2) {
+    if (!parts[1].matched) {
         return method == "POST" ? pair(body) : no_such_method(method, "/");
     }
     if (is_forgetful_ || users_.count(parts[1]) == 0) {
         return only_error(BridgeError::unauthorized, "/", "unauthorized user");
     }
-    parts.erase(parts.begin(), parts.begin() + 2);
-    if (parts.empty()) {
-        Json::Value root;
-        for (const char* member : {"config", "groups", "rules", "scenes", "schedules", "sensors"}) {
-            root[member] = Json::objectValue;
-        }
-        root["lights"] = lights_json();
-        return method == "GET" ? root : no_such_method(method, "/");
+    if (parts[3].matched) {
+        return route_light(std::atoi(parts[3].str().c_str()), method, resource, parts[4], body);
     }
-    return parts[0] == "lights" ? route_lights(method, parts, body) : not_available("/" + parts[0]);
-}
-
-Json::Value Bridge::lights_json() const {
+    if (method != "GET") {
+        return no_such_method(method, resource);
+    }
     Json::Value lights(Json::objectValue);
     for (const auto& [id, light] : lights_) {
         lights[std::to_string(id)] = light.description();
     }
-    return lights;
+    if (parts[2].matched) {
+        return lights;
+    }
+    Json::Value root;
+    for (const char* member : {"config", "groups", "rules", "scenes", "schedules", "sensors"}) {
+        root[member] = Json::objectValue;
+    }
+    root["lights"] = lights;
+    return root;
 }
 
-// `parts` of "/lights/3/state": lights, 3, state.
-Json::Value Bridge::route_lights(const std::string& method, const std::vector<std::string>& parts,
-                                 const std::string& body) {
-    std::string resource;
-    for (const std::string& part : parts) {
-        resource += "/" + part;
-    }
-    if (parts.size() == 1) {
-        return method == "GET" ? lights_json() : no_such_method(method, resource);
-    }
-    const auto found = lights_.find(std::atoi(parts[1].c_str()));
-    const std::string part = parts.size() == 3 ? parts[2] : "";
-    if (found == lights_.end() || std::to_string(found->first) != parts[1] || parts.size() > 3) {
+// `part`: "/state", "/name" or empty.
+Json::Value Bridge::route_light(int id, const std::string& method, const std::string& resource,
+                                const std::string& part, const std::string& body) {
+    const auto found = lights_.find(id);
+    if (found == lights_.end()) {
         return not_available(resource);
     }
-    BridgeLight& light = found->second;
     if (method == "GET" && part.empty()) {
-        return light.description();
+        return found->second.description();
     }
     if (method == "DELETE" && part.empty()) {
         lights_.erase(found);
@@ -216,10 +201,7 @@ Json::Value Bridge::route_lights(const std::string& method, const std::vector<st
     if (!request || !request->isObject()) {
         return only_error(BridgeError::invalid_json, resource, "body contains invalid json");
     }
-    if (part == "state") {
-        return light.put_state(*request);
-    }
-    return part.empty() || part == "name" ? light.put_name(*request) : not_available(resource);
+    return part == "/state" ? found->second.put_state(*request) : found->second.put_name(*request);
 }
 
 Json::Value Bridge::pair(const std::string& body) {
@@ -240,9 +222,7 @@ Json::Value Bridge::pair(const std::string& body) {
     if (!pressed_ || std::chrono::steady_clock::now() - *pressed_ > kButtonTime) {
         return only_error(BridgeError::link_button_not_pressed, "", "link button not pressed");
     }
-    Json::Value element;
-    element["success"]["username"] = *users_.insert(random_name()).first;
-    return only(element);
+    return only(bridge_success("username", *users_.insert(random_name()).first));
 }
 
 void Bridge::press_link_button() {
@@ -273,39 +253,34 @@ void Bridge::recover() {
         const std::lock_guard<std::mutex> lock(mutex_);
         lights_.merge(lost_lights_);
     }
-    gate_->server().recover();
+    server().recover();
 }
 
-const FaultTable<Bridge>& Bridge::faults() {
-    const auto answers = [](const Fault& fault) {
-        return [fault](Bridge& bridge, int times) {
-            bridge.gate_->server().inject_fault(fault, times);
-        };
-    };
-    static const FaultTable<Bridge> kFaults = {
-        {"cut", [](Bridge& bridge, int) { bridge.gate_->server().refuse(); }},
-        {"hang", [](Bridge& bridge, int) { bridge.gate_->server().hang(); }},
-        {"reset", answers(reset_connection())},
-        {"stall", answers(silence())},
-        {"stall-header", answers(part_of_answer("stalls in a header", middle_of_header, true))},
-        {"stall-body", answers(part_of_answer("stalls in a body", middle_of_body, true))},
-        {"half", answers(part_of_answer("sends half an answer", middle_of_body, false))},
-        {"slow", answers(slowness(kSlowPause))},
-        {"garbage", answers(send_instead(std::string("\x16\x03\x00\xff not http \x80\x81", 16)))},
-        {"html", answers(send_instead(http_answer("503 Service Unavailable", "text/html", kPage),
-                                      "sends an HTML page with status 503"))},
+const Bridge::Table& Bridge::faults() {
+    static const Table kFaults = {
+        {"cut", [](Bridge& bridge, int) { bridge.server().refuse(); }},
+        {"hang", [](Bridge& bridge, int) { bridge.server().hang(); }},
+        {"reset", reset_connection()},
+        {"stall", silence()},
+        {"stall-header", part_of_answer("stalls in a header", middle_of_header, true)},
+        {"stall-body", part_of_answer("stalls in a body", middle_of_body, true)},
+        {"half", part_of_answer("sends half an answer", middle_of_body, false)},
+        {"slow", slowness(kSlowPause)},
+        {"garbage", send_instead(std::string("\x16\x03\x00\xff not http \x80\x81", 16))},
+        {"html", send_instead(http_answer("503 Service Unavailable", "text/html", kPage),
+                              "sends an HTML page with status 503")},
         {"forgetful", [](Bridge& bridge, int) { bridge.is_forgetful_ = true; }},
     };
     return kFaults;
 }
 
 void Bridge::send_slowly(std::chrono::milliseconds pause, int times) {
-    gate_->server().inject_fault(slowness(pause), times);
+    server().inject_fault(slowness(pause), times);
 }
 
 void Bridge::send_answer(const std::string& status, const std::string& content_type,
                          const std::string& body, int times) {
-    gate_->server().inject_fault(
+    server().inject_fault(
         send_instead(http_answer(status, content_type, body),
                      "sends " + status + ", " + std::to_string(body.size()) + " bytes"),
         times);

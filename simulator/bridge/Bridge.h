@@ -28,7 +28,7 @@ class Server;
 
 namespace simulator {
 
-class Bridge final {
+class Bridge final : public WithFaults<Bridge> {
   public:
     static constexpr const char* kAddress = "127.0.0.80";
     static constexpr int kHttpPort = 80;
@@ -85,15 +85,10 @@ class Bridge final {
     void press_link_button();
     /// @}
 
-    /// @name Faults; each lasts for `times` requests, or until the next fault or recover()
+    /// @name More faults; each lasts for `times` requests, or until the next fault or recover()
     /// @{
     static constexpr int kForever = Fault::kForever;
 
-    /// Throws std::invalid_argument for a name that is not one of fault_names().
-    void inject_fault(const std::string& name, int times = kForever) {
-        inject_by_name(faults(), *this, name, times);
-    }
-    static std::vector<std::string> fault_names() { return names_of(faults()); }
     /// Sends the answers byte by byte, with this pause after each byte.
     void send_slowly(std::chrono::milliseconds pause, int times = kForever);
     /// Sends this answer instead; the request has no effect. `status`: "200 OK".
@@ -113,12 +108,14 @@ class Bridge final {
     /// @}
 
   private:
-    static const FaultTable<Bridge>& faults();
+    friend WithFaults<Bridge>;
+
+    static const Table& faults();
+    SocketServer& server() { return gate_->server(); }
     Json::Value route(const std::string& method, const std::string& path, const std::string& body);
-    Json::Value route_lights(const std::string& method, const std::vector<std::string>& parts,
-                             const std::string& body);
+    Json::Value route_light(int id, const std::string& method, const std::string& resource,
+                            const std::string& part, const std::string& body);
     Json::Value pair(const std::string& body);
-    Json::Value lights_json() const;
 
     EventSink sink_;
     std::string description_;   // of the device

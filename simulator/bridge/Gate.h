@@ -29,7 +29,6 @@ class Gate final {
     /// Listens on `address` and `port` (0: chosen by the system). `port_behind` is the server's
     /// port on 127.0.0.1. Throws std::system_error.
     Gate(const std::string& address, int port, int port_behind, EventSink sink);
-    ~Gate();
 
     int port() const { return server_.port(); }
 

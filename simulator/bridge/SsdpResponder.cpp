@@ -129,7 +129,8 @@ void SsdpResponder::serve() {
 void SsdpResponder::answer(const std::string& target, const sockaddr_in& to) const {
     std::chrono::milliseconds passed{0};
     for (const Answer& answer : answers_) {
-        if (is_stopped_within(answer.delay - passed)) {
+        pollfd stop{stop_.fd(), POLLIN, 0};
+        if (poll(&stop, 1, static_cast<int>((answer.delay - passed).count())) > 0) {
             return;
         }
         passed = answer.delay;
@@ -138,11 +139,6 @@ void SsdpResponder::answer(const std::string& target, const sockaddr_in& to) con
                    sizeof(to));
         }
     }
-}
-
-bool SsdpResponder::is_stopped_within(std::chrono::milliseconds limit) const {
-    pollfd stop{stop_.fd(), POLLIN, 0};
-    return poll(&stop, 1, static_cast<int>(limit.count())) > 0;
 }
 
 }  // namespace simulator

@@ -37,8 +37,6 @@ class SsdpResponder final {
   private:
     void serve();
     void answer(const std::string& target, const sockaddr_in& to) const;
-    /// False if `limit` is over first; true at the end of this.
-    bool is_stopped_within(std::chrono::milliseconds limit) const;
 
     EventSink sink_;
     FileDescriptor socket_;

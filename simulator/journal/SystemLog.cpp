@@ -1,9 +1,10 @@
 #include "simulator/journal/SystemLog.h"
 
-#include <algorithm>
-#include <cctype>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <regex>
+#include <sstream>
 #include <system_error>
 
 #include <poll.h>
@@ -16,7 +17,6 @@ namespace simulator {
 namespace {
 
 constexpr const char* kLogPath = "/dev/log";
-constexpr std::size_t kStampLength = 16;  // "Nov 22 21:21:49 "
 
 sockaddr_un log_address() {
     sockaddr_un address{};
@@ -25,50 +25,28 @@ sockaddr_un log_address() {
     return address;
 }
 
-// "<131>Nov 22 21:21:49 lumivad[123]: text"; the time stamp is optional.
-LogLine parse(std::string datagram) {
-    while (!datagram.empty() && datagram.back() == '\0') {
-        datagram.pop_back();
+// "<131>Nov 22 21:21:49 lumivad[123]: text"; the time stamp and the process are optional.
+LogLine parse(const std::string& datagram) {
+    static const std::regex kHead(
+        "<(\\d+)>(?:\\w{3} [ \\d]\\d \\d\\d:\\d\\d:\\d\\d )?([^:[]{0,64})(?:\\[(\\d+)\\])?: ");
+    std::smatch head;
+    if (!std::regex_search(datagram, head, kHead, std::regex_constants::match_continuous)) {
+        return {0, 0, "", 0, datagram};
     }
-    LogLine line;
-    std::size_t at = 0;
-    if (!datagram.empty() && datagram[0] == '<') {
-        const int code = std::atoi(datagram.c_str() + 1);
-        line.priority = code % 8;
-        line.facility = code / 8;
-        at = std::min(datagram.find('>') + 1, datagram.size());
-    }
-    if (datagram.size() >= at + kStampLength && datagram[at + 3] == ' ' &&
-        datagram[at + 9] == ':' && datagram[at + 12] == ':') {
-        at += kStampLength;
-    }
-    const std::size_t colon = datagram.find(": ", at);
-    if (colon == std::string::npos) {
-        line.text = datagram.substr(at);
-        return line;
-    }
-    line.ident = datagram.substr(at, colon - at);
-    const std::size_t bracket = line.ident.find('[');
-    if (bracket != std::string::npos) {
-        line.pid = std::atoi(line.ident.c_str() + bracket + 1);
-        line.ident.resize(bracket);
-    }
-    line.text = datagram.substr(colon + 2);
-    return line;
+    const int code = std::atoi(head[1].str().c_str());
+    const std::string text = head.suffix();
+    return {code % 8, code / 8, head[2], std::atoi(head[3].str().c_str()),
+            text.substr(0, text.find_last_not_of('\0') + 1)};
 }
 
-// Joins lines: a line break and the blanks after it become one blank.
+// Each sequence of blanks and line breaks becomes one blank.
 std::string in_one_line(const std::string& text) {
+    std::istringstream words(text);
     std::string line;
-    for (const char c : text) {
-        const bool is_space = c == '\n' || c == '\t' || c == ' ';
-        if (!is_space) {
-            line += c;
-        } else if (!line.empty() && line.back() != ' ') {
-            line += ' ';
-        }
+    for (std::string word; words >> word;) {
+        line += (line.empty() ? "" : " ") + word;
     }
-    return line.substr(0, line.find_last_not_of(' ') + 1);
+    return line;
 }
 
 const char* priority_name(int priority) {
@@ -86,8 +64,8 @@ SystemLog::~SystemLog() {
     remove();
 }
 
-const FaultTable<SystemLog>& SystemLog::faults() {
-    static const FaultTable<SystemLog> kFaults = {
+const SystemLog::Table& SystemLog::faults() {
+    static const Table kFaults = {
         {"cut", [](SystemLog& log, int) { log.remove(); }},
         {"full",
          [](SystemLog& log, int) {

@@ -17,7 +17,7 @@
 
 namespace simulator {
 
-class SystemLog final {
+class SystemLog final : public WithFaults<SystemLog> {
   public:
     using Line = LogLine;
 
@@ -37,16 +37,13 @@ class SystemLog final {
     /// Stores every line that was sent before this call; does nothing during a fault.
     void sync();
 
-    /// @name Faults
-    /// @{
-    /// Throws std::invalid_argument for a name that is not one of fault_names().
-    void inject_fault(const std::string& name) { inject_by_name(faults(), *this, name); }
-    static std::vector<std::string> fault_names() { return names_of(faults()); }
+    /// Ends every fault.
     void recover();
-    /// @}
 
   private:
-    static const FaultTable<SystemLog>& faults();
+    friend WithFaults<SystemLog>;
+
+    static const Table& faults();
     void open();
     void remove();
     void fill_queue() const;

@@ -28,8 +28,7 @@ TEST_F(HouseTest, ChangesAreReportedForEveryRoleOnEveryClass) {
         {166, "1"}, {167, "#55FEFE"},
     };
     for (const auto& report : kReports) {
-        EXPECT_EQ(house.core().history(report.object), std::vector<std::string>{report.value})
-            << "object " << report.object;
+        EXPECT_EQ(house.core().value(report.object), report.value) << "object " << report.object;
     }
     EXPECT_EQ(house.core().reports().size(), std::size(kReports)) << "unexpected reports";
     EXPECT_EQ(house.core().reports().front().caller, "100");
