@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <random>
-#include <regex>
 #include <stdexcept>
 
 #include <httplib.h>
@@ -19,6 +18,8 @@ constexpr std::chrono::milliseconds kSlowPause{1};
 constexpr std::chrono::seconds kButtonTime{30};
 constexpr std::size_t kNameLength = 40;
 constexpr std::size_t kLongestDeviceType = 40;
+// Groups: the user, the lights, a light, a part of it.
+constexpr const char* kPath = "/api(?:/([^/]+)(/lights(?:/([1-9]\\d*)(/state|/name)?)?)?)?/?";
 constexpr const char* kHeaderEnd = "\r\n\r\n";
 constexpr const char* kPage = "<html><body><h1>503 Service Unavailable</h1></body></html>";
 
@@ -107,13 +108,14 @@ Bridge::Bridge(const Setup& setup, EventSink sink)
         lights_.emplace(number, BridgeLight(number, setup.lights[id]));
     }
     const auto handler = [this](const httplib::Request& request, httplib::Response& response) {
-        response.set_content(compact_json(route(request.method, request.path, request.body)),
-                             "application/json");
+        response.set_content(compact_json(route(request)), "application/json");
     };
     server_->Get("/description.xml", [this](const httplib::Request&, httplib::Response& response) {
         response.set_content(description_, "text/xml");
     });
-    server_->Get(".*", handler).Put(".*", handler).Post(".*", handler).Delete(".*", handler);
+    for (const char* path : {kPath, ".*"}) {
+        server_->Get(path, handler).Put(path, handler).Post(path, handler).Delete(path, handler);
+    }
     server_->new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
     server_->set_keep_alive_max_count(1);  // a bridge closes after every answer
     const int port_behind = server_->bind_to_any_port("127.0.0.1");
@@ -142,23 +144,23 @@ Bridge::~Bridge() {
     thread_.join();
 }
 
-Json::Value Bridge::route(const std::string& method, const std::string& path,
-                          const std::string& body) {
-    static const std::regex kPath("/api(?:/([^/]+)(/lights(?:/([1-9]\\d*)(/state|/name)?)?)?)?/?");
-    std::smatch parts;
-    const std::string resource = Gate::without_user(path);
-    if (!std::regex_match(path, parts, kPath)) {
+Json::Value Bridge::route(const httplib::Request& request) {
+    const auto& parts = request.matches;
+    const std::string& method = request.method;
+    const std::string resource = Gate::without_user(request.path);
+    if (parts.size() == 1) {
         return not_available(resource);
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     if (!parts[1].matched) {
-        return method == "POST" ? pair(body) : no_such_method(method, "/");
+        return method == "POST" ? pair(request.body) : no_such_method(method, "/");
     }
     if (is_forgetful_ || users_.count(parts[1]) == 0) {
         return only_error(BridgeError::unauthorized, "/", "unauthorized user");
     }
     if (parts[3].matched) {
-        return route_light(std::atoi(parts[3].str().c_str()), method, resource, parts[4], body);
+        return route_light(std::atoi(parts[3].str().c_str()), method, resource, parts[4],
+                           request.body);
     }
     if (method != "GET") {
         return no_such_method(method, resource);

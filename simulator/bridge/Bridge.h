@@ -24,6 +24,7 @@
 
 namespace httplib {
 class Server;
+struct Request;
 }  // namespace httplib
 
 namespace simulator {
@@ -112,7 +113,7 @@ class Bridge final : public WithFaults<Bridge> {
 
     static const Table& faults();
     SocketServer& server() { return gate_->server(); }
-    Json::Value route(const std::string& method, const std::string& path, const std::string& body);
+    Json::Value route(const httplib::Request& request);
     Json::Value route_light(int id, const std::string& method, const std::string& resource,
                             const std::string& part, const std::string& body);
     Json::Value pair(const std::string& body);

@@ -1,9 +1,8 @@
 #include "simulator/journal/SystemLog.h"
 
 #include <cerrno>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
-#include <regex>
 #include <sstream>
 #include <system_error>
 
@@ -27,16 +26,24 @@ sockaddr_un log_address() {
 
 // "<131>Nov 22 21:21:49 lumivad[123]: text"; the time stamp and the process are optional.
 LogLine parse(const std::string& datagram) {
-    static const std::regex kHead(
-        "<(\\d+)>(?:\\w{3} [ \\d]\\d \\d\\d:\\d\\d:\\d\\d )?([^:[]{0,64})(?:\\[(\\d+)\\])?: ");
-    std::smatch head;
-    if (!std::regex_search(datagram, head, kHead, std::regex_constants::match_continuous)) {
-        return {0, 0, "", 0, datagram};
-    }
-    const int code = std::atoi(head[1].str().c_str());
-    const std::string text = head.suffix();
-    return {code % 8, code / 8, head[2], std::atoi(head[3].str().c_str()),
-            text.substr(0, text.find_last_not_of('\0') + 1)};
+    LogLine line;
+    int code = 0;
+    char ident[64] = "";
+    const char* rest = datagram.c_str();  // a syslog client may send a final NUL
+    const auto skip = [&rest](const char* format, auto*... values) {
+        int length = 0;
+        std::sscanf(rest, format, values..., &length);
+        rest += length;
+    };
+    skip("<%d>%n", &code);
+    skip("%*3s %*d %*d:%*d:%*d %n");
+    skip("%63[^:[]%n", ident);
+    skip("[%d]%n", &line.pid);
+    line.priority = code % 8;
+    line.facility = code / 8;
+    line.ident = ident;
+    line.text = rest[0] == ':' && rest[1] == ' ' ? rest + 2 : rest;
+    return line;
 }
 
 // Each sequence of blanks and line breaks becomes one blank.
@@ -135,7 +142,7 @@ void SystemLog::end_thread() {
     is_read_ = false;
 }
 
-void SystemLog::receive() {
+void SystemLog::receive() const {
     pollfd ready[2] = {{socket_.get(), POLLIN, 0}, {stop_.fd(), POLLIN, 0}};
     while (ready[1].revents == 0) {
         if (poll(ready, 2, -1) > 0) {
@@ -144,7 +151,7 @@ void SystemLog::receive() {
     }
 }
 
-void SystemLog::sync() {
+void SystemLog::sync() const {
     const std::lock_guard<std::mutex> lock(reading_mutex_);
     char buffer[8192];
     ssize_t length = 0;

@@ -35,7 +35,7 @@ class SystemLog final : public WithFaults<SystemLog> {
                   std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
     void clear() { first_ = journal_.size(); }
     /// Stores every line that was sent before this call; does nothing during a fault.
-    void sync();
+    void sync() const;
 
     /// Ends every fault.
     void recover();
@@ -48,15 +48,15 @@ class SystemLog final : public WithFaults<SystemLog> {
     void remove();
     void fill_queue() const;
     void end_thread();
-    void receive();
+    void receive() const;
 
     Journal own_journal_;
     Journal& journal_;
     std::string program_;
     std::atomic<std::size_t> first_{0};  // index in the journal
     FileDescriptor socket_;
-    std::mutex reading_mutex_;  // lines are added in the order in which they arrive
-    bool is_read_ = false;      // guarded by reading_mutex_
+    mutable std::mutex reading_mutex_;  // lines are added in the order in which they arrive
+    bool is_read_ = false;              // guarded by reading_mutex_
     WakeUp stop_;
     std::thread thread_;
 };

@@ -42,7 +42,8 @@ inline Fault slowness(std::chrono::milliseconds pause) {
 template <typename Service>
 class WithFaults {
   public:
-    /// `times`: number of requests, for a fault of answers; other faults last until recover().
+    /// `times`: number of requests, for a fault of answers, which replaces an earlier one and ends
+    /// a refusal of connections. Other faults last until recover().
     /// Throws std::invalid_argument for a name that is not one of fault_names().
     void inject_fault(const std::string& name, int times = Fault::kForever) {
         for (const Row& row : Service::faults()) {
