@@ -32,27 +32,9 @@ std::string role_of(const std::string& optional) {
     return word.substr(0, word.find_first_of("'|"));
 }
 
-// Joins lines: a line break and the blanks after it become one blank.
-std::string in_one_line(const std::string& text) {
-    std::string line;
-    for (const char c : text) {
-        const bool is_space = c == '\n' || c == '\t' || c == ' ';
-        if (!is_space) {
-            line += c;
-        } else if (!line.empty() && line.back() != ' ') {
-            line += ' ';
-        }
-    }
-    return line.substr(0, line.find_last_not_of(' ') + 1);
-}
-
-const char* priority_name(int priority) {
-    return priority <= 3 ? "error" : priority == 4 ? "warning" : "info";
-}
-
-std::unique_ptr<SystemLog> take_over_log() {
+std::unique_ptr<SystemLog> take_over_log(Journal& journal) {
     try {
-        return std::make_unique<SystemLog>();
+        return std::make_unique<SystemLog>(&journal, kDaemonName);
     } catch (const std::system_error&) {
         return nullptr;
     }
@@ -64,8 +46,13 @@ House::House(const Options& options, Journal::Listener listener)
     : daemon_path_(options.daemon),
       environment_(options.environment),
       huectl_path_(options.huectl),
-      journal_(std::move(listener)),
-      log_(take_over_log()),
+      journal_([this, listener = std::move(listener)](const Event& event) {
+          enter(event);
+          if (listener) {
+              listener(event);
+          }
+      }),
+      log_(take_over_log(journal_)),
       installation_(options.installation
                         ? *options.installation
                         : Installation::load(options.sql_file, options.lights_file)),
@@ -74,9 +61,6 @@ House::House(const Options& options, Journal::Listener listener)
       setup_(find_bridge()),
       objects_(find_objects()),
       ledger_(objects_) {
-    if (log_) {
-        log_->on_line([this](const SystemLog::Line& line) { take_log_line(line); });
-    }
     if (!options.is_paired) {
         setup_.username.clear();
         store_parameters("");
@@ -87,7 +71,6 @@ House::House(const Options& options, Journal::Listener listener)
             return;
         }
         log_->sync();  // the lines before the request
-        take_reports();
         ledger_.add_exchange(request, answer);
     });
 }
@@ -114,22 +97,22 @@ Bridge::Setup House::find_bridge() {
 }
 
 EventSink House::bridge_sink() {
-    return [this](EventKind kind, std::string text) {
-        if (is_tool_asking_ && kind == EventKind::daemon_to_bridge) {
-            kind = EventKind::huectl_to_bridge;
-        } else if (is_tool_asking_ && kind == EventKind::bridge_to_daemon) {
-            kind = EventKind::bridge_to_huectl;
+    return [this](Event event) {
+        if (is_tool_asking_ && event.kind == EventKind::daemon_to_bridge) {
+            event.kind = EventKind::huectl_to_bridge;
+        } else if (is_tool_asking_ && event.kind == EventKind::bridge_to_daemon) {
+            event.kind = EventKind::bridge_to_huectl;
         }
-        journal_.add(kind, std::move(text));
+        journal_.add(std::move(event));
     };
 }
 
-void House::take_log_line(const SystemLog::Line& line) {
-    if (line.ident == kDaemonName) {
-        const std::string text =
-            std::string(priority_name(line.priority)) + ": " + in_one_line(line.text);
-        ledger_.add_log_line(text);
-        journal_.add(EventKind::log, text);
+// Everything that happens on the way to and from the daemon enters the ledger in its order.
+void House::enter(const Event& event) {
+    if (event.kind == EventKind::log) {
+        ledger_.add_log_line(event.text);
+    } else if (event.kind == EventKind::daemon_to_core) {
+        ledger_.add_report(event.object, event.value);
     }
 }
 
@@ -174,6 +157,7 @@ std::optional<DaemonProcess::Ending> House::stop() {
 
 void House::forget() {
     journal_.forget();
+    core_.take_reports();
     bridge_->gate().forget();
     if (log_) {
         log_->clear();
@@ -213,18 +197,6 @@ void House::store_parameters(const std::string& text) {
                                        (text.empty() ? "none" : text));
 }
 
-void House::take_reports() {
-    const std::lock_guard<std::mutex> lock(reports_mutex_);
-    for (const Core::Report& report : core_.take_reports()) {
-        ledger_.add_report(report);
-    }
-}
-
-Ledger& House::ledger() {
-    take_reports();
-    return ledger_;
-}
-
 std::optional<int> House::command(int object, const std::string& payload) {
     const std::size_t number = ledger_.add_command(object, payload);
     const auto status = core_.run_object(object, payload);
@@ -234,16 +206,12 @@ std::optional<int> House::command(int object, const std::string& payload) {
     return status;
 }
 
-std::optional<std::string> House::value(int object) {
-    return ledger().value(object);
-}
-
 std::vector<std::string> House::differences() {
     std::map<int, Json::Value> states;
     for (const int id : bridge_->light_ids()) {
         states[id] = light(id).state();
     }
-    return ledger().differences(states);
+    return ledger_.differences(states);
 }
 
 std::vector<RoleObject> House::find_objects() {

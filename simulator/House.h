@@ -8,7 +8,6 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -59,12 +58,9 @@ class House final {
     /// Sends a command of the core, and enters it in the ledger. Returns the status number of the
     /// answer, or nothing without an answer.
     std::optional<int> command(int object, const std::string& payload);
-    /// The core's value of an object: the last report.
-    std::optional<std::string> value(int object);
     /// Where the core's values and the lights differ.
     std::vector<std::string> differences();
-    /// Up to date but for requests that have no answer yet.
-    Ledger& ledger();
+    Ledger& ledger() { return ledger_; }
 
     /// Runs the tool until it ends, for at most kToolLimit or until `is_over`. Its lines go to the
     /// journal as it prints them. The journal distinguishes its requests to the bridge from those
@@ -109,10 +105,9 @@ class House final {
     Bridge::Setup find_bridge();  // sets the runner too
     EventSink bridge_sink();
     int polls() const { return bridge_->count("GET", "/lights"); }
-    void take_log_line(const SystemLog::Line& line);
+    void enter(const Event& event);
     std::vector<RoleObject> find_objects();
     void launch(ChildProcess::Words arguments);
-    void take_reports();
 
     std::string daemon_path_;
     std::vector<std::string> environment_;
@@ -125,7 +120,6 @@ class House final {
     int runner_ = 0;
     Bridge::Setup setup_;
     const std::vector<RoleObject> objects_;
-    std::mutex reports_mutex_;  // the reports enter the ledger in their order
     Ledger ledger_;
     std::atomic<bool> is_tool_asking_{false};  // instead of the daemon
     std::unique_ptr<Bridge> bridge_;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
+#include <random>
 #include <stdexcept>
 
 #include <httplib.h>
@@ -15,6 +15,11 @@ namespace {
 
 constexpr std::size_t kServerThreads = 2;
 constexpr std::chrono::milliseconds kSlowPause{1};
+constexpr std::chrono::seconds kButtonTime{30};
+constexpr std::size_t kNameLength = 40;
+constexpr std::size_t kLongestDeviceType = 40;
+// Groups: the user, the lights, a light, a part of it.
+constexpr const char* kPath = "/api(?:/([^/]+)(/lights(?:/([1-9]\\d*)(/state|/name)?)?)?)?/?";
 constexpr const char* kHeaderEnd = "\r\n\r\n";
 constexpr const char* kPage = "<html><body><h1>503 Service Unavailable</h1></body></html>";
 
@@ -24,25 +29,42 @@ Json::Value only(Json::Value element) {
     return answer;
 }
 
+Json::Value only_error(BridgeError type, const std::string& address,
+                       const std::string& description) {
+    return only(bridge_error(type, address, description));
+}
+
 Json::Value not_available(const std::string& resource) {
-    return only(bridge_error(BridgeError::resource_not_available, resource,
-                             "resource, " + resource + ", not available"));
+    return only_error(BridgeError::resource_not_available, resource,
+                      "resource, " + resource + ", not available");
 }
 
 Json::Value no_such_method(const std::string& method, const std::string& resource) {
-    return only(bridge_error(BridgeError::method_not_available, resource,
-                             "method, " + method + ", not available for resource, " + resource));
+    return only_error(BridgeError::method_not_available, resource,
+                      "method, " + method + ", not available for resource, " + resource);
 }
 
-std::vector<std::string> split_path(const std::string& path) {
-    std::vector<std::string> parts;
-    std::istringstream text(path);
-    for (std::string part; std::getline(text, part, '/');) {
-        if (!part.empty()) {
-            parts.push_back(part);
+std::string random_name() {
+    static const std::string kLetters =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
+    static std::random_device source;
+    std::uniform_int_distribution<std::size_t> any(0, kLetters.size() - 1);
+    std::string name(kNameLength, ' ');
+    std::generate(name.begin(), name.end(), [&] { return kLetters[any(source)]; });
+    return name;
+}
+
+// A file beside this one, with the address of the bridge.
+std::string load_own_file(const std::string& name, const std::string& address, int port) {
+    std::string text = load_text_file(std::string(LUMIVAD_BRIDGE_FILES) + "/" + name);
+    const std::pair<std::string, std::string> placeholders[] = {{"@ADDRESS@", address},
+                                                                {"@PORT@", std::to_string(port)}};
+    for (const auto& [placeholder, value] : placeholders) {
+        for (std::size_t at = 0; (at = text.find(placeholder)) != std::string::npos;) {
+            text.replace(at, placeholder.size(), value);
         }
     }
-    return parts;
+    return text;
 }
 
 // With a Content-Length, so that the end of the body does not depend on the close.
@@ -62,28 +84,38 @@ std::size_t middle_of_body(const std::string& answer) {
     return body + (answer.size() - body) / 2;
 }
 
-Fault part_of_answer(const std::string& meaning, std::size_t (*end)(const std::string& answer),
-                     bool holds) {
-    return {meaning, true, [end, holds](Connection& peer, const std::string& answer) {
+using FindEnd = std::size_t (*)(const std::string& answer);
+
+Fault part_of_answer(const std::string& meaning, FindEnd end, bool holds) {
+    return {[end, holds](Connection& peer, const std::string& answer) {
                 peer.write(answer.substr(0, end(answer)));
                 if (holds) {
                     peer.hold();
                 }
-            }};
+            },
+            true, meaning};
 }
 
 }  // namespace
 
 Bridge::Bridge(const Setup& setup, EventSink sink)
-    : sink_(std::move(sink)), users_(setup.username), server_(std::make_unique<httplib::Server>()) {
+    : sink_(std::move(sink)), server_(std::make_unique<httplib::Server>()) {
+    if (!setup.username.empty()) {
+        users_.insert(setup.username);
+    }
     for (const std::string& id : setup.lights.getMemberNames()) {
         const int number = std::atoi(id.c_str());
         lights_.emplace(number, BridgeLight(number, setup.lights[id]));
     }
     const auto handler = [this](const httplib::Request& request, httplib::Response& response) {
-        answer(request, response);
+        response.set_content(compact_json(route(request)), "application/json");
     };
-    server_->Get(".*", handler).Put(".*", handler).Post(".*", handler).Delete(".*", handler);
+    server_->Get("/description.xml", [this](const httplib::Request&, httplib::Response& response) {
+        response.set_content(description_, "text/xml");
+    });
+    for (const char* path : {kPath, ".*"}) {
+        server_->Get(path, handler).Put(path, handler).Post(path, handler).Delete(path, handler);
+    }
     server_->new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
     server_->set_keep_alive_max_count(1);  // a bridge closes after every answer
     const int port_behind = server_->bind_to_any_port("127.0.0.1");
@@ -91,10 +123,12 @@ Bridge::Bridge(const Setup& setup, EventSink sink)
         throw std::runtime_error("no port for the bridge's server");
     }
     gate_ = std::make_unique<Gate>(setup.address, setup.port, port_behind, sink_);
-    const std::string authority = setup.address + ":" + std::to_string(port());
-    description_ = bridge_description(authority);
+    description_ = load_own_file("description.xml", setup.address, port());
     if (SsdpResponder::is_possible()) {
-        responder_ = std::make_unique<SsdpResponder>(answers_to_search(authority), sink_);
+        responder_ =
+            std::make_unique<SsdpResponder>(SsdpResponder::parse_answers(load_own_file(
+                                                "search-answers.txt", setup.address, port())),
+                                            sink_);
     }
     thread_ = std::thread([this] { server_->listen_after_bind(); });
 }
@@ -110,67 +144,51 @@ Bridge::~Bridge() {
     thread_.join();
 }
 
-void Bridge::answer(const httplib::Request& request, httplib::Response& response) {
-    if (request.method == "GET" && request.path == "/description.xml") {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        response.set_content(description_, "text/xml");
-        return;
-    }
-    response.set_content(compact_json(route(request.method, request.path, request.body)),
-                         "application/json");
-}
-
-Json::Value Bridge::route(const std::string& method, const std::string& path,
-                          const std::string& body) {
-    std::vector<std::string> parts = split_path(path);
-    if (parts.empty() || parts[0] != "api") {
-        return not_available(path);
+Json::Value Bridge::route(const httplib::Request& request) {
+    const auto& parts = request.matches;
+    const std::string& method = request.method;
+    const std::string resource = Gate::without_user(request.path);
+    if (parts.size() == 1) {
+        return not_available(resource);
     }
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (parts.size() < 2) {
-        return method == "POST" ? users_.pair(body) : no_such_method(method, "/");
+    if (!parts[1].matched) {
+        return method == "POST" ? pair(request.body) : no_such_method(method, "/");
     }
-    if (is_forgetful_ || !users_.has_user(parts[1])) {
-        return only(bridge_error(BridgeError::unauthorized, "/", "unauthorized user"));
+    if (is_forgetful_ || users_.count(parts[1]) == 0) {
+        return only_error(BridgeError::unauthorized, "/", "unauthorized user");
     }
-    parts.erase(parts.begin(), parts.begin() + 2);
-    if (parts.empty()) {
-        Json::Value root;
-        for (const char* member : {"config", "groups", "rules", "scenes", "schedules", "sensors"}) {
-            root[member] = Json::objectValue;
-        }
-        root["lights"] = lights_json();
-        return method == "GET" ? root : no_such_method(method, "/");
+    if (parts[3].matched) {
+        return route_light(std::atoi(parts[3].str().c_str()), method, resource, parts[4],
+                           request.body);
     }
-    return parts[0] == "lights" ? route_lights(method, parts, body) : not_available("/" + parts[0]);
-}
-
-Json::Value Bridge::lights_json() const {
+    if (method != "GET") {
+        return no_such_method(method, resource);
+    }
     Json::Value lights(Json::objectValue);
     for (const auto& [id, light] : lights_) {
         lights[std::to_string(id)] = light.description();
     }
-    return lights;
+    if (parts[2].matched) {
+        return lights;
+    }
+    Json::Value root;
+    for (const char* member : {"config", "groups", "rules", "scenes", "schedules", "sensors"}) {
+        root[member] = Json::objectValue;
+    }
+    root["lights"] = lights;
+    return root;
 }
 
-// `parts` of "/lights/3/state": lights, 3, state.
-Json::Value Bridge::route_lights(const std::string& method, const std::vector<std::string>& parts,
-                                 const std::string& body) {
-    std::string resource;
-    for (const std::string& part : parts) {
-        resource += "/" + part;
-    }
-    if (parts.size() == 1) {
-        return method == "GET" ? lights_json() : no_such_method(method, resource);
-    }
-    const auto found = lights_.find(std::atoi(parts[1].c_str()));
-    const std::string part = parts.size() == 3 ? parts[2] : "";
-    if (found == lights_.end() || std::to_string(found->first) != parts[1] || parts.size() > 3) {
+// `part`: "/state", "/name" or empty.
+Json::Value Bridge::route_light(int id, const std::string& method, const std::string& resource,
+                                const std::string& part, const std::string& body) {
+    const auto found = lights_.find(id);
+    if (found == lights_.end()) {
         return not_available(resource);
     }
-    BridgeLight& light = found->second;
     if (method == "GET" && part.empty()) {
-        return light.description();
+        return found->second.description();
     }
     if (method == "DELETE" && part.empty()) {
         lights_.erase(found);
@@ -183,35 +201,38 @@ Json::Value Bridge::route_lights(const std::string& method, const std::vector<st
     }
     const auto request = parse_json(body);
     if (!request || !request->isObject()) {
-        return only(
-            bridge_error(BridgeError::invalid_json, resource, "body contains invalid json"));
+        return only_error(BridgeError::invalid_json, resource, "body contains invalid json");
     }
-    if (part == "state") {
-        return light.put_state(*request);
-    }
-    return part.empty() || part == "name" ? light.put_name(*request) : not_available(resource);
+    return part == "/state" ? found->second.put_state(*request) : found->second.put_name(*request);
 }
 
-void Bridge::add_search_answer(const std::string& raw_answer) {
-    if (!responder_) {
-        throw std::logic_error("searches do not reach this bridge");
+Json::Value Bridge::pair(const std::string& body) {
+    const auto request = parse_json(body);
+    if (!request || !request->isObject()) {
+        return only_error(BridgeError::invalid_json, "", "body contains invalid json");
     }
-    responder_->add_answer({std::chrono::milliseconds(0), raw_answer});
-}
-
-void Bridge::set_description(const std::string& xml) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    description_ = xml;
+    const Json::Value& type = (*request)["devicetype"];
+    if (type.isNull()) {
+        return only_error(BridgeError::missing_parameters, "",
+                          "invalid/missing parameters in body");
+    }
+    if (!type.isString() || type.asString().empty() ||
+        type.asString().size() > kLongestDeviceType) {
+        return only_error(BridgeError::invalid_value, "/devicetype",
+                          "invalid value, " + compact_json(type) + ", for parameter, devicetype");
+    }
+    if (!pressed_ || std::chrono::steady_clock::now() - *pressed_ > kButtonTime) {
+        return only_error(BridgeError::link_button_not_pressed, "", "link button not pressed");
+    }
+    return only(bridge_success("username", *users_.insert(random_name()).first));
 }
 
 void Bridge::press_link_button() {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        users_.press_link_button();
+        pressed_ = std::chrono::steady_clock::now();
     }
-    if (sink_) {
-        sink_(EventKind::house, "the link button of the bridge is pressed");
-    }
+    sink_({EventKind::house, "the link button of the bridge is pressed"});
 }
 
 std::vector<int> Bridge::light_ids() const {
@@ -234,39 +255,34 @@ void Bridge::recover() {
         const std::lock_guard<std::mutex> lock(mutex_);
         lights_.merge(lost_lights_);
     }
-    gate_->server().recover();
+    server().recover();
 }
 
-const FaultTable<Bridge>& Bridge::faults() {
-    const auto answers = [](const Fault& fault) {
-        return [fault](Bridge& bridge, int times) {
-            bridge.gate_->server().inject_fault(fault, times);
-        };
-    };
-    static const FaultTable<Bridge> kFaults = {
-        {"cut", [](Bridge& bridge, int) { bridge.gate_->server().refuse(); }},
-        {"hang", [](Bridge& bridge, int) { bridge.gate_->server().hang(); }},
-        {"reset", answers(reset_connection())},
-        {"stall", answers(silence())},
-        {"stall-header", answers(part_of_answer("stalls in a header", middle_of_header, true))},
-        {"stall-body", answers(part_of_answer("stalls in a body", middle_of_body, true))},
-        {"half", answers(part_of_answer("sends half an answer", middle_of_body, false))},
-        {"slow", answers(slowness(kSlowPause))},
-        {"garbage", answers(send_instead(std::string("\x16\x03\x00\xff not http \x80\x81", 16)))},
-        {"html", answers(send_instead(http_answer("503 Service Unavailable", "text/html", kPage),
-                                      "sends an HTML page with status 503"))},
+const Bridge::Table& Bridge::faults() {
+    static const Table kFaults = {
+        {"cut", [](Bridge& bridge, int) { bridge.server().refuse(); }},
+        {"hang", [](Bridge& bridge, int) { bridge.server().hang(); }},
+        {"reset", reset_connection()},
+        {"stall", silence()},
+        {"stall-header", part_of_answer("stalls in a header", middle_of_header, true)},
+        {"stall-body", part_of_answer("stalls in a body", middle_of_body, true)},
+        {"half", part_of_answer("sends half an answer", middle_of_body, false)},
+        {"slow", slowness(kSlowPause)},
+        {"garbage", send_instead(std::string("\x16\x03\x00\xff not http \x80\x81", 16))},
+        {"html", send_instead(http_answer("503 Service Unavailable", "text/html", kPage),
+                              "sends an HTML page with status 503")},
         {"forgetful", [](Bridge& bridge, int) { bridge.is_forgetful_ = true; }},
     };
     return kFaults;
 }
 
 void Bridge::send_slowly(std::chrono::milliseconds pause, int times) {
-    gate_->server().inject_fault(slowness(pause), times);
+    server().inject_fault(slowness(pause), times);
 }
 
 void Bridge::send_answer(const std::string& status, const std::string& content_type,
                          const std::string& body, int times) {
-    gate_->server().inject_fault(
+    server().inject_fault(
         send_instead(http_answer(status, content_type, body),
                      "sends " + status + ", " + std::to_string(body.size()) + " bytes"),
         times);
@@ -280,10 +296,14 @@ int Bridge::count(const std::string& method, const std::string& path) const {
         }));
 }
 
-Json::Value Bridge::Bulb::state() const {
+Json::Value Bridge::Bulb::description() const {
     const std::lock_guard<std::mutex> lock(bridge_.mutex_);
     const auto found = bridge_.lights_.find(id_);
-    return found == bridge_.lights_.end() ? Json::Value() : found->second.description()["state"];
+    return found == bridge_.lights_.end() ? Json::Value() : found->second.description();
+}
+
+Json::Value Bridge::Bulb::state() const {
+    return description()["state"];
 }
 
 Json::Value Bridge::Bulb::state(const std::string& member) const {
@@ -291,9 +311,7 @@ Json::Value Bridge::Bulb::state(const std::string& member) const {
 }
 
 std::string Bridge::Bulb::name() const {
-    const std::lock_guard<std::mutex> lock(bridge_.mutex_);
-    const auto found = bridge_.lights_.find(id_);
-    return found == bridge_.lights_.end() ? "" : found->second.description()["name"].asString();
+    return description()["name"].asString();
 }
 
 Json::Value Bridge::Bulb::change(const Json::Value& members) {
@@ -305,22 +323,14 @@ Json::Value Bridge::Bulb::change(const Json::Value& members) {
             answer = found->second.change(members);
         }
     }
-    if (bridge_.sink_) {
-        bridge_.sink_(EventKind::house,
-                      "bulb " + std::to_string(id_) + " changes: " + compact_json(members));
-    }
+    bridge_.sink_(
+        {EventKind::house, "bulb " + std::to_string(id_) + " changes: " + compact_json(members)});
     return answer;
 }
 
-void Bridge::Bulb::turn_on() {
+void Bridge::Bulb::turn(bool on) {
     Json::Value members;
-    members["on"] = true;
-    change(members);
-}
-
-void Bridge::Bulb::turn_off() {
-    Json::Value members;
-    members["on"] = false;
+    members["on"] = on;
     change(members);
 }
 

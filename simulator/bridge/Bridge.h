@@ -9,15 +9,15 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <json/value.h>
 
-#include "simulator/bridge/BridgeIdentity.h"
 #include "simulator/bridge/BridgeLight.h"
-#include "simulator/bridge/BridgeUsers.h"
 #include "simulator/bridge/Gate.h"
 #include "simulator/bridge/SsdpResponder.h"
 #include "simulator/journal/Journal.h"
@@ -25,12 +25,11 @@
 namespace httplib {
 class Server;
 struct Request;
-struct Response;
 }  // namespace httplib
 
 namespace simulator {
 
-class Bridge final {
+class Bridge final : public WithFaults<Bridge> {
   public:
     static constexpr const char* kAddress = "127.0.0.80";
     static constexpr int kHttpPort = 80;
@@ -56,21 +55,23 @@ class Bridge final {
         unsigned brightness() const { return state("bri").asUInt(); }
         unsigned temperature() const { return state("ct").asUInt(); }
         unsigned hue() const { return state("hue").asUInt(); }
-        unsigned saturation() const { return state("sat").asUInt(); }
 
         /// Changes members of the state, as a wall switch or the maker's app does. Returns the
         /// bridge's answer, with an error element for each member that the light refuses.
         Json::Value change(const Json::Value& members);
-        void turn_on();
-        void turn_off();
+        void turn_on() { turn(true); }
+        void turn_off() { turn(false); }
 
       private:
+        void turn(bool on);
+        Json::Value description() const;
+
         Bridge& bridge_;
         int id_;
     };
 
     /// Listens; throws std::system_error if the address and port are taken or not allowed.
-    explicit Bridge(const Setup& setup, EventSink sink = {});
+    explicit Bridge(const Setup& setup, EventSink sink = ignore_event);
     ~Bridge();
 
     Bulb light(int id) { return {*this, id}; }
@@ -81,24 +82,14 @@ class Bridge final {
     /// @{
     /// False outside a private sandbox; searches do not reach it there.
     bool is_discoverable() const { return responder_ != nullptr; }
-    static std::string serial_number() { return kBridgeSerialNumber; }
-    /// Sends this datagram, unchecked, before the other answers to every later search.
-    void add_search_answer(const std::string& raw_answer);
-    /// Replaces /description.xml.
-    void set_description(const std::string& xml);
     /// Creates a user for every pairing request of the next 30 s.
     void press_link_button();
     /// @}
 
-    /// @name Faults; each lasts for `times` requests, or until the next fault or recover()
+    /// @name More faults; each lasts for `times` requests, or until the next fault or recover()
     /// @{
     static constexpr int kForever = Fault::kForever;
 
-    /// Throws std::invalid_argument for a name that is not one of fault_names().
-    void inject_fault(const std::string& name, int times = kForever) {
-        inject_by_name(faults(), *this, name, times);
-    }
-    static std::vector<std::string> fault_names() { return names_of(faults()); }
     /// Sends the answers byte by byte, with this pause after each byte.
     void send_slowly(std::chrono::milliseconds pause, int times = kForever);
     /// Sends this answer instead; the request has no effect. `status`: "200 OK".
@@ -118,17 +109,20 @@ class Bridge final {
     /// @}
 
   private:
-    static const FaultTable<Bridge>& faults();
-    void answer(const httplib::Request& request, httplib::Response& response);
-    Json::Value route(const std::string& method, const std::string& path, const std::string& body);
-    Json::Value route_lights(const std::string& method, const std::vector<std::string>& parts,
-                             const std::string& body);
-    Json::Value lights_json() const;
+    friend WithFaults<Bridge>;
+
+    static const Table& faults();
+    SocketServer& server() { return gate_->server(); }
+    Json::Value route(const httplib::Request& request);
+    Json::Value route_light(int id, const std::string& method, const std::string& resource,
+                            const std::string& part, const std::string& body);
+    Json::Value pair(const std::string& body);
 
     EventSink sink_;
-    mutable std::mutex mutex_;  // guards users_, description_ and the lights
-    BridgeUsers users_;
-    std::string description_;
+    std::string description_;   // of the device
+    mutable std::mutex mutex_;  // guards all up to lost_lights_
+    std::set<std::string> users_;
+    std::optional<std::chrono::steady_clock::time_point> pressed_;  // the link button
     std::map<int, BridgeLight> lights_;
     std::map<int, BridgeLight> lost_lights_;
     std::atomic<bool> is_forgetful_{false};

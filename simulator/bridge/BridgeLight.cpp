@@ -22,8 +22,20 @@ bool is_one_of(const Json::Value& value, std::initializer_list<const char*> word
            std::find(words.begin(), words.end(), value.asString()) != words.end();
 }
 
-Json::Value rounded(const Json::Value& coordinate) {
-    return std::round(coordinate.asDouble() * kPointSteps) / kPointSteps;
+Json::Value not_available(const std::string& address, const std::string& parameter) {
+    return bridge_error(BridgeError::parameter_not_available, address,
+                        "parameter, " + parameter + ", not available");
+}
+
+Json::Value rounded_point(const Json::Value& value) {
+    Json::Value point(Json::arrayValue);
+    for (const Json::Value& coordinate : value.isArray() ? value : Json::Value()) {
+        if (!is_fraction(coordinate)) {
+            return {};
+        }
+        point.append(std::round(coordinate.asDouble() * kPointSteps) / kPointSteps);
+    }
+    return point.size() == 2 ? point : Json::Value();
 }
 
 }  // namespace
@@ -38,34 +50,23 @@ struct BridgeLight::Parameter {
     bool is_state;        // stored in the state; transitiontime is not
     bool needs_light_on;  // refused while the light is off
 
-    bool accepts(const Json::Value& value) const {
+    // What the light stores; null if it refuses the value.
+    Json::Value kept(const Json::Value& value) const {
         switch (kind) {
             case Kind::boolean:
-                return value.isBool();
+                return value.isBool() ? value : Json::Value();
             case Kind::number:
-                return value.isInt() && value.asInt() >= smallest && value.asInt() <= largest;
+                return value.isInt() && value.asInt() >= smallest && value.asInt() <= largest
+                           ? Json::Value(std::min(value.asInt(), largest_kept))
+                           : Json::Value();
             case Kind::point:
-                return value.isArray() && value.size() == 2 && is_fraction(value[0]) &&
-                       is_fraction(value[1]);
+                return rounded_point(value);
             case Kind::effect:
-                return is_one_of(value, {"none", "colorloop"});
+                return is_one_of(value, {"none", "colorloop"}) ? value : Json::Value();
             case Kind::alert:
-                return is_one_of(value, {"none", "select", "lselect"});
+                return is_one_of(value, {"none", "select", "lselect"}) ? value : Json::Value();
         }
-        return false;
-    }
-
-    Json::Value kept(const Json::Value& value) const {
-        if (kind == Kind::number) {
-            return std::min(value.asInt(), largest_kept);
-        }
-        if (kind == Kind::point) {
-            Json::Value point(Json::arrayValue);
-            point.append(rounded(value[0]));
-            point.append(rounded(value[1]));
-            return point;
-        }
-        return value;
+        return {};
     }
 };
 
@@ -91,16 +92,14 @@ Json::Value bridge_error(BridgeError type, const std::string& address,
     return element;
 }
 
+Json::Value bridge_success(const std::string& address, const Json::Value& value) {
+    Json::Value element;
+    element["success"][address] = value;
+    return element;
+}
+
 BridgeLight::BridgeLight(int id, Json::Value description)
     : id_(id), description_(std::move(description)) {}
-
-Json::Value BridgeLight::put_state(const Json::Value& request) {
-    return put(request, false);
-}
-
-Json::Value BridgeLight::change(const Json::Value& members) {
-    return put(members, true);
-}
 
 Json::Value BridgeLight::put(const Json::Value& request, bool may_be_off) {
     Json::Value answer(Json::arrayValue);
@@ -110,13 +109,9 @@ Json::Value BridgeLight::put(const Json::Value& request, bool may_be_off) {
         }
     }
     for (const std::string& name : request.getMemberNames()) {
-        const bool is_known =
-            std::any_of(std::begin(kParameters), std::end(kParameters),
-                        [&name](const Parameter& parameter) { return name == parameter.name; });
-        if (!is_known) {
-            answer.append(bridge_error(BridgeError::parameter_not_available,
-                                       "/lights/" + std::to_string(id_) + "/state/" + name,
-                                       "parameter, " + name + ", not available"));
+        if (std::none_of(std::begin(kParameters), std::end(kParameters),
+                         [&name](const Parameter& parameter) { return name == parameter.name; })) {
+            answer.append(not_available(address_of(name), name));
         }
     }
     return answer;
@@ -125,13 +120,13 @@ Json::Value BridgeLight::put(const Json::Value& request, bool may_be_off) {
 Json::Value BridgeLight::take(const Parameter& parameter, const Json::Value& value,
                               bool may_be_off) {
     const std::string name = parameter.name;
-    const std::string address = "/lights/" + std::to_string(id_) + "/state/" + name;
+    const std::string address = address_of(name);
     Json::Value& state = description_["state"];
     if (parameter.is_state && !state.isMember(name)) {
-        return bridge_error(BridgeError::parameter_not_available, address,
-                            "parameter, " + name + ", not available");
+        return not_available(address, name);
     }
-    if (!parameter.accepts(value)) {
+    const Json::Value kept = parameter.kept(value);
+    if (kept.isNull()) {
         return bridge_error(BridgeError::invalid_value, address,
                             "invalid value, " + compact_json(value) + ", for parameter, " + name);
     }
@@ -139,30 +134,25 @@ Json::Value BridgeLight::take(const Parameter& parameter, const Json::Value& val
         return bridge_error(BridgeError::device_is_off, address,
                             "parameter, " + name + ", is not modifiable. Device is set to off.");
     }
-    const Json::Value kept = parameter.kept(value);
     if (parameter.is_state && parameter.kind != Kind::alert) {
         state[name] = kept;
     }
     if (parameter.mode != nullptr && state.isMember("colormode")) {
         state["colormode"] = parameter.mode;
     }
-    Json::Value element;
-    element["success"][address] = kept;
-    return element;
+    return bridge_success(address, kept);
 }
 
 Json::Value BridgeLight::put_name(const Json::Value& request) {
     const std::string address = "/lights/" + std::to_string(id_) + "/name";
     Json::Value answer(Json::arrayValue);
-    if (!request["name"].isString()) {
+    if (request["name"].isString()) {
+        description_["name"] = request["name"];
+        answer.append(bridge_success(address, request["name"]));
+    } else {
         answer.append(bridge_error(BridgeError::invalid_value, address,
                                    "invalid value, , for parameter, name"));
-        return answer;
     }
-    description_["name"] = request["name"];
-    Json::Value element;
-    element["success"][address] = request["name"];
-    answer.append(element);
     return answer;
 }
 

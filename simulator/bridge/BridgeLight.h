@@ -28,6 +28,9 @@ enum class BridgeError {
 Json::Value bridge_error(BridgeError type, const std::string& address,
                          const std::string& description);
 
+/// {"success": {address: value}}, one element of an answer.
+Json::Value bridge_success(const std::string& address, const Json::Value& value);
+
 class BridgeLight final {
   public:
     /// `description` is a bridge's answer to GET of the light.
@@ -35,12 +38,12 @@ class BridgeLight final {
 
     /// Handles PUT of /state. Returns an array with one element per parameter: transitiontime, on,
     /// then the rest, independent of the order in the request.
-    Json::Value put_state(const Json::Value& request);
+    Json::Value put_state(const Json::Value& request) { return put(request, false); }
     /// Handles PUT of the light itself or of /name.
     Json::Value put_name(const Json::Value& request);
     /// Changes the bulb as a wall switch or the maker's app does: like put_state, but a light that
     /// is off accepts it too.
-    Json::Value change(const Json::Value& members);
+    Json::Value change(const Json::Value& members) { return put(members, true); }
 
     const Json::Value& description() const { return description_; }
 
@@ -51,6 +54,10 @@ class BridgeLight final {
     Json::Value put(const Json::Value& request, bool may_be_off);
     /// The answer's element for one parameter.
     Json::Value take(const Parameter& parameter, const Json::Value& value, bool may_be_off);
+
+    std::string address_of(const std::string& parameter) const {
+        return "/lights/" + std::to_string(id_) + "/state/" + parameter;
+    }
 
     int id_;
     Json::Value description_;

@@ -19,7 +19,6 @@ constexpr std::chrono::seconds kRequestLimit{5};
 constexpr std::chrono::seconds kAnswerLimit{5};
 constexpr const char* kHeaderEnd = "\r\n\r\n";
 constexpr std::size_t kHeaderEndBytes = 4;
-constexpr std::size_t kLongestText = 160;
 
 // From the kernel's record of when the last bytes came, so that a late wake-up of this thread does
 // not count.
@@ -34,11 +33,10 @@ Clock::time_point arrival_time(int fd) {
 }
 
 std::size_t content_length(const std::string& header) {
-    static const std::string kLabel = "\r\nContent-Length:";
-    const std::size_t at = header.find(kLabel);
+    const std::string label = "\r\nContent-Length:";
+    const std::size_t at = header.find(label);
     return at == std::string::npos ? 0
-                                   : static_cast<std::size_t>(std::strtoul(
-                                         header.c_str() + at + kLabel.size(), nullptr, 10));
+                                   : std::strtoul(header.c_str() + at + label.size(), nullptr, 10);
 }
 
 // Start of the body; 0 while the header is incomplete.
@@ -52,14 +50,6 @@ bool is_whole_request(const std::string& text) {
     return body > 0 && text.size() - body >= content_length(text.substr(0, body));
 }
 
-std::string shortened(std::string text) {
-    if (text.size() > kLongestText) {
-        text.resize(kLongestText);
-        text += "...";
-    }
-    return text;
-}
-
 std::string describe_answer(const std::string& answer) {
     const std::string body = answer.substr(body_position(answer));
     const auto json = parse_json(body);
@@ -69,10 +59,10 @@ std::string describe_answer(const std::string& answer) {
                (body.empty() ? "empty body" : std::to_string(body.size()) + " bytes, not JSON");
     }
     if (!json->isObject()) {
-        return shortened(compact_json(*json));
+        return compact_json(*json);
     }
     if (json->isMember("state")) {
-        return shortened(compact_json((*json)["state"]));
+        return compact_json((*json)["state"]);
     }
     const Json::Value& lights = json->isMember("lights") ? (*json)["lights"] : *json;
     return std::to_string(lights.size()) + " lights";
@@ -94,10 +84,6 @@ Gate::Gate(const std::string& address, int port, int port_behind, EventSink sink
     server_.listen_tcp(address, port);
 }
 
-Gate::~Gate() {
-    server_.stop();
-}
-
 std::string Gate::without_user(const std::string& path) {
     static const std::string kUsers = "/api/";
     if (path.rfind(kUsers, 0) != 0) {
@@ -105,12 +91,6 @@ std::string Gate::without_user(const std::string& path) {
     }
     const std::size_t rest = path.find('/', kUsers.size());
     return rest == std::string::npos ? "/" : path.substr(rest);
-}
-
-void Gate::report(EventKind kind, const std::string& text) const {
-    if (sink_) {
-        sink_(kind, text);
-    }
 }
 
 std::vector<Gate::Request> Gate::requests() const {
@@ -144,14 +124,14 @@ void Gate::serve(Connection& connection) {
         const std::lock_guard<std::mutex> lock(mutex_);
         requests_.push_back(request);
     }
-    report(EventKind::daemon_to_bridge, describe_request(request));
+    sink_({EventKind::daemon_to_bridge, describe_request(request), 0, request.body});
     const Fault fault = server_.take_fault();
     const std::string answer = fault.is_carried_out ? answer_to(request, header) : "";
     if (fault.is_carried_out) {
         take_exchange(request, answer);
     }
-    report(EventKind::bridge_to_daemon,
-           fault.meaning.empty() ? describe_answer(answer) : fault.meaning);
+    sink_({EventKind::bridge_to_daemon,
+           fault.meaning.empty() ? describe_answer(answer) : fault.meaning});
     fault.send(connection, answer);
     connection.finish();
 }

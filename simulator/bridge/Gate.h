@@ -29,7 +29,6 @@ class Gate final {
     /// Listens on `address` and `port` (0: chosen by the system). `port_behind` is the server's
     /// port on 127.0.0.1. Throws std::system_error.
     Gate(const std::string& address, int port, int port_behind, EventSink sink);
-    ~Gate();
 
     int port() const { return server_.port(); }
 
@@ -57,7 +56,6 @@ class Gate final {
     void serve(Connection& connection);
     std::string answer_to(const Request& request, const std::string& header) const;
     void take_exchange(const Request& request, const std::string& answer);
-    void report(EventKind kind, const std::string& text) const;
 
     int port_behind_;
     EventSink sink_;

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <sstream>
 #include <system_error>
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -16,8 +18,8 @@ constexpr std::size_t kSearchBytes = 2048;
 sockaddr_in group_address() {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(SsdpResponder::kPort);
-    inet_pton(AF_INET, SsdpResponder::kGroup, &address.sin_addr);
+    address.sin_port = htons(1900);
+    inet_pton(AF_INET, "239.255.255.250", &address.sin_addr);
     return address;
 }
 
@@ -73,73 +75,70 @@ bool SsdpResponder::is_possible() {
            own.sin_addr.s_addr == htonl(INADDR_LOOPBACK);
 }
 
+std::vector<SsdpResponder::Answer> SsdpResponder::parse_answers(const std::string& text) {
+    std::vector<Answer> answers;
+    std::istringstream lines(text + "\n\n");
+    std::string datagram;
+    std::string delays;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("after ", 0) == 0) {
+            delays = line.substr(line.find(' '));
+        } else if (!line.empty() && line[0] != '#') {
+            datagram += line + "\r\n";
+        } else if (!datagram.empty()) {
+            std::istringstream times(delays);
+            for (int delay = 0; times >> delay;) {
+                answers.push_back({std::chrono::milliseconds(delay), datagram + "\r\n"});
+            }
+            datagram.clear();
+        }
+    }
+    return answers;
+}
+
 SsdpResponder::SsdpResponder(std::vector<Answer> answers, EventSink sink)
-    : sink_(std::move(sink)),
-      socket_(join_group()),
-      answers_(std::move(answers)),
-      thread_([this] { serve(); }) {}
+    : sink_(std::move(sink)), socket_(join_group()), answers_(std::move(answers)) {
+    std::stable_sort(answers_.begin(), answers_.end(),
+                     [](const Answer& a, const Answer& b) { return a.delay < b.delay; });
+    thread_ = std::thread([this] { serve(); });
+}
 
 SsdpResponder::~SsdpResponder() {
     stop_.set();
     thread_.join();
 }
 
-void SsdpResponder::add_answer(const Answer& answer) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    additions_.push_back(answer);
+void SsdpResponder::serve() {
+    pollfd ready[2] = {{socket_.get(), POLLIN, 0}, {stop_.fd(), POLLIN, 0}};
+    while (poll(ready, 2, -1) < 0 || ready[1].revents == 0) {
+        std::string message(kSearchBytes, '\0');
+        sockaddr_in from{};
+        socklen_t size = sizeof(from);
+        const ssize_t length = recvfrom(socket_.get(), message.data(), message.size(), 0,
+                                        reinterpret_cast<sockaddr*>(&from), &size);
+        message.resize(static_cast<std::size_t>(std::max<ssize_t>(0, length)));
+        if (is_search(message)) {
+            const std::string target = header_value(message, "ST");
+            sink_({EventKind::daemon_to_bridge, "M-SEARCH to every device: " + target});
+            answer(target, from);
+        }
+    }
 }
 
-void SsdpResponder::serve() {
-    for (;;) {
-        int limit = -1;
-        if (!due_.empty()) {
-            const auto left =
-                std::chrono::ceil<std::chrono::milliseconds>(due_.begin()->first - Clock::now());
-            limit = static_cast<int>(std::max<long long>(0, left.count()));
-        }
-        pollfd ready[2] = {{socket_.get(), POLLIN, 0}, {stop_.fd(), POLLIN, 0}};
-        if (poll(ready, 2, limit) > 0 && ready[1].revents != 0) {
+// Errors are ignored: the searcher may have ended.
+void SsdpResponder::answer(const std::string& target, const sockaddr_in& to) const {
+    std::chrono::milliseconds passed{0};
+    for (const Answer& answer : answers_) {
+        pollfd stop{stop_.fd(), POLLIN, 0};
+        if (poll(&stop, 1, static_cast<int>((answer.delay - passed).count())) > 0) {
             return;
         }
-        receive();
-        send_due_answers();
-    }
-}
-
-void SsdpResponder::receive() {
-    std::string message(kSearchBytes, '\0');
-    sockaddr_in from{};
-    socklen_t size = sizeof(from);
-    const ssize_t length = recvfrom(socket_.get(), message.data(), message.size(), 0,
-                                    reinterpret_cast<sockaddr*>(&from), &size);
-    message.resize(static_cast<std::size_t>(std::max<ssize_t>(0, length)));
-    if (!is_search(message)) {
-        return;
-    }
-    const std::string target = header_value(message, "ST");
-    if (sink_) {
-        sink_(EventKind::daemon_to_bridge, "M-SEARCH to every device: " + target);
-    }
-    const auto now = Clock::now();
-    const std::lock_guard<std::mutex> lock(mutex_);
-    for (const Answer& answer : answers_) {
+        passed = answer.delay;
         if (target == "ssdp:all" || target == header_value(answer.text, "ST")) {
-            due_.emplace(now + answer.delay, Datagram{from, answer.text});
+            sendto(socket_.get(), answer.text.data(), answer.text.size(), 0, as_any(to),
+                   sizeof(to));
         }
     }
-    for (const Answer& answer : additions_) {
-        due_.emplace(now + answer.delay, Datagram{from, answer.text});
-    }
-}
-
-void SsdpResponder::send_due_answers() {
-    const auto last = due_.upper_bound(Clock::now());
-    for (auto datagram = due_.begin(); datagram != last; ++datagram) {
-        // Errors are ignored: the searcher may have ended.
-        sendto(socket_.get(), datagram->second.text.data(), datagram->second.text.size(), 0,
-               as_any(datagram->second.to), sizeof(datagram->second.to));
-    }
-    due_.erase(due_.begin(), last);
 }
 
 }  // namespace simulator

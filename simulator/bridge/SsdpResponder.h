@@ -1,64 +1,48 @@
 /// Answers device searches (SSDP, UDP multicast) for all devices of the house: each search gets
 /// many answers from different devices over some time.
 ///
-/// Owned by the bridge. Thread-safe; answers on a thread of its own.
+/// Answers one search after the other, on a thread of its own. Immutable.
 #pragma once
 
 #include <chrono>
-#include <map>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <netinet/in.h>
 
 #include "libcbase/Cstylecode.h"
 #include "simulator/journal/Journal.h"
 #include "simulator/net/WakeUp.h"
 
+struct sockaddr_in;
+
 namespace simulator {
 
 class SsdpResponder final {
   public:
-    static constexpr const char* kGroup = "239.255.255.250";
-    static constexpr int kPort = 1900;
-
     struct Answer {
         std::chrono::milliseconds delay;  ///< after the search
         std::string text;                 ///< one datagram
     };
 
+    /// Reads answers from a text; its first lines explain the form.
+    static std::vector<Answer> parse_answers(const std::string& text);
     /// True if multicast uses the loopback, as in a private sandbox. Elsewhere a search would go to
     /// the machine's network and not arrive here.
     static bool is_possible();
 
     /// Listens; throws std::system_error.
-    explicit SsdpResponder(std::vector<Answer> answers, EventSink sink = {});
+    explicit SsdpResponder(std::vector<Answer> answers, EventSink sink = ignore_event);
     ~SsdpResponder();
 
-    /// Adds an answer to every search, whatever its target; the text is not checked.
-    void add_answer(const Answer& answer);
-
   private:
-    using Clock = std::chrono::steady_clock;
-    struct Datagram {
-        sockaddr_in to;
-        std::string text;
-    };
-
     void serve();
-    void receive();
-    void send_due_answers();
+    void answer(const std::string& target, const sockaddr_in& to) const;
 
     EventSink sink_;
     FileDescriptor socket_;
     WakeUp stop_;
-    std::mutex mutex_;  // guards answers_ and additions_
     std::vector<Answer> answers_;
-    std::vector<Answer> additions_;
-    std::multimap<Clock::time_point, Datagram> due_;  // used by the thread only
-    std::thread thread_;
+    std::thread thread_;  // last: it uses the rest
 };
 
 }  // namespace simulator

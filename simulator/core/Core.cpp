@@ -1,6 +1,8 @@
 #include "simulator/core/Core.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <utility>
 
 #include <sys/socket.h>
@@ -17,7 +19,6 @@ using fsmcore_format::Limits;
 
 constexpr std::chrono::seconds kRequestLimit{5};
 constexpr Limits kLimits{16, 512};
-constexpr std::size_t kPartOfReport = 20;
 constexpr int kErrorStatus = 13;
 constexpr const char* kService = "SERVICE_RUNONELEMENT";
 constexpr std::size_t kValueIndex = 2;
@@ -36,14 +37,8 @@ std::string answer_with(int status) {
 }  // namespace
 
 Core::Core(EventSink sink, const std::string& socket_path)
-    : sink_(std::move(sink)),
-      socket_path_(socket_path),
-      server_([this](Connection& connection) { serve(connection); }) {
-    server_.listen_unix(socket_path_);
-}
-
-Core::~Core() {
-    server_.stop();
+    : sink_(std::move(sink)), server_([this](Connection& connection) { serve(connection); }) {
+    server_.listen_unix(socket_path);
 }
 
 std::vector<Core::Report> Core::reports() const {
@@ -56,43 +51,26 @@ std::vector<Core::Report> Core::take_reports() {
     return std::exchange(reports_, {});
 }
 
-std::vector<std::string> Core::history(int object) const {
-    std::vector<std::string> values;
-    for (const Report& report : reports()) {
-        if (report.object == object) {
-            values.push_back(report.value);
-        }
-    }
-    return values;
-}
-
 std::optional<std::string> Core::value(int object) const {
-    const std::vector<std::string> values = history(object);
-    return values.empty() ? std::nullopt : std::optional<std::string>(values.back());
-}
-
-void Core::forget() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    reports_.clear();
+    const auto last = std::find_if(reports_.rbegin(), reports_.rend(),
+                                   [&](const Report& report) { return report.object == object; });
+    return last == reports_.rend() ? std::nullopt : std::optional<std::string>(last->value);
 }
 
-const FaultTable<Core>& Core::faults() {
-    const auto answers = [](const Fault& fault) {
-        return [fault](Core& core, int times) { core.server_.inject_fault(fault, times); };
-    };
-    static const FaultTable<Core> kFaults = {
+const Core::Table& Core::faults() {
+    static const Table kFaults = {
         {"cut", [](Core& core, int) { core.server_.refuse(); }},
         {"no-socket", [](Core& core, int) { core.server_.remove(); }},
         {"hang", [](Core& core, int) { core.server_.hang(); }},
-        {"silent", answers(silence())},
-        {"reset", answers(reset_connection())},
-        {"late", answers({"answers late", true,
-                          [](Connection& peer, const std::string& answer) {
-                              peer.pause(kLatePause);
-                              peer.write(answer);
-                          }})},
-        {"garbage", answers(send_instead("\x01\xff not an answer \x80\n\n"))},
-        {"error", answers(send_instead(answer_with(kErrorStatus)))},
+        {"silent", silence()},
+        {"reset", reset_connection()},
+        {"late", Fault{[](Connection& peer, const std::string& answer) {
+             peer.pause(kLatePause);
+             peer.write(answer);
+         }}},
+        {"garbage", send_instead("\x01\xff not an answer \x80\n\n")},
+        {"error", send_instead(answer_with(kErrorStatus))},
     };
     return kFaults;
 }
@@ -110,9 +88,8 @@ bool Core::record(const std::string& text) {
         const std::lock_guard<std::mutex> lock(mutex_);
         reports_.push_back({object, value, request.parameters[kCallerIndex]});
     }
-    if (sink_) {
-        sink_(EventKind::daemon_to_core, "object " + std::to_string(object) + " is " + value);
-    }
+    sink_({EventKind::daemon_to_core, "object " + std::to_string(object) + " is " + value, object,
+           value});
     return true;
 }
 
@@ -139,10 +116,9 @@ std::optional<int> Core::quit() {
 }
 
 std::optional<int> Core::send_command(std::vector<std::string> parameters) const {
-    if (sink_) {
-        sink_(EventKind::core_to_daemon,
-              parameters[1] + " object " + parameters[0] + ": " + parameters[kValueIndex]);
-    }
+    sink_({EventKind::core_to_daemon,
+           parameters[1] + " object " + parameters[0] + ": " + parameters[kValueIndex],
+           std::atoi(parameters[0].c_str()), parameters[kValueIndex]});
     const auto text = fsmcore_format::compose_request(
         Form::length_managed, {kService, std::move(parameters), std::to_string(5)});
     fsmcore_format::Response answer;

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <atomic>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -17,7 +16,7 @@
 
 namespace simulator {
 
-class Core final {
+class Core final : public WithFaults<Core> {
   public:
     static constexpr const char* kSocketPath = FSMCORE_SOCKET;
 
@@ -29,31 +28,22 @@ class Core final {
     };
 
     /// Listens; throws std::system_error if the socket cannot be created.
-    explicit Core(EventSink sink = {}, const std::string& socket_path = kSocketPath);
-    ~Core();
+    explicit Core(EventSink sink = ignore_event, const std::string& socket_path = kSocketPath);
 
     /// @name Reports of the daemon
     /// @{
     /// The last reported value; nothing if there was no report.
     std::optional<std::string> value(int object) const;
-    std::vector<std::string> history(int object) const;
     std::vector<Report> reports() const;
     /// Returns and removes the reports since the last call.
     std::vector<Report> take_reports();
     /// Number of requests that were not a valid SETVALUE.
     int malformed_requests() const { return malformed_; }
     int connections() const { return server_.connections(); }
-    /// Removes every value and report.
-    void forget();
     /// @}
 
-    /// @name Faults; each lasts until the next one or recover()
-    /// @{
-    /// Throws std::invalid_argument for a name that is not one of fault_names().
-    void inject_fault(const std::string& name) { inject_by_name(faults(), *this, name); }
-    static std::vector<std::string> fault_names() { return names_of(faults()); }
+    /// Ends every fault.
     void recover() { server_.recover(); }
-    /// @}
 
     /// @name Commands to the daemon
     /// Each call is one connection; an answer later than kAnswerLimit counts as none.
@@ -71,14 +61,16 @@ class Core final {
     static constexpr std::chrono::seconds kLatePause{1};
 
   private:
-    static const FaultTable<Core>& faults();
+    friend WithFaults<Core>;
+
+    static const Table& faults();
+    SocketServer& server() { return server_; }
     void serve(Connection& connection);
     std::optional<int> send_command(std::vector<std::string> parameters) const;
     std::string answer_to(const std::string& request) const;
     bool record(const std::string& request);
 
     EventSink sink_;
-    std::string socket_path_;
     mutable std::mutex mutex_;  // guards reports_
     std::vector<Report> reports_;
     std::atomic<int> malformed_{0};

@@ -2,8 +2,6 @@
 
 #include <cstdio>
 
-#include "libcbase/utility.h"
-
 namespace simulator {
 namespace {
 
@@ -32,27 +30,21 @@ void append_row(std::string& text, std::size_t number, const std::vector<std::st
 }  // namespace
 
 std::optional<dbmanager_format::Request> parse_request(std::string_view text) {
+    constexpr std::string_view kTag = "Statement: ";
+    constexpr std::string_view kEnd = "\n\n";
     const auto function = take_line(text, "Request: ");
     const auto type = function ? take_line(text, "Type: ") : std::nullopt;
-    const auto length_text = type ? take_line(text, "Statement payload length: ") : std::nullopt;
-    std::int32_t length = 0;
-    if (!length_text || parse_int32(length_text->c_str(), 10, &length) != PARSE_NUMBER_OK ||
-        length < 0) {
-        return std::nullopt;
-    }
-    constexpr std::string_view kStatementTag = "Statement: ";
-    constexpr std::string_view kEnd = "\n\n";
-    // A statement may hold newlines: it is cut by its length.
-    const auto statement_bytes = static_cast<std::size_t>(length);
-    if (text.size() < kStatementTag.size() + kEnd.size() ||
-        text.size() - kStatementTag.size() - kEnd.size() != statement_bytes ||
-        text.substr(0, kStatementTag.size()) != kStatementTag ||
+    const auto length = type ? take_line(text, "Statement payload length: ") : std::nullopt;
+    if (!length || text.size() < kTag.size() + kEnd.size() || text.substr(0, kTag.size()) != kTag ||
         text.substr(text.size() - kEnd.size()) != kEnd) {
         return std::nullopt;
     }
-    return dbmanager_format::Request{
-        *function, *type, *length_text,
-        std::string(text.substr(kStatementTag.size(), statement_bytes))};
+    // A statement may hold newlines: its length says where it ends.
+    const std::string statement(text.substr(kTag.size(), text.size() - kTag.size() - kEnd.size()));
+    if (*length != std::to_string(statement.size())) {
+        return std::nullopt;
+    }
+    return dbmanager_format::Request{*function, *type, *length, statement};
 }
 
 std::string compose_response(const dbmanager_format::Response& response) {

@@ -17,14 +17,14 @@ struct sqlite3;
 
 namespace simulator {
 
-class DatabaseService final {
+class DatabaseService final : public WithFaults<DatabaseService> {
   public:
     static constexpr int kPort = 45168;
 
     /// Loads `sql` (the text of the tables) and listens on 127.0.0.1; port 0 lets the system
     /// choose. Throws std::runtime_error for bad SQL, std::system_error when the port is taken.
-    explicit DatabaseService(const std::string& sql, EventSink sink = {}, int port = kPort);
-    ~DatabaseService();
+    explicit DatabaseService(const std::string& sql, EventSink sink = ignore_event,
+                             int port = kPort);
 
     int port() const { return server_.port(); }
     /// Runs a statement directly and returns its rows; throws std::runtime_error for bad SQL.
@@ -32,9 +32,6 @@ class DatabaseService final {
 
     /// @name Faults; each lasts until the next one or recover()
     /// @{
-    /// Throws std::invalid_argument for a name that is not one of fault_names().
-    void inject_fault(const std::string& name) { inject_by_name(faults(), *this, name); }
-    static std::vector<std::string> fault_names() { return names_of(faults()); }
     /// Removes this column (upper case) from every answer.
     void hide_column(const std::string& name);
     void recover();
@@ -43,11 +40,14 @@ class DatabaseService final {
     int connections() const { return server_.connections(); }
 
   private:
+    friend WithFaults<DatabaseService>;
+
     struct CloseDatabase {
         void operator()(sqlite3* database) const;
     };
 
-    static const FaultTable<DatabaseService>& faults();
+    static const Table& faults();
+    SocketServer& server() { return server_; }
     void serve(Connection& connection);
     dbmanager_format::Response run(const std::string& statement);
 

@@ -4,9 +4,9 @@
 
 namespace simulator {
 
-void Journal::add(EventKind kind, std::string text) {
+void Journal::add(Event event) {
     const std::lock_guard<std::mutex> order(listener_mutex_);
-    const Event event{std::chrono::steady_clock::now(), kind, std::move(text)};
+    event.time = std::chrono::steady_clock::now();
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         events_.push_back(event);
@@ -14,17 +14,17 @@ void Journal::add(EventKind kind, std::string text) {
     if (listener_) {
         listener_(event);
     }
-    arrived_
-        .notify_all();  // after the listener, so that a waiter's output follows the event's line
+    arrived_.notify_all();  // now a waiter's output follows the line of the listener
 }
 
 EventSink Journal::sink() {
-    return [this](EventKind kind, std::string text) { add(kind, std::move(text)); };
+    return [this](Event event) { add(std::move(event)); };
 }
 
-std::vector<Event> Journal::events() const {
+std::vector<Event> Journal::events(std::size_t since) const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return events_;
+    return {events_.begin() + static_cast<std::ptrdiff_t>(std::min(since, events_.size())),
+            events_.end()};
 }
 
 std::string Journal::transcript() const {
@@ -44,7 +44,8 @@ std::size_t Journal::count(EventKind kind, const std::string& part, std::size_t 
     const auto first =
         events_.begin() + static_cast<std::ptrdiff_t>(std::min(since, events_.size()));
     return static_cast<std::size_t>(std::count_if(first, events_.end(), [&](const Event& event) {
-        return event.kind == kind && event.text.find(part) != std::string::npos;
+        const std::string& text = kind == EventKind::log ? event.line.text : event.text;
+        return event.kind == kind && text.find(part) != std::string::npos;
     }));
 }
 

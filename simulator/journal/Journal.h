@@ -27,14 +27,28 @@ enum class EventKind {
     house,   ///< a change of the house itself
 };
 
-struct Event {
-    std::chrono::steady_clock::time_point time;
-    EventKind kind;
-    std::string text;
+/// A line of the system log.
+struct LogLine {
+    int priority = 0;   ///< syslog severity, 0..7: 3 error, 4 warning, 6 info, 7 debug
+    int facility = 0;   ///< syslog facility, 16 for LOG_LOCAL0
+    std::string ident;  ///< program name
+    int pid = 0;        ///< 0 if the line has none
+    std::string text;   ///< the message, as the program wrote it
 };
 
-/// How a part of the house adds an event; may be empty.
-using EventSink = std::function<void(EventKind, std::string)>;
+struct Event {
+    EventKind kind;
+    std::string text;        ///< for people, in one line
+    int object = 0;          ///< of a command or a report
+    std::string value = {};  ///< of a command or a report; the body of a request or an answer
+    LogLine line = {};       ///< of EventKind::log
+    std::chrono::steady_clock::time_point time = {};  ///< set by the journal
+};
+
+/// How a part of the house adds an event.
+using EventSink = std::function<void(Event)>;
+/// The sink of a part without a house.
+inline void ignore_event(const Event&) {}
 
 class Journal final {
   public:
@@ -42,14 +56,17 @@ class Journal final {
 
     explicit Journal(Listener listener = {}) : listener_(std::move(listener)) {}
 
-    void add(EventKind kind, std::string text);
+    void add(Event event);
+    void add(EventKind kind, std::string text) { add({kind, std::move(text)}); }
     /// A sink that adds to this journal, which must outlive it.
     EventSink sink();
 
-    std::vector<Event> events() const;
+    /// The events from index `since` on.
+    std::vector<Event> events(std::size_t since = 0) const;
     /// All events as text, one line each, with the milliseconds since the first event.
     std::string transcript() const;
-    /// Number of events of `kind` that contain `part`, from index `since` on.
+    /// Number of events of `kind` that contain `part`, from index `since` on. Searches log lines as
+    /// the program wrote them.
     std::size_t count(EventKind kind, const std::string& part, std::size_t since = 0) const;
     std::size_t size() const;
     /// Discards the events so far, so that a long run does not grow.

@@ -381,12 +381,12 @@ bool Ledger::must_report(int object, const Json::Value& state) const {
            differ(*before->second, *now, Conversions::tolerance(place.role));
 }
 
-void Ledger::add_report(const Core::Report& report) {
+void Ledger::add_report(int object, const std::string& value) {
     const Lock lock(mutex_);
     ++counts_.reports;
-    core_values_[report.object] = reports_[report.object] = report.value;
-    const std::string text = "reported that " + text_of(report.object, report.value);
-    const auto place = places_.find(report.object);
+    core_values_[object] = reports_[object] = value;
+    const std::string text = "reported that " + text_of(object, value);
+    const auto place = places_.find(object);
     if (!poll_ || place == places_.end()) {
         add_problem(text + (poll_ ? ", which has no role" : ", between two polls"));
         return;
@@ -396,13 +396,13 @@ void Ledger::add_report(const Core::Report& report) {
     const auto expected = conversions_.reported(role, state);
     const auto known = lights_[light].known.find(role);
     const bool is_known = known != lights_[light].known.end() && known->second;
-    if (expected && *expected != report.value) {
+    if (expected && *expected != value) {
         add_problem(text + " instead of " + *expected);
     } else if (!expected && (role == "value" || role == "temperature")) {
         add_problem(text + ", for which conversions.txt has no row");
     }
-    if (!poll_->reported.insert(report.object).second ||
-        (is_known && conversions_.compared(role, state) && !must_report(report.object, state))) {
+    if (!poll_->reported.insert(object).second ||
+        (is_known && conversions_.compared(role, state) && !must_report(object, state))) {
         add_problem(text + ", which did not change");
     }
 }

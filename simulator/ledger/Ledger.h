@@ -21,7 +21,6 @@
 #include <json/value.h>
 
 #include "simulator/bridge/Gate.h"
-#include "simulator/core/Core.h"
 #include "simulator/ledger/Conversions.h"
 
 namespace simulator {
@@ -67,7 +66,7 @@ class Ledger final {
     void add_log_line(const std::string& text);
     /// One request and its answer.
     void add_exchange(const Gate::Request& request, const std::string& answer);
-    void add_report(const Core::Report& report);
+    void add_report(int object, const std::string& value);
     /// From now on log lines are missing: a command begins with its first request.
     void miss_log_lines();
     /// @}

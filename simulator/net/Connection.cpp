@@ -15,37 +15,16 @@ constexpr std::chrono::seconds kWriteLimit{5};
 constexpr std::chrono::seconds kDrainLimit{1};
 constexpr std::chrono::milliseconds kHoldSlice{50};
 
-int milliseconds_until(Clock::time_point deadline) {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    return static_cast<int>(std::clamp<long long>(left + 1, 0, 60000));
-}
-
 }  // namespace
 
-bool Connection::wait_ready(short events, Clock::time_point deadline) const {
-    while (Clock::now() < deadline) {
-        pollfd ready[2] = {{fd_.get(), events, 0}, {stop_fd_, POLLIN, 0}};
-        const int count = poll(ready, 2, milliseconds_until(deadline));
-        if (count > 0) {
-            return ready[1].revents == 0;
-        }
-        if (count < 0 && errno != EINTR) {
-            return false;
-        }
-    }
-    return false;
-}
-
-bool Connection::pause(std::chrono::milliseconds length) const {
-    const auto deadline = Clock::now() + length;
-    while (Clock::now() < deadline) {
-        pollfd stop{stop_fd_, POLLIN, 0};
-        if (poll(&stop, 1, milliseconds_until(deadline)) > 0) {
-            return false;
-        }
-    }
-    return true;
+bool Connection::wait_for(short events, Clock::time_point deadline) const {
+    pollfd ready[2] = {{fd_.get(), events, 0}, {stop_fd_, POLLIN, 0}};
+    int count = 0;
+    do {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        count = poll(ready, 2, static_cast<int>(std::max<long long>(0, left.count())));
+    } while (count < 0 && errno == EINTR);
+    return count > 0 && ready[1].revents == 0;
 }
 
 std::string Connection::read_until(const std::function<bool(const std::string&)>& is_complete,
@@ -53,7 +32,7 @@ std::string Connection::read_until(const std::function<bool(const std::string&)>
     const auto deadline = Clock::now() + limit;
     std::string text;
     char chunk[4096];
-    while (!is_complete(text) && text.size() <= kMessageBytes && wait_ready(POLLIN, deadline)) {
+    while (!is_complete(text) && text.size() <= kMessageBytes && wait_for(POLLIN, deadline)) {
         const ssize_t length = recv(fd_.get(), chunk, sizeof(chunk), MSG_DONTWAIT);
         if (length > 0) {
             text.append(chunk, static_cast<std::size_t>(length));
@@ -66,10 +45,7 @@ std::string Connection::read_until(const std::function<bool(const std::string&)>
 
 bool Connection::write(std::string_view text) {
     const auto deadline = Clock::now() + kWriteLimit;
-    while (!text.empty()) {
-        if (!wait_ready(POLLOUT, deadline)) {
-            return false;
-        }
+    while (!text.empty() && wait_for(POLLOUT, deadline)) {
         const ssize_t length =
             send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (length >= 0) {
@@ -78,22 +54,26 @@ bool Connection::write(std::string_view text) {
             return false;
         }
     }
-    return true;
+    return text.empty();
+}
+
+void Connection::pause(std::chrono::milliseconds length) const {
+    wait_for(0, Clock::now() + length);
 }
 
 bool Connection::write_slowly(std::string_view text, std::chrono::milliseconds length) {
     return std::all_of(text.begin(), text.end(), [&](char byte) {
-        return write(std::string_view(&byte, 1)) && pause(length);
+        const bool is_sent = write(std::string_view(&byte, 1));
+        pause(length);
+        return is_sent;
     });
 }
 
 void Connection::hold(const std::function<bool()>& is_released) {
     // Only POLLRDHUP: bytes of the peer stay unread and do not end the wait.
-    while (!is_released() && (recoveries_ == nullptr || *recoveries_ == recoveries_before_)) {
-        pollfd ready[2] = {{fd_.get(), POLLRDHUP, 0}, {stop_fd_, POLLIN, 0}};
-        if (poll(ready, 2, static_cast<int>(kHoldSlice.count())) > 0) {
-            return;
-        }
+    pollfd ready[2] = {{fd_.get(), POLLRDHUP, 0}, {stop_fd_, POLLIN, 0}};
+    while (!is_released() && (recoveries_ == nullptr || *recoveries_ == recoveries_before_) &&
+           poll(ready, 2, static_cast<int>(kHoldSlice.count())) <= 0) {
     }
 }
 
@@ -104,12 +84,11 @@ void Connection::reset() {
 }
 
 void Connection::finish() {
-    if (!fd_) {
-        return;
+    if (fd_) {
+        shutdown(fd_.get(), SHUT_WR);
+        read_until([](const std::string&) { return false; }, kDrainLimit);
+        fd_.reset();
     }
-    shutdown(fd_.get(), SHUT_WR);
-    read_until([](const std::string&) { return false; }, kDrainLimit);
-    fd_.reset();
 }
 
 }  // namespace simulator

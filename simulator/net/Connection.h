@@ -35,8 +35,8 @@ class Connection final {
     bool write(std::string_view text);
     /// Sends byte by byte with a pause after each.
     bool write_slowly(std::string_view text, std::chrono::milliseconds pause);
-    /// False at a stop.
-    bool pause(std::chrono::milliseconds length) const;
+    /// Waits; ends early at a stop or when the connection ends.
+    void pause(std::chrono::milliseconds length) const;
     /// Keeps the connection open without sending until the peer closes it, `is_released` returns
     /// true, or the server recovers or stops.
     void hold(const std::function<bool()>& is_released = [] { return false; });
@@ -48,7 +48,8 @@ class Connection final {
     static constexpr std::size_t kMessageBytes = 1048576;
 
   private:
-    bool wait_ready(short events, std::chrono::steady_clock::time_point deadline) const;
+    /// Waits for one of `events` or the end of the connection; false at the deadline or a stop.
+    bool wait_for(short events, std::chrono::steady_clock::time_point deadline) const;
 
     FileDescriptor fd_;
     int stop_fd_;

@@ -1,6 +1,4 @@
-/// Faults of a simulated service, and the tables that name them for scripts.
-///
-/// A fault replaces the sending of an answer. Stateless.
+/// Faults of a simulated service, and the tables that name them for scripts. Stateless.
 #pragma once
 
 #include <functional>
@@ -12,62 +10,73 @@
 
 namespace simulator {
 
+/// Replaces the sending of an answer.
 struct Fault {
-    std::string meaning;  ///< for the journal: "stalls"
-    bool is_carried_out;  ///< false: the request has no effect
-    /// Gets the connection and the answer that would be sent; empty if the request has no effect.
+    /// Gets the connection and the answer that would be sent.
     std::function<void(Connection&, const std::string& answer)> send;
+    bool is_carried_out = true;  ///< false: the request has no effect, and the answer is empty
+    std::string meaning = {};    ///< for the journal: "stalls"
 
     static constexpr int kForever = -1;
 };
 
 /// Reads the request and never answers, until the service recovers.
 inline Fault silence() {
-    return {"stalls", false, [](Connection& peer, const std::string&) { peer.hold(); }};
+    return {[](Connection& peer, const std::string&) { peer.hold(); }, false, "stalls"};
 }
 inline Fault reset_connection() {
-    return {"resets the connection", false,
-            [](Connection& peer, const std::string&) { peer.reset(); }};
+    return {[](Connection& peer, const std::string&) { peer.reset(); }, false,
+            "resets the connection"};
 }
 /// Sends other bytes instead of the answer.
 inline Fault send_instead(const std::string& bytes, const std::string& meaning = "sends garbage") {
-    return {meaning, false, [bytes](Connection& peer, const std::string&) { peer.write(bytes); }};
+    return {[bytes](Connection& peer, const std::string&) { peer.write(bytes); }, false, meaning};
 }
 /// Sends byte by byte, with a pause after each.
 inline Fault slowness(std::chrono::milliseconds pause) {
-    return {"answers byte by byte", true, [pause](Connection& peer, const std::string& answer) {
-                peer.write_slowly(answer, pause);
-            }};
+    return {[pause](Connection& peer, const std::string& a) { peer.write_slowly(a, pause); }, true,
+            "answers byte by byte"};
 }
 
-/// A row of a service's table: injects the fault for a number of connections.
+/// The base of a service with a table of faults, Service::faults(), which scripts inject by name.
 template <typename Service>
-struct NamedFault {
-    const char* name;
-    std::function<void(Service&, int times)> inject;
-};
-template <typename Service>
-using FaultTable = std::vector<NamedFault<Service>>;
-
-template <typename Service>
-std::vector<std::string> names_of(const FaultTable<Service>& table) {
-    std::vector<std::string> names;
-    for (const NamedFault<Service>& fault : table) {
-        names.emplace_back(fault.name);
-    }
-    return names;
-}
-
-/// Throws std::invalid_argument if the table has no such fault.
-template <typename Service>
-void inject_by_name(const FaultTable<Service>& table, Service& service, const std::string& name,
-                    int times = Fault::kForever) {
-    for (const NamedFault<Service>& fault : table) {
-        if (name == fault.name) {
-            return fault.inject(service, times);
+class WithFaults {
+  public:
+    /// `times`: number of requests, for a fault of answers, which replaces an earlier one and ends
+    /// a refusal of connections. Other faults last until recover().
+    /// Throws std::invalid_argument for a name that is not one of fault_names().
+    void inject_fault(const std::string& name, int times = Fault::kForever) {
+        for (const Row& row : Service::faults()) {
+            if (name == row.name) {
+                return row.inject(static_cast<Service&>(*this), times);
+            }
         }
+        throw std::invalid_argument("unknown fault: " + name);
     }
-    throw std::invalid_argument("unknown fault: " + name);
-}
+    static std::vector<std::string> fault_names() {
+        std::vector<std::string> names;
+        for (const Row& row : Service::faults()) {
+            names.push_back(row.name);
+        }
+        return names;
+    }
+
+  protected:
+    struct Row {
+        using Inject = std::function<void(Service&, int times)>;
+
+        Row(std::string its_name, Inject function)
+            : name(std::move(its_name)), inject(std::move(function)) {}
+        /// A fault of answers.
+        Row(std::string its_name, Fault fault)
+            : name(std::move(its_name)), inject([fault](Service& service, int times) {
+                  service.server().inject_fault(fault, times);
+              }) {}
+
+        std::string name;
+        Inject inject;
+    };
+    using Table = std::vector<Row>;
+};
 
 }  // namespace simulator

@@ -1,7 +1,7 @@
 /// A listening socket: accepts connections and serves each on a thread of its own.
 ///
-/// listen, the faults, recover and stop belong to one controlling thread at a time. The
-/// handler runs on several threads of the server at once.
+/// The handler runs on several threads of the server at once. All else but take_fault() and
+/// connections() belongs to one controlling thread.
 #pragma once
 
 #include <atomic>
@@ -12,6 +12,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <sys/socket.h>
 
 #include "libcbase/Cstylecode.h"
 #include "simulator/net/Connection.h"
@@ -24,59 +26,58 @@ class SocketServer final {
   public:
     using Handler = std::function<void(Connection&)>;
 
-    explicit SocketServer(Handler handler);
+    explicit SocketServer(Handler handler) : handler_(std::move(handler)) {}
     /// Stops.
-    ~SocketServer();
+    ~SocketServer() { stop(); }
 
     /// Starts accepting; throws std::system_error. `ip` is dotted; port 0 lets the system choose.
     void listen_tcp(const std::string& ip, int port);
     /// Removes a file at `path` first.
     void listen_unix(const std::string& path);
+    int port() const;
+    /// Refuses connections, ends the handlers and waits for them; takes less than a second.
+    void stop();
 
+    /// @name Faults
+    /// @{
     /// Closes the listening socket: new connections are refused. Open ones continue.
     void refuse();
+    /// Refuses connections and removes the file of a local socket.
+    void remove();
     /// Listens with a full queue and does not accept: connecting neither succeeds nor fails. Open
     /// connections continue.
     void hang();
-    /// Refuses connections and removes the file of a local socket.
-    void remove();
     /// Accepts connections and applies `fault` to the next ones. Replaces an earlier fault.
     void inject_fault(Fault fault, int times = Fault::kForever);
     /// The fault that applies to one request. Without a fault, one that sends the answer.
     Fault take_fault();
     /// Ends every fault, releases the held connections and accepts again on the same address.
     void recover();
-    /// Refuses connections, ends the handlers and waits for them; takes less than a second.
-    void stop();
+    /// @}
 
-    int port() const { return port_; }
     /// Number of accepted connections.
     int connections() const { return connections_; }
 
   private:
-    void listen_again();
+    void open_listener(int backlog);
     void accept_again();
-    FileDescriptor open_listener(int backlog);
-    FileDescriptor open_waiting_client() const;
     void accept_loop();
     void serve(FileDescriptor fd);
+    const sockaddr* address() const { return reinterpret_cast<const sockaddr*>(&address_); }
 
     Handler handler_;
-    std::string ip_;
-    std::string path_;
-    int port_ = 0;
+    sockaddr_storage address_{};
+    socklen_t address_bytes_ = 0;
+    std::string path_;  // of a local socket
     FileDescriptor listener_;
     std::vector<FileDescriptor> waiting_clients_;  // fill the queue for hang()
-    WakeUp refuse_event_;                          // ends the acceptor
     WakeUp stop_event_;                            // ends every connection
     std::atomic<int> connections_{0};
     std::mutex fault_mutex_;  // guards fault_ and fault_times_
     Fault fault_;
     int fault_times_ = 0;
     std::atomic<int> recoveries_{0};
-    std::list<std::future<void>>
-        serving_;               // used by the acceptor, and by stop() after it has ended
-    std::mutex control_mutex_;  // one of the calls above at a time
+    std::list<std::future<void>> serving_;  // used by the acceptor, and by stop() after its end
     std::thread acceptor_;
 };
 

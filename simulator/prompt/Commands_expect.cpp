@@ -74,8 +74,9 @@ void check_object(Session& session, const Slots& slots) {
 }
 
 void expect_object(Session& session, const Slots& slots) {
-    await(session, slots, slots.text("VALUE"),
-          [&] { return session.house().value(slots.number("OBJECT")).value_or("not reported"); });
+    await(session, slots, slots.text("VALUE"), [&] {
+        return session.house().ledger().value(slots.number("OBJECT")).value_or("not reported");
+    });
 }
 
 std::size_t lines_with(Session& session, const std::string& text) {

@@ -162,7 +162,7 @@ void list_objects(Session& session, const Slots&) {
         session.console().print(
             "  object " + std::to_string(object.id) + "  light " + std::to_string(object.light) +
             "  " + object.role + "  \"" + object.name +
-            "\"  reported: " + session.house().value(object.id).value_or("none"));
+            "\"  reported: " + session.house().ledger().value(object.id).value_or("none"));
     }
 }
 

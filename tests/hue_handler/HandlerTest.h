@@ -13,7 +13,7 @@
 #include "gtwhandler/CallFromCoreParameters.h"
 #include "hue_handler/HueHandler.h"
 #include "huelib/LinHttpHandler.h"
-#include "simulator/House.h"
+#include "simulator/Installation.h"
 #include "simulator/JsonText.h"
 #include "tests/support/SystemLogTest.h"
 
@@ -84,8 +84,9 @@ class HandlerTest : public SystemLogTest {
 
     hue_handler::HueHandler::Timings timings_{150, 5, 1, 299};
     simulator::Core core_;
-    simulator::DatabaseService database_{simulator::load_text_file(simulator::House::sample_sql())};
+    simulator::DatabaseService database_{
+        simulator::load_text_file(simulator::Installation::sample_sql())};
     simulator::Bridge bridge_{
-        {kUser, simulator::load_json_file(simulator::House::sample_lights())}};
+        {kUser, simulator::load_json_file(simulator::Installation::sample_lights())}};
     std::unique_ptr<hue_handler::HueHandler> handler_;
 };

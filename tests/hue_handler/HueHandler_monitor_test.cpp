@@ -1,4 +1,5 @@
 // The state monitor and what it reports to the core.
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@ class MonitorTest : public HandlerTest {
   protected:
     /// Changes light 4 at the bulb, lets two polls pass and returns the reports as "object=value".
     std::vector<std::string> reports_after(const std::string& change) {
-        core_.forget();
+        core_.take_reports();
         change_light(4, change);
         EXPECT_TRUE(wait_for_polls(2));
         std::vector<std::string> reports;
@@ -77,21 +78,24 @@ TEST_F(MonitorTest, NothingIsReadInTheQuietTimeAfterACommand) {
     }
     EXPECT_EQ(bridge_.count("GET", "/lights"), 0);
     EXPECT_TRUE(eventually([this] { return core_.value(142).has_value(); }));
-    EXPECT_EQ(core_.history(142).size(), 1U);  // the last value only
+    const auto reports = core_.reports();
+    EXPECT_EQ(std::count_if(reports.begin(), reports.end(),
+                            [](const auto& report) { return report.object == 142; }),
+              1);  // the last value only
 }
 
 TEST_F(MonitorTest, AnswersOfTheWrongShapeChangeAndReportNothing) {
     start();
     for (const char* body : {"[]", "null", "\"x\"", R"({"4":[]})", R"({"4":7,"1":{}})",
                              R"([{"error":{"type":1,"description":"unauthorized user"}}])"}) {
-        bridge_.send_body(body, 2);
+        bridge_.send_answer("200 OK", "application/json", body, 2);
         EXPECT_THAT(reports_after("{}"), IsEmpty()) << body;
     }
 }
 
 TEST_F(MonitorTest, AFailedInitialReadIsRepeatedUntilItSucceeds) {
     timings_.polls_before_reread = 4;
-    bridge_.send_html();
+    bridge_.inject_fault("html");
     ASSERT_EQ(init(), 0);
     EXPECT_TRUE(logged("strToJsonValue() (light id = 4)"));
     log_.clear();
@@ -128,7 +132,7 @@ TEST_F(MonitorTest, ARepeatedInitialReadLeavesOutWhatWasReadBefore) {
 
 TEST_F(MonitorTest, ASilentCoreCostsOneTimeoutPerPollAndLosesNoChange) {
     start();
-    core_.inject_fault(simulator::Core::Fault::silent);
+    core_.inject_fault("silent");
     log_.clear();
     change_light(4, R"({"on":false,"bri":3,"ct":200})");
     bridge_.light(5).turn_on();
@@ -142,7 +146,7 @@ TEST_F(MonitorTest, ASilentCoreCostsOneTimeoutPerPollAndLosesNoChange) {
 
 TEST_F(MonitorTest, ASlowCoreBlocksNoCommandAndLosesNoChange) {
     start();
-    core_.inject_fault(simulator::Core::Fault::late);
+    core_.inject_fault("late");
     change_light(4, R"({"on":false,"bri":3,"ct":200,"hue":40000,"sat":254})");
     bridge_.light(5).turn_on();
     ASSERT_TRUE(logged("Monitoring thread - the core is slow or does not answer"));
@@ -156,7 +160,7 @@ TEST_F(MonitorTest, ASlowCoreBlocksNoCommandAndLosesNoChange) {
 
 TEST_F(MonitorTest, ValuesThatAlwaysChangeStarveNoOtherLightOrRoleOfASlowCore) {
     start();
-    core_.inject_fault(simulator::Core::Fault::late);  // two reports for each poll
+    core_.inject_fault("late");  // two reports for each poll
     change_light(4, R"({"hue":40000,"sat":254})");
     bridge_.light(5).turn_on();
     int change = 0;
@@ -171,7 +175,7 @@ TEST_F(MonitorTest, ValuesThatAlwaysChangeStarveNoOtherLightOrRoleOfASlowCore) {
 
 TEST_F(MonitorTest, ASlowReportOfTheLastLightLeavesNothingToTheNextPoll) {
     start();
-    core_.inject_fault(simulator::Core::Fault::silent);
+    core_.inject_fault("silent");
     bridge_.light(6).turn_on();
     ASSERT_TRUE(logged("ERROR sending vexad request"));
     ASSERT_TRUE(wait_for_polls(1));
@@ -180,7 +184,7 @@ TEST_F(MonitorTest, ASlowReportOfTheLastLightLeavesNothingToTheNextPoll) {
 
 TEST_F(MonitorTest, AReportThatFailsIsNamedByItsObject) {
     start();
-    core_.stop();
+    core_.inject_fault("cut");
     EXPECT_THAT(reports_after(R"({"on":false})"), IsEmpty());
     EXPECT_TRUE(
         logged("ERROR sending vexad request: core_request::run error calling "

@@ -110,7 +110,7 @@ TEST_F(HueHandlerTest, ACommandWaitsForOneLightOfTheInitialReadAtMost) {
 
 TEST_F(HueHandlerTest, AMillionCommandsAreQueuedAndFurtherOnesDropped) {
     start();
-    bridge_.stall();
+    bridge_.inject_fault("stall");
     run(141, "0");
     ASSERT_TRUE(logged("-- Received request: obj_id 141"));
     callfromcoreparametersnamespace::CallFromCoreParameters call(111, "RUN", "1", "", "", "");
@@ -127,7 +127,7 @@ TEST_F(HueHandlerTest, AMillionCommandsAreQueuedAndFurtherOnesDropped) {
 
 TEST_F(HueHandlerTest, AcceptedCommandsThatTheEndCutsOffAreLogged) {
     start();
-    bridge_.stall();
+    bridge_.inject_fault("stall");
     run(141, "0");
     ASSERT_TRUE(logged("-- Received request: obj_id 141"));
     run(111, "1");

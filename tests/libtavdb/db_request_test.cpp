@@ -47,7 +47,8 @@ TEST(DbRequest, ReadsRowsByColumnNameInUpperCase) {
 }
 
 TEST(DbRequest, ChangesTheDatabase) {
-    simulator::DatabaseService service("CREATE TABLE t (id INTEGER PRIMARY KEY, msp TEXT)", {}, 0);
+    simulator::DatabaseService service("CREATE TABLE t (id INTEGER PRIMARY KEY, msp TEXT)",
+                                       simulator::ignore_event, 0);
     const int port = service.port();
     EXPECT_EQ(outcome(port, "Insert INTO t (id, msp) VALUES (77, 'new')"), "0 fields, ID 77");
     EXPECT_EQ(outcome(port, "INSERT INTO t VALUES (78, 'old')"), "0 fields, ID 78");

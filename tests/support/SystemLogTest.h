@@ -13,7 +13,7 @@ class SystemLogTest : public testing::Test {
     /// Waits up to 10 s for a line that contains `part`.
     bool logged(const std::string& part) const { return log_.wait_for(part); }
     /// Number of lines written before this call that contain `part`.
-    std::size_t lines_with(const std::string& part) {
+    std::size_t lines_with(const std::string& part) const {
         log_.sync();
         return log_.count(part);
     }

@@ -78,7 +78,8 @@ class HuectlTest : public testing::Test {
 
   private:
     static std::unique_ptr<simulator::Bridge> start() {
-        const Json::Value lights = simulator::load_json_file(simulator::Installation::sample_lights());
+        const Json::Value lights =
+            simulator::load_json_file(simulator::Installation::sample_lights());
         return std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{"installer", lights});
     }
 };
