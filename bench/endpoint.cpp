@@ -68,7 +68,7 @@ struct Rounds {
 
 void measure_endpoint(const Plan& plan, Report& report) {
     Fixture fixture(plan, 7);
-    simulator::DaemonProcess echo(plan.echo, {});
+    simulator::ChildProcess echo({plan.echo});
     const auto echo_status = echo.start_status(std::chrono::seconds(5));
     if (!echo_status) {
         throw std::runtime_error("the yardstick of the endpoint did not start");

@@ -34,7 +34,7 @@ struct Broker {
 // Returns when mosquitto logs that it is running.
 std::unique_ptr<simulator::ChildProcess> start_broker(const Broker& broker) {
     auto is_running = std::make_shared<bool>(false);
-    const auto listener = [is_running](simulator::ChildProcess::Stream, const std::string& line) {
+    const auto listener = [is_running](const std::string& line) {
         *is_running = *is_running || line.find("running") != std::string::npos;
     };
     auto process = std::make_unique<simulator::ChildProcess>(simulator::ChildProcess::Setup{

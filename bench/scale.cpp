@@ -73,9 +73,9 @@ class Daemons final {
     void grow_to(int count) {
         const int before = static_cast<int>(daemons_.size());
         for (int i = before; i < count; ++i) {
-            daemons_.push_back(std::make_unique<simulator::DaemonProcess>(
-                plan_.daemon,
-                simulator::ChildProcess::Words{"--id", std::to_string(Street::object_of(i))}));
+            daemons_.push_back(
+                std::make_unique<simulator::ChildProcess>(simulator::ChildProcess::Setup{
+                    plan_.daemon, {"--id", std::to_string(Street::object_of(i))}}));
             const auto status = daemons_.back()->start_status(kStartLimit);
             if (!status || status->status != 0) {
                 throw std::runtime_error("a daemon did not start");
@@ -109,7 +109,7 @@ class Daemons final {
 
     const Plan& plan_;
     const Street& street_;
-    std::vector<std::unique_ptr<simulator::DaemonProcess>> daemons_;
+    std::vector<std::unique_ptr<simulator::ChildProcess>> daemons_;
 };
 
 }  // namespace

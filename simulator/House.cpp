@@ -120,10 +120,10 @@ void House::take_log_line(const SystemLog::Line& line) {
     }
 }
 
-std::optional<DaemonProcess::StartStatus> House::start() {
+std::optional<ChildProcess::StartStatus> House::start() {
     polls_before_ = polls();
-    daemon_ = std::make_unique<DaemonProcess>(
-        daemon_path_, std::vector<std::string>{"--id", std::to_string(runner_)}, environment_);
+    daemon_ = std::make_unique<ChildProcess>(
+        ChildProcess::Setup{daemon_path_, {"--id", std::to_string(runner_)}, environment_});
     const auto status = daemon_->start_status(kStartLimit);
     if (status) {
         journal_.add(EventKind::house,
@@ -134,11 +134,11 @@ std::optional<DaemonProcess::StartStatus> House::start() {
     return status;
 }
 
-std::optional<DaemonProcess::Ending> House::stop() {
+std::optional<ChildProcess::Ending> House::stop() {
     if (!daemon_) {
         return std::nullopt;
     }
-    const DaemonProcess::Ending ending = daemon_->stop();
+    const ChildProcess::Ending ending = daemon_->stop();
     journal_.add(EventKind::house, "lumivad ended with " + ending.text());
     daemon_.reset();
     return ending;
@@ -155,7 +155,7 @@ void House::forget() {
 ChildProcess::Result House::run_huectl(const ChildProcess::Words& arguments,
                                        const std::function<bool()>& is_over) {
     const auto deadline = std::chrono::steady_clock::now() + kToolLimit;
-    const auto listener = [this](ChildProcess::Stream, const std::string& line) {
+    const auto listener = [this](const std::string& line) {
         journal_.add(EventKind::huectl, line);
     };
     ChildProcess tool({huectl_path_, arguments, {}, true, listener});
@@ -170,8 +170,12 @@ ChildProcess::Result House::run_huectl(const ChildProcess::Words& arguments,
 }
 
 void House::press_button_after(std::chrono::milliseconds delay) {
-    button_.reset();  // an earlier one must not run at the same time
-    button_ = std::make_unique<DelayedAction>(delay, [this] { bridge_->press_link_button(); });
+    button_wait_ = {};  // cancels an earlier press
+    button_ = std::async(std::launch::async, [this, delay, wait = button_wait_.get_future()] {
+        if (wait.wait_for(delay) == std::future_status::timeout) {
+            bridge_->press_link_button();
+        }
+    });
 }
 
 void House::store_parameters(const std::string& text) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,8 +19,6 @@
 #include "simulator/journal/Journal.h"
 #include "simulator/journal/SystemLog.h"
 #include "simulator/process/ChildProcess.h"
-#include "simulator/process/DaemonProcess.h"
-#include "simulator/process/DelayedAction.h"
 
 namespace simulator {
 
@@ -50,12 +49,12 @@ class House final {
 
     /// Starts the daemon for the installation's bridge and passes its port to the core. Returns the
     /// start status, or nothing if none arrives within kStartLimit.
-    std::optional<DaemonProcess::StartStatus> start();
+    std::optional<ChildProcess::StartStatus> start();
     /// True once the daemon has read every light and polled the bridge, which takes less than
     /// kReadyLimit.
     bool is_ready() const { return has_daemon() && polls() > polls_before_; }
     /// Stops the daemon; returns nothing if none was started.
-    std::optional<DaemonProcess::Ending> stop();
+    std::optional<ChildProcess::Ending> stop();
 
     /// Runs the tool until it ends, for at most kToolLimit or until `is_over`. Its lines go to the
     /// journal as it prints them. The journal distinguishes its requests to the bridge from those
@@ -75,7 +74,7 @@ class House final {
     /// Null if /dev/log is in use and the sandbox is not private.
     SystemLog* log() { return log_.get(); }
     /// After start().
-    DaemonProcess& daemon() { return *daemon_; }
+    ChildProcess& daemon() { return *daemon_; }
     Journal& journal() { return journal_; }
     /// Discards the events, requests and log lines so far, so that a long run does not grow. The
     /// core's reports stay.
@@ -114,10 +113,11 @@ class House final {
     Core core_;
     std::atomic<bool> is_tool_asking_{false};  // instead of the daemon
     std::unique_ptr<Bridge> bridge_;
-    std::unique_ptr<DelayedAction> button_;
+    std::future<void> button_;
+    std::promise<void> button_wait_;  // its end cancels the press
     int runner_ = 0;
-    int polls_before_ = 0;                   // before the start of the daemon
-    std::unique_ptr<DaemonProcess> daemon_;  // last: destroyed first
+    int polls_before_ = 0;                  // before the start of the daemon
+    std::unique_ptr<ChildProcess> daemon_;  // last: destroyed first
 };
 
 }  // namespace simulator

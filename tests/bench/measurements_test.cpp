@@ -15,7 +15,7 @@ const bench::Goal kNoMore{bench::Goal::Of::ratio, bench::Goal::Side::at_most, 1}
 // An ended process that is not reaped; its entry in /proc stays.
 class EndedProcess final {
   public:
-    EndedProcess() : process_({"/bin/true", {}, {}, false, {}}) {
+    EndedProcess() : process_({"/bin/true"}) {
         siginfo_t ignored{};
         waitid(P_PID, static_cast<id_t>(pid()), &ignored, WEXITED | WNOWAIT);
     }

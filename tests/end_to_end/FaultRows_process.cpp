@@ -16,7 +16,7 @@ namespace {
 using Length = FaultRow::Length;
 using Milliseconds = Trial::Milliseconds;
 using Needs = FaultRow::Needs;
-using simulator::DaemonProcess;
+using simulator::ChildProcess;
 
 constexpr int kDaySeconds = 86400;
 
@@ -152,8 +152,9 @@ void terminate(Trial& trial, int number, const std::string& ending) {
 // A core that starts the daemon twice talks to the first one only.
 void run_twice(Trial& trial) {
     trial.start();
-    DaemonProcess other(trial.daemon_path(), {"--id", std::to_string(trial.house().runner())},
-                        trial.environment());
+    ChildProcess other({trial.daemon_path(),
+                        {"--id", std::to_string(trial.house().runner())},
+                        trial.environment()});
     const auto status = other.start_status(Trial::kLimit);
     trial.expect(status && status->status == 0, "the second daemon does not start");
     trial.send_commands(5);
@@ -167,7 +168,7 @@ void terminate_during_start(Trial& trial) {
     std::map<std::string, int> endings;
     for (int i = 0; i < 12; ++i) {
         const std::string runner = std::to_string(trial.house().runner());
-        DaemonProcess daemon(trial.daemon_path(), {"--id", runner}, trial.environment());
+        ChildProcess daemon({trial.daemon_path(), {"--id", runner}, trial.environment()});
         std::this_thread::sleep_for(
             std::chrono::microseconds(trial.is_random() ? trial.random(30000) : i * i * 200));
         daemon.send_signal(SIGTERM);

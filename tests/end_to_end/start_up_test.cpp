@@ -7,7 +7,7 @@
 
 namespace {
 
-using simulator::DaemonProcess;
+using simulator::ChildProcess;
 
 class StartUp : public HouseTest {
   protected:
@@ -15,7 +15,7 @@ class StartUp : public HouseTest {
 
     /// Expects that the daemon prints only this line and ends with this exit code.
     void expect_end(const Arguments& arguments, const std::string& line, int exit_code) {
-        DaemonProcess daemon(LUMIVAD_PATH, arguments);
+        ChildProcess daemon({LUMIVAD_PATH, arguments});
         EXPECT_EQ(daemon.read_line(std::chrono::seconds(30)), line);
         const auto ending = daemon.wait(kLimit);
         ASSERT_TRUE(ending);
@@ -29,7 +29,7 @@ class StartUp : public HouseTest {
         }
     }
     /// Expects start status 0, then -1, then the end.
-    static void expect_status_withdrawn(DaemonProcess& daemon) {
+    static void expect_status_withdrawn(ChildProcess& daemon) {
         for (const int expected : {0, -1}) {
             const auto status = daemon.start_status(kLimit);
             ASSERT_TRUE(status);
@@ -58,7 +58,7 @@ TEST_F(StartUp, PrintsTheVersionForASingleArgumentAndTouchesNothing) {
 }
 
 TEST_F(StartUp, PrintsItsPortOnceAndIgnoresVersionAmongOtherArguments) {
-    DaemonProcess daemon(LUMIVAD_PATH, {"-v", "--id", "100"});
+    ChildProcess daemon({LUMIVAD_PATH, {"-v", "--id", "100"}});
     const auto status = daemon.start_status(kLimit);
     ASSERT_TRUE(status);
     EXPECT_EQ(status->status, 0);
@@ -69,7 +69,7 @@ TEST_F(StartUp, PrintsItsPortOnceAndIgnoresVersionAmongOtherArguments) {
 }
 
 TEST_F(StartUp, LogsABadRequestWithItsControlCharactersEscaped) {
-    DaemonProcess daemon(LUMIVAD_PATH, kGood);
+    ChildProcess daemon({LUMIVAD_PATH, kGood});
     const auto status = daemon.start_status(kLimit);
     ASSERT_TRUE(status);
     const FileDescriptor peer(make_internettcpclient_socket("127.0.0.1", status->port));
@@ -122,7 +122,7 @@ TEST_F(StartUp, EndsWithin30SecondsWhenTheDatabaseIsSilent) {
 
 TEST_F(StartUp, WithdrawsItsStatusWhenTheLightTableCannotBeRead) {
     house.database().rows("DROP TABLE vexad_object_relation");
-    DaemonProcess daemon(LUMIVAD_PATH, kGood);
+    ChildProcess daemon({LUMIVAD_PATH, kGood});
     expect_status_withdrawn(daemon);
     EXPECT_TRUE(wait_for_log("Impossible to get initize data structures needed by the runner -2"));
 }
@@ -132,8 +132,9 @@ TEST_F(StartUp, WithdrawsItsStatusWhenAThreadCannotBeStarted) {
         GTEST_SKIP() << "needs 64 bits, where the limit of a stack can exceed the memory, and no "
                         "sanitizer, which would not start with it";
     }
-    DaemonProcess daemon("/bin/sh", {"-c", "ulimit -s 100000000000; exec \"$@\"", "sh",
-                                     LUMIVAD_PATH, "--id", "100"});
+    ChildProcess daemon(
+        {"/bin/sh",
+         {"-c", "ulimit -s 100000000000; exec \"$@\"", "sh", LUMIVAD_PATH, "--id", "100"}});
     expect_status_withdrawn(daemon);
     EXPECT_TRUE(wait_for_log("ERR -3: Resource temporarily unavailable"));
 }
@@ -142,7 +143,7 @@ TEST_F(StartUp, RunsWithoutLightsForAnObjectThatDoesNotExist) {
     for (const char* id : {"999", "2147483647"}) {  // the latter is the highest
         SCOPED_TRACE(id);
         house.log()->clear();
-        DaemonProcess daemon(LUMIVAD_PATH, {"--id", id});
+        ChildProcess daemon({LUMIVAD_PATH, {"--id", id}});
         const auto status = daemon.start_status(kLimit);
         ASSERT_TRUE(status);
         EXPECT_EQ(status->status, 0);

@@ -174,7 +174,7 @@ class Torture final {
         while (const std::optional<Task> task = next_task()) {
             const auto start = Clock::now();
             const ChildProcess::Result child =
-                ChildProcess::run("/proc/self/exe",
+                ChildProcess::run(program_,
                                   {"--daemon", arguments_.daemon, "--shim", arguments_.shim,
                                    "--row", task->row->name, "--seed", std::to_string(task->seed)},
                                   {}, std::chrono::minutes(30));
@@ -242,6 +242,7 @@ class Torture final {
         return lines;
     }
 
+    const std::string program_ = std::filesystem::read_symlink("/proc/self/exe");
     Arguments arguments_;
     std::vector<FaultRow> rows_;
     std::mutex mutex_;  // guards the rest
