@@ -1,5 +1,7 @@
 // house: runs the real daemon in a simulated house, with commands from the terminal or a script.
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -8,9 +10,10 @@
 #include <exception>
 #include <iostream>
 #include <optional>
+#include <sstream>
 #include <string>
+#include <vector>
 
-#include <poll.h>
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -18,12 +21,14 @@
 #include "simulator/House.h"
 #include "simulator/process/Sandbox.h"
 #include "simulator/prompt/Console.h"
+#include "simulator/prompt/LineReader.h"
 #include "simulator/prompt/Prompt.h"
 
 namespace {
 
 using simulator::Console;
 using simulator::House;
+using simulator::LineReader;
 using simulator::Prompt;
 
 constexpr int kExitFailure = 1;
@@ -112,45 +117,57 @@ std::string program_beside(const std::string& name) {
     return folder.substr(0, folder.rfind('/')) + name;
 }
 
-// The next line of standard input; nothing at its end or after a signal.
-std::optional<std::string> read_line(std::string& unread) {
-    for (;;) {
-        const std::size_t end = unread.find('\n');
-        if (end != std::string::npos) {
-            const std::string line = unread.substr(0, end);
-            unread.erase(0, end + 1);
-            return line;
-        }
-        pollfd ready[2] = {{STDIN_FILENO, POLLIN, 0}, {interrupt_fd, POLLIN, 0}};
-        char chunk[512];
-        if (poll(ready, 2, -1) < 0 && !is_interrupted()) {
-            continue;
-        }
-        const ssize_t length = is_interrupted() ? 0 : read(STDIN_FILENO, chunk, sizeof(chunk));
-        if (length <= 0) {
-            return std::nullopt;
-        }
-        unread.append(chunk, static_cast<std::size_t>(length));
+// "cut|reset" are two words; OBJECT is any word.
+std::vector<std::string> alternatives_of(const std::string& usage) {
+    std::vector<std::string> words;
+    std::istringstream text(usage);
+    for (std::string word; std::getline(text, word, '|');) {
+        words.push_back(word);
     }
+    return words;
+}
+
+bool allows(const std::string& usage, const std::string& typed) {
+    const auto words = alternatives_of(usage);
+    return std::isupper(static_cast<unsigned char>(usage.front())) != 0 ||
+           std::find(words.begin(), words.end(), typed) != words.end();
+}
+
+// The words that a command in the list of commands may have next.
+std::vector<std::string> words_after(const std::string& line_so_far) {
+    std::vector<std::string> words;
+    std::istringstream commands(Prompt::help());
+    for (std::string command; std::getline(commands, command);) {
+        if (command.rfind("   ", 0) == 0) {
+            continue;  // what the command above does
+        }
+        std::istringstream usage(command);
+        std::istringstream line(line_so_far);
+        std::string next;
+        usage >> next;
+        for (std::string typed; line >> typed && allows(next, typed);) {
+            usage >> next;
+        }
+        if (line.eof() && usage && std::islower(static_cast<unsigned char>(next.front())) != 0) {
+            const auto more = alternatives_of(next);
+            words.insert(words.end(), more.begin(), more.end());
+        }
+    }
+    return words;
 }
 
 int run_prompt(Prompt& prompt, Console& console) {
-    const bool is_terminal = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
-    const std::string prompt_text = is_terminal ? "house> " : "";
-    if (is_terminal) {
-        console.print("\"help\" lists the commands, \"quit\" ends the house");
+    if (LineReader::is_at_terminal()) {
+        console.print("\"help\" lists the commands, Tab completes them, \"quit\" ends the house");
     }
-    console.set_prompt(prompt_text);
-    std::string unread;
+    LineReader reader(console, "house> ", interrupt_fd, words_after);
     while (!prompt.is_over()) {
-        const auto line = read_line(unread);
+        const auto line = reader.read_line();
         if (!line) {
             break;
         }
         prompt.run(*line);
-        console.set_prompt(prompt_text);
     }
-    console.set_prompt("");
     return 0;
 }
 
