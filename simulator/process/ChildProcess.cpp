@@ -21,6 +21,10 @@ using std::chrono::milliseconds;
 using Words = ChildProcess::Words;
 
 constexpr milliseconds kWaitSlice{2};
+// Under emulation a child is forked. It hangs if another thread held a lock of the emulator at that
+// moment, which stays locked in the child. Starting it again nearly always succeeds.
+constexpr milliseconds kStartLimit{5000};
+constexpr int kStarts = 3;
 
 struct Pipe {
     FileDescriptor reader;
@@ -52,7 +56,7 @@ Words command_of(const ChildProcess::Setup& setup) {
     return words;
 }
 
-pid_t spawn(Words words, int output, int errors) {
+pid_t spawn_once(Words words, int output, int errors) {
     std::vector<char*> pointers;
     for (std::string& word : words) {
         pointers.push_back(word.data());
@@ -85,6 +89,22 @@ pid_t spawn(Words words, int output, int errors) {
         throw std::system_error(problem, std::generic_category(), words[0]);
     }
     return child;
+}
+
+pid_t spawn(const Words& words, int output, int errors) {
+    for (int i = 0; i < kStarts; ++i) {
+        Pipe start = make_pipe();  // the program does not inherit it
+        const pid_t child = spawn_once(words, output, errors);
+        start.writer.reset();
+        pollfd closed{start.reader.get(), POLLIN, 0};
+        if (poll(&closed, 1, static_cast<int>(kStartLimit.count())) != 0) {
+            return child;
+        }
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        std::fprintf(stderr, "a child did not start within 5 s; starting it again\n");
+    }
+    throw std::system_error(ETIMEDOUT, std::generic_category(), words[0]);
 }
 
 }  // namespace
