@@ -1,16 +1,20 @@
 #include "bench/Fixture.h"
 
-#include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <stdexcept>
+#include <thread>
 
 #include <unistd.h>
 
-#include "bench/ProcessCost.h"
 #include "simulator/JsonText.h"
+#include "simulator/SoakInstallation.h"
+#include "simulator/process/TemporaryFolder.h"
 
 namespace bench {
 namespace {
+
+using Milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr std::chrono::seconds kReadyLimit{400};  // for many lights under valgrind
 constexpr std::chrono::seconds kPollLimit{20};
@@ -32,62 +36,59 @@ constexpr const char* kMoreOfALight =
 
 }  // namespace
 
-Installation::Installation(int lights) : files_(lights) {
-    Json::Value all = simulator::load_json_file(files_.lights_file());
+Json::Value lights_of_house(int count) {
+    Json::Value lights = simulator::soak_lights(count);
     const Json::Value more = *simulator::parse_json(kMoreOfALight);
-    for (const std::string& number : all.getMemberNames()) {
+    for (Json::Value& light : lights) {
         for (const std::string& name : more.getMemberNames()) {
-            all[number][name] = more[name];
+            light[name] = more[name];
         }
     }
-    std::ofstream(files_.lights_file()) << simulator::compact_json(all);
+    return lights;
 }
 
-simulator::House::Options Installation::house_options(const std::string& daemon) const {
+simulator::House house_with(const Json::Value& lights, const std::string& daemon) {
+    const simulator::TemporaryFolder folder;
     simulator::House::Options options;
     options.daemon = daemon;
-    options.sql_file = sql_file();
-    options.lights_file = lights_file();
-    return options;
+    options.sql_file = folder.path() / "house.sql";
+    options.lights_file = folder.path() / "lights.json";
+    std::ofstream(options.sql_file) << simulator::soak_sql(lights);
+    std::ofstream(options.lights_file) << simulator::compact_json(lights);
+    return simulator::House(options);
 }
 
-Fixture::Fixture(const Plan& plan, int lights, const std::string& daemon)
-    : installation_(lights),
-      house_(installation_.house_options(daemon.empty() ? plan.daemon : daemon)) {
-    const auto status = house_.start();
-    if (!status || status->status != 0) {
-        throw std::runtime_error("the daemon did not start");
-    }
-    port_ = status->port;
+Fixture::Fixture(const std::string& daemon, int lights)
+    : house_(house_with(lights_of_house(lights), daemon)), port_(port_of(house_.start())) {
     if (!house_.wait_until([this] { return house_.is_ready(); }, kReadyLimit)) {
         throw std::runtime_error("the daemon did not read its lights");
     }
+    monitor_ = simulator::ProcessUse::threads_of(pid()).at(kMonitor);
     wait_ms(kEndOfPollMs);
 }
 
-pid_t Fixture::monitor() {
-    return threads_of(pid()).at(kMonitor);
-}
-
 simulator::House::RoleObject Fixture::object(const std::string& role) {
-    int light = 0;
-    for (const auto& object : house_.objects()) {
-        light = object.role == "hsv" && light == 0 ? object.light : light;
-    }
-    for (const auto& object : house_.objects()) {
-        if (object.light == light && object.role == role) {
-            return object;
+    const auto objects = house_.objects();
+    for (const auto& hsv : objects) {
+        for (const auto& object : objects) {
+            if (hsv.role == "hsv" && object.light == hsv.light && object.role == role) {
+                return object;
+            }
         }
     }
     throw std::runtime_error("no light of the installation has every role");
 }
 
+void Fixture::command(int object, const std::string& payload) {
+    if (house_.core().run_object(object, payload) != 0) {
+        throw std::runtime_error("the daemon refused a command");
+    }
+}
+
 void Fixture::await_polls(int count) {
     const int before = polls();
-    for (int i = 1; i <= count; ++i) {
-        if (!house_.wait_until([&] { return polls() >= before + i; }, kPollLimit)) {
-            throw std::runtime_error("the daemon does not poll");
-        }
+    if (!house_.wait_until([&] { return polls() >= before + count; }, kPollLimit * count)) {
+        throw std::runtime_error("the daemon does not poll");
     }
     wait_ms(kEndOfPollMs);
 }
@@ -96,8 +97,35 @@ bool has_program(const std::string& path) {
     if (access(path.c_str(), X_OK) == 0) {
         return true;
     }
-    Report::say(path + " not found: its rows are left out");
+    std::printf("# %s not found: its rows are left out\n", path.c_str());
     return false;
+}
+
+int port_of(const std::optional<simulator::ChildProcess::StartStatus>& status) {
+    if (!status || status->status != 0) {
+        throw std::runtime_error("a program did not start");
+    }
+    return status->port;
+}
+
+simulator::ProcessUse checked(const simulator::ProcessUse& use) {
+    const bool is_process = use.threads > 0;
+    if (use.cpu_seconds <= 0 || (is_process && use.proportional_kib == 0)) {
+        throw std::runtime_error("a process has ended, or the kernel does not count its use");
+    }
+    return use;
+}
+
+double ms_of(std::chrono::steady_clock::time_point time) {
+    return Milliseconds(time.time_since_epoch()).count();
+}
+
+double now_ms() {
+    return ms_of(std::chrono::steady_clock::now());
+}
+
+void wait_ms(double length) {
+    std::this_thread::sleep_for(Milliseconds(length));
 }
 
 }  // namespace bench

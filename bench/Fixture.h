@@ -1,11 +1,13 @@
 /// A simulated house with the real daemon, ready to be measured, and what the measurements share.
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 
 #include "bench/Report.h"
 #include "simulator/House.h"
-#include "simulator/SoakInstallation.h"
+#include "simulator/process/ProcessUse.h"
 
 namespace bench {
 
@@ -33,45 +35,47 @@ void measure_scale(const Plan& plan, Report& report);
 /// @}
 
 /// Lights of every class, with descriptions as long as a real bridge's.
-class Installation final {
-  public:
-    explicit Installation(int lights);
-
-    std::string sql_file() const { return files_.sql_file(); }
-    std::string lights_file() const { return files_.lights_file(); }
-    /// Options of a house with this installation; `daemon`: path of the program.
-    simulator::House::Options house_options(const std::string& daemon) const;
-
-  private:
-    simulator::SoakInstallation files_;
-};
+Json::Value lights_of_house(int count);
+/// A house with these lights. `daemon`: path of the program, which is not started.
+simulator::House house_with(const Json::Value& lights, const std::string& daemon);
 
 class Fixture final {
   public:
     /// Returns after the daemon has read its lights and polled once. Throws std::runtime_error when
-    /// it does not. `daemon`: path of another program to start instead of the plan's.
-    Fixture(const Plan& plan, int lights, const std::string& daemon = {});
+    /// it does not. `daemon`: path of the program.
+    Fixture(const std::string& daemon, int lights);
 
     simulator::House& house() { return house_; }
-    const Installation& installation() const { return installation_; }
     int port() const { return port_; }
     pid_t pid() { return house_.daemon().pid(); }
     /// The thread that polls.
-    pid_t monitor();
+    pid_t monitor() const { return monitor_; }
     /// The object of this role that drives the first light with every role.
     simulator::House::RoleObject object(const std::string& role);
+    /// Sends a command. Throws std::runtime_error when the daemon refuses it.
+    void command(int object, const std::string& payload);
     /// Waits for `count` more polls to start and the last of them to end.
     void await_polls(int count);
     /// Polls since the start.
     int polls() { return house_.bridge().count("GET", "/lights"); }
 
   private:
-    Installation installation_;
     simulator::House house_;
     int port_ = 0;
+    pid_t monitor_ = 0;
 };
 
 /// Whether the program can be run; prints a line when it cannot.
 bool has_program(const std::string& path);
+/// The port of a program that has started. Throws std::runtime_error when it has not.
+int port_of(const std::optional<simulator::ChildProcess::StartStatus>& status);
+/// `use`, of a process or thread. Throws std::runtime_error when the process has ended, which must
+/// not look like one that costs nothing, or the kernel does not count.
+simulator::ProcessUse checked(const simulator::ProcessUse& use);
+
+/// The steady clock in milliseconds.
+double ms_of(std::chrono::steady_clock::time_point time);
+double now_ms();
+void wait_ms(double length);
 
 }  // namespace bench

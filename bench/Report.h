@@ -3,7 +3,6 @@
 /// Belongs to the thread that measures.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,19 +12,12 @@ namespace bench {
 
 using Samples = std::vector<double>;
 
-/// The smallest sample that `share` (0..1) of all samples do not exceed; 0 without samples.
+/// The smallest sample that `share` (0..1) of all samples do not exceed. Throws std::runtime_error
+/// without samples.
 double percentile(Samples samples, double share);
 
-/// Cuts a series into `parts` consecutive parts and returns their medians, as if each were a round.
-Samples medians_of_parts(const Samples& samples, std::size_t parts);
-
-struct Spread {
-    double low = 0;
-    double median = 0;
-    double high = 0;
-
-    static Spread of(const Samples& samples);
-};
+/// The medians of the four quarters of a series, as if each were a round.
+Samples medians_of_quarters(const Samples& samples);
 
 /// y = fixed + slope * x, by least squares.
 struct Line {
@@ -36,48 +28,33 @@ struct Line {
     static Line through(const Samples& x, const Samples& y);
 };
 
-struct Goal {
-    enum class Of { value, ratio };  ///< the figure itself, or its ratio to the yardstick
-    enum class Side { at_most, at_least, exactly };
-
-    Of of;
-    Side side;
-    double limit;
-};
-
-/// Rounds of the daemon and its yardstick alternate: the n-th values of both belong together, and
-/// their ratio does not depend on how busy the machine was.
-struct Row {
-    std::string subject;
-    std::string figure;
-    std::string unit;
-    Samples values;          ///< one for each round
-    Samples yardstick = {};  ///< none, one for all rounds, or one for each
-    std::optional<Goal> goal = {};
-    /// All samples, for a picture of their distribution. In the JSON only.
-    Samples series = {};
-    Samples yardstick_series = {};
-
-    Samples ratios() const;
-    /// Empty when there is no goal, or the yardstick that it needs is missing.
-    std::optional<bool> is_met() const;
-};
-
 class Report final {
   public:
-    /// Prints the row at once.
-    void add(const Row& row);
-    /// Prints a line before the next rows.
-    static void say(const std::string& text);
+    /// The following rows are of this subject.
+    void begin(const std::string& subject) { subject_ = subject; }
+    /// Adds a row and prints it. Rounds of the daemon and its yardstick alternate: the n-th values
+    /// of both belong together, and their ratio does not depend on how busy the machine was.
+    ///
+    /// `values`: one for each round. `yardstick`: none, one for all rounds, or one for each.
+    /// `goal` of the median value, "<= 60", ">= 60" or "= 60", or of the median ratio,
+    /// "ratio <= 1"; it is not judged when the yardstick that it needs is missing or counted
+    /// nothing.
+    void add(const std::string& figure, const std::string& unit, const Samples& values,
+             const Samples& yardstick = {}, const std::string& goal = {});
+    /// Adds all samples to the last row, for a picture of their distribution. In the JSON only.
+    void add_series(const Samples& values, const Samples& yardstick);
 
-    Json::Value json() const;
-    std::size_t rows() const { return rows_.size(); }
-    std::size_t missed_goals() const;
-    /// Goals whose yardstick is missing.
-    std::size_t goals_not_judged() const;
+    const Json::Value& json() const { return rows_; }
+    int missed_goals() const { return missed_; }
+    int goals_not_judged() const { return not_judged_; }
 
   private:
-    std::vector<Row> rows_;
+    std::string judge(Json::Value& row, const std::string& goal, const Samples& judged);
+
+    std::string subject_;
+    Json::Value rows_{Json::arrayValue};
+    int missed_ = 0;
+    int not_judged_ = 0;
 };
 
 }  // namespace bench

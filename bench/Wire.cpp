@@ -3,165 +3,106 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <iterator>
-#include <optional>
 #include <stdexcept>
 #include <system_error>
 
 #include <arpa/inet.h>
 #include <linux/if_ether.h>
 #include <linux/if_packet.h>
-#include <net/if.h>
+#include <linux/sockios.h>
 #include <netinet/ip.h>
 #include <netinet/tcp.h>
-#include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
-
-#include "simulator/bridge/Bridge.h"
 
 namespace bench {
 namespace {
 
 constexpr int kQueueBytes = 1 << 24;
-constexpr std::size_t kKeptBytes = 256;
-constexpr std::size_t kStartBytes = 32;
+constexpr timeval kLook{0, 100000};  // for the end of the recording
+constexpr char kPut[] = {'P', 'U', 'T', ' '};
 
-double time_of(msghdr& message) {
-    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
-         part = CMSG_NXTHDR(&message, part)) {
-        if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_TIMESTAMPNS) {
-            timespec time{};
-            std::memcpy(&time, CMSG_DATA(part), sizeof(time));
-            return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
-        }
-    }
-    return 0;
-}
+// The start of a packet as the kernel sends it, without options of IP.
+struct Head {
+    iphdr ip;
+    tcphdr tcp;
+    char rest[64];  // options of TCP, at most 40 bytes, and the payload
+};
 
-// Empty for other protocols than TCP over IPv4.
-std::optional<Wire::Packet> parse(const char* bytes, std::size_t length) {
-    iphdr ip{};
-    tcphdr tcp{};
-    if (length < sizeof(ip)) {
-        return std::nullopt;
-    }
-    std::memcpy(&ip, bytes, sizeof(ip));
-    const std::size_t ip_bytes = ip.ihl * std::size_t{4};
-    if (ip.protocol != IPPROTO_TCP || length < ip_bytes + sizeof(tcp)) {
-        return std::nullopt;
-    }
-    std::memcpy(&tcp, bytes + ip_bytes, sizeof(tcp));
-    const std::size_t text = ip_bytes + tcp.doff * std::size_t{4};
+// `length`: bytes of the head that were received.
+Wire::Packet packet_of(const Head& head, std::size_t length, const timespec& time) {
     Wire::Packet packet;
-    packet.from_port = ntohs(tcp.source);
-    packet.to_port = ntohs(tcp.dest);
-    packet.opens = tcp.syn != 0 && tcp.ack == 0;
-    const std::size_t whole = ntohs(ip.tot_len);
-    packet.bytes = whole > text ? whole - text : 0;
-    if (length > text) {
-        packet.start.assign(bytes + text, std::min(length - text, kStartBytes));
-    }
+    packet.ms = static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+    packet.from_port = ntohs(head.tcp.source);
+    packet.to_port = ntohs(head.tcp.dest);
+    packet.opens = head.tcp.syn != 0 && head.tcp.ack == 0;
+    const std::size_t headers = sizeof(head.ip) + head.tcp.doff * std::size_t{4};
+    packet.bytes = ntohs(head.ip.tot_len) - headers;
+    packet.begins_put =
+        length >= headers + sizeof(kPut) &&
+        std::memcmp(reinterpret_cast<const char*>(&head) + headers, kPut, sizeof(kPut)) == 0;
     return packet;
 }
 
 }  // namespace
 
 Wire::Wire() : socket_(socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP))) {
-    sockaddr_ll loopback{};
-    loopback.sll_family = AF_PACKET;
-    loopback.sll_protocol = htons(ETH_P_IP);
-    loopback.sll_ifindex = static_cast<int>(if_nametoindex("lo"));
-    const int yes = 1;
-    if (!socket_ || setsockopt(socket_.get(), SOL_SOCKET, SO_TIMESTAMPNS, &yes, sizeof(yes)) != 0 ||
-        bind(socket_.get(), reinterpret_cast<sockaddr*>(&loopback), sizeof(loopback)) != 0) {
+    const int yes = 1;  // the loopback shows each packet twice: outgoing and incoming
+    if (!socket_ ||
+        setsockopt(socket_.get(), SOL_PACKET, PACKET_IGNORE_OUTGOING, &yes, sizeof(yes)) != 0 ||
+        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &kLook, sizeof(kLook)) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot listen to the loopback");
     }
     // As large as the system allows: a lost packet spoils the measurement.
     setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUFFORCE, &kQueueBytes, sizeof(kQueueBytes));
+    timespec none{};  // the first call switches the timestamps on
+    ioctl(socket_.get(), SIOCGSTAMPNS, &none);
     thread_ = std::thread([this] { listen(); });
 }
 
 Wire::~Wire() {
-    stop_.set();
+    is_over_ = true;
     thread_.join();
 }
 
 void Wire::listen() {
-    pollfd events[] = {{socket_.get(), POLLIN, 0}, {stop_.fd(), POLLIN, 0}};
-    while (poll(events, 2, -1) > 0 && events[1].revents == 0) {
-        char bytes[kKeptBytes];
-        alignas(cmsghdr) char control[256];
-        sockaddr_ll origin{};
-        iovec part{bytes, sizeof(bytes)};
-        msghdr message{};
-        message.msg_name = &origin;
-        message.msg_namelen = sizeof(origin);
-        message.msg_iov = &part;
-        message.msg_iovlen = 1;
-        message.msg_control = control;
-        message.msg_controllen = sizeof(control);
-        const ssize_t length = recvmsg(socket_.get(), &message, 0);
-        // The loopback shows each packet twice: outgoing and incoming.
-        if (length <= 0 || origin.sll_pkttype == PACKET_OUTGOING) {
-            continue;
-        }
-        if (auto packet = parse(bytes, static_cast<std::size_t>(length))) {
-            packet->ms = time_of(message);
+    while (!is_over_) {
+        Head head{};
+        timespec time{};
+        const ssize_t length = recv(socket_.get(), &head, sizeof(head), 0);
+        if (length >= static_cast<ssize_t>(sizeof(head.ip) + sizeof(head.tcp)) &&
+            head.ip.protocol == IPPROTO_TCP && ioctl(socket_.get(), SIOCGSTAMPNS, &time) == 0) {
             const std::lock_guard<std::mutex> lock(mutex_);
-            packets_.push_back(std::move(*packet));
-            arrived_.notify_all();
+            packets_.push_back(packet_of(head, static_cast<std::size_t>(length), time));
         }
     }
 }
 
-void Wire::check_none_was_lost() const {
+std::vector<Wire::Packet> Wire::packets(const Filter& filter) const {
     tpacket_stats counts{};
     socklen_t length = sizeof(counts);
     if (getsockopt(socket_.get(), SOL_PACKET, PACKET_STATISTICS, &counts, &length) != 0 ||
         counts.tp_drops > 0) {
         throw std::runtime_error("the packet socket lost packets");
     }
-}
-
-std::vector<Wire::Packet> Wire::packets(const Filter& filter) const {
-    check_none_was_lost();
     const std::lock_guard<std::mutex> lock(mutex_);
     std::vector<Packet> found;
     std::copy_if(packets_.begin(), packets_.end(), std::back_inserter(found), filter);
     return found;
 }
 
-std::vector<Wire::Packet> Wire::await(std::size_t count, const Filter& filter,
-                                      std::chrono::milliseconds limit) const {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    std::unique_lock<std::mutex> lock(mutex_);
+std::vector<Wire::Packet> Wire::await(const simulator::House& house, std::size_t count,
+                                      const Filter& filter) const {
+    std::vector<Packet> found;
     const auto are_there = [&] {
-        return static_cast<std::size_t>(std::count_if(packets_.begin(), packets_.end(), filter)) >=
-               count;
+        found = packets(filter);
+        return found.size() >= count;
     };
-    if (!arrived_.wait_until(lock, deadline, are_there)) {
-        throw std::runtime_error("fewer than " + std::to_string(count) +
-                                 " of the expected packets arrived");
+    if (!house.wait_until(are_there, kLimit)) {
+        throw std::runtime_error("fewer packets than expected arrived");
     }
-    lock.unlock();
-    return packets(filter);
-}
-
-bool Wire::opens_to_bridge(const Packet& packet) {
-    return packet.opens && packet.to_port == simulator::Bridge::kHttpPort;
-}
-
-bool Wire::is_to_bridge(const Packet& packet) {
-    return packet.bytes > 0 && packet.to_port == simulator::Bridge::kHttpPort;
-}
-
-bool Wire::is_from_bridge(const Packet& packet) {
-    return packet.bytes > 0 && packet.from_port == simulator::Bridge::kHttpPort;
-}
-
-bool Wire::is_put(const Packet& packet) {
-    return is_to_bridge(packet) && packet.begins_with("PUT ");
+    return found;
 }
 
 }  // namespace bench

@@ -1,19 +1,16 @@
 /// Records the packets of the loopback with the kernel's own timestamps. Delays neither the daemon
 /// nor its peer, and a late wake-up of the listener does not matter.
 ///
-/// Thread-safe. Needs a sandbox with its own network.
+/// One controlling thread. Needs a sandbox with its own network.
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
-#include <cstdint>
+#include <atomic>
 #include <functional>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
-#include "simulator/net/WakeUp.h"
+#include "simulator/House.h"
 
 namespace bench {
 
@@ -23,11 +20,19 @@ class Wire final {
         double ms = 0;  ///< wall clock; only differences are meaningful
         int from_port = 0;
         int to_port = 0;
-        bool opens = false;  ///< opens a connection (SYN without ACK)
-        std::size_t bytes = 0;
-        std::string start;  ///< first bytes of its payload
+        std::size_t bytes = 0;  ///< of its payload
+        bool opens = false;     ///< opens a connection (SYN without ACK)
+        bool begins_put = false;
 
-        bool begins_with(const std::string& word) const { return start.rfind(word, 0) == 0; }
+        /// @name For a bridge in the simulated house
+        /// @{
+        bool opens_to_bridge() const { return opens && to_port == simulator::Bridge::kHttpPort; }
+        bool is_to_bridge() const { return bytes > 0 && to_port == simulator::Bridge::kHttpPort; }
+        bool is_from_bridge() const {
+            return bytes > 0 && from_port == simulator::Bridge::kHttpPort;
+        }
+        bool is_put() const { return begins_put && is_to_bridge(); }
+        /// @}
     };
     using Filter = std::function<bool(const Packet&)>;
 
@@ -38,26 +43,18 @@ class Wire final {
     /// The packets that `filter` accepts, in order of time. Throws std::runtime_error when the
     /// kernel has dropped one since the last call.
     std::vector<Packet> packets(const Filter& filter) const;
-    /// Waits until there are `count` of them. Throws std::runtime_error after `limit`.
-    std::vector<Packet> await(std::size_t count, const Filter& filter,
-                              std::chrono::milliseconds limit) const;
+    /// The same once there are `count` of them. Throws std::runtime_error after kLimit.
+    std::vector<Packet> await(const simulator::House& house, std::size_t count,
+                              const Filter& filter) const;
 
-    /// @name Filters for a bridge in the simulated house
-    /// @{
-    static bool opens_to_bridge(const Packet& packet);
-    static bool is_to_bridge(const Packet& packet);
-    static bool is_from_bridge(const Packet& packet);
-    static bool is_put(const Packet& packet);
-    /// @}
+    static constexpr std::chrono::minutes kLimit{2};
 
   private:
     void listen();
-    void check_none_was_lost() const;
 
     FileDescriptor socket_;
-    simulator::WakeUp stop_;
+    std::atomic<bool> is_over_{false};
     mutable std::mutex mutex_;  // guards packets_
-    mutable std::condition_variable arrived_;
     std::vector<Packet> packets_;
     std::thread thread_;
 };

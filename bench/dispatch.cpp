@@ -1,113 +1,65 @@
 // Time that a command waits in the queue: from the answer to the core to the request at the bridge.
-#include <atomic>
-#include <chrono>
+#include <algorithm>
 #include <cmath>
-#include <mutex>
 #include <stdexcept>
-#include <thread>
 
 #include "bench/Fixture.h"
-#include "bench/ProcessCost.h"
+#include "bench/Ticker.h"
 #include "bench/Wire.h"
 
 namespace bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr double kLookPeriodMs = 100;
-constexpr double kGoalMedianMs = 60;
-constexpr double kGoalLargestMs = 110;
 constexpr double kSettledMs = 250;  // the worker's pause is over; it looks every 100 ms again
-constexpr std::size_t kParts = 4;
 constexpr double kGoldenPart = 0.6180339887498949;
-constexpr std::chrono::seconds kPutLimit{10};
 
-// The yardstick: a thread that only looks for a note every 100 ms, as the daemon's worker does.
-class Looker final {
-  public:
-    Looker() : thread_([this] { look(); }) {}
-    ~Looker() {
-        is_over_ = true;
-        thread_.join();
-    }
-
-    void leave_note() {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        note_ = Clock::now();
-        has_note_ = true;
-    }
-    Samples waits() const {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return waits_;
-    }
-
-  private:
-    void look() {
-        while (!is_over_) {
-            wait_ms(kLookPeriodMs);
-            const std::lock_guard<std::mutex> lock(mutex_);
-            if (has_note_) {
-                waits_.push_back(
-                    std::chrono::duration<double, std::milli>(Clock::now() - note_).count());
-                has_note_ = false;
-            }
+// The yardstick: how long each note waits for the next look of a thread.
+Samples waits_of(const Samples& notes, const Samples& looks) {
+    Samples waits;
+    for (const double note : notes) {
+        const auto look = std::lower_bound(looks.begin(), looks.end(), note);
+        if (look == looks.end()) {
+            throw std::runtime_error("the yardstick of dispatch did not look");
         }
+        waits.push_back(*look - note);
     }
-
-    mutable std::mutex mutex_;  // guards note_, has_note_ and waits_
-    Clock::time_point note_;
-    bool has_note_ = false;
-    Samples waits_;
-    std::atomic<bool> is_over_{false};
-    std::thread thread_;
-};
+    return waits;
+}
 
 }  // namespace
 
 void measure_dispatch(const Plan& plan, Report& report) {
-    Fixture fixture(plan, 7);
-    const int object = fixture.object("on_off").id;
-    bool is_on = fixture.house().light(fixture.object("on_off").light).is_on();
-    const int port = fixture.port();
-    const auto is_answer = [port](const Wire::Packet& packet) {
-        return packet.from_port == port && packet.bytes > 0;
+    Fixture fixture(plan.daemon, 7);
+    const auto object = fixture.object("on_off");
+    bool is_on = fixture.house().light(object.light).is_on();
+    const auto is_answer = [&](const Wire::Packet& packet) {
+        return packet.from_port == fixture.port() && packet.bytes > 0;
     };
     const Wire wire;
-    Looker looker;
+    Ticker looker;
     Samples waits;
-    for (int i = 0; i < plan.rounds(200, 10); ++i) {
+    Samples notes;
+    for (std::size_t i = 1; i <= plan.rounds(200U, 10U); ++i) {
         // The worker looks at fixed times after the previous command. The commands are spread
         // evenly over its period.
-        wait_ms(kSettledMs + kLookPeriodMs * std::fmod(i * kGoldenPart, 1));
+        wait_ms(kSettledMs +
+                Ticker::kPeriodMs * std::fmod(static_cast<double>(i) * kGoldenPart, 1));
         is_on = !is_on;
-        if (fixture.house().core().run_object(object, is_on ? "1" : "0") != 0) {
-            throw std::runtime_error("the daemon refused a command");
-        }
-        looker.leave_note();
-        const auto count = static_cast<std::size_t>(i) + 1;
-        const auto puts = wire.await(count, Wire::is_put, kPutLimit);
-        const auto answers = wire.await(count, is_answer, kPutLimit);
-        if (puts.size() != count || answers.size() != count) {
+        fixture.command(object.id, is_on ? "1" : "0");
+        notes.push_back(now_ms());
+        const auto puts = wire.await(fixture.house(), i, &Wire::Packet::is_put);
+        const auto answers = wire.await(fixture.house(), i, is_answer);
+        if (puts.size() != i || answers.size() != i) {
             throw std::runtime_error("the PUTs cannot be assigned to the commands");
         }
         waits.push_back(puts.back().ms - answers.back().ms);
     }
-    wait_ms(2 * kLookPeriodMs);  // until the last look
-    const Samples theirs = looker.waits();
-    report.add({"dispatch", "median", "ms", medians_of_parts(waits, kParts),
-                medians_of_parts(theirs, kParts),
-                Goal{Goal::Of::value, Goal::Side::at_most, kGoalMedianMs}});
-    report.add(
-        {"dispatch", "99 of 100", "ms", {percentile(waits, 0.99)}, {percentile(theirs, 0.99)}});
-    report.add({"dispatch",
-                "largest",
-                "ms",
-                {percentile(waits, 1)},
-                {percentile(theirs, 1)},
-                Goal{Goal::Of::value, Goal::Side::at_most, kGoalLargestMs},
-                waits,
-                theirs});
+    wait_ms(2 * Ticker::kPeriodMs);  // until the last look
+    const Samples theirs = waits_of(notes, looker.end());
+    report.add("median", "ms", medians_of_quarters(waits), medians_of_quarters(theirs), "<= 60");
+    report.add("99 of 100", "ms", {percentile(waits, 0.99)}, {percentile(theirs, 0.99)});
+    report.add("largest", "ms", {percentile(waits, 1)}, {percentile(theirs, 1)}, "<= 110");
+    report.add_series(waits, theirs);
 }
 
 }  // namespace bench

@@ -11,12 +11,10 @@ int main() {
     constexpr const char* kAnswer = "Response Status: FSMC-000\nParameter Count: 0\n\n";
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
     socklen_t length = sizeof(address);
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener, generic, length) != 0 || listen(listener, 64) != 0 ||
-        getsockname(listener, generic, &length) != 0) {
+    // Without bind, the system chooses the port.
+    if (listen(listener, 64) != 0 ||
+        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
         std::perror("echo");
         return 1;
     }

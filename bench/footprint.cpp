@@ -1,157 +1,141 @@
 // Memory, CPU, start time and size of the idle daemon. The yardstick is Debian's mosquitto, a small
 // network daemon, idle and with its default settings.
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
 
 #include "bench/Fixture.h"
-#include "bench/ProcessCost.h"
-#include "simulator/process/ProcessUse.h"
+#include "simulator/process/TemporaryFolder.h"
 
 namespace bench {
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
+using simulator::ChildProcess;
+using simulator::ProcessUse;
 
 constexpr const char* kStrip = "/usr/bin/strip";
 constexpr int kLights = 10;
-constexpr double kGoalStartMs = 20;
-constexpr double kPeriodMs = 21000;  // idle time; a multiple of the poll period
-constexpr double kQuickPeriodMs = 3000;
-constexpr std::chrono::seconds kStartLimit{10};
-
-const Goal kNoMore{Goal::Of::ratio, Goal::Side::at_most, 1};
 
 struct Broker {
-    std::string program;
+    std::string program;   // path; empty without mosquitto
     std::string settings;  // path of its configuration file
-    bool is_there = false;
 };
 
-// Returns when mosquitto logs that it is running.
-std::unique_ptr<simulator::ChildProcess> start_broker(const Broker& broker) {
+// Returns when mosquitto logs that it is running; null without mosquitto.
+std::unique_ptr<ChildProcess> start(const Broker& broker) {
+    if (broker.program.empty()) {
+        return nullptr;
+    }
     auto is_running = std::make_shared<bool>(false);
     const auto listener = [is_running](const std::string& line) {
         *is_running = *is_running || line.find("running") != std::string::npos;
     };
-    auto process = std::make_unique<simulator::ChildProcess>(simulator::ChildProcess::Setup{
-        broker.program, {"-c", broker.settings}, {}, true, listener});
-    const auto deadline = Clock::now() + kStartLimit;
+    auto process = std::make_unique<ChildProcess>(
+        ChildProcess::Setup{broker.program, {"-c", broker.settings}, {}, true, listener});
     while (!*is_running) {
-        if (!process->read_output(kStartLimit) || Clock::now() > deadline) {
+        if (!process->read_output(simulator::House::kStartLimit)) {
             throw std::runtime_error("mosquitto did not start");
         }
     }
     return process;
 }
 
-double ms_since(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
 double stripped_kib(const std::string& program) {
     const simulator::TemporaryFolder folder;
     const fs::path copy = folder.path() / "stripped";
-    const auto result = simulator::ChildProcess::run(kStrip, {"-o", copy.string(), program}, {},
-                                                     std::chrono::seconds(10));
+    const auto result = ChildProcess::run(kStrip, {"-o", copy.string(), program}, {},
+                                          simulator::House::kStartLimit);
     if (result.exit_code() != 0) {
         throw std::runtime_error("strip: " + result.errors);
     }
     return static_cast<double>(fs::file_size(copy)) / 1024;
 }
 
-void measure_start(const Plan& plan, Report& report, const Broker& broker) {
-    const Installation installation(kLights);
-    simulator::House house(installation.house_options(plan.daemon));
-    Row row{"footprint", "from exec to running",
-            "ms",        {},
-            {},          Goal{Goal::Of::value, Goal::Side::at_most, kGoalStartMs}};
+void measure_start(const Plan& plan, const Broker& broker, Report& report) {
+    simulator::House house = house_with(lights_of_house(kLights), plan.daemon);
+    Samples ours;
+    Samples theirs;
     for (int round = 0; round < plan.rounds(15, 2); ++round) {
-        auto start = Clock::now();
-        const auto status = house.start();
-        if (!status || status->status != 0) {
-            throw std::runtime_error("the daemon did not start");
-        }
-        row.values.push_back(ms_since(start));
+        double before = now_ms();
+        port_of(house.start());
+        ours.push_back(now_ms() - before);
         house.stop();
-        if (broker.is_there) {
-            start = Clock::now();
-            const auto process = start_broker(broker);
-            row.yardstick.push_back(ms_since(start));
+        before = now_ms();
+        if (const auto process = start(broker)) {
+            theirs.push_back(now_ms() - before);
         }
     }
-    report.add(row);
+    report.add("from exec to running", "ms", ours, theirs, "<= 20");
 }
 
-// One sample for each round.
-struct Idling {
-    Samples resident_kib;
-    Samples proportional_kib;
-    Samples private_kib;
-    Samples threads;
-    Samples descriptors;
-    Samples cpu_ms;   // per minute
-    Samples wakeups;  // per second
-
-    void add(pid_t process, const Cost& cost, double period_ms) {
-        const Memory memory = Memory::of(process);
-        resident_kib.push_back(memory.resident_kib);
-        proportional_kib.push_back(memory.proportional_kib);
-        private_kib.push_back(memory.private_kib);
-        const auto use = simulator::ProcessUse::at_rest(process);
-        threads.push_back(static_cast<double>(use.threads));
-        descriptors.push_back(static_cast<double>(use.descriptors));
-        cpu_ms.push_back(cost.cpu_ms / period_ms * 60000);
-        wakeups.push_back(cost.wakeups / period_ms * 1000);
+std::vector<ProcessUse> uses_of(const std::vector<pid_t>& programs,
+                                ProcessUse (*measure)(pid_t process)) {
+    std::vector<ProcessUse> uses;
+    for (const pid_t program : programs) {
+        uses.push_back(checked(measure(program)));
     }
-};
+    return uses;
+}
+
+// Of each program at the end of the period, with the CPU time and wake-ups of the period alone.
+std::vector<ProcessUse> uses_while_idle(const std::vector<pid_t>& programs, double period_ms) {
+    const auto start = uses_of(programs, &ProcessUse::of);
+    wait_ms(period_ms);
+    const auto end = uses_of(programs, &ProcessUse::of);
+    auto idle = uses_of(programs, &ProcessUse::at_rest);
+    for (std::size_t i = 0; i < programs.size(); ++i) {
+        idle[i].cpu_seconds = end[i].cpu_seconds - start[i].cpu_seconds;
+        idle[i].wakeups = end[i].wakeups - start[i].wakeups;
+    }
+    return idle;
+}
 
 // Both idle at the same time, under the same load of the machine.
-void measure_idling(const Plan& plan, Report& report, const Broker& broker) {
-    Fixture fixture(plan, kLights);
-    const auto process = broker.is_there ? start_broker(broker) : nullptr;
-    const double period = plan.rounds(kPeriodMs, kQuickPeriodMs);
-    Idling ours;
-    Idling theirs;
-    for (int round = 0; round < plan.rounds(3, 1); ++round) {
-        const Cost our_start = Cost::of_process(fixture.pid());
-        const Cost their_start = process ? Cost::of_process(process->pid()) : Cost{};
-        wait_ms(period);
-        ours.add(fixture.pid(), Cost::of_process(fixture.pid()) - our_start, period);
-        if (process) {
-            theirs.add(process->pid(), Cost::of_process(process->pid()) - their_start, period);
-        }
+void measure_idling(const Plan& plan, const Broker& broker, Report& report) {
+    Fixture fixture(plan.daemon, kLights);
+    const auto process = start(broker);
+    std::vector<pid_t> programs{fixture.pid()};
+    if (process) {
+        programs.push_back(process->pid());
     }
-    const auto add = [&](const std::string& figure, const std::string& unit,
-                         const Samples Idling::*samples, std::optional<Goal> goal = {}) {
-        report.add({"footprint", figure, unit, ours.*samples, theirs.*samples, goal});
+    const double period_ms = plan.rounds(21000.0, 3000.0);  // a multiple of the poll period
+    std::vector<std::vector<ProcessUse>> rounds;
+    for (int round = 0; round < plan.rounds(3, 1); ++round) {
+        rounds.push_back(uses_while_idle(programs, period_ms));
+    }
+    const auto add = [&](const char* figure, const char* unit, auto member, double factor = 1,
+                         const char* goal = "") {
+        Samples samples[2];
+        for (const auto& uses : rounds) {
+            for (std::size_t i = 0; i < uses.size(); ++i) {
+                samples[i].push_back(static_cast<double>(uses[i].*member) * factor);
+            }
+        }
+        report.add(figure, unit, samples[0], samples[1], goal);
     };
-    add("resident memory", "KiB", &Idling::resident_kib);
-    add("proportional memory", "KiB", &Idling::proportional_kib);
-    add("private memory", "KiB", &Idling::private_kib, kNoMore);
-    add("threads", "", &Idling::threads);
-    add("descriptors", "", &Idling::descriptors);
-    add("CPU while idle", "ms a minute", &Idling::cpu_ms, kNoMore);
-    add("wake-ups while idle", "a second", &Idling::wakeups);
-    report.add({"footprint",
-                "size of the stripped program",
-                "KiB",
-                {stripped_kib(plan.daemon)},
-                broker.is_there ? Samples{stripped_kib(broker.program)} : Samples{}});
+    add("resident memory", "KiB", &ProcessUse::resident_kib);
+    add("proportional memory", "KiB", &ProcessUse::proportional_kib);
+    add("private memory", "KiB", &ProcessUse::private_kib, 1, "ratio <= 1");
+    add("threads", "", &ProcessUse::threads);
+    add("descriptors", "", &ProcessUse::descriptors);
+    add("CPU while idle", "ms a minute", &ProcessUse::cpu_seconds, 1000 * 60000 / period_ms,
+        "ratio <= 1");
+    add("wake-ups while idle", "a second", &ProcessUse::wakeups, 1000 / period_ms);
+    report.add("size of the stripped program", "KiB", {stripped_kib(plan.daemon)},
+               process ? Samples{stripped_kib(broker.program)} : Samples{});
 }
 
 }  // namespace
 
 void measure_footprint(const Plan& plan, Report& report) {
     const simulator::TemporaryFolder folder;
-    const Broker broker{plan.broker, folder.path() / "settings", has_program(plan.broker)};
+    const Broker broker{has_program(plan.broker) ? plan.broker : "", folder.path() / "settings"};
     // mosquitto cannot change to its own user in a sandbox that an ordinary user has made.
     std::ofstream(broker.settings) << "user root\n";
-    measure_start(plan, report, broker);
-    measure_idling(plan, report, broker);
+    measure_start(plan, broker, report);
+    measure_idling(plan, broker, report);
 }
 
 }  // namespace bench

@@ -1,6 +1,7 @@
 // bench: measures the daemon and prints one table, each figure next to its yardstick.
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fstream>
 #include <stdexcept>
@@ -18,24 +19,12 @@ namespace {
 using bench::Plan;
 using bench::Report;
 
-constexpr int kExitFailure = 1;
-
-using Measure = void (*)(const Plan&, Report&);
-
-const std::vector<std::pair<std::string, Measure>> kSubjects = {
+const std::vector<std::pair<std::string, void (*)(const Plan&, Report&)>> kSubjects = {
     {"endpoint", bench::measure_endpoint},   {"dispatch", bench::measure_dispatch},
     {"sustained", bench::measure_sustained}, {"poll", bench::measure_poll},
     {"change", bench::measure_change},       {"footprint", bench::measure_footprint},
     {"scale", bench::measure_scale},
 };
-
-std::vector<std::string> names_of_subjects() {
-    std::vector<std::string> names;
-    for (const auto& subject : kSubjects) {
-        names.push_back(subject.first);
-    }
-    return names;
-}
 
 void write_json(const Report& report, const std::string& path) {
     if (!path.empty() && !(std::ofstream(path) << report.json().toStyledString() << std::flush)) {
@@ -49,7 +38,7 @@ int run(int argc, char** argv) {
     std::string json_file;
     CLI::App app("Measures the daemon in a simulated house, each figure next to its yardstick.");
     app.add_option("subjects", wanted, "what to measure; default: everything")
-        ->check(CLI::IsMember(names_of_subjects()));
+        ->check(CLI::IsMember(kSubjects));
     app.add_flag("--quick", plan.is_quick, "few rounds: check that every row appears");
     app.add_option("--json", json_file, "also write the table as JSON to this file");
     app.add_option("--daemon", plan.daemon, "path of the daemon")->capture_default_str();
@@ -65,11 +54,12 @@ int run(int argc, char** argv) {
     Report report;
     for (const auto& [name, measure] : kSubjects) {
         if (wanted.empty() || std::find(wanted.begin(), wanted.end(), name) != wanted.end()) {
+            report.begin(name);
             measure(plan, report);
         }
     }
     write_json(report, json_file);
-    std::printf("%zu rows, %zu goals missed, %zu not judged\n", report.rows(),
+    std::printf("%u rows, %d goals missed, %d not judged\n", report.json().size(),
                 report.missed_goals(), report.goals_not_judged());
     return 0;
 }
@@ -81,6 +71,6 @@ int main(int argc, char** argv) {
         return run(argc, argv);
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "bench: %s\n", problem.what());
-        return kExitFailure;
+        return EXIT_FAILURE;
     }
 }

@@ -1,145 +1,106 @@
 // Memory and CPU of many daemons on one board: each bridge has its own.
-#include <chrono>
+#include <algorithm>
 #include <memory>
-#include <numeric>
-#include <optional>
 #include <stdexcept>
 #include <vector>
 
 #include "bench/Fixture.h"
-#include "bench/ProcessCost.h"
-#include "simulator/JsonText.h"
 
 namespace bench {
 namespace {
 
+using simulator::Bridge;
+using simulator::ChildProcess;
+using simulator::ProcessUse;
+
 constexpr int kLights = 5;
-constexpr int kBridgeObject = 100;  // bridge object of the installation
+constexpr const char* kUser = "soaked-user";  // of the installation
 constexpr int kObjectsOfABridge = 1000000;
-const Goal kNoMoreThanTheFirst{Goal::Of::ratio, Goal::Side::at_most, 1.1};
-constexpr std::chrono::seconds kStartLimit{20};
 constexpr std::chrono::seconds kReadyLimit{60};
-constexpr double kPeriodMs = 30000;
-constexpr double kQuickPeriodMs = 3000;
 
-std::string address_of(int bridge) {
-    return "127.0.1." + std::to_string(bridge + 1);
-}
-
-// Many bridges, each with a copy of the same installation.
+// Daemons, each with a bridge and a copy of the same installation, in one house.
 class Street final {
   public:
-    explicit Street(int bridges)
-        : installation_(kLights), database_(simulator::load_text_file(installation_.sql_file())) {
-        simulator::Bridge::Setup setup;
-        setup.lights = simulator::load_json_file(installation_.lights_file());
-        setup.username = "soaked-user";
-        for (int i = 0; i < bridges; ++i) {
-            setup.address = address_of(i);
-            bridges_.push_back(std::make_unique<simulator::Bridge>(setup));
-            add_installation(i);
+    explicit Street(const Plan& plan)
+        : daemon_(plan.daemon), house_(house_with(lights_, plan.daemon)) {}
+
+    void grow_to(std::size_t count) {
+        while (daemons_.size() < count) {
+            add_daemon(static_cast<int>(daemons_.size()) + 1);
+        }
+        const auto have_polled = [this] {
+            return std::all_of(bridges_.begin(), bridges_.end(), [](const auto& bridge) {
+                return bridge->count("GET", "/lights") > 1;
+            });
+        };
+        if (!house_.wait_until(have_polled, kReadyLimit)) {
+            throw std::runtime_error("a daemon does not poll");
         }
     }
-
-    /// The object of a bridge; bridges count from 0.
-    static int object_of(int bridge) { return kBridgeObject + (bridge + 1) * kObjectsOfABridge; }
-    bool has_polled(int bridge) const {
-        return bridges_[static_cast<std::size_t>(bridge)]->count("GET", "/lights") > 1;
+    /// Proportional memory and CPU time of all daemons. Memory that they share counts once.
+    ProcessUse use() const {
+        ProcessUse sum;
+        for (const auto& daemon : daemons_) {
+            const ProcessUse use = checked(ProcessUse::of(daemon->pid()));
+            sum.proportional_kib += use.proportional_kib;
+            sum.cpu_seconds += use.cpu_seconds;
+        }
+        return sum;
     }
 
   private:
-    void add_installation(int bridge) {
-        const std::string offset = std::to_string((bridge + 1) * kObjectsOfABridge);
+    void add_daemon(int number) {
+        const std::string address = "127.0.1." + std::to_string(number);
+        bridges_.push_back(std::make_unique<Bridge>(Bridge::Setup{kUser, lights_, address}));
+        add_installation(std::to_string(number * kObjectsOfABridge), address);
+        const int object = house_.runner() + number * kObjectsOfABridge;
+        daemons_.push_back(std::make_unique<ChildProcess>(
+            ChildProcess::Setup{daemon_, {"--id", std::to_string(object)}}));
+        port_of(daemons_.back()->start_status(simulator::House::kStartLimit));
+    }
+    void add_installation(const std::string& offset, const std::string& address) {
         const std::string below = " < " + std::to_string(kObjectsOfABridge);
-        database_.rows("INSERT INTO vexad_object SELECT id + " + offset +
-                       ", msp, replace(optionalp, '" + simulator::Bridge::kAddress + "', '" +
-                       address_of(bridge) + "'), name FROM vexad_object WHERE id" + below);
-        database_.rows("INSERT INTO vexad_object_relation SELECT parentobj_id + " + offset +
-                       ", childobj_id + " + offset +
-                       ", optional FROM vexad_object_relation WHERE parentobj_id" + below);
+        house_.database().rows("INSERT INTO vexad_object SELECT id + " + offset +
+                               ", msp, replace(optionalp, '" + Bridge::kAddress + "', '" + address +
+                               "'), name FROM vexad_object WHERE id" + below);
+        house_.database().rows("INSERT INTO vexad_object_relation SELECT parentobj_id + " + offset +
+                               ", childobj_id + " + offset +
+                               ", optional FROM vexad_object_relation WHERE parentobj_id" + below);
     }
 
-    Installation installation_;
-    simulator::SystemLog log_;
-    simulator::DatabaseService database_;
-    simulator::Core core_;
-    std::vector<std::unique_ptr<simulator::Bridge>> bridges_;
-};
-
-class Daemons final {
-  public:
-    Daemons(const Plan& plan, const Street& street) : plan_(plan), street_(street) {}
-
-    void grow_to(int count) {
-        const int before = static_cast<int>(daemons_.size());
-        for (int i = before; i < count; ++i) {
-            daemons_.push_back(
-                std::make_unique<simulator::ChildProcess>(simulator::ChildProcess::Setup{
-                    plan_.daemon, {"--id", std::to_string(Street::object_of(i))}}));
-            const auto status = daemons_.back()->start_status(kStartLimit);
-            if (!status || status->status != 0) {
-                throw std::runtime_error("a daemon did not start");
-            }
-        }
-        const auto deadline = std::chrono::steady_clock::now() + kReadyLimit;
-        for (int i = before; i < count; ++i) {
-            while (!street_.has_polled(i)) {
-                if (std::chrono::steady_clock::now() > deadline) {
-                    throw std::runtime_error("a daemon does not poll");
-                }
-                wait_ms(50);
-            }
-        }
-    }
-    /// Memory that the daemons share counts once.
-    double memory_kib() const {
-        return sum([](pid_t process) { return Memory::of(process).proportional_kib; });
-    }
-    double cpu_ms() const {
-        return sum([](pid_t process) { return Cost::of_process(process).cpu_ms; });
-    }
-
-  private:
-    template <typename Figure>
-    double sum(Figure figure) const {
-        return std::accumulate(
-            daemons_.begin(), daemons_.end(), 0.0,
-            [&](double so_far, const auto& daemon) { return so_far + figure(daemon->pid()); });
-    }
-
-    const Plan& plan_;
-    const Street& street_;
-    std::vector<std::unique_ptr<simulator::ChildProcess>> daemons_;
+    std::string daemon_;
+    Json::Value lights_ = lights_of_house(kLights);
+    simulator::House house_;
+    std::vector<std::unique_ptr<Bridge>> bridges_;
+    std::vector<std::unique_ptr<ChildProcess>> daemons_;
 };
 
 }  // namespace
 
 void measure_scale(const Plan& plan, Report& report) {
-    const std::vector<int> counts =
-        plan.is_quick ? std::vector<int>{1, 3} : std::vector<int>{1, 10, 50};
-    const Street street(counts.back());
-    Daemons daemons(plan, street);
-    Samples x;
-    Samples memory;
-    Samples cpu;
-    for (const int count : counts) {
-        daemons.grow_to(count);
-        const double period = plan.rounds(kPeriodMs, kQuickPeriodMs);
-        const double before = daemons.cpu_ms();
-        wait_ms(period);
-        x.push_back(count);
-        cpu.push_back((daemons.cpu_ms() - before) / period * 60000);
-        memory.push_back(daemons.memory_kib());
+    const double period_ms = plan.rounds(30000.0, 3000.0);
+    Street street(plan);
+    Samples counts;
+    Samples memory_kib;
+    Samples cpu_ms;  // a minute
+    for (const std::size_t count : plan.rounds<std::vector<std::size_t>>({1, 10, 50}, {1, 3})) {
+        street.grow_to(count);
+        const ProcessUse start = street.use();
+        wait_ms(period_ms);
+        const ProcessUse end = street.use();
+        counts.push_back(static_cast<double>(count));
+        memory_kib.push_back(static_cast<double>(end.proportional_kib));
+        cpu_ms.push_back((end.cpu_seconds - start.cpu_seconds) * 1000 * 60000 / period_ms);
         // The first daemon shares no page and is the yardstick of the others.
-        const std::optional<Goal> goal =
-            count == 1 ? std::optional<Goal>{} : std::optional<Goal>{kNoMoreThanTheFirst};
+        const std::string goal = count == 1 ? "" : "ratio <= 1.1";
         const std::string of = ", each of " + std::to_string(count);
-        report.add(
-            {"scale", "memory" + of, "KiB", {memory.back() / count}, {memory.front()}, goal});
-        report.add({"scale", "CPU" + of, "ms a minute", {cpu.back() / count}, {cpu.front()}, goal});
+        report.add("memory" + of, "KiB", {memory_kib.back() / counts.back()}, {memory_kib.front()},
+                   goal);
+        report.add("CPU" + of, "ms a minute", {cpu_ms.back() / counts.back()}, {cpu_ms.front()},
+                   goal);
     }
-    report.add({"scale", "memory of a further daemon", "KiB", {Line::through(x, memory).slope}});
-    report.add({"scale", "CPU of a further daemon", "ms a minute", {Line::through(x, cpu).slope}});
+    report.add("memory of a further daemon", "KiB", {Line::through(counts, memory_kib).slope});
+    report.add("CPU of a further daemon", "ms a minute", {Line::through(counts, cpu_ms).slope});
 }
 
 }  // namespace bench

@@ -1,8 +1,11 @@
 #include "simulator/House.h"
 
+#include <csignal>
 #include <cstdlib>
+#include <map>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 
 #include "libcbase/utility.h"
 #include "simulator/JsonText.h"
@@ -71,26 +74,39 @@ House::House(const Options& options, Journal::Listener listener)
       huectl_path_(options.huectl),
       journal_(std::move(listener)),
       log_(take_over_log()),
-      database_(load_text_file(options.sql_file), journal_.sink()),
-      core_(journal_.sink()) {
+      installation_(options.lights > 0
+                        ? Installation::of_lights(options.lights, load_json_file(sample_lights()))
+                        : Installation::load(options.sql_file, options.lights_file)),
+      database_(installation_.sql, journal_.sink()),
+      core_(journal_.sink()),
+      setup_(find_bridge()),
+      objects_(find_objects()),
+      ledger_(objects_) {
     if (log_) {
         log_->on_line([this](const SystemLog::Line& line) { take_log_line(line); });
     }
-    Bridge::Setup setup;
-    setup.lights = load_json_file(options.lights_file);
-    find_bridge(setup);
     if (!options.is_paired) {
-        setup.username.clear();
+        setup_.username.clear();
         store_parameters("");
     }
-    bridge_ = std::make_unique<Bridge>(setup, bridge_sink());
+    bridge_ = std::make_unique<Bridge>(setup_, bridge_sink());
+    bridge_->gate().on_exchange([this](const Gate::Request& request, const std::string& answer) {
+        if (is_tool_asking_ || !log_) {
+            return;
+        }
+        log_->sync();  // the lines before the request
+        take_reports();
+        ledger_.add_exchange(request, answer);
+    });
 }
 
 House::~House() {
     stop();
+    bridge_.reset();
+    log_.reset();  // both add to the ledger
 }
 
-void House::find_bridge(Bridge::Setup& setup) {
+Bridge::Setup House::find_bridge() {
     const auto rows = database_.rows(
         "SELECT id, optionalp FROM vexad_object WHERE optionalp LIKE '%ip_address%' ORDER BY id");
     if (rows.empty()) {
@@ -98,8 +114,11 @@ void House::find_bridge(Bridge::Setup& setup) {
     }
     runner_ = std::atoi(rows[0][0].c_str());
     const LinkedListOwner variables(parse_optionalp_variables(rows[0][1].c_str()));
+    Bridge::Setup setup;
+    setup.lights = installation_.lights;
     setup.address = text_of(variables.get(), "ip_address");
     setup.username = text_of(variables.get(), "username");
+    return setup;
 }
 
 EventSink House::bridge_sink() {
@@ -115,21 +134,39 @@ EventSink House::bridge_sink() {
 
 void House::take_log_line(const SystemLog::Line& line) {
     if (line.ident == kDaemonName) {
-        journal_.add(EventKind::log,
-                     std::string(priority_name(line.priority)) + ": " + in_one_line(line.text));
+        const std::string text =
+            std::string(priority_name(line.priority)) + ": " + in_one_line(line.text);
+        ledger_.add_log_line(text);
+        journal_.add(EventKind::log, text);
     }
 }
 
-std::optional<ChildProcess::StartStatus> House::start() {
+void House::launch(ChildProcess::Words arguments) {
     polls_before_ = polls();
-    daemon_ = std::make_unique<ChildProcess>(
-        ChildProcess::Setup{daemon_path_, {"--id", std::to_string(runner_)}, environment_});
+    ledger_.start_daemon();
+    arguments.insert(arguments.end(), {"--id", std::to_string(runner_)});
+    daemon_ =
+        std::make_unique<ChildProcess>(ChildProcess::Setup{daemon_path_, arguments, environment_});
+}
+
+std::string House::interrupt_start(std::chrono::microseconds delay) {
+    launch({});
+    std::this_thread::sleep_for(delay);
+    daemon_->send_signal(SIGTERM);
+    const auto ending = daemon_->wait(std::chrono::seconds(1));
+    daemon_.reset();
+    return ending ? ending->text() : "nothing";
+}
+
+std::optional<ChildProcess::StartStatus> House::start(const ChildProcess::Words& arguments) {
+    launch(arguments);
     const auto status = daemon_->start_status(kStartLimit);
     if (status) {
         journal_.add(EventKind::house,
                      "lumivad prints its start status: " + std::to_string(status->status) + "," +
                          std::to_string(status->port));
-        core_.set_daemon_port(status->port);
+        port_ = status->port;
+        core_.set_daemon_port(port_);
     }
     return status;
 }
@@ -189,7 +226,40 @@ void House::store_parameters(const std::string& text) {
                                        (text.empty() ? "none" : text));
 }
 
-std::vector<House::RoleObject> House::objects() {
+void House::take_reports() {
+    const std::lock_guard<std::mutex> lock(reports_mutex_);
+    for (const Core::Report& report : core_.take_reports()) {
+        ledger_.add_report(report);
+    }
+}
+
+Ledger& House::ledger() {
+    take_reports();
+    return ledger_;
+}
+
+std::optional<int> House::command(int object, const std::string& payload) {
+    const std::size_t number = ledger_.add_command(object, payload);
+    const auto status = core_.run_object(object, payload);
+    if (status == 0) {
+        ledger_.add_acknowledgement(number);
+    }
+    return status;
+}
+
+std::optional<std::string> House::value(int object) {
+    return ledger().value(object);
+}
+
+std::vector<std::string> House::differences() {
+    std::map<int, Json::Value> states;
+    for (const int id : bridge_->light_ids()) {
+        states[id] = light(id).state();
+    }
+    return ledger().differences(states);
+}
+
+std::vector<RoleObject> House::find_objects() {
     std::vector<RoleObject> objects;
     const auto rows = database_.rows(
         "SELECT role.childobj_id, light.msp, role.optional, child.name "

@@ -9,15 +9,18 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "simulator/Installation.h"
 #include "simulator/bridge/Bridge.h"
 #include "simulator/core/Core.h"
 #include "simulator/database/DatabaseService.h"
 #include "simulator/journal/Journal.h"
 #include "simulator/journal/SystemLog.h"
+#include "simulator/ledger/Ledger.h"
 #include "simulator/process/ChildProcess.h"
 
 namespace simulator {
@@ -28,18 +31,11 @@ class House final {
         std::string daemon = {};                    ///< path of the program
         std::string sql_file = sample_sql();        ///< the installation
         std::string lights_file = sample_lights();  ///< the bridge's lights
+        int lights = 0;  ///< instead of that installation: number of generated lights
         std::vector<std::string> environment = {};  ///< of the daemon, "NAME=value"
         std::string huectl = {};                    ///< path of the tool
         /// False: the bridge has no user, and the database no parameters of the bridge.
         bool is_paired = true;
-    };
-
-    /// An object of the installation that has a role for a light.
-    struct RoleObject {
-        int id;
-        int light;         ///< number on the bridge
-        std::string role;  ///< "on_off", "value", ...
-        std::string name;
     };
 
     /// Starts everything but the daemon. Throws std::exception with a message for the user if a
@@ -49,12 +45,25 @@ class House final {
 
     /// Starts the daemon for the installation's bridge and passes its port to the core. Returns the
     /// start status, or nothing if none arrives within kStartLimit.
-    std::optional<ChildProcess::StartStatus> start();
+    /// `arguments` precede the object's ID.
+    std::optional<ChildProcess::StartStatus> start(const ChildProcess::Words& arguments = {});
+    /// Starts the daemon and ends it by SIGTERM after `delay`. Returns how it ended.
+    std::string interrupt_start(std::chrono::microseconds delay);
     /// True once the daemon has read every light and polled the bridge, which takes less than
     /// kReadyLimit.
     bool is_ready() const { return has_daemon() && polls() > polls_before_; }
     /// Stops the daemon; returns nothing if none was started.
     std::optional<ChildProcess::Ending> stop();
+
+    /// Sends a command of the core, and enters it in the ledger. Returns the status number of the
+    /// answer, or nothing without an answer.
+    std::optional<int> command(int object, const std::string& payload);
+    /// The core's value of an object: the last report.
+    std::optional<std::string> value(int object);
+    /// Where the core's values and the lights differ.
+    std::vector<std::string> differences();
+    /// Up to date but for requests that have no answer yet.
+    Ledger& ledger();
 
     /// Runs the tool until it ends, for at most kToolLimit or until `is_over`. Its lines go to the
     /// journal as it prints them. The journal distinguishes its requests to the bridge from those
@@ -76,14 +85,15 @@ class House final {
     /// After start().
     ChildProcess& daemon() { return *daemon_; }
     Journal& journal() { return journal_; }
-    /// Discards the events, requests and log lines so far, so that a long run does not grow. The
-    /// core's reports stay.
+    /// Discards the events, requests and log lines so far, so that a long run does not grow.
     void forget();
     bool has_daemon() const { return daemon_ != nullptr; }
 
     /// The database's ID of the bridge that the daemon serves.
     int runner() const { return runner_; }
-    std::vector<RoleObject> objects();
+    /// The port of the daemon's commands endpoint.
+    int port() const { return port_; }
+    const std::vector<RoleObject>& objects() const { return objects_; }
 
     /// Waits until `predicate` is true; false at the limit.
     bool wait_until(const std::function<bool()>& predicate, std::chrono::milliseconds limit) const {
@@ -99,23 +109,32 @@ class House final {
     static std::string sample_lights();
 
   private:
-    void find_bridge(Bridge::Setup& setup);
+    Bridge::Setup find_bridge();  // sets the runner too
     EventSink bridge_sink();
     int polls() const { return bridge_->count("GET", "/lights"); }
     void take_log_line(const SystemLog::Line& line);
+    std::vector<RoleObject> find_objects();
+    void launch(ChildProcess::Words arguments);
+    void take_reports();
 
     std::string daemon_path_;
     std::vector<std::string> environment_;
     std::string huectl_path_;
     Journal journal_;
     std::unique_ptr<SystemLog> log_;
+    Installation installation_;
     DatabaseService database_;
     Core core_;
+    int runner_ = 0;
+    Bridge::Setup setup_;
+    const std::vector<RoleObject> objects_;
+    std::mutex reports_mutex_;  // the reports enter the ledger in their order
+    Ledger ledger_;
     std::atomic<bool> is_tool_asking_{false};  // instead of the daemon
     std::unique_ptr<Bridge> bridge_;
     std::future<void> button_;
     std::promise<void> button_wait_;  // its end cancels the press
-    int runner_ = 0;
+    int port_ = -1;
     int polls_before_ = 0;                  // before the start of the daemon
     std::unique_ptr<ChildProcess> daemon_;  // last: destroyed first
 };

@@ -1,22 +1,19 @@
 // house: runs the real daemon in a simulated house, with commands from the terminal or a script.
-#include <algorithm>
 #include <atomic>
-#include <cctype>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <exception>
+#include <fstream>
 #include <iostream>
 #include <optional>
-#include <sstream>
 #include <string>
-#include <vector>
 
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+
+#include <CLI/CLI.hpp>
 
 #include "simulator/House.h"
 #include "simulator/process/Sandbox.h"
@@ -30,9 +27,10 @@ using simulator::Console;
 using simulator::House;
 using simulator::LineReader;
 using simulator::Prompt;
+using simulator::Session;
 
 constexpr int kExitFailure = 1;
-constexpr int kExitUsage = 2;
+constexpr int kExitSkipped = 77;
 constexpr int kExitInterrupted = 130;
 
 std::atomic<int> interrupt_fd{-1};
@@ -58,170 +56,109 @@ bool is_interrupted() {
 }
 
 struct Arguments {
-    House::Options house;
+    Session::Setup setup;
     std::string script;
+    bool is_unpaired = false;
     bool shows_all = false;
-    bool wants_help = false;
 };
 
-std::optional<Arguments> parse_arguments(int argc, char** argv) {
-    Arguments arguments;
-    for (int i = 1; i < argc; ++i) {
-        const std::string option = argv[i];
-        std::string* text = option == "--daemon"   ? &arguments.house.daemon
-                            : option == "--sql"    ? &arguments.house.sql_file
-                            : option == "--lights" ? &arguments.house.lights_file
-                            : option == "--huectl" ? &arguments.house.huectl
-                            : option == "--script" ? &arguments.script
-                                                   : nullptr;
-        if (text != nullptr && i + 1 < argc) {
-            *text = argv[++i];
-        } else if (option == "--unpaired") {
-            arguments.house.is_paired = false;
-        } else if (option == "--all") {
-            arguments.shows_all = true;
-        } else if (option == "--help") {
-            arguments.wants_help = true;
-        } else {
-            return std::nullopt;
-        }
-    }
-    return arguments;
-}
-
-void print_help(std::FILE* out) {
-    std::fprintf(
-        out,
-        "usage: house [--daemon PATH] [--huectl PATH] [--sql FILE] [--lights FILE] [--unpaired]"
-        " [--script FILE] [--all]\n\n"
-        "Starts a simulated house (core, database, bridge with lights, system log) and the daemon"
-        " in it,\nprints their exchanges, and reads commands.\n\n"
-        "  --daemon PATH   path of lumivad (default: in the same build)\n"
-        "  --huectl PATH   path of huectl (default: in the same build)\n"
-        "  --sql FILE      the installation (default: %s)\n"
-        "  --lights FILE   the bridge's lights (default: %s)\n"
-        "  --unpaired      the bridge has no user; the daemon is started by the command start\n"
-        "  --script FILE   reads the commands from FILE; exits with 1 at the first one that"
-        " fails\n"
-        "  --all           also prints events that repeat at every poll\n\n"
-        "Commands:\n%s",
-        House::sample_sql().c_str(), House::sample_lights().c_str(), Prompt::help().c_str());
-}
-
-// build/release/simulator/house runs build/release/src/lumivad.
-std::string program_beside(const std::string& name) {
+// The programs are in the same build: build/release/simulator/house runs build/release/src/lumivad.
+std::string build_folder() {
     char path[4096];
     const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
     const std::string self(path, static_cast<std::size_t>(length > 0 ? length : 0));
     const std::string folder = self.substr(0, self.rfind('/'));
-    return folder.substr(0, folder.rfind('/')) + name;
+    return folder.substr(0, folder.rfind('/'));
 }
 
-// "cut|reset" are two words; OBJECT is any word.
-std::vector<std::string> alternatives_of(const std::string& usage) {
-    std::vector<std::string> words;
-    std::istringstream text(usage);
-    for (std::string word; std::getline(text, word, '|');) {
-        words.push_back(word);
+void add_options(CLI::App& app, Arguments& arguments) {
+    Session::Setup& setup = arguments.setup;
+    const std::string build = build_folder();
+    setup.house.daemon = build + "/src/lumivad";
+    setup.house.huectl = build + "/tools/huectl";
+    setup.shim = build + "/tests/support/libfault_shim.so";
+    setup.sanitizer = LUMIVAD_SANITIZE;
+    app.add_option("--daemon", setup.house.daemon, "path of lumivad")->capture_default_str();
+    app.add_option("--huectl", setup.house.huectl, "path of huectl")->capture_default_str();
+    app.add_option("--shim", setup.shim, "path of the library that faults the daemon")
+        ->capture_default_str();
+    app.add_option("--sql", setup.house.sql_file, "the installation")->capture_default_str();
+    app.add_option("--lights", setup.house.lights_file, "the bridge's lights")
+        ->capture_default_str();
+    app.add_option("--seed", setup.seed, "seed of random moments in scripts; 0 for none");
+    app.add_option(
+        "--script", arguments.script,
+        "runs the commands of a file (- for standard input) and judges the daemon; exits "
+        "with 1 at the first command that fails, with 77 if it cannot be run here");
+    app.add_flag("--unpaired", arguments.is_unpaired,
+                 "the bridge has no user; the daemon is started by the command start");
+    app.add_flag("--all", arguments.shows_all, "also prints events that repeat at every poll");
+    app.footer("Commands:\n" + Prompt::help());
+}
+
+int run_script(Prompt& prompt, const std::string& path) {
+    std::ifstream file(path);
+    const bool is_stream = path == "-";
+    if (!is_stream && !file) {
+        throw std::runtime_error("cannot read " + path);
     }
-    return words;
-}
-
-bool allows(const std::string& usage, const std::string& typed) {
-    const auto words = alternatives_of(usage);
-    return std::isupper(static_cast<unsigned char>(usage.front())) != 0 ||
-           std::find(words.begin(), words.end(), typed) != words.end();
-}
-
-// The words that a command in the list of commands may have next.
-std::vector<std::string> words_after(const std::string& line_so_far) {
-    std::vector<std::string> words;
-    std::istringstream commands(Prompt::help());
-    for (std::string command; std::getline(commands, command);) {
-        if (command.rfind("   ", 0) == 0) {
-            continue;  // what the command above does
-        }
-        std::istringstream usage(command);
-        std::istringstream line(line_so_far);
-        std::string next;
-        usage >> next;
-        for (std::string typed; line >> typed && allows(next, typed);) {
-            usage >> next;
-        }
-        if (line.eof() && usage && std::islower(static_cast<unsigned char>(next.front())) != 0) {
-            const auto more = alternatives_of(next);
-            words.insert(words.end(), more.begin(), more.end());
-        }
+    switch (prompt.run_script(path, is_stream ? std::cin : file, is_stream)) {
+        case Prompt::Result::passed:
+            return 0;
+        case Prompt::Result::skipped:
+            return kExitSkipped;
+        default:
+            return is_interrupted() ? kExitInterrupted : kExitFailure;
     }
-    return words;
 }
 
-int run_prompt(Prompt& prompt, Console& console) {
+int run_prompt(Prompt& prompt, Session& session, Console& console) {
+    if (session.options().is_paired && !prompt.run("start")) {
+        return kExitFailure;
+    }
     if (LineReader::is_at_terminal()) {
         console.print("\"help\" lists the commands, Tab completes them, \"quit\" ends the house");
     }
-    LineReader reader(console, "house> ", interrupt_fd, words_after);
-    while (!prompt.is_over()) {
-        const auto line = reader.read_line();
-        if (!line) {
-            break;
-        }
+    LineReader reader(console, "house> ", interrupt_fd,
+                      [&prompt](const std::string& line) { return prompt.words_after(line); });
+    for (std::optional<std::string> line; !session.is_over && (line = reader.read_line());) {
         prompt.run(*line);
     }
-    return 0;
+    const bool is_running = session.house().has_daemon() && session.house().daemon().is_running();
+    return !is_running || prompt.run("stop") ? 0 : kExitFailure;
 }
 
-int run_house(const Arguments& arguments, Console& console) {
-    House house(arguments.house,
-                [&console](const simulator::Event& event) { console.print(event); });
-    if (house.log() == nullptr) {
-        console.print("/dev/log is in use: the daemon's log lines go to the machine's log");
+int run_house(Arguments& arguments) {
+    arguments.setup.house.is_paired = !arguments.is_unpaired;
+    const simulator::Sandbox sandbox = simulator::Sandbox::enter();  // before the first thread
+    install_interrupt();
+    Console console(std::cout, arguments.shows_all);
+    if (!sandbox.is_private()) {
+        console.print("no namespaces (" + sandbox.reason() +
+                      "): using the loopback, ports and paths of this machine; searches do not "
+                      "find the bridge");
     }
-    Prompt prompt(house, console, is_interrupted);
-    if (arguments.house.is_paired && !prompt.run("start")) {
-        return kExitFailure;
+    if (arguments.setup.seed != 0) {
+        console.print("seed " + std::to_string(arguments.setup.seed));
     }
-    const int result = arguments.script.empty()              ? run_prompt(prompt, console)
-                       : prompt.run_script(arguments.script) ? 0
-                       : is_interrupted()                    ? kExitInterrupted
-                                                             : kExitFailure;
-    if (!house.has_daemon()) {
-        return result;
-    }
-    const bool was_running = house.daemon().is_running();
-    const auto ending = house.stop();
-    if (!was_running || !ending || !ending->is_success()) {
-        console.print("!! the daemon did not exit with 0 on SIGTERM");
-        return kExitFailure;
-    }
-    return result;
+    Session session(arguments.setup, console, is_interrupted);
+    Prompt prompt(session);
+    return arguments.script.empty() ? run_prompt(prompt, session, console)
+                                    : run_script(prompt, arguments.script);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::optional<Arguments> arguments = parse_arguments(argc, argv);
-    if (!arguments || arguments->wants_help) {
-        print_help(arguments ? stdout : stderr);
-        return arguments ? 0 : kExitUsage;
-    }
-    if (arguments->house.daemon.empty()) {
-        arguments->house.daemon = program_beside("/src/lumivad");
-    }
-    if (arguments->house.huectl.empty()) {
-        arguments->house.huectl = program_beside("/tools/huectl");
-    }
+    Arguments arguments;
+    CLI::App app(
+        "Runs the real daemon in a simulated house (core, database, bridge with lights, system "
+        "log), "
+        "prints their exchanges, and reads commands.");
+    add_options(app, arguments);
+    CLI11_PARSE(app, argc, argv);
     try {
-        // Before the first thread starts.
-        const simulator::Sandbox sandbox = simulator::Sandbox::enter();
-        install_interrupt();
-        Console console(std::cout, arguments->shows_all);
-        if (!sandbox.is_private()) {
-            console.print("no namespaces (" + sandbox.reason() +
-                          "): using the loopback, ports and paths of this machine; searches do not "
-                          "find the bridge");
-        }
-        return run_house(*arguments, console);
+        return run_house(arguments);
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "house: %s\n", problem.what());
         return kExitFailure;

@@ -9,7 +9,7 @@ logs=build/debug/Testing/Temporary
 
 # Under valgrind a program is thirty times as slow and uses one processor.
 excluded=(
-    bench end_to_end install
+    end_to_end install
     gtwhandler.GtwDescriptors                        # limits of descriptors; valgrind has its own
     gtwhandler.GtwRequests.ASilentPeer               # measures how soon others are served
     hue_handler.HueHandlerTest.AMillionCommands      # takes minutes

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <sstream>
 #include <stdexcept>
 
@@ -13,6 +14,9 @@ namespace simulator {
 namespace {
 
 constexpr std::size_t kServerThreads = 2;
+constexpr std::chrono::milliseconds kSlowPause{1};
+constexpr const char* kHeaderEnd = "\r\n\r\n";
+constexpr const char* kPage = "<html><body><h1>503 Service Unavailable</h1></body></html>";
 
 Json::Value only(Json::Value element) {
     Json::Value answer(Json::arrayValue);
@@ -47,6 +51,25 @@ std::string http_answer(const std::string& status, const std::string& type,
     return "HTTP/1.1 " + status + "\r\nContent-Type: " + type +
            "\r\nContent-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" +
            body;
+}
+
+std::size_t middle_of_header(const std::string& answer) {
+    return answer.find(kHeaderEnd) / 2;
+}
+
+std::size_t middle_of_body(const std::string& answer) {
+    const std::size_t body = answer.find(kHeaderEnd) + std::strlen(kHeaderEnd);
+    return body + (answer.size() - body) / 2;
+}
+
+Fault part_of_answer(const std::string& meaning, std::size_t (*end)(const std::string& answer),
+                     bool holds) {
+    return {meaning, true, [end, holds](Connection& peer, const std::string& answer) {
+                peer.write(answer.substr(0, end(answer)));
+                if (holds) {
+                    peer.hold();
+                }
+            }};
 }
 
 }  // namespace
@@ -211,30 +234,42 @@ void Bridge::recover() {
         const std::lock_guard<std::mutex> lock(mutex_);
         lights_.merge(lost_lights_);
     }
-    gate_->recover();
+    gate_->server().recover();
 }
 
-void Bridge::stall_in_header(int times) {
-    gate_->inject_fault(Gate::Fault::stall_in_header, times);
+const FaultTable<Bridge>& Bridge::faults() {
+    const auto answers = [](const Fault& fault) {
+        return [fault](Bridge& bridge, int times) {
+            bridge.gate_->server().inject_fault(fault, times);
+        };
+    };
+    static const FaultTable<Bridge> kFaults = {
+        {"cut", [](Bridge& bridge, int) { bridge.gate_->server().refuse(); }},
+        {"hang", [](Bridge& bridge, int) { bridge.gate_->server().hang(); }},
+        {"reset", answers(reset_connection())},
+        {"stall", answers(silence())},
+        {"stall-header", answers(part_of_answer("stalls in a header", middle_of_header, true))},
+        {"stall-body", answers(part_of_answer("stalls in a body", middle_of_body, true))},
+        {"half", answers(part_of_answer("sends half an answer", middle_of_body, false))},
+        {"slow", answers(slowness(kSlowPause))},
+        {"garbage", answers(send_instead(std::string("\x16\x03\x00\xff not http \x80\x81", 16)))},
+        {"html", answers(send_instead(http_answer("503 Service Unavailable", "text/html", kPage),
+                                      "sends an HTML page with status 503"))},
+        {"forgetful", [](Bridge& bridge, int) { bridge.is_forgetful_ = true; }},
+    };
+    return kFaults;
 }
 
-void Bridge::stall_in_body(int times) {
-    gate_->inject_fault(Gate::Fault::stall_in_body, times);
+void Bridge::send_slowly(std::chrono::milliseconds pause, int times) {
+    gate_->server().inject_fault(slowness(pause), times);
 }
 
-void Bridge::send_garbage(int times) {
-    gate_->replace_answers(std::string("\x16\x03\x00\xff not http \x80\x81", 16), times);
-}
-
-void Bridge::send_html(int times) {
-    gate_->replace_answers(
-        http_answer("503 Service Unavailable", "text/html",
-                    "<html><body><h1>503 Service Unavailable</h1></body></html>"),
+void Bridge::send_answer(const std::string& status, const std::string& content_type,
+                         const std::string& body, int times) {
+    gate_->server().inject_fault(
+        send_instead(http_answer(status, content_type, body),
+                     "sends " + status + ", " + std::to_string(body.size()) + " bytes"),
         times);
-}
-
-void Bridge::send_body(const std::string& body, int times) {
-    gate_->replace_answers(http_answer("200 OK", "application/json", body), times);
 }
 
 int Bridge::count(const std::string& method, const std::string& path) const {

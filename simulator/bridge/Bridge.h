@@ -90,28 +90,20 @@ class Bridge final {
     void press_link_button();
     /// @}
 
-    /// @name Faults; each lasts for `times` connections, or until the next fault or recover()
+    /// @name Faults; each lasts for `times` requests, or until the next fault or recover()
     /// @{
-    void refuse_connections() { gate_->refuse_connections(); }
-    /// Connecting neither succeeds nor fails.
-    void hang_connections() { gate_->hang_connections(); }
-    void reset_connections(int times = Gate::kForever) {
-        gate_->inject_fault(Gate::Fault::reset, times);
+    static constexpr int kForever = Fault::kForever;
+
+    /// Throws std::invalid_argument for a name that is not one of fault_names().
+    void inject_fault(const std::string& name, int times = kForever) {
+        inject_by_name(faults(), *this, name, times);
     }
-    void stall(int times = Gate::kForever) { gate_->inject_fault(Gate::Fault::stall, times); }
-    void stall_in_header(int times = Gate::kForever);
-    void stall_in_body(int times = Gate::kForever);
-    void send_half(int times = Gate::kForever) { gate_->inject_fault(Gate::Fault::half, times); }
-    void send_slowly(int times = Gate::kForever) { gate_->inject_fault(Gate::Fault::slow, times); }
-    void send_slowly(std::chrono::milliseconds pause) { gate_->slow_down_answers(pause); }
-    /// Sends bytes that are not HTTP.
-    void send_garbage(int times = Gate::kForever);
-    /// Sends an HTML page with status 503.
-    void send_html(int times = Gate::kForever);
-    /// Sends status 200 and this body.
-    void send_body(const std::string& body, int times = Gate::kForever);
-    /// Refuses every user name.
-    void forget_users() { is_forgetful_ = true; }
+    static std::vector<std::string> fault_names() { return names_of(faults()); }
+    /// Sends the answers byte by byte, with this pause after each byte.
+    void send_slowly(std::chrono::milliseconds pause, int times = kForever);
+    /// Sends this answer instead; the request has no effect. `status`: "200 OK".
+    void send_answer(const std::string& status, const std::string& content_type,
+                     const std::string& body, int times = kForever);
     void remove_light(int id);
     /// Ends every fault and restores removed lights.
     void recover();
@@ -126,6 +118,7 @@ class Bridge final {
     /// @}
 
   private:
+    static const FaultTable<Bridge>& faults();
     void answer(const httplib::Request& request, httplib::Response& response);
     Json::Value route(const std::string& method, const std::string& path, const std::string& body);
     Json::Value route_lights(const std::string& method, const std::vector<std::string>& parts,

@@ -113,37 +113,6 @@ void Gate::report(EventKind kind, const std::string& text) const {
     }
 }
 
-void Gate::inject_fault(Fault fault, int times) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    plan_ = {fault, times, {}, kSlowPause, 0};
-}
-
-void Gate::replace_answers(std::string bytes, int times) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    plan_ = {Fault::replaced, times, std::move(bytes), kSlowPause, 0};
-}
-
-void Gate::slow_down_answers(std::chrono::milliseconds pause, int times) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    plan_ = {Fault::slow, times, {}, pause, 0};
-}
-
-void Gate::recover() {
-    inject_fault(Fault::none);
-    ++recoveries_;
-    server_.accept_again();
-}
-
-Gate::Plan Gate::take_plan() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    Plan plan = plan_;
-    plan.recoveries = recoveries_;
-    if (plan_.times > 0 && --plan_.times == 0) {
-        plan_ = {};
-    }
-    return plan;
-}
-
 std::vector<Gate::Request> Gate::requests() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return requests_;
@@ -160,22 +129,7 @@ void Gate::forget() {
     changes_.clear();
 }
 
-std::chrono::milliseconds Gate::smallest_gap() const {
-    auto gap = Clock::duration::max();
-    const std::vector<Request> seen = requests();
-    for (std::size_t i = 1; i < seen.size(); ++i) {
-        gap = std::min(gap, seen[i].start - seen[i - 1].start);
-    }
-    return std::chrono::duration_cast<std::chrono::milliseconds>(gap);
-}
-
 void Gate::serve(Connection& connection) {
-    const Plan plan = take_plan();
-    if (plan.fault == Fault::reset) {
-        report(EventKind::bridge_to_daemon, "resets the connection");
-        connection.reset();
-        return;
-    }
     const std::string text = connection.read_until(is_whole_request, kRequestLimit);
     if (!is_whole_request(text)) {
         return;
@@ -191,11 +145,18 @@ void Gate::serve(Connection& connection) {
         requests_.push_back(request);
     }
     report(EventKind::daemon_to_bridge, describe_request(request));
-    if (plan.fault == Fault::stall || plan.fault == Fault::replaced) {
-        deliver(connection, plan, plan.bytes);
-        return;
+    const Fault fault = server_.take_fault();
+    const std::string answer = fault.is_carried_out ? answer_to(request, header) : "";
+    if (fault.is_carried_out) {
+        take_exchange(request, answer);
     }
-    const std::string answer = answer_to(request, header, connection.stop_fd());
+    report(EventKind::bridge_to_daemon,
+           fault.meaning.empty() ? describe_answer(answer) : fault.meaning);
+    fault.send(connection, answer);
+    connection.finish();
+}
+
+void Gate::take_exchange(const Request& request, const std::string& answer) {
     if (request.method == "PUT" && answer.find("\"success\"") != std::string::npos &&
         answer.find("\"error\"") == std::string::npos) {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -204,52 +165,18 @@ void Gate::serve(Connection& connection) {
     if (exchange_listener_) {
         exchange_listener_(request, answer.substr(std::min(body_position(answer), answer.size())));
     }
-    deliver(connection, plan, answer);
-}
-
-void Gate::deliver(Connection& connection, const Plan& plan, const std::string& answer) {
-    const std::size_t body = body_position(answer);
-    const std::size_t middle_of_body = body + (answer.size() - body) / 2;
-    switch (plan.fault) {
-        case Fault::stall:
-        case Fault::stall_in_header:
-        case Fault::stall_in_body:
-            report(EventKind::bridge_to_daemon, "stalls");
-            if (plan.fault != Fault::stall) {
-                connection.write(answer.substr(
-                    0, plan.fault == Fault::stall_in_header ? body / 2 : middle_of_body));
-            }
-            connection.hold([&] { return recoveries_ != plan.recoveries; });
-            return;
-        case Fault::half:
-            report(EventKind::bridge_to_daemon, "sends half an answer");
-            connection.write(answer.substr(0, middle_of_body));
-            break;
-        case Fault::slow:
-            report(EventKind::bridge_to_daemon, describe_answer(answer) + ", byte by byte");
-            connection.write_slowly(answer, plan.pause);
-            break;
-        default:
-            report(EventKind::bridge_to_daemon, describe_answer(answer));
-            connection.write(answer);
-    }
-    connection.finish();
 }
 
 // Forwards a GET without its body, and other requests with as many bytes as their Content-Length.
-std::string Gate::answer_to(const Request& request, const std::string& header, int stop_fd) const {
+std::string Gate::answer_to(const Request& request, const std::string& header) const {
     FileDescriptor fd(make_internettcpclient_socket("127.0.0.1", port_behind_));
     if (!fd) {
         return {};
     }
-    Connection behind(std::move(fd), stop_fd);
-    std::string relayed = header;
-    if (request.method == "GET") {
-        relayed = request.method + " " + request.path + " HTTP/1.0" + kHeaderEnd;
-    } else {
-        relayed += request.body;
-    }
-    behind.write(relayed);
+    Connection behind(std::move(fd));
+    behind.write(request.method == "GET"
+                     ? request.method + " " + request.path + " HTTP/1.0" + kHeaderEnd
+                     : header + request.body);
     return behind.read_until([](const std::string&) { return false; }, kAnswerLimit);
 }
 

@@ -3,10 +3,9 @@
 ///
 /// The server needs it because the daemon sends a body with GET and a blank line after every body.
 /// A bridge reads those; the server would leave them unread and so reset the connection.
-/// Thread-safe. A fault lasts until the next one, or for a number of connections.
+/// Thread-safe.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -20,25 +19,12 @@ namespace simulator {
 
 class Gate final {
   public:
-    enum class Fault {
-        none,
-        reset,            ///< resets the connection after accepting it
-        stall,            ///< reads the request and never answers
-        stall_in_header,  ///< stops in the middle of the answer's header
-        stall_in_body,    ///< stops in the middle of the answer's body
-        half,             ///< closes in the middle of the answer's body
-        slow,             ///< sends byte by byte, kSlowPause apart by default
-        replaced,         ///< sends other bytes instead; the request has no effect
-    };
-
     struct Request {
         std::chrono::steady_clock::time_point start;  ///< when the kernel received its last bytes
         std::string method;
         std::string path;
         std::string body;
     };
-
-    static constexpr int kForever = -1;
 
     /// Listens on `address` and `port` (0: chosen by the system). `port_behind` is the server's
     /// port on 127.0.0.1. Throws std::system_error.
@@ -47,18 +33,8 @@ class Gate final {
 
     int port() const { return server_.port(); }
 
-    /// @name Faults
-    /// @{
-    void inject_fault(Fault fault, int times = kForever);
-    /// Sends `bytes`, a whole HTTP answer or not, instead of the next answers.
-    void replace_answers(std::string bytes, int times = kForever);
-    /// Sends the answers byte by byte, `pause` apart.
-    void slow_down_answers(std::chrono::milliseconds pause, int times = kForever);
-    void refuse_connections() { server_.refuse(); }
-    /// Connecting neither succeeds nor fails.
-    void hang_connections() { server_.hang(); }
-    void recover();
-    /// @}
+    /// Its faults apply to the answers of the bridge.
+    SocketServer& server() { return server_; }
 
     /// @name Requests seen
     /// @{
@@ -71,40 +47,25 @@ class Gate final {
     std::vector<Request> changes() const;
     /// Number of accepted connections, including those with a fault.
     int connections() const { return server_.connections(); }
-    /// The smallest time between the starts of two requests; Clock::duration::max() for fewer.
-    std::chrono::milliseconds smallest_gap() const;
     void forget();
     /// @}
 
     /// Turns "/api/USER/lights/3" into "/lights/3"; returns other paths unchanged.
     static std::string without_user(const std::string& path);
 
-    static constexpr std::chrono::milliseconds kSlowPause{1};
-
   private:
-    struct Plan {
-        Fault fault = Fault::none;
-        int times = 0;
-        std::string bytes;
-        std::chrono::milliseconds pause = kSlowPause;
-        int recoveries = 0;  // when the connection was accepted
-    };
-
     void serve(Connection& connection);
-    Plan take_plan();
-    std::string answer_to(const Request& request, const std::string& header, int stop_fd) const;
-    void deliver(Connection& connection, const Plan& plan, const std::string& answer);
+    std::string answer_to(const Request& request, const std::string& header) const;
+    void take_exchange(const Request& request, const std::string& answer);
     void report(EventKind kind, const std::string& text) const;
 
     int port_behind_;
     EventSink sink_;
     ExchangeListener exchange_listener_;
-    mutable std::mutex mutex_;  // guards requests_, changes_ and plan_
+    mutable std::mutex mutex_;  // guards requests_ and changes_
     std::vector<Request> requests_;
     std::vector<Request> changes_;
-    Plan plan_;
-    std::atomic<int> recoveries_{0};  // the next one ends a stalled connection
-    SocketServer server_;             // last: its threads use the rest
+    SocketServer server_;  // last: its threads use the rest
 };
 
 }  // namespace simulator

@@ -29,6 +29,10 @@ bool is_whole(const std::string& text) {
     return last_line != std::string::npos && text.find("\n\n", last_line) != std::string::npos;
 }
 
+std::string answer_with(int status) {
+    return *fsmcore_format::compose_response({status, {}});
+}
+
 }  // namespace
 
 Core::Core(EventSink sink, const std::string& socket_path)
@@ -72,14 +76,25 @@ void Core::forget() {
     reports_.clear();
 }
 
-void Core::remove_socket() {
-    server_.refuse();
-    unlink(socket_path_.c_str());
-}
-
-void Core::recover() {
-    fault_ = Fault::none;
-    server_.accept_again();
+const FaultTable<Core>& Core::faults() {
+    const auto answers = [](const Fault& fault) {
+        return [fault](Core& core, int times) { core.server_.inject_fault(fault, times); };
+    };
+    static const FaultTable<Core> kFaults = {
+        {"cut", [](Core& core, int) { core.server_.refuse(); }},
+        {"no-socket", [](Core& core, int) { core.server_.remove(); }},
+        {"hang", [](Core& core, int) { core.server_.hang(); }},
+        {"silent", answers(silence())},
+        {"reset", answers(reset_connection())},
+        {"late", answers({"answers late", true,
+                          [](Connection& peer, const std::string& answer) {
+                              peer.pause(kLatePause);
+                              peer.write(answer);
+                          }})},
+        {"garbage", answers(send_instead("\x01\xff not an answer \x80\n\n"))},
+        {"error", answers(send_instead(answer_with(kErrorStatus)))},
+    };
+    return kFaults;
 }
 
 bool Core::record(const std::string& text) {
@@ -102,30 +117,15 @@ bool Core::record(const std::string& text) {
 }
 
 void Core::serve(Connection& connection) {
-    if (fault_ == Fault::gone) {
-        connection.read_until([](const std::string& text) { return text.size() > kPartOfReport; },
-                              kRequestLimit);
-        connection.reset();
-        return;
-    }
     const std::string text = connection.read_until(is_whole, kRequestLimit);
-    const Fault fault = fault_;
-    if (fault == Fault::silent) {
-        connection.hold([this] { return fault_ == Fault::none; });
-        return;
+    const Fault fault = server_.take_fault();
+    std::string answer;
+    if (fault.is_carried_out) {
+        const bool is_valid = record(text);
+        malformed_ += is_valid ? 0 : 1;
+        answer = answer_with(is_valid ? FSMCORE_OK : kErrorStatus);
     }
-    if (fault == Fault::late) {
-        const auto end = std::chrono::steady_clock::now() + kLatePause;
-        connection.hold([end] { return std::chrono::steady_clock::now() >= end; });
-    }
-    if (fault == Fault::garbage) {
-        connection.write("\x01\xff not an answer \x80\n\n");
-    } else if (fault == Fault::error_status || !record(text)) {
-        malformed_ += fault == Fault::none ? 1 : 0;
-        fsmcore_response(connection.fd(), kErrorStatus, 0, nullptr);
-    } else {
-        fsmcore_response(connection.fd(), FSMCORE_OK, 0, nullptr);
-    }
+    fault.send(connection, answer);
     connection.finish();
 }
 
@@ -161,17 +161,9 @@ std::string Core::answer_to(const std::string& request) const {
     if (!fd) {
         return {};
     }
-    set_socket_timeouts(fd.get(),
-                        static_cast<int>(std::chrono::milliseconds(kAnswerLimit).count()));
-    send(fd.get(), request.data(), request.size(), MSG_NOSIGNAL);
-    std::string answer;
-    char chunk[1024];
-    ssize_t length = 0;
-    while (answer.size() < Connection::kMessageBytes &&
-           (length = recv(fd.get(), chunk, sizeof(chunk), 0)) > 0) {
-        answer.append(chunk, static_cast<std::size_t>(length));
-    }
-    return answer;
+    Connection daemon(std::move(fd));
+    daemon.write(request);
+    return daemon.read_until([](const std::string&) { return false; }, kAnswerLimit);
 }
 
 }  // namespace simulator

@@ -1,7 +1,7 @@
 /// The simulated core: receives the daemon's reports on its socket, keeps the value of every
 /// object, and sends commands to the daemon's commands endpoint.
 ///
-/// Thread-safe. One controlling thread injects the faults; each lasts until the next one.
+/// Thread-safe. One controlling thread injects the faults.
 #pragma once
 
 #include <atomic>
@@ -20,15 +20,6 @@ namespace simulator {
 class Core final {
   public:
     static constexpr const char* kSocketPath = FSMCORE_SOCKET;
-
-    enum class Fault {
-        none,
-        silent,        ///< accepts connections and never answers
-        gone,          ///< resets the connection after half a report
-        late,          ///< answers after kLatePause
-        garbage,       ///< answers with bytes that are not an answer
-        error_status,  ///< answers with FSMC-013
-    };
 
     /// One SETVALUE of the daemon.
     struct Report {
@@ -56,16 +47,12 @@ class Core final {
     void forget();
     /// @}
 
-    /// @name Faults
+    /// @name Faults; each lasts until the next one or recover()
     /// @{
-    void inject_fault(Fault fault) { fault_ = fault; }
-    /// Refuses connections; the socket file stays.
-    void stop() { server_.refuse(); }
-    /// Refuses connections and removes the socket file.
-    void remove_socket();
-    /// Connecting neither succeeds nor fails.
-    void hang_connections() { server_.hang(); }
-    void recover();
+    /// Throws std::invalid_argument for a name that is not one of fault_names().
+    void inject_fault(const std::string& name) { inject_by_name(faults(), *this, name); }
+    static std::vector<std::string> fault_names() { return names_of(faults()); }
+    void recover() { server_.recover(); }
     /// @}
 
     /// @name Commands to the daemon
@@ -84,6 +71,7 @@ class Core final {
     static constexpr std::chrono::seconds kLatePause{1};
 
   private:
+    static const FaultTable<Core>& faults();
     void serve(Connection& connection);
     std::optional<int> send_command(std::vector<std::string> parameters) const;
     std::string answer_to(const std::string& request) const;
@@ -94,7 +82,6 @@ class Core final {
     mutable std::mutex mutex_;  // guards reports_
     std::vector<Report> reports_;
     std::atomic<int> malformed_{0};
-    std::atomic<Fault> fault_{Fault::none};
     std::atomic<int> daemon_port_{0};
     SocketServer server_;  // last: its threads use the rest
 };

@@ -15,6 +15,7 @@ using dbmanager_format::Response;
 
 constexpr std::chrono::seconds kRequestLimit{5};
 constexpr std::size_t kLengthDigits = 9;  // the changed length has as many digits as the true one
+constexpr std::chrono::milliseconds kSlowPause{2};
 
 struct FinalizeStatement {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -25,16 +26,6 @@ std::string upper_case(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     return text;
-}
-
-// Adds `change` to the announced length.
-std::string announce_differently(const std::string& answer, int change) {
-    const std::size_t colon = answer.find(": ");
-    const std::size_t end = answer.find('\n');
-    const std::string digits = answer.substr(colon + 2, end - colon - 2);
-    std::string number = std::to_string(std::stoi(digits) + change);
-    number.insert(0, kLengthDigits - std::min(kLengthDigits, number.size()), '0');
-    return answer.substr(0, colon + 2) + number + answer.substr(end);
 }
 
 Response query(sqlite3* database, const std::string& sql) {
@@ -62,6 +53,33 @@ Response query(sqlite3* database, const std::string& sql) {
     }
     response.last_inserted_id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(database));
     return response;
+}
+
+// Adds `change` to the announced length.
+std::string announce(const std::string& answer, int change) {
+    const std::size_t colon = answer.find(": ");
+    const std::size_t end = answer.find('\n');
+    const std::string digits = answer.substr(colon + 2, end - colon - 2);
+    std::string number = std::to_string(std::stoi(digits) + change);
+    number.insert(0, kLengthDigits - std::min(kLengthDigits, number.size()), '0');
+    return answer.substr(0, colon + 2) + number + answer.substr(end);
+}
+
+using ChangeAnswer = std::string (*)(const std::string& answer);
+using ChangeRow = void (*)(std::vector<std::string>& row);
+
+Fault changed_answer(const std::string& meaning, ChangeAnswer change) {
+    return {meaning, true,
+            [change](Connection& peer, const std::string& answer) { peer.write(change(answer)); }};
+}
+
+Fault changed_rows(const std::string& meaning, ChangeRow change) {
+    return {meaning, true, [change](Connection& peer, const std::string& answer) {
+                Response response =
+                    dbmanager_format::parse_response(answer.substr(answer.find('\n') + 1));
+                std::for_each(response.rows.begin(), response.rows.end(), change);
+                peer.write(compose_response(response));
+            }};
 }
 
 }  // namespace
@@ -97,9 +115,36 @@ void DatabaseService::hide_column(const std::string& name) {
 }
 
 void DatabaseService::recover() {
-    fault_ = Fault::none;
     hide_column("");
-    server_.accept_again();
+    server_.recover();
+}
+
+const FaultTable<DatabaseService>& DatabaseService::faults() {
+    const auto answers = [](const Fault& fault) {
+        return [fault](DatabaseService& service, int times) {
+            service.server_.inject_fault(fault, times);
+        };
+    };
+    using Text = std::string;
+    using Row = std::vector<std::string>;
+    static const FaultTable<DatabaseService> kFaults = {
+        {"cut", [](DatabaseService& service, int) { service.server_.refuse(); }},
+        {"silent", answers(silence())},
+        {"half", answers(changed_answer("closes in the middle of the answer",
+                                        [](const Text& a) { return a.substr(0, a.size() / 2); }))},
+        {"long", answers(changed_answer("announces more than it sends",
+                                        [](const Text& a) { return announce(a, 10); }))},
+        {"short", answers(changed_answer("announces less than it sends",
+                                         [](const Text& a) { return announce(a, -10); }))},
+        {"slow", answers(slowness(kSlowPause))},
+        {"short-rows", answers(changed_rows("sends rows without their last value",
+                                            [](Row& row) { row.pop_back(); }))},
+        {"long-rows", answers(changed_rows("sends rows with two values too many",
+                                           [](Row& row) { row.insert(row.end(), 2, "surplus"); }))},
+        {"error", answers(send_instead(compose_response({"FSMC-013", 0, {}, {}})))},
+        {"garbage", answers(send_instead("\x01\xff not an answer \x80\n\n"))},
+    };
+    return kFaults;
 }
 
 Response DatabaseService::run(const std::string& statement) {
@@ -121,19 +166,6 @@ Response DatabaseService::run(const std::string& statement) {
     return response;
 }
 
-void DatabaseService::spoil_rows(Response& response) const {
-    if (fault_ == Fault::error_status) {
-        response = {"FSMC-013", 0, {}, {}};
-    }
-    for (auto& row : response.rows) {
-        if (fault_ == Fault::rows_too_short && !row.empty()) {
-            row.pop_back();
-        } else if (fault_ == Fault::rows_too_long) {
-            row.insert(row.end(), {"surplus", "surplus"});
-        }
-    }
-}
-
 void DatabaseService::serve(Connection& connection) {
     const std::string text = connection.read_until(
         [](const std::string& so_far) { return parse_request(so_far).has_value(); }, kRequestLimit);
@@ -144,32 +176,8 @@ void DatabaseService::serve(Connection& connection) {
     if (sink_) {
         sink_(EventKind::daemon_to_database, request->statement);
     }
-    Response response = run(request->statement);
-    spoil_rows(response);
-    const std::string answer = compose_response(response);
-    const Fault fault = fault_;
-    switch (fault) {
-        case Fault::silent:
-            connection.hold([this] { return fault_ == Fault::none; });
-            return;
-        case Fault::closes_early:
-            connection.write(answer.substr(0, answer.size() / 2));
-            break;
-        case Fault::announces_too_much:
-            connection.write(announce_differently(answer, 10));
-            break;
-        case Fault::announces_too_little:
-            connection.write(announce_differently(answer, -10));
-            break;
-        case Fault::slow:
-            connection.write_slowly(answer, kSlowPause);
-            break;
-        case Fault::garbage:
-            connection.write("\x01\xff not an answer \x80\n\n");
-            break;
-        default:
-            connection.write(answer);
-    }
+    const Fault fault = server_.take_fault();
+    fault.send(connection, fault.is_carried_out ? compose_response(run(request->statement)) : "");
     connection.finish();
 }
 

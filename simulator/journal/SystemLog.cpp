@@ -85,6 +85,14 @@ void SystemLog::open() {
     chmod(kLogPath, 0666);
 }
 
+const FaultTable<SystemLog>& SystemLog::faults() {
+    static const FaultTable<SystemLog> kFaults = {
+        {"cut", [](SystemLog& log, int) { log.stop(); }},           // removes /dev/log
+        {"full", [](SystemLog& log, int) { log.stop_reading(); }},  // fills the queue
+    };
+    return kFaults;
+}
+
 SystemLog::~SystemLog() {
     stop();
 }
@@ -114,6 +122,7 @@ void SystemLog::stop_reading() {
 }
 
 void SystemLog::end_thread() {
+    is_reading_ = false;
     if (thread_.joinable()) {
         stop_.set();
         thread_.join();
@@ -128,6 +137,7 @@ void SystemLog::recover() {
     if (!thread_.joinable()) {
         thread_ = std::thread([this] { receive(); });
     }
+    is_reading_ = true;
 }
 
 void SystemLog::on_line(std::function<void(const Line&)> listener) {
@@ -212,12 +222,14 @@ void SystemLog::sync() {
     const sockaddr_un address = log_address();
     const FileDescriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const std::uint64_t before = marks_seen_;
-    if (sendto(sender.get(), kMark, std::strlen(kMark), 0,
-               reinterpret_cast<const sockaddr*>(&address), sizeof(address)) < 0) {
-        throw std::system_error(errno, std::generic_category(), kLogPath);
+    set_socket_timeouts(sender.get(), 1000);  // if the fault comes now
+    if (!is_reading_ || sendto(sender.get(), kMark, std::strlen(kMark), 0,
+                               reinterpret_cast<const sockaddr*>(&address), sizeof(address)) < 0) {
+        return;
     }
     std::unique_lock<std::mutex> lock(mutex_);
-    arrived_.wait_for(lock, kCatchUpLimit, [this, before] { return marks_seen_ != before; });
+    arrived_.wait_for(lock, kCatchUpLimit,
+                      [this, before] { return marks_seen_ != before || !is_reading_; });
 }
 
 }  // namespace simulator

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "libcbase/Cstylecode.h"
+#include "simulator/net/Fault.h"
 #include "simulator/net/WakeUp.h"
 
 namespace simulator {
@@ -43,20 +44,23 @@ class SystemLog final {
     bool wait_for(const std::string& part,
                   std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
     void clear();
-    /// Waits until every line that was sent before this call is stored and passed to the listener.
+    /// Waits until every line that was sent before this call is stored and passed to the listener;
+    /// returns at once during a fault.
     void sync();
 
     /// @name Faults; one controlling thread
     /// @{
-    /// Removes /dev/log.
-    void stop();
-    /// Fills the queue and stops reading it.
-    void stop_reading();
+    /// Throws std::invalid_argument for a name that is not one of fault_names().
+    void inject_fault(const std::string& name) { inject_by_name(faults(), *this, name); }
+    static std::vector<std::string> fault_names() { return names_of(faults()); }
     void recover();
     /// @}
 
   private:
+    static const FaultTable<SystemLog>& faults();
     void open();
+    void stop();
+    void stop_reading();
     void end_thread();
     void receive();
     void take(std::string datagram);
@@ -65,6 +69,7 @@ class SystemLog final {
 
     FileDescriptor socket_;
     WakeUp stop_;
+    std::atomic<bool> is_reading_{true};
     std::function<void(const Line&)> listener_;
     mutable std::mutex mutex_;  // guards lines_ and listener_
     mutable std::condition_variable arrived_;

@@ -89,7 +89,7 @@ bool Connection::write_slowly(std::string_view text, std::chrono::milliseconds l
 
 void Connection::hold(const std::function<bool()>& is_released) {
     // Only POLLRDHUP: bytes of the peer stay unread and do not end the wait.
-    while (!is_released()) {
+    while (!is_released() && (recoveries_ == nullptr || *recoveries_ == recoveries_before_)) {
         pollfd ready[2] = {{fd_.get(), POLLRDHUP, 0}, {stop_fd_, POLLIN, 0}};
         if (poll(ready, 2, static_cast<int>(kHoldSlice.count())) > 0) {
             return;
@@ -104,6 +104,9 @@ void Connection::reset() {
 }
 
 void Connection::finish() {
+    if (!fd_) {
+        return;
+    }
     shutdown(fd_.get(), SHUT_WR);
     read_until([](const std::string&) { return false; }, kDrainLimit);
     fd_.reset();

@@ -4,6 +4,7 @@
 /// Belongs to the thread that serves it.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <string>
@@ -15,12 +16,16 @@ namespace simulator {
 
 class Connection final {
   public:
-    /// `stop_fd` belongs to the server; it becomes readable when the server stops.
-    Connection(FileDescriptor fd, int stop_fd) : fd_(std::move(fd)), stop_fd_(stop_fd) {}
+    /// `stop_fd` becomes readable when the server stops; the server changes `recoveries` to release
+    /// held connections. Both belong to the server; a connection of a client has neither.
+    explicit Connection(FileDescriptor fd, int stop_fd = -1,
+                        const std::atomic<int>* recoveries = nullptr)
+        : fd_(std::move(fd)),
+          stop_fd_(stop_fd),
+          recoveries_(recoveries),
+          recoveries_before_(recoveries == nullptr ? 0 : recoveries->load()) {}
 
     int fd() const { return fd_.get(); }
-    /// For a second connection for the same request.
-    int stop_fd() const { return stop_fd_; }
 
     /// Reads until `is_complete` returns true for the text so far. Returns the text, incomplete at
     /// the limit, when the peer closes, at a stop, or beyond kMessageBytes.
@@ -30,9 +35,11 @@ class Connection final {
     bool write(std::string_view text);
     /// Sends byte by byte with a pause after each.
     bool write_slowly(std::string_view text, std::chrono::milliseconds pause);
+    /// False at a stop.
+    bool pause(std::chrono::milliseconds length) const;
     /// Keeps the connection open without sending until the peer closes it, `is_released` returns
-    /// true, or the server stops.
-    void hold(const std::function<bool()>& is_released);
+    /// true, or the server recovers or stops.
+    void hold(const std::function<bool()>& is_released = [] { return false; });
     /// Resets the connection.
     void reset();
     /// Closes in order: written bytes arrive even if bytes of the peer are unread.
@@ -42,11 +49,11 @@ class Connection final {
 
   private:
     bool wait_ready(short events, std::chrono::steady_clock::time_point deadline) const;
-    /// False at a stop.
-    bool pause(std::chrono::milliseconds length) const;
 
     FileDescriptor fd_;
     int stop_fd_;
+    const std::atomic<int>* recoveries_;
+    int recoveries_before_;
 };
 
 }  // namespace simulator

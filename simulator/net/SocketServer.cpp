@@ -136,6 +136,34 @@ void SocketServer::accept_again() {
     }
 }
 
+void SocketServer::remove() {
+    refuse();
+    unlink(path_.c_str());
+}
+
+void SocketServer::inject_fault(Fault fault, int times) {
+    {
+        const std::lock_guard<std::mutex> lock(fault_mutex_);
+        fault_ = std::move(fault);
+        fault_times_ = times;
+    }
+    accept_again();
+}
+
+Fault SocketServer::take_fault() {
+    const std::lock_guard<std::mutex> lock(fault_mutex_);
+    if (fault_times_ == 0) {
+        return {"", true, [](Connection& peer, const std::string& answer) { peer.write(answer); }};
+    }
+    fault_times_ -= fault_times_ > 0 ? 1 : 0;
+    return fault_;
+}
+
+void SocketServer::recover() {
+    inject_fault({}, 0);
+    ++recoveries_;
+}
+
 void SocketServer::stop() {
     refuse();
     const std::lock_guard<std::mutex> lock(control_mutex_);
@@ -172,7 +200,7 @@ void SocketServer::serve(FileDescriptor fd) {
     // closed when the handler returns and not when the future is released.
     auto held = std::make_shared<FileDescriptor>(std::move(fd));
     serving_.push_back(std::async(std::launch::async, [this, held] {
-        Connection connection(std::move(*held), stop_event_.fd());
+        Connection connection(std::move(*held), stop_event_.fd(), &recoveries_);
         handler_(connection);
     }));
 }

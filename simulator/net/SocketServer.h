@@ -1,6 +1,6 @@
 /// A listening socket: accepts connections and serves each on a thread of its own.
 ///
-/// listen, refuse, hang, accept_again and stop belong to one controlling thread at a time. The
+/// listen, the faults, recover and stop belong to one controlling thread at a time. The
 /// handler runs on several threads of the server at once.
 #pragma once
 
@@ -15,6 +15,7 @@
 
 #include "libcbase/Cstylecode.h"
 #include "simulator/net/Connection.h"
+#include "simulator/net/Fault.h"
 #include "simulator/net/WakeUp.h"
 
 namespace simulator {
@@ -37,8 +38,14 @@ class SocketServer final {
     /// Listens with a full queue and does not accept: connecting neither succeeds nor fails. Open
     /// connections continue.
     void hang();
-    /// Listens again on the same address.
-    void accept_again();
+    /// Refuses connections and removes the file of a local socket.
+    void remove();
+    /// Accepts connections and applies `fault` to the next ones. Replaces an earlier fault.
+    void inject_fault(Fault fault, int times = Fault::kForever);
+    /// The fault that applies to one request. Without a fault, one that sends the answer.
+    Fault take_fault();
+    /// Ends every fault, releases the held connections and accepts again on the same address.
+    void recover();
     /// Refuses connections, ends the handlers and waits for them; takes less than a second.
     void stop();
 
@@ -48,6 +55,7 @@ class SocketServer final {
 
   private:
     void listen_again();
+    void accept_again();
     FileDescriptor open_listener(int backlog);
     FileDescriptor open_waiting_client() const;
     void accept_loop();
@@ -62,6 +70,10 @@ class SocketServer final {
     WakeUp refuse_event_;                          // ends the acceptor
     WakeUp stop_event_;                            // ends every connection
     std::atomic<int> connections_{0};
+    std::mutex fault_mutex_;  // guards fault_ and fault_times_
+    Fault fault_;
+    int fault_times_ = 0;
+    std::atomic<int> recoveries_{0};
     std::list<std::future<void>>
         serving_;               // used by the acceptor, and by stop() after it has ended
     std::mutex control_mutex_;  // one of the calls above at a time

@@ -1,15 +1,14 @@
 #include "simulator/process/ProcessUse.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <map>
 #include <sstream>
 #include <string>
 #include <system_error>
 #include <thread>
-
-#include <unistd.h>
 
 namespace simulator {
 namespace {
@@ -18,67 +17,81 @@ namespace fs = std::filesystem;
 
 constexpr int kSamples = 20;
 constexpr std::chrono::milliseconds kSamplePeriod{10};
-constexpr int kFieldsBeforeUserTime = 11;  // after the name, which may contain blanks
 
-double cpu_time_of(const std::string& folder) {
-    std::ifstream file(folder + "/stat");
-    std::string text;
-    std::getline(file, text);
-    const std::size_t name_end = text.rfind(')');
-    if (name_end == std::string::npos) {
-        return 0;
-    }
-    std::istringstream fields(text.substr(name_end + 1));
-    std::string skipped;
-    for (int i = 0; i < kFieldsBeforeUserTime; ++i) {
-        fields >> skipped;
-    }
-    double user = 0;
-    double system = 0;
-    fields >> user >> system;
-    return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+std::string folder_of(pid_t id) {
+    return "/proc/" + std::to_string(id);
 }
 
-std::size_t count_descriptors(const std::string& folder) {
+// The numbers of a file of lines "Label: number unit", by label; none if it cannot be read.
+std::map<std::string, std::size_t> numbers_in(const std::string& file) {
+    std::map<std::string, std::size_t> numbers;
+    std::ifstream lines(file);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string label;
+        std::size_t number = 0;
+        if (words >> label >> number) {
+            numbers[label] = number;
+        }
+    }
+    return numbers;
+}
+
+// The sorted entries of a folder of numbers; none if it cannot be read.
+std::vector<pid_t> entries_of(const std::string& folder) {
+    std::vector<pid_t> numbers;
     std::error_code problem;
-    const fs::directory_iterator entries(folder + "/fd", problem);
-    return problem ? 0 : static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+    for (fs::directory_iterator entry(folder, problem), end; entry != end;
+         entry.increment(problem)) {
+        numbers.push_back(std::stoi(entry->path().filename().string()));
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
 }
 
 }  // namespace
 
-ProcessUse ProcessUse::of(pid_t pid) {
-    const std::string folder = "/proc/" + std::to_string(pid);
+ProcessUse ProcessUse::of(pid_t process) {
+    const std::string folder = folder_of(process);
+    auto memory = numbers_in(folder + "/smaps_rollup");
     ProcessUse use;
-    std::ifstream status(folder + "/status");
-    for (std::string line; std::getline(status, line);) {
-        std::istringstream words(line);
-        std::string label;
-        std::size_t value = 0;
-        words >> label >> value;
-        if (label == "VmRSS:") {
-            use.resident_kib = value;
-        } else if (label == "VmHWM:") {
-            use.peak_kib = value;
-        } else if (label == "Threads:") {
-            use.threads = value;
-        }
+    use.resident_kib = memory["Rss:"];
+    use.peak_kib = numbers_in(folder + "/status")["VmHWM:"];
+    use.proportional_kib = memory["Pss:"];
+    use.private_kib = memory["Private_Clean:"] + memory["Private_Dirty:"];
+    use.descriptors = entries_of(folder + "/fd").size();
+    for (const pid_t thread : threads_of(process)) {
+        const ProcessUse part = of_thread(thread);
+        use.cpu_seconds += part.cpu_seconds;
+        use.wakeups += part.wakeups;
+        ++use.threads;
     }
-    use.descriptors = count_descriptors(folder);
-    use.cpu_seconds = cpu_time_of(folder);
     return use;
 }
 
-ProcessUse ProcessUse::at_rest(pid_t pid) {
-    ProcessUse least = of(pid);
+ProcessUse ProcessUse::of_thread(pid_t thread) {
+    ProcessUse use;
+    double nanoseconds = 0;
+    std::ifstream(folder_of(thread) + "/schedstat") >> nanoseconds;
+    use.cpu_seconds = nanoseconds / 1e9;
+    use.wakeups = numbers_in(folder_of(thread) + "/status")["voluntary_ctxt_switches:"];
+    return use;
+}
+
+ProcessUse ProcessUse::at_rest(pid_t process) {
+    ProcessUse least = of(process);
     for (int i = 1; i < kSamples; ++i) {
         std::this_thread::sleep_for(kSamplePeriod);
-        const ProcessUse use = of(pid);
+        const ProcessUse use = of(process);
         if (use.descriptors <= least.descriptors) {
             least = use;
         }
     }
     return least;
+}
+
+std::vector<pid_t> ProcessUse::threads_of(pid_t process) {
+    return entries_of(folder_of(process) + "/task");
 }
 
 }  // namespace simulator

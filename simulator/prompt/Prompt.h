@@ -1,71 +1,44 @@
-/// The commands of the program house, typed or from a script. One controlling thread.
+/// Runs commands of the house, typed or from a script. One controlling thread.
 #pragma once
 
-#include <functional>
-#include <optional>
+#include <istream>
 #include <string>
+#include <vector>
 
-#include "simulator/House.h"
-#include "simulator/prompt/Console.h"
-#include "simulator/prompt/PromptWords.h"
+#include "simulator/prompt/Session.h"
 
 namespace simulator {
 
 class Prompt final {
   public:
-    /// `is_interrupted` ends a wait.
-    Prompt(House& house, Console& console, std::function<bool()> is_interrupted);
+    enum class Result { passed, failed, skipped };
 
-    /// Runs one line; ignores empty lines and lines that begin with '#'. Prints the reason and
-    /// returns false if the command is invalid or fails.
+    explicit Prompt(Session& session);
+
+    /// Checks and runs one line. Prints the reason and returns false if it is invalid or fails.
     bool run(const std::string& line);
-    /// Runs the lines of a file. Returns false if the file cannot be read, when interrupted, or at
-    /// the first line that fails; prints its number.
-    bool run_script(const std::string& path);
-    /// True after quit.
-    bool is_over() const { return is_over_; }
+    /// Checks all lines, runs them, and ends with the judgement. Prints the file and line of a
+    /// fault. `text`: the script; with `is_stream` each line is run as soon as it is read.
+    Result run_script(const std::string& name, std::istream& text, bool is_stream = false);
 
-    /// The list of commands for the user.
+    /// Every form with its meaning, as in the documentation.
     static std::string help();
+    /// Words that may follow, for completion.
+    std::vector<std::string> words_after(const std::string& beginning) const;
 
   private:
-    struct Command;
-    struct Expectation {
-        std::string wanted;
-        std::function<std::string()> current;
+    struct Step {
+        const Command* command;
+        Slots slots;
     };
-    static const Command kCommands[];
 
-    bool set(const Words& words);
-    bool bulb(const Words& words);
-    bool list(const Words& words);
-    bool bridge(const Words& words);
-    bool core(const Words& words);
-    bool huectl(const Words& words);
-    bool button(const Words& words);
-    bool store(const Words& words);
-    bool start(const Words& words);
-    bool wait(const Words& words);
-    bool expect(const Words& words);
-    bool say(const Words& words);
-    bool print_help(const Words& words);
-    bool quit(const Words& words);
+    Step parse(const Words& words);
+    void execute(const Step& step);
+    void check_slot(const std::string& slot, const std::string& word);
 
-    bool fail(const std::string& text);
-    void list_lights();
-    void list_objects();
-    std::string why_not_checked(const Words& what);
-    std::optional<Expectation> expectation_of(const Words& what);
-    std::string light_text(int id, const std::string& field);
-    bool wait_until(const std::function<bool()>& predicate, double seconds);
-
-    House& house_;
-    Console& console_;
-    std::function<bool()> is_interrupted_;
-    std::size_t heading_ = 0;             // index of the first event after the last heading
-    std::optional<std::string> printed_;  // output of the last huectl
-    std::string parameters_;              // the last ones that huectl printed
-    bool is_over_ = false;
+    Session& session_;
+    std::vector<Command> commands_;
+    bool is_declaring_ = true;
 };
 
 }  // namespace simulator

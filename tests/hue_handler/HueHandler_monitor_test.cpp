@@ -84,14 +84,14 @@ TEST_F(MonitorTest, AnswersOfTheWrongShapeChangeAndReportNothing) {
     start();
     for (const char* body : {"[]", "null", "\"x\"", R"({"1":[]})", R"({"1":7,"2":{}})",
                              R"([{"error":{"type":1,"description":"unauthorized user"}}])"}) {
-        bridge_.send_body(body, 2);
+        bridge_.send_answer("200 OK", "application/json", body, 2);
         EXPECT_THAT(reports_after("{}"), IsEmpty()) << body;
     }
 }
 
 TEST_F(MonitorTest, AFailedInitialReadIsRepeatedUntilItSucceeds) {
     timings_.polls_before_reread = 4;
-    bridge_.send_html();
+    bridge_.inject_fault("html");
     ASSERT_EQ(init(), 0);
     EXPECT_TRUE(logged("strToJsonValue() (light id = 1)"));
     log_.clear();
@@ -128,7 +128,7 @@ TEST_F(MonitorTest, ARepeatedInitialReadLeavesOutWhatWasReadBefore) {
 
 TEST_F(MonitorTest, ASilentCoreCostsOneTimeoutPerPollAndLosesNoChange) {
     start();
-    core_.inject_fault(simulator::Core::Fault::silent);
+    core_.inject_fault("silent");
     log_.clear();
     bridge_.light(1).change(*simulator::parse_json(R"({"on":false,"bri":3,"ct":200})"));
     bridge_.light(2).turn_on();
@@ -142,7 +142,7 @@ TEST_F(MonitorTest, ASilentCoreCostsOneTimeoutPerPollAndLosesNoChange) {
 
 TEST_F(MonitorTest, ASlowCoreBlocksNoCommandAndLosesNoChange) {
     start();
-    core_.inject_fault(simulator::Core::Fault::late);
+    core_.inject_fault("late");
     bridge_.light(1).change(
         *simulator::parse_json(R"({"on":false,"bri":3,"ct":200,"hue":40000,"sat":254})"));
     bridge_.light(2).turn_on();
@@ -157,7 +157,7 @@ TEST_F(MonitorTest, ASlowCoreBlocksNoCommandAndLosesNoChange) {
 
 TEST_F(MonitorTest, ValuesThatAlwaysChangeStarveNoOtherLightOrRoleOfASlowCore) {
     start();
-    core_.inject_fault(simulator::Core::Fault::late);  // two reports for each poll
+    core_.inject_fault("late");  // two reports for each poll
     bridge_.light(1).change(*simulator::parse_json(R"({"hue":40000,"sat":254})"));
     bridge_.light(2).turn_on();
     int change = 0;
@@ -173,7 +173,7 @@ TEST_F(MonitorTest, ValuesThatAlwaysChangeStarveNoOtherLightOrRoleOfASlowCore) {
 
 TEST_F(MonitorTest, ASlowReportOfTheLastLightLeavesNothingToTheNextPoll) {
     start();
-    core_.inject_fault(simulator::Core::Fault::silent);
+    core_.inject_fault("silent");
     bridge_.light(2).turn_on();
     ASSERT_TRUE(logged("ERROR sending vexad request"));
     ASSERT_TRUE(wait_for_polls(1));
@@ -182,7 +182,7 @@ TEST_F(MonitorTest, ASlowReportOfTheLastLightLeavesNothingToTheNextPoll) {
 
 TEST_F(MonitorTest, AReportThatFailsIsNamedByItsObject) {
     start();
-    core_.stop();
+    core_.inject_fault("cut");
     EXPECT_THAT(reports_after(R"({"on":false})"), IsEmpty());
     EXPECT_TRUE(
         logged("ERROR sending vexad request: core_request::run error calling "

@@ -132,7 +132,7 @@ TEST_F(HueHandlerTest, ACommandWaitsForOneLightOfTheInitialReadAtMost) {
 
 TEST_F(HueHandlerTest, AMillionCommandsAreQueuedAndFurtherOnesDropped) {
     start();
-    bridge_.stall();
+    bridge_.inject_fault("stall");
     run(11, "0");
     ASSERT_TRUE(logged("-- Received request: obj_id 11"));
     callfromcoreparametersnamespace::CallFromCoreParameters call(21, "RUN", "1", "", "", "");
@@ -149,7 +149,7 @@ TEST_F(HueHandlerTest, AMillionCommandsAreQueuedAndFurtherOnesDropped) {
 
 TEST_F(HueHandlerTest, AcceptedCommandsThatTheEndCutsOffAreLogged) {
     start();
-    bridge_.stall();
+    bridge_.inject_fault("stall");
     run(11, "0");
     ASSERT_TRUE(logged("-- Received request: obj_id 11"));
     run(21, "1");

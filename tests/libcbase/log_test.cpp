@@ -47,7 +47,7 @@ TEST_F(LogTest, CutsALineAt1023CharactersAndReadsItsTextOnce) {
 }
 
 TEST_F(LogTest, AFullLogNeverBlocksAndItsLostLinesAreCounted) {
-    log_.stop_reading();
+    log_.inject_fault("full");
     std::size_t written = 2000;
     std::future<void> writer = std::async(std::launch::async, [written] {
         for (std::size_t i = 0; i < written; ++i) {
@@ -94,7 +94,7 @@ TEST(SignalLog, ReachesALogThatWasRestarted) {
 // The daemon's last line, while other programs have filled the log's queue.
 TEST_F(LogTest, ASignalHandlersLineWaitsForRoomUpToItsTimeout) {
     prepare_signal_log();
-    log_.stop_reading();
+    log_.inject_fault("full");
     for (int i = 0; i < 2000; ++i) {
         error_from_signal_handler("many", 4);
     }

@@ -11,7 +11,6 @@ namespace {
 
 using libtavdb::db_request;
 using simulator::DatabaseService;
-using Fault = DatabaseService::Fault;
 using Row = std::map<std::string, std::string>;
 
 constexpr const char* kTables = R"(
@@ -78,25 +77,25 @@ TEST_F(DbRequestTest, ReportsWhyARequestIsRefused) {
 
 TEST_F(DbRequestTest, ReportsAServiceThatFails) {
     const std::string problem = "db_request::db_request error calling dbmanager_socket_request ";
-    service_.inject_fault(Fault::error_status);
+    service_.inject_fault("error");
     EXPECT_EQ(error_of(service_.port(), kSelect), problem + "<13>");
-    for (const Fault fault : {Fault::closes_early, Fault::announces_too_much, Fault::garbage}) {
+    for (const char* fault : {"half", "long", "garbage"}) {
         service_.inject_fault(fault);
         EXPECT_EQ(error_of(service_.port(), kSelect), problem + "<311>");
     }
-    service_.stop();
+    service_.inject_fault("cut");
     EXPECT_EQ(error_of(service_.port(), kSelect), problem + "<308>");
     service_.recover();
     EXPECT_EQ(send_query(kSelect).get_rows_num(), 2);
 }
 
 TEST_F(DbRequestTest, ReadsRowsThatAreTooShortTooLongOrLackAColumn) {
-    service_.inject_fault(Fault::rows_too_short);
+    service_.inject_fault("short-rows");
     EXPECT_EQ(send_query(kSelect).rows.at(1), (Row{{"ID", "12"}, {"MSP", "lamp"}}));
-    service_.inject_fault(Fault::rows_too_long);
+    service_.inject_fault("long-rows");
     EXPECT_EQ(send_query(kSelect).rows.at(2),
               (Row{{"ID", "15"}, {"MSP", "dim"}, {"OPTIONALP", ""}}));
-    service_.inject_fault(Fault::announces_too_little);
+    service_.inject_fault("short");
     EXPECT_EQ(send_query(kSelect).get_rows_num(), 2);
     service_.recover();
     service_.hide_column("MSP");

@@ -68,6 +68,10 @@ class HuectlTest : public testing::Test {
     }
 
     simulator::Bridge& bridge() { return *bridge_; }
+    /// The bridge answers every request with this body.
+    void send_body(const std::string& body) {
+        bridge_->send_answer("200 OK", "application/json", body);
+    }
     /// The changes that the bridge received, in order: "PUT /lights/4/state {...}".
     std::vector<std::string> changes() const {
         std::vector<std::string> found;

@@ -112,14 +112,14 @@ TEST_F(FindAndPair, FailsWhenTheButtonIsNotPressedInTime) {
 
 TEST_F(FindAndPair, RefusesAUserNameThatCannotBeStored) {
     for (const char* name : {"a'b", "a\\\"b", "a|b", "a b", "a/b", "\\u001b[2J\\n"}) {
-        bridge().send_body(std::string(R"([{"success": {"username": ")") + name + "\"}}]");
+        send_body(std::string(R"([{"success": {"username": ")") + name + "\"}}]");
         const Result result = run({"pair", kAddress});
         EXPECT_EQ(result.exit_code(), 1) << name;
         EXPECT_THAT(result.errors, HasSubstr("huectl: the bridge gave a user name")) << name;
         EXPECT_THAT(result.output, Not(HasSubstr("ip_address"))) << name;
         EXPECT_EQ(result.output.find('\033'), std::string::npos);
     }
-    bridge().refuse_connections();
+    bridge().inject_fault("cut");
     EXPECT_EQ(run({"pair", kAddress}).exit_code(), 3);
 }
 

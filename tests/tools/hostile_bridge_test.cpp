@@ -15,36 +15,36 @@ TEST_F(HostileBridge, IsNotReachedWhateverItAnswers) {
          {std::string("[]"), std::string("null"), std::string("42"), std::string("[null,[]]"),
           std::string("\"lights\""), std::string(), std::string(1000, '['),
           "[" + std::string(kMoreThanABridgeSends, ' ') + "]"}) {
-        bridge().send_body(body);
+        send_body(body);
         EXPECT_THAT(lights(), FailsWith(3, "check the address")) << body.substr(0, 20);
         EXPECT_THAT(light(4, {"--on"}), FailsWith(3, "check the address")) << body.substr(0, 20);
     }
-    bridge().send_body("{}");
+    send_body("{}");
     EXPECT_THAT(lights(), Succeeds()) << "a bridge without lights";
     EXPECT_THAT(light(4, {"--on"}), FailsWith(3, "check the address"));
 }
 
 TEST_F(HostileBridge, IsNotReachedWhenItSpeaksNoHttp) {
-    bridge().send_html();
+    bridge().inject_fault("html");
     EXPECT_THAT(lights(), FailsWith(3, "does not answer like a bridge"));
-    bridge().send_garbage();
+    bridge().inject_fault("garbage");
     EXPECT_THAT(lights(), FailsWith(3, "does not answer like a bridge"));
-    bridge().send_half();
+    bridge().inject_fault("half");
     EXPECT_THAT(lights(), FailsWith(3, "does not answer like a bridge"));
-    bridge().reset_connections();
+    bridge().inject_fault("reset");
     EXPECT_THAT(lights(), FailsWith(3, "was not reached"));
-    bridge().refuse_connections();
+    bridge().inject_fault("cut");
     EXPECT_THAT(lights(), FailsWith(3, "Connection refused"));
     EXPECT_THAT(run({"lights", "no-such-host.invalid", kUser}), FailsWith(3, "no such host"));
 }
 
 TEST_F(HostileBridge, TimesOutWhenItStalls) {
-    bridge().stall();
+    bridge().inject_fault("stall");
     EXPECT_THAT(lights(), FailsWith(3, "no answer in time"));
 }
 
 TEST_F(HostileBridge, ShowsLightsOfAnyShape) {
-    bridge().send_body(R"({"1": null, "2": [], "3": {"state": {"on": [], "bri": -1, "xy": {},
+    send_body(R"({"1": null, "2": [], "3": {"state": {"on": [], "bri": -1, "xy": {},
         "hue": 1e99, "ct": "x", "colormode": "xy"}, "name": {"a": 1}}, "x": {}, "-4": {},
         "99999999999": {}, "5": {"state": {"bri": 4294967295, "colormode": "ct", "ct": 0}}})");
     const Result result = lights();
@@ -58,14 +58,14 @@ TEST_F(HostileBridge, ShowsLightsOfAnyShape) {
 }
 
 TEST_F(HostileBridge, CannotControlTheTerminalByItsErrors) {
-    bridge().send_body(R"([{"error": {"type": [], "description": "\u001b[2J\nok"}}])");
+    send_body(R"([{"error": {"type": [], "description": "\u001b[2J\nok"}}])");
     EXPECT_THAT(lights(), FailsWith(1, "the bridge says \"\\x1b[2J\\x0aok\""));
 }
 
 TEST_F(HostileBridge, ConfirmsNothingByAnAnswerWithoutASuccess) {
     const huectl::ObservingHttpHandler transport;
     for (const char* body : {"[]", "{}", "null", R"([{"warning": 1}])"}) {
-        bridge().send_body(body);
+        send_body(body);
         transport.PUTJson("/api/installer/lights/4/state", Json::Value(), kAddress, 80);
         const auto refusal = transport.take_refusal();
         EXPECT_TRUE(refusal && refusal->type == huectl::Refusal::kNotConfirmed) << body;

@@ -1,0 +1,61 @@
+#include "simulator/Installation.h"
+
+#include <sstream>
+
+#include "simulator/JsonText.h"
+#include "simulator/bridge/Bridge.h"
+
+namespace simulator {
+namespace {
+
+constexpr int kBridgeObject = 100;
+
+constexpr struct {
+    const char* name;
+    const char* member;  // a light whose state has it can have the role
+} kRoles[] = {{"on_off", "on"}, {"value", "bri"}, {"temperature", "ct"}, {"r", "hue"},
+              {"g", "hue"},     {"b", "hue"},     {"hsv", "hue"}};
+
+constexpr const char* kTables =
+    "CREATE TABLE vexad_object (id INTEGER PRIMARY KEY, msp TEXT, optionalp TEXT, name TEXT);"
+    "CREATE TABLE vexad_object_relation (parentobj_id INTEGER, childobj_id INTEGER, optional "
+    "TEXT);";
+
+void add(std::ostream& sql, int parent, int id, const std::string& msp, const std::string& name,
+         const std::string& role) {
+    sql << "INSERT INTO vexad_object VALUES (" << id << ", '" << msp << "', '', '" << name << "');"
+        << "INSERT INTO vexad_object_relation VALUES (" << parent << ", " << id << ", '" << role
+        << "');\n";
+}
+
+}  // namespace
+
+Installation Installation::load(const std::string& sql_file, const std::string& lights_file) {
+    return {load_text_file(sql_file), load_json_file(lights_file)};
+}
+
+Installation Installation::of_lights(int count, const Json::Value& sample) {
+    const Json::Value::Members names = sample.getMemberNames();
+    Json::Value lights(Json::objectValue);
+    std::ostringstream sql;
+    sql << kTables << "INSERT INTO vexad_object VALUES (" << kBridgeObject << ", '', 'ip_address=''"
+        << Bridge::kAddress << "''|username=''simulated-house-user''', 'Bridge');\n";
+    for (int number = 1; number <= count; ++number) {
+        Json::Value light = sample[names[static_cast<std::size_t>(number - 1) % names.size()]];
+        const std::string text = std::to_string(number);
+        light["name"] = "Light " + text;
+        int object = 10000 + 10 * number;
+        add(sql, kBridgeObject, object, text, "Light " + text, "");
+        for (const auto& role : kRoles) {
+            ++object;
+            if (light["state"].isMember(role.member)) {
+                add(sql, object / 10 * 10, object, "", "Light " + text + " " + role.name,
+                    std::string("tag_complex_element=") + role.name);
+            }
+        }
+        lights[text] = light;
+    }
+    return {sql.str(), lights};
+}
+
+}  // namespace simulator
