@@ -1,15 +1,12 @@
 #include "bench/Fixture.h"
 
 #include <cstdio>
-#include <fstream>
 #include <stdexcept>
 #include <thread>
 
 #include <unistd.h>
 
 #include "simulator/JsonText.h"
-#include "simulator/SoakInstallation.h"
-#include "simulator/process/TemporaryFolder.h"
 
 namespace bench {
 namespace {
@@ -36,30 +33,21 @@ constexpr const char* kMoreOfALight =
 
 }  // namespace
 
-Json::Value lights_of_house(int count) {
-    Json::Value lights = simulator::soak_lights(count);
+simulator::House::Options options_of(int lights, const std::string& daemon) {
+    simulator::House::Options options;
+    options.daemon = daemon;
+    options.installation = simulator::Installation::of_lights(lights);
     const Json::Value more = *simulator::parse_json(kMoreOfALight);
-    for (Json::Value& light : lights) {
+    for (Json::Value& light : options.installation->lights) {
         for (const std::string& name : more.getMemberNames()) {
             light[name] = more[name];
         }
     }
-    return lights;
-}
-
-simulator::House house_with(const Json::Value& lights, const std::string& daemon) {
-    const simulator::TemporaryFolder folder;
-    simulator::House::Options options;
-    options.daemon = daemon;
-    options.sql_file = folder.path() / "house.sql";
-    options.lights_file = folder.path() / "lights.json";
-    std::ofstream(options.sql_file) << simulator::soak_sql(lights);
-    std::ofstream(options.lights_file) << simulator::compact_json(lights);
-    return simulator::House(options);
+    return options;
 }
 
 Fixture::Fixture(const std::string& daemon, int lights)
-    : house_(house_with(lights_of_house(lights), daemon)), port_(port_of(house_.start())) {
+    : house_(options_of(lights, daemon)), port_(port_of(house_.start())) {
     if (!house_.wait_until([this] { return house_.is_ready(); }, kReadyLimit)) {
         throw std::runtime_error("the daemon did not read its lights");
     }
@@ -67,7 +55,7 @@ Fixture::Fixture(const std::string& daemon, int lights)
     wait_ms(kEndOfPollMs);
 }
 
-simulator::House::RoleObject Fixture::object(const std::string& role) {
+simulator::RoleObject Fixture::object(const std::string& role) {
     const auto objects = house_.objects();
     for (const auto& hsv : objects) {
         for (const auto& object : objects) {

@@ -34,10 +34,9 @@ void measure_footprint(const Plan& plan, Report& report);
 void measure_scale(const Plan& plan, Report& report);
 /// @}
 
-/// Lights of every class, with descriptions as long as a real bridge's.
-Json::Value lights_of_house(int count);
-/// A house with these lights. `daemon`: path of the program, which is not started.
-simulator::House house_with(const Json::Value& lights, const std::string& daemon);
+/// A house with lights of every class, with descriptions as long as a real bridge's. `daemon`: path
+/// of the program.
+simulator::House::Options options_of(int lights, const std::string& daemon);
 
 class Fixture final {
   public:
@@ -51,7 +50,7 @@ class Fixture final {
     /// The thread that polls.
     pid_t monitor() const { return monitor_; }
     /// The object of this role that drives the first light with every role.
-    simulator::House::RoleObject object(const std::string& role);
+    simulator::RoleObject object(const std::string& role);
     /// Sends a command. Throws std::runtime_error when the daemon refuses it.
     void command(int object, const std::string& payload);
     /// Waits for `count` more polls to start and the last of them to end.

@@ -14,7 +14,6 @@ using simulator::ChildProcess;
 using simulator::ProcessUse;
 
 constexpr int kLights = 5;
-constexpr const char* kUser = "soaked-user";  // of the installation
 constexpr int kObjectsOfABridge = 1000000;
 constexpr std::chrono::seconds kReadyLimit{60};
 
@@ -22,7 +21,7 @@ constexpr std::chrono::seconds kReadyLimit{60};
 class Street final {
   public:
     explicit Street(const Plan& plan)
-        : daemon_(plan.daemon), house_(house_with(lights_, plan.daemon)) {}
+        : options_(options_of(kLights, plan.daemon)), house_(options_) {}
 
     void grow_to(std::size_t count) {
         while (daemons_.size() < count) {
@@ -51,11 +50,12 @@ class Street final {
   private:
     void add_daemon(int number) {
         const std::string address = "127.0.1." + std::to_string(number);
-        bridges_.push_back(std::make_unique<Bridge>(Bridge::Setup{kUser, lights_, address}));
+        bridges_.push_back(std::make_unique<Bridge>(
+            Bridge::Setup{simulator::Installation::kUser, options_.installation->lights, address}));
         add_installation(std::to_string(number * kObjectsOfABridge), address);
         const int object = house_.runner() + number * kObjectsOfABridge;
         daemons_.push_back(std::make_unique<ChildProcess>(
-            ChildProcess::Setup{daemon_, {"--id", std::to_string(object)}}));
+            ChildProcess::Setup{options_.daemon, {"--id", std::to_string(object)}}));
         port_of(daemons_.back()->start_status(simulator::House::kStartLimit));
     }
     void add_installation(const std::string& offset, const std::string& address) {
@@ -68,8 +68,7 @@ class Street final {
                                ", optional FROM vexad_object_relation WHERE parentobj_id" + below);
     }
 
-    std::string daemon_;
-    Json::Value lights_ = lights_of_house(kLights);
+    simulator::House::Options options_;
     simulator::House house_;
     std::vector<std::unique_ptr<Bridge>> bridges_;
     std::vector<std::unique_ptr<ChildProcess>> daemons_;

@@ -60,22 +60,14 @@ std::unique_ptr<SystemLog> take_over_log() {
 
 }  // namespace
 
-std::string House::sample_sql() {
-    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/sample-house.sql";
-}
-
-std::string House::sample_lights() {
-    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/sample-lights.json";
-}
-
 House::House(const Options& options, Journal::Listener listener)
     : daemon_path_(options.daemon),
       environment_(options.environment),
       huectl_path_(options.huectl),
       journal_(std::move(listener)),
       log_(take_over_log()),
-      installation_(options.lights > 0
-                        ? Installation::of_lights(options.lights, load_json_file(sample_lights()))
+      installation_(options.installation
+                        ? *options.installation
                         : Installation::load(options.sql_file, options.lights_file)),
       database_(installation_.sql, journal_.sink()),
       core_(journal_.sink()),

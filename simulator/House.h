@@ -28,12 +28,12 @@ namespace simulator {
 class House final {
   public:
     struct Options {
-        std::string daemon = {};                    ///< path of the program
-        std::string sql_file = sample_sql();        ///< the installation
-        std::string lights_file = sample_lights();  ///< the bridge's lights
-        int lights = 0;  ///< instead of that installation: number of generated lights
-        std::vector<std::string> environment = {};  ///< of the daemon, "NAME=value"
-        std::string huectl = {};                    ///< path of the tool
+        std::string daemon = {};                                  ///< path of the program
+        std::string sql_file = Installation::sample_sql();        ///< the installation
+        std::string lights_file = Installation::sample_lights();  ///< the bridge's lights
+        std::optional<Installation> installation = {};            ///< instead of those files
+        std::vector<std::string> environment = {};                ///< of the daemon, "NAME=value"
+        std::string huectl = {};                                  ///< path of the tool
         /// False: the bridge has no user, and the database no parameters of the bridge.
         bool is_paired = true;
     };
@@ -103,10 +103,6 @@ class House final {
     static constexpr std::chrono::seconds kStartLimit{40};
     static constexpr std::chrono::seconds kReadyLimit{30};
     static constexpr std::chrono::seconds kToolLimit{60};
-
-    /// The sample installation in this folder.
-    static std::string sample_sql();
-    static std::string sample_lights();
 
   private:
     Bridge::Setup find_bridge();  // sets the runner too

@@ -34,12 +34,21 @@ Installation Installation::load(const std::string& sql_file, const std::string& 
     return {load_text_file(sql_file), load_json_file(lights_file)};
 }
 
-Installation Installation::of_lights(int count, const Json::Value& sample) {
+std::string Installation::sample_sql() {
+    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/sample-house.sql";
+}
+
+std::string Installation::sample_lights() {
+    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/sample-lights.json";
+}
+
+Installation Installation::of_lights(int count) {
+    const Json::Value sample = load_json_file(sample_lights());
     const Json::Value::Members names = sample.getMemberNames();
     Json::Value lights(Json::objectValue);
     std::ostringstream sql;
     sql << kTables << "INSERT INTO vexad_object VALUES (" << kBridgeObject << ", '', 'ip_address=''"
-        << Bridge::kAddress << "''|username=''simulated-house-user''', 'Bridge');\n";
+        << Bridge::kAddress << "''|username=''" << kUser << "''', 'Bridge');\n";
     for (int number = 1; number <= count; ++number) {
         Json::Value light = sample[names[static_cast<std::size_t>(number - 1) % names.size()]];
         const std::string text = std::to_string(number);

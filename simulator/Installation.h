@@ -13,10 +13,15 @@ struct Installation {
 
     /// From files. Throws std::runtime_error with the file's name and the fault.
     static Installation load(const std::string& sql_file, const std::string& lights_file);
-    /// `count` lights (1 to 255), copies of the lights of `sample` in turn, each with an object for
+    /// `count` lights (1 to 255), copies of the sample lights in turn, each with an object for
     /// every role that it can have: object 10000 + 10 * number + role, the roles in the order
     /// on_off, value, temperature, r, g, b, hsv, from 1. The bridge is object 100.
-    static Installation of_lights(int count, const Json::Value& sample);
+    static Installation of_lights(int count);
+    /// The files of the sample installation, in this folder.
+    static std::string sample_sql();
+    static std::string sample_lights();
+
+    static constexpr const char* kUser = "simulated-house-user";
 };
 
 }  // namespace simulator

@@ -184,7 +184,7 @@ std::vector<Command> house_commands() {
         {"house COUNT lights",
          "so many lights of every class in turn, with an object for each role",
          [](Session& session, const Slots& slots) {
-             session.options().lights = slots.number("COUNT");
+             session.options().installation = Installation::of_lights(slots.number("COUNT"));
          },
          nullptr, true},
         {"without PART", "the judgement leaves this part out",

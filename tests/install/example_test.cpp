@@ -1,5 +1,6 @@
 // Runs the example, built against the installed library, against the simulated bridge.
 #include <chrono>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -10,34 +11,22 @@
 
 namespace {
 
-using simulator::ChildProcess;
-
-class InstalledExample : public testing::Test {
-  protected:
-    void SetUp() override {
-        if (!bridge.is_discoverable()) {
-            GTEST_SKIP() << "a search finds the bridge only in a private sandbox";
-        }
-    }
-
-    static ChildProcess::Result run_example(const ChildProcess::Words& words) {
-        return ChildProcess::run(EXAMPLE_PATH, words, {}, std::chrono::seconds(30));
-    }
-
+TEST(InstalledExample, DimsALightThatItsBridgeHas) {
     simulator::Bridge bridge{
-        {"guest", simulator::load_json_file(simulator::House::sample_lights())}};
-};
-
-TEST_F(InstalledExample, FindsTheBridgeAndDimsALight) {
-    const ChildProcess::Result result = run_example({"4", "50", "guest"});
-    EXPECT_EQ(result.exit_code(), 0) << result.errors;
+        {"guest", simulator::load_json_file(simulator::Installation::sample_lights())}};
+    if (!bridge.is_discoverable()) {
+        GTEST_SKIP() << "a search finds the bridge only in a private sandbox";
+    }
+    const auto run_example = [](const std::string& light) {
+        return simulator::ChildProcess::run(EXAMPLE_PATH, {light, "50", "guest"}, {},
+                                            std::chrono::seconds(30));
+    };
+    const auto dimmed = run_example("4");
+    EXPECT_EQ(dimmed.exit_code(), 0) << dimmed.errors;
     EXPECT_EQ(bridge.light(4).brightness(), 127U);
-}
-
-TEST_F(InstalledExample, ReportsAMissingLight) {
-    const ChildProcess::Result result = run_example({"99", "50", "guest"});
-    EXPECT_EQ(result.exit_code(), 1);
-    EXPECT_NE(result.errors.find("light id is not valid"), std::string::npos) << result.errors;
+    const auto missing = run_example("99");
+    EXPECT_EQ(missing.exit_code(), 1);
+    EXPECT_NE(missing.errors.find("light id is not valid"), std::string::npos) << missing.errors;
 }
 
 }  // namespace

@@ -33,7 +33,6 @@ for here in "$packages"/*_"$(dpkg --print-architecture)".deb; do
     echo "   $name: no difference for $(dpkg-deb --field "$there" Architecture)"
 done
 for program in lumivad huectl; do
-    file --brief "$tree/usr/bin/$program" | grep --quiet 'ARM, EABI5' || fail "$program: not ARM"
     cat >"$tree/$program" <<END
 #!/bin/sh
 exec qemu-arm-static -L '$sysroot' '$tree/usr/bin/$program' "\$@"

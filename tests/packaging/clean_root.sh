@@ -88,7 +88,6 @@ END
 
 use_daemon() {
     [[ $(inside lumivad --version) == "v$version" ]] || fail "lumivad has another version"
-    [[ -f $root/usr/share/man/man8/lumivad.8.gz ]] || fail "no manual page"
     [[ -f $root/usr/share/doc/lumivad/operations.md ]] || fail "no table of the log's lines"
     run_scene "$build/simulator/house" "$work/house.log" \
         --daemon "$(installed lumivad)" --script "$source/simulator/tour.house"
@@ -96,7 +95,6 @@ use_daemon() {
 
 use_tool() {
     [[ $(inside huectl --version) == *"$version"* ]] || fail "huectl has another version"
-    [[ -f $root/usr/share/man/man1/huectl.1.gz ]] || fail "no manual page"
     run_scene "$build/simulator/house" "$work/house.log" \
         --huectl "$(installed huectl)" --unpaired --script "$source/simulator/pairing.house"
     # shellcheck disable=SC1091

@@ -3,10 +3,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <sstream>
+#include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,106 +14,71 @@
 #include "simulator/bridge/Bridge.h"
 #include "simulator/process/ChildProcess.h"
 
+/// Exited with `code`, and standard error has only `last_line` after the lines of a countdown.
+MATCHER_P2(Ended, code, last_line, "") {
+    *result_listener << "exit code " << arg.exit_code() << ", errors: " << arg.errors
+                     << "output: " << arg.output;
+    const testing::Matcher<std::string> errors =
+        testing::MatchesRegex(std::string("([^\n]*: [0-9]+ s left\n)*") + last_line);
+    return arg.exit_code() == code && errors.Matches(arg.errors);
+}
+inline auto Succeeds() {
+    return Ended(0, "");
+}
+inline auto FailsWith(int code) {
+    return Ended(code, "huectl: [^\n]+\n");
+}
+
 class HuectlTest : public testing::Test {
   protected:
-    using Words = simulator::ChildProcess::Words;
     using Result = simulator::ChildProcess::Result;
 
-    static constexpr const char* kUser = "installer";
-    static constexpr std::chrono::seconds kLimit{60};
-
-    /// Runs "huectl WORDS..." to its end.
-    static Result run(const Words& words, const Words& environment = {}) {
-        return simulator::ChildProcess::run(HUECTL_PATH, words, environment, kLimit);
+    /// The words after "/bin/bash" for a command line. The shell knows $bridge, the bridge's
+    /// address, and the functions huectl, lights and light; the last two add the words "$bridge
+    /// installer".
+    static simulator::ChildProcess::Words shell(const std::string& command) {
+        static const std::string functions = "bridge=" + std::string(kAddress) + R"(
+            huectl() { ')" HUECTL_PATH R"(' "$@"; }
+            lights() { huectl lights $bridge installer "$@"; }
+            light() { huectl light $bridge installer "$@"; }
+            )";
+        return {"-c", functions + command};
     }
-    /// Runs "huectl light" for a light of this bridge.
-    static Result light(int id, const Words& options = {}) {
-        Words words = {"light", kAddress, kUser, std::to_string(id)};
-        words.insert(words.end(), options.begin(), options.end());
-        return run(words);
-    }
-    static Result lights(const std::string& user = kUser) {
-        return run({"lights", kAddress, user});
-    }
-
-    /// Sets a light to a copy of light 4, with members of its description and of its state replaced
-    /// by those of two JSON objects.
-    void set_light(int id, const std::string& description, const std::string& state = "{}") {
-        Json::Value& light = lights_[std::to_string(id)];
-        light = lights_["4"];
-        merge(light, description);
-        merge(light["state"], state);
-        restart();
-    }
-    void remove_state_member(int id, const std::string& member) {
-        lights_[std::to_string(id)]["state"].removeMember(member);
-        restart();
+    static Result run(const std::string& command) {
+        return simulator::ChildProcess::run("/bin/bash", shell(command), {},
+                                            std::chrono::seconds(60));
     }
 
-    /// The cells of each line of a table, whatever the widths of its columns.
-    static std::vector<Words> cells_of(const std::string& table) {
-        std::vector<Words> rows;
-        std::istringstream lines(table);
-        for (std::string line; std::getline(lines, line);) {
-            Words& row = rows.emplace_back();
-            for (std::size_t start = 0, end = 0; start < line.size();
-                 start = line.find_first_not_of(' ', end)) {
-                end = std::min(line.find("  ", start), line.size());
-                row.push_back(line.substr(start, end - start));
+    /// Starts a new bridge. It answers every request with `answer`: the name of a fault, or a body.
+    void restart(const std::string& answer = {}) {
+        bridge.reset();
+        bridge = start();
+        const auto faults = simulator::Bridge::fault_names();
+        if (std::find(faults.begin(), faults.end(), answer) != faults.end()) {
+            bridge->inject_fault(answer);
+        } else if (!answer.empty()) {
+            bridge->send_answer("200 OK", "application/json", answer);
+        }
+    }
+    /// The changes that the bridge received, a line each: "PUT 4/state {...}".
+    std::string changes() const {
+        std::string lines;
+        for (const auto& request : bridge->requests()) {
+            if (request.method == "PUT" || request.method == "DELETE") {
+                lines += (lines.empty() ? "" : "\n") + request.method + " " +
+                         request.path.substr(std::string("/api/installer/lights/").size()) + " " +
+                         simulator::compact_json(*simulator::parse_json(request.body));
             }
         }
-        return rows;
-    }
-
-    simulator::Bridge& bridge() { return *bridge_; }
-    /// The bridge answers every request with this body.
-    void send_body(const std::string& body) {
-        bridge_->send_answer("200 OK", "application/json", body);
-    }
-    /// The changes that the bridge received, in order: "PUT /lights/4/state {...}".
-    std::vector<std::string> changes() const {
-        std::vector<std::string> found;
-        for (const auto& request : bridge_->requests()) {
-            if (request.method != "GET") {
-                const std::string user_path = std::string("/api/") + kUser;
-                found.push_back(request.method + " " + request.path.substr(user_path.size()) + " " +
-                                simulator::compact_json(*simulator::parse_json(request.body)));
-            }
-        }
-        return found;
+        return lines;
     }
 
     static constexpr const char* kAddress = simulator::Bridge::kAddress;
+    std::unique_ptr<simulator::Bridge> bridge = start();
 
   private:
-    static void merge(Json::Value& value, const std::string& members) {
-        const Json::Value added = *simulator::parse_json(members);
-        for (const std::string& name : added.getMemberNames()) {
-            value[name] = added[name];
-        }
+    static std::unique_ptr<simulator::Bridge> start() {
+        const Json::Value lights = simulator::load_json_file(simulator::Installation::sample_lights());
+        return std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{"installer", lights});
     }
-    void restart() {
-        bridge_.reset();
-        bridge_ = std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{kUser, lights_});
-    }
-
-    Json::Value lights_ = simulator::load_json_file(simulator::House::sample_lights());
-    std::unique_ptr<simulator::Bridge> bridge_ =
-        std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{kUser, lights_});
 };
-
-/// Exited with `code` and one line on standard error, which contains `part`.
-MATCHER_P2(FailsWith, code, part, "") {
-    const std::string& errors = arg.errors;
-    const bool is_one_line = errors.find('\n') == errors.size() - 1;
-    *result_listener << "exit code " << arg.exit_code() << ", errors: " << errors
-                     << "output: " << arg.output;
-    return arg.exit_code() == code && errors.find(part) != std::string::npos && is_one_line &&
-           errors.rfind("huectl: ", 0) == 0;
-}
-
-/// Exited with 0 and an empty standard error.
-MATCHER(Succeeds, "") {
-    *result_listener << "exit code " << arg.exit_code() << ", errors: " << arg.errors;
-    return arg.exit_code() == 0 && arg.errors.empty();
-}
