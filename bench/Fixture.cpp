@@ -89,7 +89,7 @@ bool has_program(const std::string& path) {
     return false;
 }
 
-int port_of(const std::optional<simulator::DaemonProcess::StartStatus>& status) {
+int port_of(const std::optional<simulator::ChildProcess::StartStatus>& status) {
     if (!status || status->status != 0) {
         throw std::runtime_error("a program did not start");
     }

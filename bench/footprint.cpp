@@ -29,7 +29,7 @@ std::unique_ptr<ChildProcess> start(const Broker& broker) {
         return nullptr;
     }
     auto is_running = std::make_shared<bool>(false);
-    const auto listener = [is_running](ChildProcess::Stream, const std::string& line) {
+    const auto listener = [is_running](const std::string& line) {
         *is_running = *is_running || line.find("running") != std::string::npos;
     };
     auto process = std::make_unique<ChildProcess>(

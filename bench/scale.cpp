@@ -10,7 +10,7 @@ namespace bench {
 namespace {
 
 using simulator::Bridge;
-using simulator::DaemonProcess;
+using simulator::ChildProcess;
 using simulator::ProcessUse;
 
 constexpr int kLights = 5;
@@ -54,8 +54,8 @@ class Street final {
             Bridge::Setup{simulator::Installation::kUser, options_.installation->lights, address}));
         add_installation(std::to_string(number * kObjectsOfABridge), address);
         const int object = house_.runner() + number * kObjectsOfABridge;
-        daemons_.push_back(std::make_unique<DaemonProcess>(
-            options_.daemon, DaemonProcess::Words{"--id", std::to_string(object)}));
+        daemons_.push_back(std::make_unique<ChildProcess>(
+            ChildProcess::Setup{options_.daemon, {"--id", std::to_string(object)}}));
         port_of(daemons_.back()->start_status(simulator::House::kStartLimit));
     }
     void add_installation(const std::string& offset, const std::string& address) {
@@ -71,7 +71,7 @@ class Street final {
     simulator::House::Options options_;
     simulator::House house_;
     std::vector<std::unique_ptr<Bridge>> bridges_;
-    std::vector<std::unique_ptr<DaemonProcess>> daemons_;
+    std::vector<std::unique_ptr<ChildProcess>> daemons_;
 };
 
 }  // namespace

@@ -120,7 +120,8 @@ void House::launch(ChildProcess::Words arguments) {
     polls_before_ = polls();
     ledger_.start_daemon();
     arguments.insert(arguments.end(), {"--id", std::to_string(runner_)});
-    daemon_ = std::make_unique<DaemonProcess>(daemon_path_, arguments, environment_);
+    daemon_ =
+        std::make_unique<ChildProcess>(ChildProcess::Setup{daemon_path_, arguments, environment_});
 }
 
 std::string House::interrupt_start(std::chrono::microseconds delay) {
@@ -132,7 +133,7 @@ std::string House::interrupt_start(std::chrono::microseconds delay) {
     return ending ? ending->text() : "nothing";
 }
 
-std::optional<DaemonProcess::StartStatus> House::start(const ChildProcess::Words& arguments) {
+std::optional<ChildProcess::StartStatus> House::start(const ChildProcess::Words& arguments) {
     launch(arguments);
     const auto status = daemon_->start_status(kStartLimit);
     if (status) {
@@ -145,11 +146,11 @@ std::optional<DaemonProcess::StartStatus> House::start(const ChildProcess::Words
     return status;
 }
 
-std::optional<DaemonProcess::Ending> House::stop() {
+std::optional<ChildProcess::Ending> House::stop() {
     if (!daemon_) {
         return std::nullopt;
     }
-    const DaemonProcess::Ending ending = daemon_->stop();
+    const ChildProcess::Ending ending = daemon_->stop();
     journal_.add(EventKind::house, "lumivad ended with " + ending.text());
     daemon_.reset();
     return ending;
@@ -167,7 +168,7 @@ void House::forget() {
 ChildProcess::Result House::run_huectl(const ChildProcess::Words& arguments,
                                        const std::function<bool()>& is_over) {
     const auto deadline = std::chrono::steady_clock::now() + kToolLimit;
-    const auto listener = [this](ChildProcess::Stream, const std::string& line) {
+    const auto listener = [this](const std::string& line) {
         journal_.add(EventKind::huectl, line);
     };
     ChildProcess tool({huectl_path_, arguments, {}, true, listener});
@@ -182,8 +183,12 @@ ChildProcess::Result House::run_huectl(const ChildProcess::Words& arguments,
 }
 
 void House::press_button_after(std::chrono::milliseconds delay) {
-    button_.reset();  // an earlier one must not run at the same time
-    button_ = std::make_unique<DelayedAction>(delay, [this] { bridge_->press_link_button(); });
+    button_wait_ = {};  // cancels an earlier press
+    button_ = std::async(std::launch::async, [this, delay, wait = button_wait_.get_future()] {
+        if (wait.wait_for(delay) == std::future_status::timeout) {
+            bridge_->press_link_button();
+        }
+    });
 }
 
 void House::store_parameters(const std::string& text) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,8 +21,6 @@
 #include "simulator/journal/SystemLog.h"
 #include "simulator/ledger/Ledger.h"
 #include "simulator/process/ChildProcess.h"
-#include "simulator/process/DaemonProcess.h"
-#include "simulator/process/DelayedAction.h"
 
 namespace simulator {
 
@@ -46,14 +45,14 @@ class House final {
     /// Starts the daemon for the installation's bridge and passes its port to the core. Returns the
     /// start status, or nothing if none arrives within kStartLimit.
     /// `arguments` precede the object's ID.
-    std::optional<DaemonProcess::StartStatus> start(const ChildProcess::Words& arguments = {});
+    std::optional<ChildProcess::StartStatus> start(const ChildProcess::Words& arguments = {});
     /// Starts the daemon and ends it by SIGTERM after `delay`. Returns how it ended.
     std::string interrupt_start(std::chrono::microseconds delay);
     /// True once the daemon has read every light and polled the bridge, which takes less than
     /// kReadyLimit.
     bool is_ready() const { return has_daemon() && polls() > polls_before_; }
     /// Stops the daemon; returns nothing if none was started.
-    std::optional<DaemonProcess::Ending> stop();
+    std::optional<ChildProcess::Ending> stop();
 
     /// Sends a command of the core, and enters it in the ledger. Returns the status number of the
     /// answer, or nothing without an answer.
@@ -80,7 +79,7 @@ class House final {
     /// Null if /dev/log is in use and the sandbox is not private.
     SystemLog* log() { return log_.get(); }
     /// After start().
-    DaemonProcess& daemon() { return *daemon_; }
+    ChildProcess& daemon() { return *daemon_; }
     Journal& journal() { return journal_; }
     /// Discards the events, requests and log lines so far, so that a long run does not grow.
     void forget();
@@ -123,10 +122,11 @@ class House final {
     Ledger ledger_;
     std::atomic<bool> is_tool_asking_{false};  // instead of the daemon
     std::unique_ptr<Bridge> bridge_;
-    std::unique_ptr<DelayedAction> button_;
+    std::future<void> button_;
+    std::promise<void> button_wait_;  // its end cancels the press
     int port_ = -1;
-    int polls_before_ = 0;                   // before the start of the daemon
-    std::unique_ptr<DaemonProcess> daemon_;  // last: destroyed first
+    int polls_before_ = 0;                  // before the start of the daemon
+    std::unique_ptr<ChildProcess> daemon_;  // last: destroyed first
 };
 
 }  // namespace simulator

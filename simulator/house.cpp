@@ -6,6 +6,7 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <string>
 
 #include <signal.h>
@@ -17,12 +18,14 @@
 #include "simulator/House.h"
 #include "simulator/process/Sandbox.h"
 #include "simulator/prompt/Console.h"
+#include "simulator/prompt/LineReader.h"
 #include "simulator/prompt/Prompt.h"
 
 namespace {
 
 using simulator::Console;
 using simulator::House;
+using simulator::LineReader;
 using simulator::Prompt;
 using simulator::Session;
 
@@ -113,12 +116,13 @@ int run_prompt(Prompt& prompt, Session& session, Console& console) {
     if (session.options().is_paired && !prompt.run("start")) {
         return kExitFailure;
     }
-    const bool is_terminal = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
-    if (is_terminal) {
-        console.print("\"help\" lists the commands, \"quit\" ends the house");
+    if (LineReader::is_at_terminal()) {
+        console.print("\"help\" lists the commands, Tab completes them, \"quit\" ends the house");
     }
-    for (std::string line; !session.is_over && std::getline(std::cin, line);) {
-        prompt.run(line);
+    LineReader reader(console, "house> ", interrupt_fd,
+                      [&prompt](const std::string& line) { return prompt.words_after(line); });
+    for (std::optional<std::string> line; !session.is_over && (line = reader.read_line());) {
+        prompt.run(*line);
     }
     const bool is_running = session.house().has_daemon() && session.house().daemon().is_running();
     return !is_running || prompt.run("stop") ? 0 : kExitFailure;

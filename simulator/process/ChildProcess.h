@@ -15,18 +15,17 @@
 
 namespace simulator {
 
-class ChildProcess {
+class ChildProcess final {
   public:
-    enum class Stream { output, errors };
     using Words = std::vector<std::string>;
 
     struct Setup {
-        std::string path;
-        Words arguments;
-        Words environment;         ///< "NAME=value", added to or replacing this process's own
-        bool reads_errors = true;  ///< otherwise standard error is this process's own
+        std::string path;  ///< of the program, or its name in PATH
+        Words arguments = {};
+        Words environment = {};     ///< "NAME=value", added to or replacing this process's own
+        bool reads_errors = false;  ///< otherwise standard error is this process's own
         /// Called for each whole line, without the newline, by the thread that reads.
-        std::function<void(Stream, const std::string&)> listener;
+        std::function<void(const std::string&)> listener = {};
     };
     struct Ending {
         bool was_signalled = false;
@@ -44,12 +43,18 @@ class ChildProcess {
         /// -1 when a signal ended it.
         int exit_code() const { return ending.was_signalled ? -1 : ending.code; }
     };
+    /// The line "%d,%d\n" that the daemon prints at start-up.
+    struct StartStatus {
+        int status;  ///< 0, or -1 for a failure
+        int port;    ///< of its commands endpoint, or -1
+    };
 
-    /// Throws std::system_error if the program cannot be started. Its standard input is empty, it
-    /// inherits no descriptor, and it has its own process group, so that Ctrl-C does not reach it.
-    explicit ChildProcess(Setup setup);
+    /// Throws std::system_error if the program cannot be started; one that is not in PATH ends with
+    /// exit code 127. Its standard input is empty, it inherits no descriptor, and it has its own
+    /// process group, so that Ctrl-C does not reach it.
+    explicit ChildProcess(const Setup& setup);
     /// Stops.
-    ~ChildProcess();
+    ~ChildProcess() { stop(); }
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
@@ -60,12 +65,14 @@ class ChildProcess {
     pid_t pid() const { return pid_; }
     /// The next line of standard output, without the newline; nothing at its end or at the limit.
     std::optional<std::string> read_line(std::chrono::milliseconds limit);
+    /// The next line of output as a start status; nothing for a missing or other line.
+    std::optional<StartStatus> start_status(std::chrono::milliseconds limit);
     /// Waits for output and stores it; false at its end or at the limit.
     bool read_output(std::chrono::milliseconds limit);
     /// Reads until the program ends, or stops it at the limit.
     Result finish(std::chrono::milliseconds limit);
 
-    bool is_running() { return !ending_ && !wait(std::chrono::milliseconds(0)); }
+    bool is_running() { return !wait(std::chrono::milliseconds(0)); }
     void send_signal(int number) const;
     /// How it ended; nothing if it still runs at the limit.
     std::optional<Ending> wait(std::chrono::milliseconds limit);
@@ -82,13 +89,12 @@ class ChildProcess {
         std::size_t reported = 0;  // start of the first line that the listener has not seen
     };
 
-    void start(Setup& setup);
-    bool is_at_end() const { return !channels_[0].reader && !channels_[1].reader; }
-    void take(Stream stream);
+    void take(Channel& channel);
 
-    std::function<void(Stream, const std::string&)> listener_;
+    std::function<void(const std::string&)> listener_;
     pid_t pid_ = -1;
-    Channel channels_[2];        // by Stream
+    Channel output_;
+    Channel errors_;
     std::size_t next_line_ = 0;  // in the output, for read_line
     std::optional<Ending> ending_;
 };

@@ -15,8 +15,9 @@ class Sandbox final {
     /// Enters new network and mount namespaces (without root through a user namespace), with
     /// loopback and multicast, an empty directory for the controller's sockets and a /dev without
     /// log.
-    /// Where the system forbids that, uses the loopback, ports and paths of the machine as soon as
-    /// no other house does. Waits up to `kLockSeconds` for that, then throws std::runtime_error.
+    /// Where the system forbids that, or unshare or ip is missing, uses the loopback, ports and
+    /// paths of the machine as soon as no other house does. Waits up to `kLockSeconds` for that,
+    /// then throws std::runtime_error.
     static Sandbox enter();
 
     /// False if the machine's own network is used; reason() then says why.

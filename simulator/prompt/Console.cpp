@@ -1,12 +1,13 @@
 #include "simulator/prompt/Console.h"
 
 #include <cstdio>
+#include <iterator>
+#include <utility>
 
 namespace simulator {
 namespace {
 
 constexpr std::size_t kLongestText = 200;
-constexpr const char* kCleanLine = "\r\033[K";
 
 struct Routine {
     const char* text;  // the start of the text, or all of it with `is_whole`
@@ -24,31 +25,20 @@ constexpr Routine kRoutine[] = {
     {"warning: libtavcore->compose_runonelement error: sessionID", EventKind::log, false},
 };
 
-const char* direction(EventKind kind) {
-    switch (kind) {
-        case EventKind::core_to_daemon:
-            return "core -> daemon";
-        case EventKind::daemon_to_core:
-            return "daemon -> core";
-        case EventKind::daemon_to_bridge:
-            return "daemon -> bridge";
-        case EventKind::bridge_to_daemon:
-            return "bridge -> daemon";
-        case EventKind::huectl_to_bridge:
-            return "huectl -> bridge";
-        case EventKind::bridge_to_huectl:
-            return "bridge -> huectl";
-        case EventKind::daemon_to_database:
-            return "daemon -> database";
-        case EventKind::log:
-            return "log";
-        case EventKind::huectl:
-            return "huectl";
-        case EventKind::house:
-            return "house";
-    }
-    return "";
-}
+// By EventKind.
+constexpr const char* kDirections[] = {
+    "core -> daemon",
+    "daemon -> core",
+    "daemon -> bridge",
+    "bridge -> daemon",
+    "huectl -> bridge",
+    "bridge -> huectl",
+    "daemon -> database",
+    "log",
+    "huectl",
+    "house",
+};
+static_assert(std::size(kDirections) == static_cast<std::size_t>(EventKind::house) + 1);
 
 std::string shortened(const std::string& text) {
     return text.size() <= kLongestText ? text : text.substr(0, kLongestText) + "...";
@@ -91,7 +81,7 @@ void Console::print(const Event& event) {
     char head[64];
     std::snprintf(head, sizeof(head), "%9.3f  %-18s  ",
                   std::chrono::duration<double>(event.time - start_).count(),
-                  direction(event.kind));
+                  kDirections[static_cast<std::size_t>(event.kind)]);
     print_line(head + shortened(event.text));
 }
 
@@ -100,19 +90,16 @@ void Console::print(const std::string& text) {
     print_line(text);
 }
 
-void Console::set_prompt(const std::string& prompt) {
+void Console::print_through(std::function<void(const std::string&)> printer) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!prompt.empty() || !prompt_.empty()) {
-        out_ << kCleanLine << prompt << std::flush;
-    }
-    prompt_ = prompt;
+    printer_ = std::move(printer);
 }
 
 void Console::print_line(const std::string& line) {
-    if (prompt_.empty()) {
-        out_ << line << '\n' << std::flush;
+    if (printer_) {
+        printer_(line);
     } else {
-        out_ << kCleanLine << line << '\n' << prompt_ << std::flush;
+        out_ << line << '\n' << std::flush;
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <mutex>
 #include <ostream>
 #include <set>
@@ -20,8 +21,8 @@ class Console final {
     void print(const Event& event);
     /// Prints a line without a time stamp: a heading, a result of a command.
     void print(const std::string& text);
-    /// Keeps `prompt` as the last line of a terminal.
-    void set_prompt(const std::string& prompt);
+    /// Passes the lines to `printer`, or prints them itself again if it is empty.
+    void print_through(std::function<void(const std::string&)> printer);
 
   private:
     bool is_wanted(const Event& event);
@@ -32,7 +33,7 @@ class Console final {
     std::chrono::steady_clock::time_point start_;
     std::mutex mutex_;  // guards the rest, and the order of lines
     std::set<std::string> routine_seen_;
-    std::string prompt_;
+    std::function<void(const std::string&)> printer_;
 };
 
 }  // namespace simulator

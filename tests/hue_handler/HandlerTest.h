@@ -15,6 +15,9 @@
 #include "huelib/LinHttpHandler.h"
 #include "simulator/Installation.h"
 #include "simulator/JsonText.h"
+#include "simulator/bridge/Bridge.h"
+#include "simulator/core/Core.h"
+#include "simulator/database/DatabaseService.h"
 #include "tests/support/SystemLogTest.h"
 
 class HandlerTest : public SystemLogTest {
