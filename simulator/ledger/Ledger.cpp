@@ -472,14 +472,28 @@ std::vector<Ledger::Command> Ledger::last_commands(std::size_t count) const {
 
 std::optional<bool> Ledger::known_on(int light) const {
     const Lock lock(mutex_);
+    const Json::Value polled =
+        poll_ ? poll_->lights[std::to_string(light)]["state"]["on"] : Json::Value();
+    if (polled.isBool()) {
+        return polled.asBool();
+    }
     const auto found = lights_.find(light);
-    return found == lights_.end() ? std::nullopt : found->second.is_on;
+    if (found == lights_.end() || !found->second.known.count("on_off") ||
+        !found->second.known.at("on_off")) {
+        return std::nullopt;
+    }
+    return found->second.known.at("on_off")->front() == 1;
 }
 
 std::optional<std::string> Ledger::value(int object) const {
     const Lock lock(mutex_);
     const auto found = reports_.find(object);
     return found == reports_.end() ? std::nullopt : std::optional(found->second);
+}
+
+void Ledger::forget_value(int object) {
+    const Lock lock(mutex_);
+    reports_.erase(object);
 }
 
 std::vector<std::string> Ledger::differences(const std::map<int, Json::Value>& states) const {

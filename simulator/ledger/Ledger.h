@@ -74,10 +74,12 @@ class Ledger final {
     Counts counts() const;
     /// The last `count` commands.
     std::vector<Command> last_commands(std::size_t count) const;
-    /// Whether a light was on when the daemon read it last; nothing if it has not read it.
+    /// Whether a light is on as far as the daemon knows; nothing if it does not.
     std::optional<bool> known_on(int light) const;
     /// What the core holds for an object: the last report.
     std::optional<std::string> value(int object) const;
+    /// Until the next report, value() returns nothing.
+    void forget_value(int object);
     /// Where the core's values and these states of the lights differ; each as one line.
     std::vector<std::string> differences(const std::map<int, Json::Value>& states) const;
     /// The first violations of what is said above, except lost commands.

@@ -83,6 +83,7 @@ bool Session::judge_change() {
             bulb = object;
         }
     }
+    house().ledger().forget_value(bulb.id);
     Bulb light = house().light(bulb.light);
     if (without.count("change") == 0 && light.is_on() == house().ledger().known_on(bulb.light)) {
         light.is_on() ? light.turn_off() : light.turn_on();  // else an earlier change is to come
