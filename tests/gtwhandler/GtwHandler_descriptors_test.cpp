@@ -44,7 +44,7 @@ class GtwDescriptors : public LoopTest {
         for (int i = 0; i < 13; ++i) {
             peers_.push_back(connect_core());
         }
-        peers_.back().send(request({"7", "RUN"}));
+        peers_.back().write(request({"7", "RUN"}));
         limit_descriptors(open_lowest().get() + free);
         const auto end = std::chrono::steady_clock::now() +
                          std::chrono::milliseconds(GtwHandler::kAcceptPauseMilliseconds - 300);
@@ -52,7 +52,7 @@ class GtwDescriptors : public LoopTest {
         while (gateway_.calls.empty() && std::chrono::steady_clock::now() < end) {
             loop_.run();
         }
-        return !gateway_.calls.empty() && peers_.back().receive_all() == kDone;
+        return !gateway_.calls.empty() && receive_all(peers_.back()) == kDone;
     }
 
     std::vector<FileDescriptor> taken_;
@@ -83,10 +83,10 @@ TEST_F(GtwDescriptors, AtTheLimitOfSelectANewPeerDisplacesASilentOne) {
     CorePeer slow = connect_core();
     EXPECT_EQ(loop_.run(), -1);
     EXPECT_NE(std::strstr(loop_.getLastError(), "displaced by a later connection"), nullptr);
-    EXPECT_EQ(silent.receive_all(), "");
-    slow.send(request({"7", "RUN"}));
+    EXPECT_EQ(receive_all(silent), "");
+    slow.write(request({"7", "RUN"}));
     EXPECT_EQ(loop_.run(), 0);
-    EXPECT_EQ(slow.receive_all(), kDone);
+    EXPECT_EQ(receive_all(slow), kDone);
 }
 
 TEST_F(GtwDescriptors, BeyondTheLimitOfSelectNothingIsWatched) {
@@ -94,7 +94,7 @@ TEST_F(GtwDescriptors, BeyondTheLimitOfSelectNothingIsWatched) {
     take_all_below(FD_SETSIZE);
     EXPECT_EQ(loop_.run(), -1);
     EXPECT_STREQ(loop_.getLastError(), kTooMany);
-    EXPECT_EQ(slow.receive_all(), "");
+    EXPECT_EQ(receive_all(slow), "");
 
     GtwHandler late(0, nullptr);
     EXPECT_EQ(late.initialize(), -1);
@@ -103,7 +103,7 @@ TEST_F(GtwDescriptors, BeyondTheLimitOfSelectNothingIsWatched) {
 
 TEST_F(GtwDescriptors, WithoutFreeDescriptorsTheLoopDoesNotSpin) {
     CorePeer core = connect_core();
-    core.send(request({"7", "RUN"}));
+    core.write(request({"7", "RUN"}));
     limit_descriptors(3);
     EXPECT_EQ(loop_.run(), -1);
     EXPECT_STREQ(loop_.getLastError(), kTooMany);
@@ -114,7 +114,7 @@ TEST_F(GtwDescriptors, WithoutFreeDescriptorsTheLoopDoesNotSpin) {
     limit_descriptors(100);
     loop_.setSelectTimeout(10, 0);
     EXPECT_EQ(loop_.run(), 0);
-    EXPECT_EQ(core.receive_all(), kDone) << "served once the pause is over";
+    EXPECT_EQ(receive_all(core), kDone) << "served once the pause is over";
 }
 
 }  // namespace

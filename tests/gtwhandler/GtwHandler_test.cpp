@@ -106,7 +106,7 @@ TEST(GtwHandlerEndpoint, IsAPathAPortOrAPortThatTheSystemChooses) {
     const char* const path = "/tmp/vexa_variables/sockets/gateway_test.socket";
     GtwHandler named(path, 0, nullptr);
     ASSERT_EQ(named.initialize(), 0);
-    CorePeer(make_localtcpclient_socket(path)).send("x").close();
+    CorePeer(FileDescriptor(make_localtcpclient_socket(path))).write("x");
     EXPECT_EQ(named.run(), -1);
 
     GtwHandler chosen(0, nullptr);
@@ -137,9 +137,8 @@ TEST(GtwHandlerEndpoint, IsServedWhenStandardInputWasClosed) {
     close(STDIN_FILENO);
     GtwHandler loop(0, nullptr);
     ASSERT_EQ(loop.initialize(), 0);
-    CorePeer(make_internettcpclient_socket("127.0.0.1", loop.getLocalPortWithCore()))
-        .send("x")
-        .close();
+    const int port = loop.getLocalPortWithCore();
+    CorePeer(FileDescriptor(make_internettcpclient_socket("127.0.0.1", port))).write("x");
     EXPECT_EQ(loop.run(), -1);
 }
 
