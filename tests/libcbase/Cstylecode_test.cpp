@@ -111,6 +111,7 @@ TEST_F(SocketTest, ServesTheLongestPathAndNoLongerOne) {
     EXPECT_TRUE(
         logged("Cstylecode->make_local_socket bind failed with error 'File name too long'"));
     EXPECT_EQ(make_localtcpclient_socket(""), -1);
+    EXPECT_EQ(errno, EINVAL);
     unlink(path.c_str());
 }
 

@@ -17,7 +17,6 @@ using Texts = std::vector<std::string>;
 
 constexpr const char* kVectors = "libcbase/dbmanager.txt";
 const std::string kLabel = "Response payload length: ";
-const std::string kCall = "DBManagerutil->dbmanager_socket_request ";
 
 class DatabaseTest : public SystemLogTest {
   protected:
@@ -30,18 +29,16 @@ class DatabaseTest : public SystemLogTest {
         const int result = dbmanager_exchange(
             service_.port(), {function, type, std::to_string(statement.size()), statement},
             answer_);
-        log_.sync();
+        const std::string line = last_line_after("DBManagerutil->dbmanager_socket_request ");
         std::string text = answer_.status + " " + std::to_string(answer_.body.size());
-        if (!log_.lines().empty()) {
+        if (!line.empty()) {
             EXPECT_EQ(answer_.first_line + text, " 0");
-            text = log_.lines().back().text;
-            EXPECT_EQ(text.substr(0, kCall.size()), kCall);
-            text = text.substr(kCall.size(), text.rfind(" for function DML-SQL") - kCall.size());
+            text = line.substr(0, line.rfind(" for function DML-SQL"));
         }
         return std::to_string(result) + " " + text;
     }
-    std::string exchange_answer(const std::string& answer, const std::string& rest = {}) {
-        service_.set_answer(answer, rest);
+    std::string exchange_answer(const std::string& answer) {
+        service_.set_answer(answer);
         return exchange();
     }
 
@@ -58,8 +55,6 @@ TEST_F(DatabaseTest, ReadsAnAnswer) {
             EXPECT_EQ(answer_.body, answer.substr(answer.size() - answer_.body.size()));
         }
     });
-    EXPECT_EQ(exchange_answer("Response pay", "load length: 19\nResponse: FSMC-000\n"),
-              "0 FSMC-000 19");
     service_.set_answer(kLabel + "46\nResponse: FSMC-000\nLastInsertedID: 2147483648\n");
     EXPECT_EQ(exchange("DML-SQL", "insert"),
               "311 recv reading response failed with error 'Numerical result out of range'");
@@ -84,14 +79,10 @@ TEST_F(DatabaseTest, TakesNullsAndReturnsHeapStringsInCStyle) {
     EXPECT_EQ(texts[3], nullptr);
 }
 
-TEST_F(DatabaseTest, CollectsABodyOfManyChunksAfterAFirstLineOfOne) {
+TEST_F(DatabaseTest, CollectsABodyOfManyChunks) {
     const std::string body = "Response: FSMC-000\n" + std::string(262144 - 19, 'x');
     EXPECT_EQ(exchange_answer(kLabel + "262144\n" + body), "0 FSMC-000 262144");
     EXPECT_EQ(answer_.body, body);
-    // Too long, although the second chunk contains its end.
-    const std::string zeroes(1000, '0');
-    EXPECT_EQ(exchange_answer(kLabel + zeroes.substr(30), zeroes + "19\nResponse: FSMC-000\n"),
-              "311 strtok parsing 'Response payload length: ' response tag failed");
 }
 
 TEST_F(DatabaseTest, EndsWhenTheServiceSendsSlowlyOrIsAbsent) {
@@ -100,9 +91,7 @@ TEST_F(DatabaseTest, EndsWhenTheServiceSendsSlowlyOrIsAbsent) {
     });
     const auto start = Clock::now();
     EXPECT_EQ(exchange(), "311 recv reading response failed with error 'Connection timed out'");
-    const auto limit = std::chrono::seconds(DBMANAGER_EXCHANGE_SECONDS);
-    EXPECT_GE(Clock::now() - start, limit - std::chrono::milliseconds(1));
-    EXPECT_LT(Clock::now() - start, limit + std::chrono::seconds(3));
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(DBMANAGER_EXCHANGE_SECONDS + 3));
     service_.stop();
     EXPECT_EQ(exchange(), "308 error opening socket DBManager clientside");
 }

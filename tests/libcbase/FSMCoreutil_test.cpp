@@ -74,16 +74,11 @@ class FsmcoreCall : public SystemLogTest {
         const Clock::time_point start = Clock::now();
         const int result = fsmcore_call(kPath, form, {"FUNC", values, waittime}, response);
         taken_ = Clock::now() - start;
-        log_.sync();
-        std::string line;
-        if (!log_.lines().empty()) {
-            const std::string name =
-                form == Form::plain ? "fsmcore_request" : "fsmcore_request_lengthmgm";
-            line = log_.lines().back().text;
-            EXPECT_EQ(line.substr(0, line.find(' ')), "FSMCoreutil->" + name);
-            line.replace(0, line.find(' '), ":");
-        }
-        return std::to_string(result) + line + in_brackets(response.parameters);
+        const std::string line =
+            last_line_after(form == Form::plain ? "FSMCoreutil->fsmcore_request "
+                                                : "FSMCoreutil->fsmcore_request_lengthmgm ");
+        return std::to_string(result) + (line.empty() ? "" : ": ") + line +
+               in_brackets(response.parameters);
     }
     void check_answers(const char* section, Form form) {
         ScriptedPeer core(kPath);
@@ -105,7 +100,7 @@ TEST_F(FsmcoreCall, ReadsALengthManagedAnswer) {
     check_answers("length-managed answers", Form::length_managed);
     ScriptedPeer core(kPath);
     const std::string body = *compose_response({0, {std::string(3000, 'x')}});
-    core.set_answer("LengthRes", "ponseIs: " + std::to_string(body.size()) + "\n" + body);
+    core.set_answer("LengthResponseIs: " + std::to_string(body.size()) + "\n" + body);
     EXPECT_EQ(call(Form::length_managed), "0 (" + std::string(3000, 'x') + ")");
 }
 
@@ -157,7 +152,7 @@ TEST_F(FsmcoreCall, TimesOutWithinTheWaitTime) {
         EXPECT_LT(taken_, seconds(3));
     }
     ScriptedPeer core(kPath);
-    core.stay_silent();
+    core.on_request([](auto& peer) { peer.hold(); });
     EXPECT_EQ(call(Form::plain, {}, "1"),
               "8: recv reading response failed with error 'Connection timed out' for function "
               "'FUNC'");

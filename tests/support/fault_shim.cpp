@@ -68,7 +68,7 @@ void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {  // NOL
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
     const long result = syscall(SYS_clock_gettime, clock, time);
     if (shim != nullptr && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)) {
-        time->tv_sec += shim->clock_offset_seconds;
+        time->tv_sec = static_cast<time_t>(time->tv_sec + std::int64_t{shim->clock_offset_seconds});
     }
     return static_cast<int>(result);
 }
