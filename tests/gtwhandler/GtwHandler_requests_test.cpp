@@ -111,8 +111,9 @@ TEST_F(GtwRequests, APeerThatSendsByteByByteDoesNotProlongTheStep) {
     });
     loop_.setSelectTimeout(0, 100000);
     const Clock::time_point start = Clock::now();
-    EXPECT_EQ(loop_.run(), 0);
-    EXPECT_GE(Clock::now() - start, milliseconds(100)) << "part of a request is no event";
+    EXPECT_EQ(loop_.run() + loop_.run(), 0);
+    EXPECT_EQ(loop_.getLastEventKind(), GtwHandler::EventKind::select_timeout);
+    EXPECT_GE(Clock::now() - start, milliseconds(200)) << "part of a request is no event";
     EXPECT_LT(Clock::now() - start, seconds(2));
     EXPECT_TRUE(serves_a_request());
     shutdown(core.fd(), SHUT_RDWR);  // ends the sender
@@ -143,8 +144,7 @@ TEST_F(GtwRequests, OfAPeerThatDisconnectsAreRecordedOrServed) {
     EXPECT_TRUE(is_idle());
     core.reset();
     EXPECT_EQ(loop_.run(), -1);
-    EXPECT_THAT(loop_.getLastError(),
-                StartsWith("GtwHandler::run " + kReceive2 + "'Connection reset by peer'"));
+    EXPECT_TRUE(logged(kReceive2 + "'Connection reset by peer'"));
 }
 
 }  // namespace
