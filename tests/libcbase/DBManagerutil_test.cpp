@@ -79,11 +79,6 @@ TEST_F(DatabaseTest, TakesNullsAndReturnsHeapStringsInCStyle) {
     EXPECT_EQ(texts[3], nullptr);
 }
 
-TEST_F(DatabaseTest, CollectsABodyOfManyChunks) {
-    const std::string body = "Response: FSMC-000\n" + std::string(262144 - 19, 'x');
-    EXPECT_EQ(exchange_answer(kLabel + "262144\n" + body), "0 FSMC-000 262144");
-}
-
 TEST_F(DatabaseTest, EndsWhenTheServiceSendsSlowlyOrIsAbsent) {
     service_.on_request([](auto& peer) {
         peer.write_slowly(std::string(60, 'R'), std::chrono::milliseconds(250));
@@ -119,8 +114,7 @@ TEST(DatabaseFormat, ReadsARequestByTheLengthOfItsStatement) {
 }
 
 TEST(DatabaseFormat, ReadsABody) {
-    std::string example;
-    for_each_vector(kVectors, "bodies", 3, [&](const Texts& cells) {
+    for_each_vector(kVectors, "bodies", 3, [](const Texts& cells) {
         const auto response = dbmanager_format::parse_response(cells[0]);
         std::string text = response.status + " " + std::to_string(response.last_inserted_id) +
                            in_brackets(response.columns);
@@ -128,10 +122,6 @@ TEST(DatabaseFormat, ReadsABody) {
             text += in_brackets(row);
         }
         EXPECT_EQ(text, cells[1]);
-        if (example.empty()) {
-            example = cells[0];
-            EXPECT_EQ(simulator::compose_response(response), kLabel + "141\n" + example);
-        }
     });
     EXPECT_EQ(dbmanager_format::split("a--b-c", "--"), (Texts{"a", "b-c"}));
     EXPECT_EQ(dbmanager_format::split("abc", ""), (Texts{"abc"}));

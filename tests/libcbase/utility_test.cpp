@@ -140,15 +140,11 @@ TEST_F(OptionalParametersTest, AcceptsTheNameOfARecordOfTheSameList) {
 
     parse("b=1|a=1|B=2|b=3|c=4");
     linkedlist* list = list_.get();
-    const auto is_second_b = [](void* data) -> int {
-        return static_cast<optionalpvariable*>(data)->long_value == 2;
-    };
-    const auto* const second_b =
-        static_cast<optionalpvariable*>(linkedlist_search(&list, is_second_b));
+    const auto* const first_b = static_cast<optionalpvariable*>(linkedlist_tail(list));
     EXPECT_EQ(
-        optionalp_variables_insertorreplace(list, second_b->name, second_b->value, OPTIONALP_LONG),
+        optionalp_variables_insertorreplace(list, first_b->name, first_b->value, OPTIONALP_LONG),
         0);
-    EXPECT_EQ(encoded(), "c=4|B=2|a=1");
+    EXPECT_EQ(encoded(), "c=4|b=1|a=1");
 }
 
 }  // namespace
