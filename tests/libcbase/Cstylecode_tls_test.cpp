@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <openssl/ssl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "libcbase/Cstylecode.h"
 #include "libcbase/memory.h"
@@ -85,13 +86,20 @@ TEST_F(TlsTest, TrustsOnlyTheRequestedHost) {
 TEST_F(TlsTest, APeerThatDoesNotShakeHandsEndsAtTheLimitWithoutABusyLoop) {
     static std::atomic<int> steps;
     const Context client(init_SSLsocket_client_context());
-    SSL_CTX_set_info_callback(client.get(), [](const SSL*, int, int) { ++steps; });
+    SSL_CTX_set_info_callback(client.get(), [](const SSL*, int, int) {
+        ++steps;
+        usleep(100);  // reads slower than the flood arrives
+    });
     // Silent, a record of 16000 bytes at 10 ms a byte, HelloRequests that the TLS library skips.
+    std::string flood;
+    while (flood.size() < 90000) {
+        flood.append("\x16\x03\x03\x00\x04\x00\x00\x00\x00", 9);
+    }
     const std::function<void(simulator::Connection&)> peers[] = {
         [](auto& peer) { peer.hold(); },
         [](auto& peer) { peer.write_slowly("\x16\x03\x03\x3e\x80" + std::string(995, 'x'), 10ms); },
-        [](auto& peer) {
-            while (peer.write({"\x16\x03\x03\x00\x04\x00\x00\x00\x00", 9})) {
+        [&flood](auto& peer) {
+            for (const auto end = Clock::now() + 5s; Clock::now() < end && peer.write(flood);) {
             }
         }};
     for (const int number : {0, 1, 2, 3}) {
