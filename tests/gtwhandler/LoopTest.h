@@ -1,8 +1,8 @@
 /// An event loop with one recording gateway, and cores that talk to its endpoint over TCP.
 #pragma once
 
+#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,53 +11,31 @@
 #include <sys/socket.h>
 
 #include "gtwhandler/GtwHandler.h"
+#include "simulator/net/Connection.h"
 #include "tests/support/SystemLogTest.h"
 
 /// A core's connection to the endpoint.
-class CorePeer final {
-  public:
-    explicit CorePeer(int fd) : fd_(fd) {}
+using CorePeer = simulator::Connection;
 
-    CorePeer& send(std::string_view text) {
-        EXPECT_EQ(::send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL),
-                  static_cast<ssize_t>(text.size()));
-        return *this;
+/// Everything up to the end of the connection, then "reset" if it was reset, or "open" if it did
+/// not end within 10 s.
+inline std::string receive_all(const CorePeer& core) {
+    std::string text;
+    ssize_t count = 0;
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while ((count = receive_until(core.fd(), text, limit)) > 0) {
     }
-    /// Everything up to the end of the connection, then "reset" if it was reset, or "open" if it
-    /// did not end within 10 s.
-    std::string receive_all() {
-        std::string text;
-        ssize_t count = 0;
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while ((count = receive_until(fd_.get(), text, limit)) > 0) {
-        }
-        if (count < 0 && errno != ECONNRESET) {
-            return text + "open";
-        }
-        // A reset may also follow the orderly end.
-        int problem = 0;
-        socklen_t length = sizeof(problem);
-        getsockopt(fd_.get(), SOL_SOCKET, SO_ERROR, &problem, &length);
-        return count == 0 && problem == 0 ? text : text + "reset";
+    if (count < 0 && errno != ECONNRESET) {
+        return text + "open";
     }
-    bool has_answer() const {
-        pollfd watched{fd_.get(), POLLIN, 0};
-        return poll(&watched, 1, 200) > 0;
-    }
-    /// No more bytes follow; the answer can still be received.
-    void finish() { shutdown(fd_.get(), SHUT_WR); }
-    void close() { fd_.reset(); }
-    void reset() {
-        const linger at_once{1, 0};
-        setsockopt(fd_.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof(at_once));
-        fd_.reset();
-    }
+    // A reset may also follow the orderly end.
+    int problem = 0;
+    socklen_t length = sizeof(problem);
+    getsockopt(core.fd(), SOL_SOCKET, SO_ERROR, &problem, &length);
+    return count == 0 && problem == 0 ? text : text + "reset";
+}
 
-  private:
-    FileDescriptor fd_;
-};
-
-/// Records the calls, and whether `watched` already had its answer at the time of a call.
+/// Records the calls, and whether `watched_fd` already had its answer at the time of a call.
 class RecordingGateway final : public gtwbasenamespace::GtwBaseClass {
   public:
     using Parameters = callfromcoreparametersnamespace::CallFromCoreParameters;
@@ -78,14 +56,15 @@ class RecordingGateway final : public gtwbasenamespace::GtwBaseClass {
     }
 
     int result = 0;
-    const CorePeer* watched = nullptr;
+    int watched_fd = -1;
     std::vector<std::unique_ptr<Parameters>> calls, quits;
     std::vector<int> custom_data;
     bool was_answered = false;
 
   private:
     int note() {
-        was_answered = watched != nullptr && watched->has_answer();
+        pollfd answer{watched_fd, POLLIN, 0};
+        was_answered = watched_fd >= 0 && poll(&answer, 1, 200) > 0;
         return result;
     }
 };
@@ -101,7 +80,8 @@ class LoopTest : public SystemLogTest {
     }
 
     CorePeer connect_core() const {
-        return CorePeer(make_internettcpclient_socket("127.0.0.1", loop_.getLocalPortWithCore()));
+        const int port = loop_.getLocalPortWithCore();
+        return CorePeer(FileDescriptor(make_internettcpclient_socket("127.0.0.1", port)));
     }
     /// A length-managed request with the right length.
     static std::string request(const std::vector<std::string>& parameters,
@@ -124,9 +104,9 @@ class LoopTest : public SystemLogTest {
     /// Sends a good request; true if one step serves it.
     bool serves_a_request() {
         CorePeer core = connect_core();
-        core.send(request({"7", "RUN", "80"}));
+        core.write(request({"7", "RUN", "80"}));
         const std::size_t calls = gateway_.calls.size();
-        return loop_.run() == gateway_.result && core.receive_all() == kDone &&
+        return loop_.run() == gateway_.result && receive_all(core) == kDone &&
                gateway_.calls.size() == calls + 1;
     }
 

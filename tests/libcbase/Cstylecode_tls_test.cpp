@@ -2,18 +2,20 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include <fcntl.h>
 #include <openssl/ssl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "libcbase/Cstylecode.h"
 #include "libcbase/memory.h"
+#include "simulator/net/Connection.h"
 #include "tests/support/SystemLogTest.h"
 
 namespace {
@@ -85,39 +87,37 @@ TEST_F(TlsTest, APeerThatDoesNotShakeHandsEndsAtTheLimitWithoutABusyLoop) {
     static std::atomic<int> steps;
     const Context client(init_SSLsocket_client_context());
     SSL_CTX_set_info_callback(client.get(), [](const SSL*, int, int) { ++steps; });
-    // The start of a record of 16000 bytes, and many HelloRequests, which the TLS library skips.
-    const std::string slow = "\x16\x03\x03\x3e\x80" + std::string(995, '\0');
+    // For each record: the client must read slower than the flood arrives.
+    SSL_CTX_set_msg_callback(
+        client.get(), [](int, int, int, const void*, std::size_t, SSL*, void*) { usleep(100); });
+    // Silent, a record of 16000 bytes at 10 ms a byte, HelloRequests that the TLS library skips.
     std::string flood;
-    for (int i = 0; i < 10000; ++i) {
+    while (flood.size() < 90000) {
         flood.append("\x16\x03\x03\x00\x04\x00\x00\x00\x00", 9);
     }
-    const struct {
-        std::string text;
-        int mode;
-    } cases[] = {{"", SOCK_NONBLOCK}, {"", 0}, {slow, 0}, {flood, 0}};
-    for (const auto& [text, mode] : cases) {
-        open_pair(mode);
-        const int flags = fcntl(end_.get(), F_GETFL);
-        // Bytes of `slow`, or whole floods, until the connection is closed or for 10 s.
-        auto sender = std::async(std::launch::async, [&, &text = text] {
-            const std::size_t piece = text == slow ? 1 : text.size();
-            const auto stop = Clock::now() + 10s;
-            for (std::size_t i = 0; i < text.size(); i += text == slow ? 1 : 0) {
-                if (!send_until(peer_.get(), text.substr(i, piece), stop)) {
-                    break;
-                }
-                std::this_thread::sleep_for(text == slow ? 10ms : 0ms);
+    const std::function<void(simulator::Connection&)> peers[] = {
+        [](auto& peer) { peer.hold(); },
+        [](auto& peer) { peer.write_slowly("\x16\x03\x03\x3e\x80" + std::string(995, 'x'), 10ms); },
+        [&flood](auto& peer) {
+            for (const auto end = Clock::now() + 5s; Clock::now() < end && peer.write(flood);) {
             }
+        }};
+    for (const int number : {0, 1, 2, 3}) {
+        open_pair(number == 0 ? SOCK_NONBLOCK : 0);
+        const int flags = fcntl(end_.get(), F_GETFL);
+        const auto running = std::async(std::launch::async, [&] {
+            simulator::Connection peer(std::move(peer_));
+            peers[number % 3](peer);
         });
         steps = 0;
         const auto start = Clock::now();
         EXPECT_EQ(
-            Connection(text == slow ? accept_SSLsocket(server().get(), end_.get(), 500)
-                                    : connect_SSLsocket(client.get(), end_.get(), nullptr, 500)),
+            Connection(number == 3 ? accept_SSLsocket(server().get(), end_.get(), 500)
+                                   : connect_SSLsocket(client.get(), end_.get(), nullptr, 500)),
             nullptr);
         EXPECT_GE(Clock::now() - start, 500ms);
         EXPECT_LT(Clock::now() - start, 2500ms);
-        EXPECT_TRUE(steps < 500 || text == flood);
+        EXPECT_TRUE(steps < 500 || number == 2);
         EXPECT_EQ(fcntl(end_.get(), F_GETFL), flags);
         end_.reset();
     }

@@ -111,8 +111,8 @@ TEST_F(CoreRequest, EveryRunFailsAfterABadConstruction) {
         core_request request(c.socket, c.function);
         const std::string problem = "core_request::core_request error " + c.problem;
         EXPECT_TRUE(logged(problem));
-        request.compose_runonelement("7", "ON", nullptr, nullptr, nullptr, nullptr);
         EXPECT_EQ(run(request), problem);
+        request.compose_runonelement("7", "ON", nullptr, nullptr, nullptr, nullptr);
         EXPECT_EQ(run(request), problem);
     }
     EXPECT_TRUE(core_.requests().empty());

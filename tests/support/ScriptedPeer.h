@@ -4,7 +4,6 @@
 #include <functional>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -29,19 +28,12 @@ class ScriptedPeer final {
         const std::lock_guard<std::mutex> lock(mutex_);
         script_ = std::move(script);
     }
-    /// Answers in one piece or in two, 5 ms apart, and closes.
-    void set_answer(const std::string& text, const std::string& rest = {}) {
-        on_request([text, rest](simulator::Connection& peer) {
+    /// Answers and closes.
+    void set_answer(const std::string& text) {
+        on_request([text](simulator::Connection& peer) {
             peer.write(text);
-            if (!rest.empty()) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
-                peer.write(rest);
-            }
             peer.finish();
         });
-    }
-    void stay_silent() {
-        on_request([](simulator::Connection& peer) { peer.hold([] { return false; }); });
     }
     /// Refuses connections and ends the scripts.
     void stop() { server_.stop(); }

@@ -1,6 +1,7 @@
 /// A test with a system log of its own that keeps every line.
 #pragma once
 
+#include <algorithm>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -17,7 +18,14 @@ class SystemLogTest : public testing::Test {
         log_.sync();
         return log_.count(part);
     }
-    bool never_logged(const std::string& part) { return lines_with(part) == 0; }
+    bool never_logged(const std::string& part) const { return lines_with(part) == 0; }
+    /// The text after `start` of the last line since log_.clear(); empty without a line.
+    std::string last_line_after(const std::string& start) const {
+        log_.sync();
+        const std::string text = log_.lines().empty() ? start : log_.lines().back().text;
+        EXPECT_EQ(text.substr(0, start.size()), start);
+        return text.substr(std::min(start.size(), text.size()));
+    }
 
     simulator::SystemLog log_;
 };

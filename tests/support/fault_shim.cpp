@@ -1,15 +1,15 @@
 // Loaded into the daemon before the C library: shifts its wall clock and raises signals inside an
 // allocation or a log call. These hold a lock, as in the C library: a signal handler that allocates
 // or logs would not return.
-#include <atomic>
 #include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <ctime>
+#include <mutex>
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -35,37 +35,14 @@ FaultShim* shim = nullptr;
     }
 }
 
-class SpinLock final {
-  public:
-    explicit SpinLock(std::atomic_flag& flag) : flag_(flag) {
-        while (flag_.test_and_set(std::memory_order_acquire)) {
-            usleep(10);
-        }
-    }
-    ~SpinLock() { flag_.clear(std::memory_order_release); }
-    SpinLock(const SpinLock&) = delete;
-    SpinLock& operator=(const SpinLock&) = delete;
-
-  private:
-    std::atomic_flag& flag_;
-};
-
-std::atomic_flag log_lock = ATOMIC_FLAG_INIT;
+std::mutex log_mutex;
 
 void log_call(int priority, const char* format, va_list arguments) {
-    static const auto real =
-        reinterpret_cast<void (*)(int, const char*, va_list)>(dlsym(RTLD_NEXT, "vsyslog"));
-    const SpinLock lock(log_lock);
+    const std::lock_guard<std::mutex> lock(log_mutex);
     if (shim != nullptr && shim->signal_in_syslog != 0) {
         raise(shim->signal_in_syslog.exchange(0));
     }
-    real(priority, format, arguments);
-}
-
-// A time_t of 32 bits wraps, as it does on the board.
-time_t shifted(time_t seconds) {
-    const std::int64_t offset = shim == nullptr ? 0 : shim->clock_offset_seconds.load();
-    return static_cast<time_t>(seconds + offset);
+    vsyslog(priority, format, arguments);
 }
 
 }  // namespace
@@ -87,23 +64,19 @@ void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {  // NOL
     va_end(arguments);
 }
 
+// A time_t of 32 bits wraps, as it does on the board.
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
-    static const auto real =
-        reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
-    const int result = real(clock, time);
-    if (result == 0 && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)) {
-        time->tv_sec = shifted(time->tv_sec);
+    const long result = syscall(SYS_clock_gettime, clock, time);
+    if (shim != nullptr && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)) {
+        time->tv_sec = static_cast<time_t>(time->tv_sec + std::int64_t{shim->clock_offset_seconds});
     }
-    return result;
+    return static_cast<int>(result);
 }
 
-int gettimeofday(timeval* time, void* zone) noexcept {
-    static const auto real =
-        reinterpret_cast<int (*)(timeval*, void*)>(dlsym(RTLD_NEXT, "gettimeofday"));
-    const int result = real(time, zone);
-    if (result == 0) {
-        time->tv_sec = shifted(time->tv_sec);
-    }
+int gettimeofday(timeval* time, void* /*zone*/) noexcept {
+    timespec now{};
+    const int result = clock_gettime(CLOCK_REALTIME, &now);
+    *time = {now.tv_sec, now.tv_nsec / 1000};
     return result;
 }
 
@@ -123,7 +96,7 @@ time_t time(time_t* result) noexcept {
 
 namespace {
 
-std::atomic_flag heap_lock = ATOMIC_FLAG_INIT;
+std::mutex heap_mutex;
 
 void raise_in_allocation() {
     if (shim != nullptr && shim->signal_in_allocation != 0 && shim->allocations_before-- <= 0) {
@@ -139,13 +112,13 @@ void* __libc_malloc(std::size_t size);                     // NOLINT
 void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT
 
 void* malloc(std::size_t size) {
-    const SpinLock lock(heap_lock);
+    const std::lock_guard<std::mutex> lock(heap_mutex);
     raise_in_allocation();
     return __libc_malloc(size);
 }
 
 void* calloc(std::size_t count, std::size_t size) {
-    const SpinLock lock(heap_lock);
+    const std::lock_guard<std::mutex> lock(heap_mutex);
     raise_in_allocation();
     return __libc_calloc(count, size);
 }
