@@ -82,7 +82,7 @@ TEST_F(HueHandlerTest, UsesWhatIsValidOfTheDatabase) {
     EXPECT_EQ(core_.malformed_requests(), 0);
 }
 
-TEST_F(HueHandlerTest, QueuesOnlyWholeNumbersOfRunCalls) {
+TEST_F(HueHandlerTest, SendsNothingForWhatIsNoCommandOrChangesNothing) {
     start();
     run(141, "0", "SETVALUE");
     EXPECT_TRUE(logged("Discard received request since it is not a RUN"));
@@ -94,8 +94,10 @@ TEST_F(HueHandlerTest, QueuesOnlyWholeNumbersOfRunCalls) {
         run(static_cast<long>(1LL << 32 | 141), "0");
         EXPECT_TRUE(logged("Invalid RUN parameters: out of range '4294967437'"));
     }
+    run(141, "1");  // the light is on
+    run(141, "2");
     finish();
-    EXPECT_TRUE(bridge_.light(4).is_on());
+    EXPECT_EQ(bridge_.count("PUT", "/lights/4/state"), 0);
 }
 
 TEST_F(HueHandlerTest, ACommandWaitsForOneLightOfTheInitialReadAtMost) {
