@@ -35,17 +35,6 @@ TEST_F(FindAndPair, ListsTheBridgesDespiteADeviceThatDoesNotAnswer) {
     EXPECT_THAT(alone.errors, HasSubstr("127.0.0.99 was not reached (Connection refused); search"));
 }
 
-TEST_F(FindAndPair, NamesTheRemedyForANewerBridge) {
-    bridge->send_answer(
-        "200 OK", "text/xml",
-        "<manufacturer>Signify</manufacturer><modelName>Philips hue bridge 2015</modelName>"
-        "<serialNumber>0017880ae670</serialNumber>");
-    const Result result = run("huectl discover");
-    EXPECT_THAT(result, FailsWith(1));
-    EXPECT_THAT(result.errors,
-                HasSubstr("look up the address in the router and run huectl pair ADDRESS\n"));
-}
-
 TEST_F(FindAndPair, KeepsStandardOutputForOneDocument) {
     bridge->press_link_button();
     const Result result = run("huectl pair $bridge --json");
