@@ -58,9 +58,4 @@ TEST_F(LightTableTest, ABadRowChangesNothingAndItsTextForgesNoLogLine) {
     EXPECT_EQ(table_.add_row({{"MSP", "8"}, {"CHILDOBJ_ID", "80"}}), "") << "no optional text";
 }
 
-TEST_F(LightTableTest, TheQueryNamesTheBridgeObject) {
-    EXPECT_NE(LightTable::query(4000000).find("WHERE vexad_object.id = 4000000) AND"),
-              std::string::npos);
-}
-
 }  // namespace

@@ -122,7 +122,7 @@ TEST(HueFinder, FailsIfOneDescriptionCannotBeRead) {
     EXPECT_THROW(network.bridges(), std::system_error);
 }
 
-TEST(HueFinder, SendsNoRequestIfTheUserNameIsStored) {
+TEST(HueFinder, UsesTheLastStoredUserNameWithoutARequest) {
     const Network network({});
     HueFinder finder(network.handler);
     finder.AddUsername("aa", "old");
@@ -130,12 +130,4 @@ TEST(HueFinder, SendsNoRequestIfTheUserNameIsStored) {
     const Hue bridge = finder.GetBridge({"10.0.0.2", "aa"});
     EXPECT_EQ(bridge.getBridgeIP() + " " + bridge.getUsername(), "10.0.0.2 new");
     EXPECT_TRUE(network.handler->requests().empty());
-}
-
-TEST(HueFinder, PairsIfNoUserNameIsStored) {
-    const Network network({});
-    network.handler->add_answer("POST", R"([{"success": {"username": "fresh"}}])");
-    HueFinder finder(network.handler);
-    EXPECT_EQ(finder.GetBridge({"10.0.0.2", "aa"}).getUsername(), "fresh");
-    EXPECT_EQ(finder.GetAllUsernames(), (std::map<std::string, std::string>{{"aa", "fresh"}}));
 }
