@@ -66,8 +66,10 @@ double system_calls_of_a_poll(Fixture& fixture, int polls) {
     const std::string file = folder.path() / "calls";
     const std::string thread = std::to_string(fixture.monitor());
     const int before = fixture.polls();
-    simulator::ChildProcess strace(
-        {kStrace, {"-qq", "-c", "-U", "name,calls", "-o", file, "-p", thread}, {}, true, {}});
+    simulator::ChildProcess strace({kStrace,
+                                    {"-qq", "-c", "-U", "name,calls", "-o", file, "-p", thread},
+                                    {},
+                                    simulator::ChildProcess::kWithOutput});
     fixture.await_polls(polls);
     strace.send_signal(SIGINT);
     strace.wait(std::chrono::seconds(5));

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -48,11 +47,10 @@ class House final {
     std::optional<ChildProcess::StartStatus> start(const ChildProcess::Words& arguments = {});
     /// Starts the daemon and ends it by SIGTERM after `delay`. Returns how it ended.
     std::string interrupt_start(std::chrono::microseconds delay);
-    /// True once the daemon has read every light and polled the bridge, which takes less than
-    /// kReadyLimit.
+    /// True once the daemon has read every light and polled the bridge.
     bool is_ready() const { return has_daemon() && polls() > polls_before_; }
-    /// Stops the daemon; returns nothing if none was started.
-    std::optional<ChildProcess::Ending> stop();
+    /// Stops the daemon. Returns as ChildProcess::stop(), or nothing if none was started.
+    std::optional<int> stop();
 
     /// Sends a command of the core, and enters it in the ledger. Returns the status number of the
     /// answer, or nothing without an answer.
@@ -61,14 +59,12 @@ class House final {
     std::vector<std::string> differences();
     Ledger& ledger() { return ledger_; }
 
-    /// Runs the tool until it ends, for at most kToolLimit or until `is_over`. Its lines go to the
-    /// journal as it prints them. The journal distinguishes its requests to the bridge from those
-    /// of the daemon only while no daemon runs.
+    /// Runs the tool until it ends, for at most kToolLimit or until `is_over`. Its lines, errors
+    /// too, go to the journal as it prints them and to the result's output. The journal
+    /// distinguishes its requests to the bridge from those of the daemon only while no daemon runs.
     ChildProcess::Result run_huectl(
         const ChildProcess::Words& arguments,
         const std::function<bool()>& is_over = [] { return false; });
-    /// Presses the bridge's link button after `delay`, in the background.
-    void press_button_after(std::chrono::milliseconds delay);
     /// Stores `text` in the database as the optional parameters of the daemon's bridge.
     void store_parameters(const std::string& text);
 
@@ -97,7 +93,6 @@ class House final {
     }
 
     static constexpr std::chrono::seconds kStartLimit{40};
-    static constexpr std::chrono::seconds kReadyLimit{30};
     static constexpr std::chrono::seconds kToolLimit{60};
 
   private:
@@ -122,8 +117,6 @@ class House final {
     Ledger ledger_;
     std::atomic<bool> is_tool_asking_{false};  // instead of the daemon
     std::unique_ptr<Bridge> bridge_;
-    std::future<void> button_;
-    std::promise<void> button_wait_;  // its end cancels the press
     int port_ = -1;
     int polls_before_ = 0;                  // before the start of the daemon
     std::unique_ptr<ChildProcess> daemon_;  // last: destroyed first
