@@ -98,7 +98,7 @@ double instructions_of_a_poll(const Plan& plan, int lights) {
 
 void measure_house(const Plan& plan, int lights, const std::string& of, Report& report) {
     Fixture fixture(plan.daemon, lights);
-    const std::string answer = simulator::compact_json(options_of(lights, "").installation->lights);
+    const std::string answer = simulator::compact_json(options_of(lights, "").installation.lights);
     const auto cpu_ms = [&] {
         return checked(ProcessUse::of_thread(fixture.monitor())).cpu_seconds * 1000;
     };

@@ -1,18 +1,15 @@
 #include "simulator/House.h"
 
-#include <csignal>
 #include <map>
 #include <regex>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
-
-#include "simulator/JsonText.h"
 
 namespace simulator {
 namespace {
 
 constexpr const char* kDaemonName = "lumivad";
+
 // The value in "NAME=VALUE" or "NAME='VALUE'" of optional parameters; empty without it.
 std::string value_of(const std::string& name, const std::string& parameters) {
     std::smatch found;
@@ -31,9 +28,7 @@ std::unique_ptr<SystemLog> take_over_log(Journal& journal) {
 }  // namespace
 
 House::House(const Options& options, Journal::Listener listener)
-    : daemon_path_(options.daemon),
-      environment_(options.environment),
-      huectl_path_(options.huectl),
+    : options_(options),
       journal_([this, listener = std::move(listener)](const Event& event) {
           enter(event);
           if (listener) {
@@ -41,10 +36,7 @@ House::House(const Options& options, Journal::Listener listener)
           }
       }),
       log_(take_over_log(journal_)),
-      installation_(options.installation
-                        ? *options.installation
-                        : Installation::load(options.sql_file, options.lights_file)),
-      database_(installation_.sql, journal_.sink()),
+      database_(options.installation.sql, journal_.sink()),
       core_(journal_.sink()),
       setup_(find_bridge()),
       objects_(find_objects()),
@@ -76,7 +68,7 @@ Bridge::Setup House::find_bridge() {
         throw std::runtime_error("the installation has no bridge: no object with an ip_address");
     }
     runner_ = std::stoi(rows[0][0]);
-    return {value_of("username", rows[0][1]), installation_.lights,
+    return {value_of("username", rows[0][1]), options_.installation.lights,
             value_of("ip_address", rows[0][1])};
 }
 
@@ -104,30 +96,19 @@ void House::launch(ChildProcess::Words arguments) {
     polls_before_ = polls();
     ledger_.start_daemon();
     arguments.insert(arguments.end(), {"--id", std::to_string(runner_)});
-    daemon_ =
-        std::make_unique<ChildProcess>(ChildProcess::Setup{daemon_path_, arguments, environment_});
+    daemon_ = std::make_unique<ChildProcess>(
+        ChildProcess::Setup{options_.daemon, arguments, options_.environment});
 }
 
-std::string House::interrupt_start(std::chrono::microseconds delay) {
-    launch({});
-    std::this_thread::sleep_for(delay);
-    daemon_->send_signal(SIGTERM);
-    const auto code = daemon_->wait(std::chrono::seconds(1));
-    daemon_.reset();
-    return code ? ending_text(*code) : "nothing";
-}
-
-std::optional<ChildProcess::StartStatus> House::start(const ChildProcess::Words& arguments) {
+std::optional<int> House::start(const ChildProcess::Words& arguments) {
     launch(arguments);
-    const auto status = daemon_->start_status(kStartLimit);
-    if (status) {
-        journal_.add(EventKind::house,
-                     "lumivad prints its start status: " + std::to_string(status->status) + "," +
-                         std::to_string(status->port));
-        port_ = status->port;
+    const auto port = daemon_->start_port(kStartLimit);
+    if (port) {
+        journal_.add(EventKind::house, "lumivad reports its port: " + std::to_string(*port));
+        port_ = *port;
         core_.set_daemon_port(port_);
     }
-    return status;
+    return port;
 }
 
 std::optional<int> House::stop() {
@@ -151,7 +132,7 @@ void House::forget() {
 
 ChildProcess::Result House::run_huectl(const ChildProcess::Words& arguments,
                                        const std::function<bool()>& is_over) {
-    ChildProcess tool({huectl_path_, arguments, {}, ChildProcess::kWithOutput});
+    ChildProcess tool({options_.huectl, arguments, {}, ChildProcess::kWithOutput});
     is_tool_asking_ = !has_daemon();
     std::string output;
     const auto has_ended = [&] {

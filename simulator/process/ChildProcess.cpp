@@ -152,14 +152,12 @@ std::optional<std::string> ChildProcess::read_line(milliseconds limit) {
     return line;
 }
 
-std::optional<ChildProcess::StartStatus> ChildProcess::start_status(milliseconds limit) {
-    const auto line = read_line(limit);
-    StartStatus status{};
+std::optional<int> ChildProcess::start_port(milliseconds limit) {
+    const std::string line = read_line(limit).value_or("");
+    int port = -1;
     char extra = 0;
-    if (!line || std::sscanf(line->c_str(), "%d,%d%c", &status.status, &status.port, &extra) != 2) {
-        return std::nullopt;
-    }
-    return status;
+    const bool is_running = std::sscanf(line.c_str(), "0,%d%c", &port, &extra) == 1 && port > 0;
+    return is_running || line == "-1,-1" ? std::optional<int>(port) : std::nullopt;
 }
 
 void ChildProcess::send_signal(int number) const {

@@ -30,11 +30,6 @@ class ChildProcess final {
         std::string output;  ///< standard output
         std::string errors;  ///< standard error
     };
-    /// The line "%d,%d\n" that the daemon prints at start-up.
-    struct StartStatus {
-        int status;  ///< 0, or -1 for a failure
-        int port;    ///< of its commands endpoint, or -1
-    };
 
     /// Throws std::system_error if the program cannot be started; one that is not in PATH ends with
     /// exit code 127. Its standard input is empty, it inherits no other descriptor, and it has its
@@ -52,8 +47,9 @@ class ChildProcess final {
     pid_t pid() const { return pid_; }
     /// The next line of output, without the newline; nothing at its end or at the limit.
     std::optional<std::string> read_line(std::chrono::milliseconds limit);
-    /// The next line of output as a start status; nothing for a missing or other line.
-    std::optional<StartStatus> start_status(std::chrono::milliseconds limit);
+    /// The port in the next line of output if that is the daemon's start status: "0,PORT", or
+    /// "-1,-1" for a failure. Nothing for a missing or other line.
+    std::optional<int> start_port(std::chrono::milliseconds limit);
 
     bool is_running() { return !wait(std::chrono::milliseconds(0)); }
     void send_signal(int number) const;

@@ -1,11 +1,11 @@
 #include "simulator/prompt/Console.h"
 
 #include <cstdio>
-#include <iostream>
 #include <iterator>
-#include <utility>
 
 #include <fnmatch.h>
+
+#include "simulator/prompt/LineReader.h"
 
 namespace simulator {
 namespace {
@@ -68,25 +68,11 @@ void Console::print(const Event& event) {
     std::snprintf(head, sizeof(head), "%9.3f  %-18s  ",
                   std::chrono::duration<double>(event.time - start_).count(),
                   kDirections[static_cast<std::size_t>(event.kind)]);
-    print_line(head + shortened(event.text));
+    print_above_line(head + shortened(event.text));
 }
 
 void Console::print(const std::string& text) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    print_line(text);
-}
-
-void Console::print_through(std::function<void(const std::string&)> printer) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    printer_ = std::move(printer);
-}
-
-void Console::print_line(const std::string& line) {
-    if (printer_) {
-        printer_(line);
-    } else {
-        std::cout << line << '\n' << std::flush;
-    }
+    print_above_line(text);
 }
 
 }  // namespace simulator

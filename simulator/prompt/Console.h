@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
 #include <mutex>
 #include <set>
 #include <string>
@@ -19,19 +18,15 @@ class Console final {
 
     void print(const Event& event);
     /// Prints a line without a time stamp: a heading, a result of a command.
-    void print(const std::string& text);
-    /// Passes the lines to `printer`, or prints them itself again if it is empty.
-    void print_through(std::function<void(const std::string&)> printer);
+    static void print(const std::string& text);
 
   private:
     bool is_wanted(const Event& event);
-    void print_line(const std::string& line);
 
     bool shows_all_;
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-    std::mutex mutex_;  // guards the rest, and the order of lines
+    std::mutex mutex_;  // guards the next one, and the order of lines
     std::set<std::string> routine_seen_;
-    std::function<void(const std::string&)> printer_;
 };
 
 }  // namespace simulator

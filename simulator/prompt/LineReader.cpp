@@ -17,7 +17,7 @@ namespace simulator {
 namespace {
 
 // readline passes nothing of the caller to its callbacks.
-LineReader::Completion words_after;
+Completion words_after;
 int interrupt_fd = -1;
 std::mutex mutex;  // guards readline and the next one
 bool is_editing = false;
@@ -38,19 +38,6 @@ int await_key(FILE*) {
     return key;
 }
 
-// Any thread calls this.
-void print_above_line(const std::string& line) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (is_editing) {
-        rl_clear_visible_line();
-    }
-    std::puts(line.c_str());
-    std::fflush(stdout);
-    if (is_editing) {
-        rl_forced_update_display();
-    }
-}
-
 // Returns one word that begins with `text` a call. readline frees it.
 char* next_candidate(const char* text, int calls) {
     static std::vector<std::string> candidates;
@@ -69,6 +56,11 @@ char* next_candidate(const char* text, int calls) {
 }
 
 std::optional<std::string> edit_line() {
+    rl_readline_name = "house";
+    rl_getc_function = await_key;
+    rl_completion_entry_function = next_candidate;
+    rl_completer_word_break_characters = " ";
+    rl_catch_signals = 0;  // the program handles them
     const std::lock_guard<std::mutex> lock(mutex);
     is_editing = true;
     const std::unique_ptr<char, decltype(&std::free)> line(readline("house> "), std::free);
@@ -95,22 +87,25 @@ std::optional<std::string> read_plain_line() {
 
 }  // namespace
 
-LineReader::LineReader(Console& console, int interrupt, Completion completion) : console_(console) {
-    words_after = std::move(completion);
-    interrupt_fd = interrupt;
-    rl_readline_name = "house";
-    rl_getc_function = await_key;
-    rl_completion_entry_function = next_candidate;
-    rl_completer_word_break_characters = " ";
-    rl_catch_signals = 0;  // the program handles them
-    console_.print_through(print_above_line);
+void print_above_line(const std::string& line) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (is_editing) {
+        rl_clear_visible_line();
+    }
+    std::puts(line.c_str());
+    std::fflush(stdout);
+    if (is_editing) {
+        rl_forced_update_display();
+    }
 }
 
-bool LineReader::is_at_terminal() {
+bool is_at_terminal() {
     return isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
 }
 
-std::optional<std::string> LineReader::read_line() {
+std::optional<std::string> read_line(int interrupt, const Completion& completion) {
+    interrupt_fd = interrupt;
+    words_after = completion;
     return is_at_terminal() ? edit_line() : read_plain_line();
 }
 
