@@ -38,7 +38,7 @@ simulator::House::Options options_of(int lights, const std::string& daemon) {
     options.daemon = daemon;
     options.installation = simulator::Installation::of_lights(lights);
     const Json::Value more = *simulator::parse_json(kMoreOfALight);
-    for (Json::Value& light : options.installation->lights) {
+    for (Json::Value& light : options.installation.lights) {
         for (const std::string& name : more.getMemberNames()) {
             light[name] = more[name];
         }
@@ -89,11 +89,11 @@ bool has_program(const std::string& path) {
     return false;
 }
 
-int port_of(const std::optional<simulator::ChildProcess::StartStatus>& status) {
-    if (!status || status->status != 0) {
+int port_of(std::optional<int> port) {
+    if (port.value_or(-1) < 0) {
         throw std::runtime_error("a program did not start");
     }
-    return status->port;
+    return *port;
 }
 
 simulator::ProcessUse checked(const simulator::ProcessUse& use) {

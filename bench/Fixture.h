@@ -67,7 +67,7 @@ class Fixture final {
 /// Whether the program can be run; prints a line when it cannot.
 bool has_program(const std::string& path);
 /// The port of a program that has started. Throws std::runtime_error when it has not.
-int port_of(const std::optional<simulator::ChildProcess::StartStatus>& status);
+int port_of(std::optional<int> port);
 /// `use`, of a process or thread. Throws std::runtime_error when the process has ended, which must
 /// not look like one that costs nothing, or the kernel does not count.
 simulator::ProcessUse checked(const simulator::ProcessUse& use);

@@ -51,7 +51,7 @@ struct Rounds {
 void measure_endpoint(const Plan& plan, Report& report) {
     Fixture fixture(plan.daemon, 7);
     simulator::ChildProcess echo({plan.echo});
-    const int echo_port = port_of(echo.start_status(std::chrono::seconds(5)));
+    const int echo_port = port_of(echo.start_port(std::chrono::seconds(5)));
     const auto text = fsmcore_format::compose_request(
         fsmcore_format::Form::length_managed,
         {FSMCORE_RUN_ON_ELEMENT,

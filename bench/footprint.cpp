@@ -28,18 +28,14 @@ std::unique_ptr<ChildProcess> start(const Broker& broker) {
     if (broker.program.empty()) {
         return nullptr;
     }
-    auto is_running = std::make_shared<bool>(false);
-    const auto listener = [is_running](const std::string& line) {
-        *is_running = *is_running || line.find("running") != std::string::npos;
-    };
-    auto process = std::make_unique<ChildProcess>(
-        ChildProcess::Setup{broker.program, {"-c", broker.settings}, {}, true, listener});
-    while (!*is_running) {
-        if (!process->read_output(simulator::House::kStartLimit)) {
-            throw std::runtime_error("mosquitto did not start");
+    auto process = std::make_unique<ChildProcess>(ChildProcess::Setup{
+        broker.program, {"-c", broker.settings}, {}, ChildProcess::kWithOutput});
+    while (const auto line = process->read_line(simulator::House::kStartLimit)) {
+        if (line->find("running") != std::string::npos) {
+            return process;
         }
     }
-    return process;
+    throw std::runtime_error("mosquitto did not start");
 }
 
 double stripped_kib(const std::string& program) {
@@ -47,7 +43,7 @@ double stripped_kib(const std::string& program) {
     const fs::path copy = folder.path() / "stripped";
     const auto result = ChildProcess::run(kStrip, {"-o", copy.string(), program}, {},
                                           simulator::House::kStartLimit);
-    if (result.exit_code() != 0) {
+    if (result.code != 0) {
         throw std::runtime_error("strip: " + result.errors);
     }
     return static_cast<double>(fs::file_size(copy)) / 1024;

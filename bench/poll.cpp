@@ -66,8 +66,10 @@ double system_calls_of_a_poll(Fixture& fixture, int polls) {
     const std::string file = folder.path() / "calls";
     const std::string thread = std::to_string(fixture.monitor());
     const int before = fixture.polls();
-    simulator::ChildProcess strace(
-        {kStrace, {"-qq", "-c", "-U", "name,calls", "-o", file, "-p", thread}, {}, true, {}});
+    simulator::ChildProcess strace({kStrace,
+                                    {"-qq", "-c", "-U", "name,calls", "-o", file, "-p", thread},
+                                    {},
+                                    simulator::ChildProcess::kWithOutput});
     fixture.await_polls(polls);
     strace.send_signal(SIGINT);
     strace.wait(std::chrono::seconds(5));
@@ -96,7 +98,7 @@ double instructions_of_a_poll(const Plan& plan, int lights) {
 
 void measure_house(const Plan& plan, int lights, const std::string& of, Report& report) {
     Fixture fixture(plan.daemon, lights);
-    const std::string answer = simulator::compact_json(options_of(lights, "").installation->lights);
+    const std::string answer = simulator::compact_json(options_of(lights, "").installation.lights);
     const auto cpu_ms = [&] {
         return checked(ProcessUse::of_thread(fixture.monitor())).cpu_seconds * 1000;
     };

@@ -51,12 +51,12 @@ class Street final {
     void add_daemon(int number) {
         const std::string address = "127.0.1." + std::to_string(number);
         bridges_.push_back(std::make_unique<Bridge>(
-            Bridge::Setup{simulator::Installation::kUser, options_.installation->lights, address}));
+            Bridge::Setup{simulator::Installation::kUser, options_.installation.lights, address}));
         add_installation(std::to_string(number * kObjectsOfABridge), address);
         const int object = house_.runner() + number * kObjectsOfABridge;
         daemons_.push_back(std::make_unique<ChildProcess>(
             ChildProcess::Setup{options_.daemon, {"--id", std::to_string(object)}}));
-        port_of(daemons_.back()->start_status(simulator::House::kStartLimit));
+        port_of(daemons_.back()->start_port(simulator::House::kStartLimit));
     }
     void add_installation(const std::string& offset, const std::string& address) {
         const std::string below = " < " + std::to_string(kObjectsOfABridge);

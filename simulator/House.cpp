@@ -1,35 +1,20 @@
 #include "simulator/House.h"
 
-#include <csignal>
-#include <cstdlib>
 #include <map>
+#include <regex>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
-
-#include "libcbase/utility.h"
-#include "simulator/JsonText.h"
 
 namespace simulator {
 namespace {
 
 constexpr const char* kDaemonName = "lumivad";
-constexpr const char* kRoleTag = "tag_complex_element=";
 
-std::string text_of(linkedlist* variables, const char* name) {
-    const optionalpvariable* found = optionalp_variables_searchbyname(variables, name);
-    return found == nullptr || found->value == nullptr ? "" : found->value;
-}
-
-// The word after the tag, with or without quotes.
-std::string role_of(const std::string& optional) {
-    const std::size_t tag = optional.find(kRoleTag);
-    if (tag == std::string::npos || optional.find("preset") != std::string::npos) {
-        return {};
-    }
-    std::string word = optional.substr(tag + std::string(kRoleTag).size());
-    word.erase(0, word.find_first_not_of('\''));
-    return word.substr(0, word.find_first_of("'|"));
+// The value in "NAME=VALUE" or "NAME='VALUE'" of optional parameters; empty without it.
+std::string value_of(const std::string& name, const std::string& parameters) {
+    std::smatch found;
+    std::regex_search(parameters, found, std::regex("(?:^|\\|)" + name + "='?([^'|]*)"));
+    return found.str(1);
 }
 
 std::unique_ptr<SystemLog> take_over_log(Journal& journal) {
@@ -43,9 +28,7 @@ std::unique_ptr<SystemLog> take_over_log(Journal& journal) {
 }  // namespace
 
 House::House(const Options& options, Journal::Listener listener)
-    : daemon_path_(options.daemon),
-      environment_(options.environment),
-      huectl_path_(options.huectl),
+    : options_(options),
       journal_([this, listener = std::move(listener)](const Event& event) {
           enter(event);
           if (listener) {
@@ -53,10 +36,7 @@ House::House(const Options& options, Journal::Listener listener)
           }
       }),
       log_(take_over_log(journal_)),
-      installation_(options.installation
-                        ? *options.installation
-                        : Installation::load(options.sql_file, options.lights_file)),
-      database_(installation_.sql, journal_.sink()),
+      database_(options.installation.sql, journal_.sink()),
       core_(journal_.sink()),
       setup_(find_bridge()),
       objects_(find_objects()),
@@ -87,13 +67,9 @@ Bridge::Setup House::find_bridge() {
     if (rows.empty()) {
         throw std::runtime_error("the installation has no bridge: no object with an ip_address");
     }
-    runner_ = std::atoi(rows[0][0].c_str());
-    const LinkedListOwner variables(parse_optionalp_variables(rows[0][1].c_str()));
-    Bridge::Setup setup;
-    setup.lights = installation_.lights;
-    setup.address = text_of(variables.get(), "ip_address");
-    setup.username = text_of(variables.get(), "username");
-    return setup;
+    runner_ = std::stoi(rows[0][0]);
+    return {value_of("username", rows[0][1]), options_.installation.lights,
+            value_of("ip_address", rows[0][1])};
 }
 
 EventSink House::bridge_sink() {
@@ -120,40 +96,29 @@ void House::launch(ChildProcess::Words arguments) {
     polls_before_ = polls();
     ledger_.start_daemon();
     arguments.insert(arguments.end(), {"--id", std::to_string(runner_)});
-    daemon_ =
-        std::make_unique<ChildProcess>(ChildProcess::Setup{daemon_path_, arguments, environment_});
+    daemon_ = std::make_unique<ChildProcess>(
+        ChildProcess::Setup{options_.daemon, arguments, options_.environment});
 }
 
-std::string House::interrupt_start(std::chrono::microseconds delay) {
-    launch({});
-    std::this_thread::sleep_for(delay);
-    daemon_->send_signal(SIGTERM);
-    const auto ending = daemon_->wait(std::chrono::seconds(1));
-    daemon_.reset();
-    return ending ? ending->text() : "nothing";
-}
-
-std::optional<ChildProcess::StartStatus> House::start(const ChildProcess::Words& arguments) {
+std::optional<int> House::start(const ChildProcess::Words& arguments) {
     launch(arguments);
-    const auto status = daemon_->start_status(kStartLimit);
-    if (status) {
-        journal_.add(EventKind::house,
-                     "lumivad prints its start status: " + std::to_string(status->status) + "," +
-                         std::to_string(status->port));
-        port_ = status->port;
+    const auto port = daemon_->start_port(kStartLimit);
+    if (port) {
+        journal_.add(EventKind::house, "lumivad reports its port: " + std::to_string(*port));
+        port_ = *port;
         core_.set_daemon_port(port_);
     }
-    return status;
+    return port;
 }
 
-std::optional<ChildProcess::Ending> House::stop() {
+std::optional<int> House::stop() {
     if (!daemon_) {
         return std::nullopt;
     }
-    const ChildProcess::Ending ending = daemon_->stop();
-    journal_.add(EventKind::house, "lumivad ended with " + ending.text());
+    const int code = daemon_->stop();
+    journal_.add(EventKind::house, "lumivad ended with " + ending_text(code));
     daemon_.reset();
-    return ending;
+    return code;
 }
 
 void House::forget() {
@@ -167,36 +132,26 @@ void House::forget() {
 
 ChildProcess::Result House::run_huectl(const ChildProcess::Words& arguments,
                                        const std::function<bool()>& is_over) {
-    const auto deadline = std::chrono::steady_clock::now() + kToolLimit;
-    const auto listener = [this](const std::string& line) {
-        journal_.add(EventKind::huectl, line);
-    };
-    ChildProcess tool({huectl_path_, arguments, {}, true, listener});
+    ChildProcess tool({options_.huectl, arguments, {}, ChildProcess::kWithOutput});
     is_tool_asking_ = !has_daemon();
-    // It may still run after it has closed its output.
-    while ((tool.read_output(Journal::kPollPeriod) || !tool.wait(Journal::kPollPeriod)) &&
-           !is_over() && std::chrono::steady_clock::now() < deadline) {
-    }
-    ChildProcess::Result result = tool.finish(std::chrono::milliseconds(0));
-    is_tool_asking_ = false;
-    return result;
-}
-
-void House::press_button_after(std::chrono::milliseconds delay) {
-    button_wait_ = {};  // cancels an earlier press
-    button_ = std::async(std::launch::async, [this, delay, wait = button_wait_.get_future()] {
-        if (wait.wait_for(delay) == std::future_status::timeout) {
-            bridge_->press_link_button();
+    std::string output;
+    const auto has_ended = [&] {
+        const bool is_last = is_over() || !tool.is_running();
+        while (const auto line = tool.read_line(std::chrono::milliseconds(0))) {
+            journal_.add(EventKind::huectl, *line);
+            output += *line + '\n';
         }
-    });
+        return is_last;
+    };
+    journal_.wait_until(has_ended, kToolLimit);
+    const int code = tool.stop();
+    is_tool_asking_ = false;
+    return {code, output, {}};
 }
 
 void House::store_parameters(const std::string& text) {
-    std::string quoted;
-    for (const char c : text) {
-        quoted += c == '\'' ? "''" : std::string(1, c);
-    }
-    database_.rows("UPDATE vexad_object SET optionalp = '" + quoted +
+    database_.rows("UPDATE vexad_object SET optionalp = '" +
+                   std::regex_replace(text, std::regex("'"), "''") +
                    "' WHERE id = " + std::to_string(runner_));
     journal_.add(EventKind::house, "optional parameters of the bridge in the database: " +
                                        (text.empty() ? "none" : text));
@@ -227,13 +182,12 @@ std::vector<RoleObject> House::find_objects() {
         "JOIN vexad_object_relation AS place ON place.childobj_id = role.parentobj_id "
         "JOIN vexad_object AS light ON light.id = role.parentobj_id "
         "LEFT JOIN vexad_object AS child ON child.id = role.childobj_id "
-        "WHERE place.parentobj_id = " +
+        "WHERE role.optional NOT LIKE '%preset%' AND role.optional LIKE '%tag_complex_element=%' "
+        "AND place.parentobj_id = " +
         std::to_string(runner_) + " ORDER BY role.childobj_id");
     for (const auto& row : rows) {
-        const std::string role = role_of(row[2]);
-        if (!role.empty()) {
-            objects.push_back({std::atoi(row[0].c_str()), std::atoi(row[1].c_str()), role, row[3]});
-        }
+        objects.push_back({std::stoi(row[0]), std::stoi(row[1]),
+                           value_of("tag_complex_element", row[2]), row[3]});
     }
     return objects;
 }

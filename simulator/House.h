@@ -7,7 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,32 +26,28 @@ namespace simulator {
 class House final {
   public:
     struct Options {
-        std::string daemon = {};                                  ///< path of the program
-        std::string sql_file = Installation::sample_sql();        ///< the installation
-        std::string lights_file = Installation::sample_lights();  ///< the bridge's lights
-        std::optional<Installation> installation = {};            ///< instead of those files
-        std::vector<std::string> environment = {};                ///< of the daemon, "NAME=value"
-        std::string huectl = {};                                  ///< path of the tool
+        std::string daemon = {};  ///< path of the program
+        Installation installation = {};
+        std::vector<std::string> environment = {};  ///< of the daemon, "NAME=value"
+        std::string huectl = {};                    ///< path of the tool
         /// False: the bridge has no user, and the database no parameters of the bridge.
         bool is_paired = true;
     };
 
-    /// Starts everything but the daemon. Throws std::exception with a message for the user if a
-    /// file is wrong, or a port or path is taken.
+    /// Starts everything but the daemon. Throws std::exception with a message for the user if the
+    /// installation is wrong, or a port or path is taken.
     explicit House(const Options& options, Journal::Listener listener = {});
     ~House();
 
-    /// Starts the daemon for the installation's bridge and passes its port to the core. Returns the
-    /// start status, or nothing if none arrives within kStartLimit.
-    /// `arguments` precede the object's ID.
-    std::optional<ChildProcess::StartStatus> start(const ChildProcess::Words& arguments = {});
-    /// Starts the daemon and ends it by SIGTERM after `delay`. Returns how it ended.
-    std::string interrupt_start(std::chrono::microseconds delay);
-    /// True once the daemon has read every light and polled the bridge, which takes less than
-    /// kReadyLimit.
+    /// Starts the daemon for the installation's bridge. `arguments` precede the object's ID.
+    void launch(ChildProcess::Words arguments = {});
+    /// Launches the daemon and passes its port to the core. Returns the port, -1 if it reports a
+    /// failure, or nothing without a start status within kStartLimit.
+    std::optional<int> start(const ChildProcess::Words& arguments = {});
+    /// True once the daemon has read every light and polled the bridge.
     bool is_ready() const { return has_daemon() && polls() > polls_before_; }
-    /// Stops the daemon; returns nothing if none was started.
-    std::optional<ChildProcess::Ending> stop();
+    /// Stops the daemon. Returns as ChildProcess::stop(), or nothing if none was started.
+    std::optional<int> stop();
 
     /// Sends a command of the core, and enters it in the ledger. Returns the status number of the
     /// answer, or nothing without an answer.
@@ -61,14 +56,11 @@ class House final {
     std::vector<std::string> differences();
     Ledger& ledger() { return ledger_; }
 
-    /// Runs the tool until it ends, for at most kToolLimit or until `is_over`. Its lines go to the
-    /// journal as it prints them. The journal distinguishes its requests to the bridge from those
-    /// of the daemon only while no daemon runs.
-    ChildProcess::Result run_huectl(
-        const ChildProcess::Words& arguments,
-        const std::function<bool()>& is_over = [] { return false; });
-    /// Presses the bridge's link button after `delay`, in the background.
-    void press_button_after(std::chrono::milliseconds delay);
+    /// Runs the tool until it ends, for at most kToolLimit or until `is_over`. Its lines, errors
+    /// too, go to the journal as it prints them and to the result's output. The journal
+    /// distinguishes its requests to the bridge from those of the daemon only while no daemon runs.
+    ChildProcess::Result run_huectl(const ChildProcess::Words& arguments,
+                                    const std::function<bool()>& is_over);
     /// Stores `text` in the database as the optional parameters of the daemon's bridge.
     void store_parameters(const std::string& text);
 
@@ -78,7 +70,7 @@ class House final {
     DatabaseService& database() { return database_; }
     /// Null if /dev/log is in use and the sandbox is not private.
     SystemLog* log() { return log_.get(); }
-    /// After start().
+    /// After launch().
     ChildProcess& daemon() { return *daemon_; }
     Journal& journal() { return journal_; }
     /// Discards the events, requests and log lines so far, so that a long run does not grow.
@@ -97,7 +89,6 @@ class House final {
     }
 
     static constexpr std::chrono::seconds kStartLimit{40};
-    static constexpr std::chrono::seconds kReadyLimit{30};
     static constexpr std::chrono::seconds kToolLimit{60};
 
   private:
@@ -106,14 +97,10 @@ class House final {
     int polls() const { return bridge_->count("GET", "/lights"); }
     void enter(const Event& event);
     std::vector<RoleObject> find_objects();
-    void launch(ChildProcess::Words arguments);
 
-    std::string daemon_path_;
-    std::vector<std::string> environment_;
-    std::string huectl_path_;
+    const Options options_;
     Journal journal_;
     std::unique_ptr<SystemLog> log_;
-    Installation installation_;
     DatabaseService database_;
     Core core_;
     int runner_ = 0;
@@ -122,8 +109,6 @@ class House final {
     Ledger ledger_;
     std::atomic<bool> is_tool_asking_{false};  // instead of the daemon
     std::unique_ptr<Bridge> bridge_;
-    std::future<void> button_;
-    std::promise<void> button_wait_;  // its end cancels the press
     int port_ = -1;
     int polls_before_ = 0;                  // before the start of the daemon
     std::unique_ptr<ChildProcess> daemon_;  // last: destroyed first

@@ -16,11 +16,6 @@ constexpr struct {
 } kRoles[] = {{"on_off", "on"}, {"value", "bri"}, {"temperature", "ct"}, {"r", "hue"},
               {"g", "hue"},     {"b", "hue"},     {"hsv", "hue"}};
 
-constexpr const char* kTables =
-    "CREATE TABLE vexad_object (id INTEGER PRIMARY KEY, msp TEXT, optionalp TEXT, name TEXT);"
-    "CREATE TABLE vexad_object_relation (parentobj_id INTEGER, childobj_id INTEGER, optional "
-    "TEXT);";
-
 void add(std::ostream& sql, int parent, int id, const std::string& msp, const std::string& name,
          const std::string& role) {
     sql << "INSERT INTO vexad_object VALUES (" << id << ", '" << msp << "', '', '" << name << "');"
@@ -43,14 +38,16 @@ std::string Installation::sample_lights() {
 }
 
 Installation Installation::of_lights(int count) {
-    const Json::Value sample = load_json_file(sample_lights());
-    const Json::Value::Members names = sample.getMemberNames();
+    const Installation sample = load(sample_sql(), sample_lights());
+    const Json::Value::Members names = sample.lights.getMemberNames();
     Json::Value lights(Json::objectValue);
     std::ostringstream sql;
-    sql << kTables << "INSERT INTO vexad_object VALUES (" << kBridgeObject << ", '', 'ip_address=''"
-        << Bridge::kAddress << "''|username=''" << kUser << "''', 'Bridge');\n";
+    sql << sample.sql.substr(0, sample.sql.find("INSERT")) << "INSERT INTO vexad_object VALUES ("
+        << kBridgeObject << ", '', 'ip_address=''" << Bridge::kAddress << "''|username=''" << kUser
+        << "''', 'Bridge');\n";
     for (int number = 1; number <= count; ++number) {
-        Json::Value light = sample[names[static_cast<std::size_t>(number - 1) % names.size()]];
+        Json::Value light =
+            sample.lights[names[static_cast<std::size_t>(number - 1) % names.size()]];
         const std::string text = std::to_string(number);
         light["name"] = "Light " + text;
         int object = 10000 + 10 * number;

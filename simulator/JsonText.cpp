@@ -1,7 +1,6 @@
 #include "simulator/JsonText.h"
 
 #include <fstream>
-#include <memory>
 #include <sstream>
 #include <stdexcept>
 
@@ -9,21 +8,14 @@
 #include <json/writer.h>
 
 namespace simulator {
-namespace {
 
-bool parse(const std::string& text, Json::Value& value, std::string& problem) {
+std::optional<Json::Value> parse_json(const std::string& text, std::string* problem) {
     Json::CharReaderBuilder builder;
     builder["failIfExtra"] = true;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    return reader->parse(text.data(), text.data() + text.size(), &value, &problem);
-}
-
-}  // namespace
-
-std::optional<Json::Value> parse_json(const std::string& text) {
+    std::istringstream stream(text);
     Json::Value value;
-    std::string problem;
-    return parse(text, value, problem) ? std::optional<Json::Value>(value) : std::nullopt;
+    const bool is_json = Json::parseFromStream(builder, stream, &value, problem);
+    return is_json ? std::optional<Json::Value>(value) : std::nullopt;
 }
 
 std::string compact_json(const Json::Value& value) {
@@ -35,22 +27,17 @@ std::string compact_json(const Json::Value& value) {
 }
 
 std::string load_text_file(const std::string& path) {
-    std::ifstream file(path);
     std::ostringstream text;
-    text << file.rdbuf();
-    if (!file || text.str().empty()) {
+    if (!(text << std::ifstream(path).rdbuf())) {
         throw std::runtime_error("cannot read " + path);
     }
     return text.str();
 }
 
 Json::Value load_json_file(const std::string& path) {
-    Json::Value value;
     std::string problem;
-    if (!parse(load_text_file(path), value, problem)) {
-        throw std::runtime_error(path + ": " + problem);
-    }
-    return value;
+    const auto value = parse_json(load_text_file(path), &problem);
+    return value ? *value : throw std::runtime_error(path + ": " + problem);
 }
 
 }  // namespace simulator

@@ -1,5 +1,6 @@
 #include "simulator/TextTable.h"
 
+#include <map>
 #include <sstream>
 #include <stdexcept>
 
@@ -10,50 +11,35 @@ namespace {
 
 constexpr const char* kBlanks = " \t\r";
 
-std::string trimmed(const std::string& text) {
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    return first == std::string::npos
-               ? ""
-               : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+// The character of the escape whose backslash is at `at`; moves `at` to the escape's end.
+char escaped(const std::string& line, std::size_t& at) {
+    static const std::map<char, char> kMeanings{{'n', '\n'},  {'t', '\t'}, {'0', '\0'},
+                                                {'\\', '\\'}, {'|', '|'},  {'_', ' '}};
+    if (line.compare(at, 2, "\\x") == 0) {
+        at += 3;
+        return static_cast<char>(std::stoi(line.substr(at - 1, 2), nullptr, 16));
+    }
+    return kMeanings.at(line.c_str()[++at]);
 }
 
-// Splits at each '|' without a backslash before it.
-std::vector<std::string> split(const std::string& line) {
+std::vector<std::string> cells_of(const std::string& line) {
     std::vector<std::string> cells(1);
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        if (line[i] == '|') {
+    std::size_t length = 0;  // of the last cell without the blanks at its end
+    for (std::size_t at = 0; at < line.size(); ++at) {
+        std::string& cell = cells.back();
+        if (line[at] == '|') {
+            cell.resize(length);
             cells.emplace_back();
-            continue;
-        }
-        cells.back() += line[i];
-        if (line[i] == '\\' && i + 1 < line.size()) {
-            cells.back() += line[++i];
+            length = 0;
+        } else if (std::string(kBlanks).find(line[at]) == std::string::npos) {
+            cell += line[at] == '\\' ? escaped(line, at) : line[at];
+            length = cell.size();
+        } else if (!cell.empty()) {
+            cell += line[at];
         }
     }
+    cells.back().resize(length);
     return cells;
-}
-
-std::string unescaped(const std::string& cell) {
-    static const std::string kLetters = "nt0\\|_";
-    static const std::string kMeanings("\n\t\0\\| ", 6);
-    std::string text;
-    for (std::size_t i = 0; i < cell.size(); ++i) {
-        if (cell[i] != '\\') {
-            text += cell[i];
-            continue;
-        }
-        const char letter = ++i < cell.size() ? cell[i] : ' ';
-        const std::size_t known = kLetters.find(letter);
-        if (known != std::string::npos) {
-            text += kMeanings[known];
-        } else if (letter == 'x' && i + 2 < cell.size()) {
-            text += static_cast<char>(std::stoi(cell.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
-            throw std::invalid_argument("unknown escape");
-        }
-    }
-    return text;
 }
 
 }  // namespace
@@ -61,30 +47,25 @@ std::string unescaped(const std::string& cell) {
 std::vector<TextRow> read_table(const std::string& path, const std::string& section) {
     std::vector<TextRow> rows;
     std::istringstream file(load_text_file(path));
-    std::string current;
+    TextRow row;
     int number = 0;
-    for (std::string raw; std::getline(file, raw);) {
-        ++number;
-        const std::string line = trimmed(raw);
-        if (line.empty() || line[0] == '#') {
+    for (std::string line; std::getline(file, line);) {
+        row.place = path + ":" + std::to_string(++number);
+        const std::size_t start = line.find_first_not_of(kBlanks);
+        if (start == std::string::npos || line[start] == '#') {
             continue;
         }
-        if (line.front() == '[' && line.back() == ']' && line.find('|') == std::string::npos) {
-            current = line.substr(1, line.size() - 2);
-            continue;
-        }
-        if (!section.empty() && section != current) {
-            continue;
-        }
-        TextRow row{current, {}, path + ":" + std::to_string(number)};
         try {
-            for (const std::string& cell : split(line)) {
-                row.cells.push_back(unescaped(trimmed(cell)));
-            }
+            row.cells = cells_of(line);
         } catch (const std::exception&) {
             throw std::runtime_error(row.place + ": an unknown escape");
         }
-        rows.push_back(std::move(row));
+        const std::string& first = row.cells[0];
+        if (row.cells.size() == 1 && line[start] == '[' && first.back() == ']') {
+            row.section = first.substr(1, first.size() - 2);
+        } else if (section.empty() || section == row.section) {
+            rows.push_back(row);
+        }
     }
     if (rows.empty()) {
         throw std::runtime_error(path + ": no rows" + (section.empty() ? "" : " in " + section));

@@ -1,9 +1,9 @@
 // house: runs the real daemon in a simulated house, with commands from the terminal or a script.
 #include <atomic>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -24,8 +24,7 @@
 namespace {
 
 using simulator::Console;
-using simulator::House;
-using simulator::LineReader;
+using simulator::Installation;
 using simulator::Prompt;
 using simulator::Session;
 
@@ -34,7 +33,7 @@ constexpr int kExitSkipped = 77;
 constexpr int kExitInterrupted = 130;
 
 std::atomic<int> interrupt_fd{-1};
-volatile std::sig_atomic_t was_interrupted = 0;
+volatile sig_atomic_t was_interrupted = 0;
 
 void handle_interrupt(int) {
     was_interrupted = 1;
@@ -57,41 +56,34 @@ bool is_interrupted() {
 
 struct Arguments {
     Session::Setup setup;
+    std::string sql = Installation::sample_sql();
+    std::string lights = Installation::sample_lights();
     std::string script;
-    bool is_unpaired = false;
     bool shows_all = false;
 };
 
-// The programs are in the same build: build/release/simulator/house runs build/release/src/lumivad.
-std::string build_folder() {
-    char path[4096];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
-    const std::string self(path, static_cast<std::size_t>(length > 0 ? length : 0));
-    const std::string folder = self.substr(0, self.rfind('/'));
-    return folder.substr(0, folder.rfind('/'));
-}
-
 void add_options(CLI::App& app, Arguments& arguments) {
     Session::Setup& setup = arguments.setup;
-    const std::string build = build_folder();
-    setup.house.daemon = build + "/src/lumivad";
-    setup.house.huectl = build + "/tools/huectl";
-    setup.shim = build + "/tests/support/libfault_shim.so";
+    // The programs are in the same build: build/release/simulator/house runs its src/lumivad.
+    const auto build = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path();
+    setup.house.daemon = build / "src/lumivad";
+    setup.house.huectl = build / "tools/huectl";
+    setup.shim = build / "tests/support/libfault_shim.so";
     setup.sanitizer = LUMIVAD_SANITIZE;
-    app.add_option("--daemon", setup.house.daemon, "path of lumivad")->capture_default_str();
-    app.add_option("--huectl", setup.house.huectl, "path of huectl")->capture_default_str();
-    app.add_option("--shim", setup.shim, "path of the library that faults the daemon")
-        ->capture_default_str();
-    app.add_option("--sql", setup.house.sql_file, "the installation")->capture_default_str();
-    app.add_option("--lights", setup.house.lights_file, "the bridge's lights")
-        ->capture_default_str();
+    app.option_defaults()->always_capture_default();
+    app.add_option("--daemon", setup.house.daemon, "path of lumivad");
+    app.add_option("--huectl", setup.house.huectl, "path of huectl");
+    app.add_option("--shim", setup.shim, "path of the library that faults the daemon");
+    app.add_option("--sql", arguments.sql, "the installation");
+    app.add_option("--lights", arguments.lights, "the bridge's lights");
     app.add_option("--seed", setup.seed, "seed of random moments in scripts; 0 for none");
     app.add_option(
         "--script", arguments.script,
         "runs the commands of a file (- for standard input) and judges the daemon; exits "
         "with 1 at the first command that fails, with 77 if it cannot be run here");
-    app.add_flag("--unpaired", arguments.is_unpaired,
-                 "the bridge has no user; the daemon is started by the command start");
+    app.add_flag_callback(
+        "--unpaired", [&setup] { setup.house.is_paired = false; },
+        "the bridge has no user; the daemon is started by the command start");
     app.add_flag("--all", arguments.shows_all, "also prints events that repeat at every poll");
     app.footer("Commands:\n" + Prompt::help());
 }
@@ -116,12 +108,12 @@ int run_prompt(Prompt& prompt, Session& session, Console& console) {
     if (session.options().is_paired && !prompt.run("start")) {
         return kExitFailure;
     }
-    if (LineReader::is_at_terminal()) {
+    if (simulator::is_at_terminal()) {
         console.print("\"help\" lists the commands, Tab completes them, \"quit\" ends the house");
     }
-    LineReader reader(console, "house> ", interrupt_fd,
-                      [&prompt](const std::string& line) { return prompt.words_after(line); });
-    for (std::optional<std::string> line; !session.is_over && (line = reader.read_line());) {
+    const auto completion = [&](const std::string& line) { return prompt.words_after(line); };
+    std::optional<std::string> line;
+    while (!session.is_over && (line = simulator::read_line(interrupt_fd, completion))) {
         prompt.run(*line);
     }
     const bool is_running = session.house().has_daemon() && session.house().daemon().is_running();
@@ -129,10 +121,9 @@ int run_prompt(Prompt& prompt, Session& session, Console& console) {
 }
 
 int run_house(Arguments& arguments) {
-    arguments.setup.house.is_paired = !arguments.is_unpaired;
     const simulator::Sandbox sandbox = simulator::Sandbox::enter();  // before the first thread
     install_interrupt();
-    Console console(std::cout, arguments.shows_all);
+    Console console(arguments.shows_all);
     if (!sandbox.is_private()) {
         console.print("no namespaces (" + sandbox.reason() +
                       "): using the loopback, ports and paths of this machine; searches do not "
@@ -141,6 +132,7 @@ int run_house(Arguments& arguments) {
     if (arguments.setup.seed != 0) {
         console.print("seed " + std::to_string(arguments.setup.seed));
     }
+    arguments.setup.house.installation = Installation::load(arguments.sql, arguments.lights);
     Session session(arguments.setup, console, is_interrupted);
     Prompt prompt(session);
     return arguments.script.empty() ? run_prompt(prompt, session, console)
@@ -150,14 +142,13 @@ int run_house(Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    Arguments arguments;
-    CLI::App app(
-        "Runs the real daemon in a simulated house (core, database, bridge with lights, system "
-        "log), "
-        "prints their exchanges, and reads commands.");
-    add_options(app, arguments);
-    CLI11_PARSE(app, argc, argv);
     try {
+        Arguments arguments;
+        CLI::App app(
+            "Runs the real daemon in a simulated house (core, database, bridge with lights, system "
+            "log), prints their exchanges, and reads commands.");
+        add_options(app, arguments);
+        CLI11_PARSE(app, argc, argv);
         return run_house(arguments);
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "house: %s\n", problem.what());

@@ -221,18 +221,20 @@ Json::Value Bridge::pair(const std::string& body) {
         return only_error(BridgeError::invalid_value, "/devicetype",
                           "invalid value, " + compact_json(type) + ", for parameter, devicetype");
     }
-    if (!pressed_ || std::chrono::steady_clock::now() - *pressed_ > kButtonTime) {
+    const auto now = std::chrono::steady_clock::now();
+    if (!pressed_ || now < *pressed_ || now - *pressed_ > kButtonTime) {
         return only_error(BridgeError::link_button_not_pressed, "", "link button not pressed");
     }
     return only(bridge_success("username", *users_.insert(random_name()).first));
 }
 
-void Bridge::press_link_button() {
+void Bridge::press_link_button(std::chrono::milliseconds delay) {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        pressed_ = std::chrono::steady_clock::now();
+        pressed_ = std::chrono::steady_clock::now() + delay;
     }
-    sink_({EventKind::house, "the link button of the bridge is pressed"});
+    sink_({EventKind::house,
+           "the link button of the bridge is pressed in " + std::to_string(delay.count()) + " ms"});
 }
 
 std::vector<int> Bridge::light_ids() const {

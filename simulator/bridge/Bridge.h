@@ -82,8 +82,8 @@ class Bridge final : public WithFaults<Bridge> {
     /// @{
     /// False outside a private sandbox; searches do not reach it there.
     bool is_discoverable() const { return responder_ != nullptr; }
-    /// Creates a user for every pairing request of the next 30 s.
-    void press_link_button();
+    /// After `delay`, creates a user for every pairing request of 30 s.
+    void press_link_button(std::chrono::milliseconds delay = {});
     /// @}
 
     /// @name More faults; each lasts for `times` requests, or until the next fault or recover()

@@ -89,6 +89,7 @@ void Ledger::start_daemon() {
     }
     last_request_ = last_command_ = last_poll_ = std::nullopt;
     slot_ = {};
+    daemon_start_ = Clock::now();
 }
 
 std::size_t Ledger::add_command(int object, const std::string& payload) {
@@ -295,6 +296,9 @@ void Ledger::apply(const Command& command, bool is_off) {
 
 void Ledger::add_exchange(const Gate::Request& request, const std::string& answer) {
     const Lock lock(mutex_);
+    if (request.start < daemon_start_) {
+        return;  // of the daemon before, answered after its end
+    }
     ++counts_.requests;
     check_pace(request.start);
     close_poll();

@@ -153,6 +153,7 @@ class Ledger final {
     std::size_t ended_[6] = {};  // by outcome
     std::vector<std::string> problems_;
     bool misses_log_lines_ = false;
+    Clock::time_point daemon_start_;
     std::optional<Clock::time_point> last_request_, last_command_, last_poll_;
     Clock::time_point slot_{};
 };

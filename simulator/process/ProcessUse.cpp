@@ -18,8 +18,8 @@ namespace fs = std::filesystem;
 constexpr int kSamples = 20;
 constexpr std::chrono::milliseconds kSamplePeriod{10};
 
-std::string folder_of(pid_t id) {
-    return "/proc/" + std::to_string(id);
+std::string file_of(pid_t id, const std::string& name) {
+    return "/proc/" + std::to_string(id) + "/" + name;
 }
 
 // The numbers of a file of lines "Label: number unit", by label; none if it cannot be read.
@@ -29,10 +29,7 @@ std::map<std::string, std::size_t> numbers_in(const std::string& file) {
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
         std::string label;
-        std::size_t number = 0;
-        if (words >> label >> number) {
-            numbers[label] = number;
-        }
+        words >> label >> numbers[label];
     }
     return numbers;
 }
@@ -52,14 +49,12 @@ std::vector<pid_t> entries_of(const std::string& folder) {
 }  // namespace
 
 ProcessUse ProcessUse::of(pid_t process) {
-    const std::string folder = folder_of(process);
-    auto memory = numbers_in(folder + "/smaps_rollup");
+    auto memory = numbers_in(file_of(process, "smaps_rollup"));
     ProcessUse use;
     use.resident_kib = memory["Rss:"];
-    use.peak_kib = numbers_in(folder + "/status")["VmHWM:"];
     use.proportional_kib = memory["Pss:"];
     use.private_kib = memory["Private_Clean:"] + memory["Private_Dirty:"];
-    use.descriptors = entries_of(folder + "/fd").size();
+    use.descriptors = entries_of(file_of(process, "fd")).size();
     for (const pid_t thread : threads_of(process)) {
         const ProcessUse part = of_thread(thread);
         use.cpu_seconds += part.cpu_seconds;
@@ -72,9 +67,9 @@ ProcessUse ProcessUse::of(pid_t process) {
 ProcessUse ProcessUse::of_thread(pid_t thread) {
     ProcessUse use;
     double nanoseconds = 0;
-    std::ifstream(folder_of(thread) + "/schedstat") >> nanoseconds;
+    std::ifstream(file_of(thread, "schedstat")) >> nanoseconds;
     use.cpu_seconds = nanoseconds / 1e9;
-    use.wakeups = numbers_in(folder_of(thread) + "/status")["voluntary_ctxt_switches:"];
+    use.wakeups = numbers_in(file_of(thread, "status"))["voluntary_ctxt_switches:"];
     return use;
 }
 
@@ -83,15 +78,13 @@ ProcessUse ProcessUse::at_rest(pid_t process) {
     for (int i = 1; i < kSamples; ++i) {
         std::this_thread::sleep_for(kSamplePeriod);
         const ProcessUse use = of(process);
-        if (use.descriptors <= least.descriptors) {
-            least = use;
-        }
+        least = use.descriptors <= least.descriptors ? use : least;
     }
     return least;
 }
 
 std::vector<pid_t> ProcessUse::threads_of(pid_t process) {
-    return entries_of(folder_of(process) + "/task");
+    return entries_of(file_of(process, "task"));
 }
 
 }  // namespace simulator

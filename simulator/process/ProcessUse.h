@@ -10,7 +10,6 @@ namespace simulator {
 
 struct ProcessUse {
     std::size_t resident_kib = 0;
-    std::size_t peak_kib = 0;          ///< largest resident_kib since its start
     std::size_t proportional_kib = 0;  ///< a page that n processes share counts one n-th
     std::size_t private_kib = 0;       ///< pages that no other process maps
     std::size_t threads = 0;

@@ -2,11 +2,9 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
-#include <stdexcept>
 #include <system_error>
-#include <thread>
-#include <vector>
 
 #include <fcntl.h>
 #include <sched.h>
@@ -49,71 +47,50 @@ constexpr const char* kSetUp = R"(
     exec sleep 60
 )";
 
-[[noreturn]] void fail(const std::string& what) {
-    throw std::system_error(errno, std::generic_category(), what);
+void require(bool holds, const std::string& what) {
+    if (!holds) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
 }
 
-// Joins the namespaces of a process, which are prepared. Keeps the working directory.
-void join(pid_t process, const std::vector<const char*>& namespaces) {
+// Enters new namespaces, with root's rights in them if `maps_root`. Keeps the working directory.
+void enter_namespaces(bool maps_root) {
+    const ChildProcess::Words words{"--net", "--mount", "sh", "-c", kSetUp};
+    ChildProcess::Setup setup{"unshare", words, {}, ChildProcess::kWithOutput};
+    if (maps_root) {
+        setup.arguments.insert(setup.arguments.begin(), "--map-root-user");
+    }
+    ChildProcess child(setup);
+    const std::string line = child.read_line(kSetUpLimit).value_or("set-up failed");
+    if (line != "ready") {
+        throw std::runtime_error(line);
+    }
     const fs::path folder = fs::current_path();
-    const std::string entry = "/proc/" + std::to_string(process);
+    const std::string entry = "/proc/" + std::to_string(child.pid());
     // An emulator and some sanitizers have a thread of their own, and a mount namespace can be
     // joined only by a thread that does not share its working directory.
-    if (unshare(CLONE_FS) != 0) {
-        fail("unshare");
-    }
-    for (const char* kind : namespaces) {
-        const FileDescriptor file(open((entry + "/ns/" + kind).c_str(), O_RDONLY | O_CLOEXEC));
-        if (!file || setns(file.get(), 0) != 0) {
-            fail(std::string("joining the namespace ") + kind);
+    require(unshare(CLONE_FS) == 0, "unshare");
+    for (const std::string kind : {"user", "net", "mnt"}) {
+        if (maps_root || kind != "user") {
+            const FileDescriptor file(open((entry + "/ns/" + kind).c_str(), O_RDONLY | O_CLOEXEC));
+            require(file && setns(file.get(), 0) == 0, "joining the namespace " + kind);
         }
     }
     // Joining moves the root and the working directory to the root of the namespace.
-    if (chroot((entry + "/root").c_str()) != 0) {
-        fail("chroot");
-    }
+    require(chroot((entry + "/root").c_str()) == 0, "chroot");
     fs::current_path(folder);
-}
-
-// Returns the reason if the system forbids it.
-std::string enter_namespaces(bool maps_root) {
-    std::vector<std::string> words{"--net", "--mount", "sh", "-c", kSetUp};
-    std::vector<const char*> namespaces{"net", "mnt"};
-    if (maps_root) {
-        words.insert(words.begin(), "--map-root-user");
-        namespaces.insert(namespaces.begin(), "user");
-    }
-    ChildProcess::Setup setup{"unshare", words};
-    setup.reads_errors = true;
-    ChildProcess child(setup);
-    if (child.read_line(kSetUpLimit) != "ready") {
-        const std::string errors = child.finish(kSetUpLimit).errors;
-        return errors.empty() ? "set-up failed" : errors.substr(0, errors.find('\n'));
-    }
-    try {
-        join(child.pid(), namespaces);
-    } catch (const std::system_error& problem) {
-        return problem.what();
-    }
-    return {};
 }
 
 FileDescriptor lock_the_machine() {
     // A lock needs no write access; in a sticky folder O_CREAT on another user's file is refused.
     FileDescriptor file(open(kLockFile, O_RDONLY | O_CLOEXEC));
-    if (!file && errno == ENOENT) {
+    if (!file) {
         file.reset(open(kLockFile, O_RDONLY | O_CREAT | O_CLOEXEC, 0644));
     }
-    if (!file) {
-        fail(kLockFile);
-    }
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::seconds(Sandbox::kLockSeconds);
-    while (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            throw std::runtime_error(std::string("another house holds ") + kLockFile);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    require(static_cast<bool>(file), kLockFile);
+    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+        std::fprintf(stderr, "waiting for the other house that holds %s\n", kLockFile);
+        require(flock(file.get(), LOCK_EX) == 0, kLockFile);
     }
     return file;
 }
@@ -122,9 +99,16 @@ FileDescriptor lock_the_machine() {
 
 Sandbox Sandbox::enter() {
     Sandbox sandbox;
-    // Root of a container may be allowed only what other users are.
-    if (geteuid() != 0 || !enter_namespaces(false).empty()) {
-        sandbox.reason_ = enter_namespaces(true);
+    // Only root can do without a mapping, but root of a container may be allowed no more than
+    // others.
+    for (const bool maps_root : {false, true}) {
+        try {
+            enter_namespaces(maps_root);
+            sandbox.reason_.clear();
+            break;
+        } catch (const std::runtime_error& problem) {
+            sandbox.reason_ = problem.what();
+        }
     }
     if (!sandbox.is_private()) {
         sandbox.lock_ = lock_the_machine();

@@ -14,17 +14,13 @@ class Sandbox final {
   public:
     /// Enters new network and mount namespaces (without root through a user namespace), with
     /// loopback and multicast, an empty directory for the controller's sockets and a /dev without
-    /// log.
-    /// Where the system forbids that, or unshare or ip is missing, uses the loopback, ports and
-    /// paths of the machine as soon as no other house does. Waits up to `kLockSeconds` for that,
-    /// then throws std::runtime_error.
+    /// log. Where the system forbids that, or unshare or ip is missing, waits until no other house
+    /// uses the loopback, ports and paths of the machine, and uses them.
     static Sandbox enter();
 
     /// False if the machine's own network is used; reason() then says why.
     bool is_private() const { return reason_.empty(); }
     const std::string& reason() const { return reason_; }
-
-    static constexpr int kLockSeconds = 300;
 
   private:
     std::string reason_;

@@ -121,10 +121,9 @@ void expect_end(Session& session, const Slots& slots) {
     }
     const auto limit =
         std::chrono::milliseconds(static_cast<long>(slots.seconds("SECONDS", kSeconds) * 1000));
-    const auto ending = session.house().daemon().wait(limit);
-    Session::require(
-        ending && ending->text() == wanted,
-        "the daemon " + (ending ? "ended with " + ending->text() : std::string("did not end")));
+    const auto code = session.house().daemon().wait(limit);
+    const std::string ending = code ? "ended with " + ending_text(*code) : "did not end";
+    Session::require(ending == "ended with " + wanted, "the daemon " + ending);
     session.expects_end = true;
 }
 

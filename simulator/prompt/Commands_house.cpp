@@ -12,7 +12,6 @@ namespace {
 constexpr int kSoonestMs = 2000;
 constexpr int kLatestMs = 6000;
 constexpr int kAnswerLimitMs = 1000;
-constexpr std::chrono::seconds kStartLimit{40};
 
 void need(Session& session, const Slots& slots) {
     const std::string what = slots.text("shim|network|plain-build|64-bits");
@@ -97,29 +96,26 @@ void moment(Session& session, const Slots& slots) {
 void run_lumivad(Session& session, const Slots& slots) {
     const ChildProcess::Result result =
         ChildProcess::run(session.options().daemon, words_of(slots.text("WORDS")),
-                          session.options().environment, kStartLimit);
+                          session.options().environment, House::kStartLimit);
     session.printed = result.output;
-    session.ended = result.ending.text();
+    session.ended = ending_text(result.code);
 }
 
 void start_badly(Session& session, const Slots&) {
-    const auto status = session.house().start();
-    Session::require(status && status->status == -1, "the daemon did not report a failure");
-    const auto ending = session.house().daemon().wait(kStartLimit);
-    Session::require(ending && ending->text() == "exit code 1", "no exit code 1");
+    Session::require(session.house().start() == -1, "the daemon did not report a failure");
+    Session::require(session.house().daemon().wait(House::kStartLimit) == 1, "no exit code 1");
     session.expects_end = true;
 }
 
 void stop(Session& session, const Slots&) {
-    const auto ending = session.house().stop();
-    Session::require(ending && ending->is_success(), "the daemon did not exit with 0");
+    Session::require(session.house().stop() == 0, "the daemon did not exit with 0");
     session.expects_end = true;
 }
 
 void run_shell(Session& session, const Slots& slots) {
     const ChildProcess::Result result = session.run_shell(slots.text("WORDS"));
     session.printed = result.output + result.errors;
-    Session::require(result.ending.is_success(), *session.printed + result.ending.text());
+    Session::require(result.code == 0, *session.printed + ending_text(result.code));
 }
 
 // The line with the parameters begins with the address.
@@ -127,17 +123,17 @@ void run_huectl(Session& session, const Slots& slots) {
     session.console().print("           $ huectl " + slots.text("WORDS"));
     const ChildProcess::Result result = session.house().run_huectl(
         words_of(slots.text("WORDS")), [&session] { return session.is_interrupted(); });
-    session.printed = result.output + result.errors;
+    session.printed = result.output;
     std::istringstream output(result.output);
     for (std::string line; std::getline(output, line);) {
         session.parameters = line.rfind("ip_address='", 0) == 0 ? line : session.parameters;
     }
-    Session::require(result.ending.is_success(), "huectl ended with " + result.ending.text());
+    Session::require(result.code == 0, "huectl ended with " + ending_text(result.code));
 }
 
 void press_button(Session& session, const Slots&) {
     const int range = kLatestMs - kSoonestMs;
-    session.house().press_button_after(std::chrono::milliseconds(
+    session.house().bridge().press_link_button(std::chrono::milliseconds(
         kSoonestMs + static_cast<int>(std::random_device()() % static_cast<unsigned>(range))));
 }
 

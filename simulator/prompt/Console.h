@@ -1,10 +1,8 @@
-/// Prints the house's events, one line each with a time stamp. Thread-safe.
+/// Prints the house's events on standard output, one line each with a time stamp. Thread-safe.
 #pragma once
 
 #include <chrono>
-#include <functional>
 #include <mutex>
-#include <ostream>
 #include <set>
 #include <string>
 
@@ -16,24 +14,19 @@ class Console final {
   public:
     /// Time stamps count from the construction. Unless `shows_all`, events that every poll or
     /// report repeats are printed once.
-    Console(std::ostream& out, bool shows_all);
+    explicit Console(bool shows_all) : shows_all_(shows_all) {}
 
     void print(const Event& event);
     /// Prints a line without a time stamp: a heading, a result of a command.
-    void print(const std::string& text);
-    /// Passes the lines to `printer`, or prints them itself again if it is empty.
-    void print_through(std::function<void(const std::string&)> printer);
+    static void print(const std::string& text);
 
   private:
     bool is_wanted(const Event& event);
-    void print_line(const std::string& line);
 
-    std::ostream& out_;
     bool shows_all_;
-    std::chrono::steady_clock::time_point start_;
-    std::mutex mutex_;  // guards the rest, and the order of lines
+    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    std::mutex mutex_;  // guards the next one, and the order of lines
     std::set<std::string> routine_seen_;
-    std::function<void(const std::string&)> printer_;
 };
 
 }  // namespace simulator

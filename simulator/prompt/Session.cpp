@@ -81,8 +81,7 @@ void Session::require(bool holds, const std::string& what) {
 void Session::start(const ChildProcess::Words& arguments, bool awaits_poll) {
     require(!house().has_daemon() || !house().daemon().is_running(),
             "the daemon is already running");
-    const auto status = house().start(arguments);
-    require(status && status->status == 0, "the daemon did not start");
+    require(house().start(arguments).value_or(-1) > 0, "the daemon did not start");
     require(shim_ == nullptr || shim_->is_loaded != 0, "the fault shim was not loaded");
     expects_end = false;
     if (!awaits_poll) {

@@ -64,8 +64,7 @@ bool Session::judge() {
         is_good = judge_account() && is_good;
         is_good = judge_agreement() && is_good;
         is_good = judge_resources() && is_good;
-        const auto ending = house().stop();
-        is_good = ((ending && ending->is_success()) ||
+        is_good = (house().stop() == 0 ||
                    complain("exit", "the daemon did not exit with 0 on SIGTERM")) &&
                   is_good;
     } catch (const CommandError& problem) {

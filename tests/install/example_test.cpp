@@ -22,10 +22,10 @@ TEST(InstalledExample, DimsALightThatItsBridgeHas) {
                                             std::chrono::seconds(30));
     };
     const auto dimmed = run_example("4");
-    EXPECT_EQ(dimmed.exit_code(), 0) << dimmed.errors;
+    EXPECT_EQ(dimmed.code, 0) << dimmed.errors;
     EXPECT_EQ(bridge.light(4).brightness(), 127U);
     const auto missing = run_example("99");
-    EXPECT_EQ(missing.exit_code(), 1);
+    EXPECT_EQ(missing.code, 1);
     EXPECT_NE(missing.errors.find("light id is not valid"), std::string::npos) << missing.errors;
 }
 

@@ -16,11 +16,11 @@
 
 /// Exited with `code`, and standard error has only `last_line` after the lines of a countdown.
 MATCHER_P2(Ended, code, last_line, "") {
-    *result_listener << "exit code " << arg.exit_code() << ", errors: " << arg.errors
+    *result_listener << "exit code " << arg.code << ", errors: " << arg.errors
                      << "output: " << arg.output;
     const testing::Matcher<std::string> errors =
         testing::MatchesRegex(std::string("([^\n]*: [0-9]+ s left\n)*") + last_line);
-    return arg.exit_code() == code && errors.Matches(arg.errors);
+    return arg.code == code && errors.Matches(arg.errors);
 }
 inline auto Succeeds() {
     return Ended(0, "");

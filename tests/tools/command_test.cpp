@@ -82,7 +82,7 @@ TEST_F(Command, PrintsOnStandardErrorIfStandardOutputCannotBeWritten) {
     const std::string result = run("lights").output;
     for (const char* command : {"lights >/dev/full", "exec 3> >(exit); wait $!; lights >&3"}) {
         const Result failed = run(command);
-        EXPECT_EQ(failed.exit_code(), 1) << command;
+        EXPECT_EQ(failed.code, 1) << command;
         EXPECT_EQ(failed.errors, result +
                                      "huectl: done, but standard output cannot be written; "
                                      "the result is on standard error\n");
