@@ -158,7 +158,7 @@ std::optional<ChildProcess::Ending> House::stop() {
 
 void House::forget() {
     journal_.forget();
-    core_.take_reports();
+    core_.forget_reports();
     bridge_->gate().forget();
     if (log_) {
         log_->clear();

@@ -41,7 +41,7 @@ class ScriptedPeer final {
         });
     }
     void stay_silent() {
-        on_request([](simulator::Connection& peer) { peer.hold([] { return false; }); });
+        on_request([](simulator::Connection& peer) { peer.hold(); });
     }
     /// Refuses connections and ends the scripts.
     void stop() { server_.stop(); }
