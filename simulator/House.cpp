@@ -123,7 +123,7 @@ std::optional<int> House::stop() {
 
 void House::forget() {
     journal_.forget();
-    core_.take_reports();
+    core_.forget_reports();
     bridge_->gate().forget();
     if (log_) {
         log_->clear();

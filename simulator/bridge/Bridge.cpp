@@ -1,9 +1,8 @@
 #include "simulator/bridge/Bridge.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <random>
+#include <regex>
 #include <stdexcept>
 
 #include <httplib.h>
@@ -13,13 +12,15 @@
 namespace simulator {
 namespace {
 
-constexpr std::size_t kServerThreads = 2;
+using httplib::Request;
+
 constexpr std::chrono::milliseconds kSlowPause{1};
 constexpr std::chrono::seconds kButtonTime{30};
-constexpr std::size_t kNameLength = 40;
 constexpr std::size_t kLongestDeviceType = 40;
-// Groups: the user, the lights, a light, a part of it.
-constexpr const char* kPath = "/api(?:/([^/]+)(/lights(?:/([1-9]\\d*)(/state|/name)?)?)?)?/?";
+constexpr std::size_t kNameLength = 40;
+// The first group of a pattern is the user, the second the light.
+const std::string kUser = "/api/([^/]+)";
+const std::string kLight = kUser + "/lights/([1-9]\\d*)";
 constexpr const char* kHeaderEnd = "\r\n\r\n";
 constexpr const char* kPage = "<html><body><h1>503 Service Unavailable</h1></body></html>";
 
@@ -34,37 +35,25 @@ Json::Value only_error(BridgeError type, const std::string& address,
     return only(bridge_error(type, address, description));
 }
 
-Json::Value not_available(const std::string& resource) {
+Json::Value not_available(const Request& request) {
+    const std::string resource = Gate::without_user(request.path);
     return only_error(BridgeError::resource_not_available, resource,
                       "resource, " + resource + ", not available");
 }
 
-Json::Value no_such_method(const std::string& method, const std::string& resource) {
-    return only_error(BridgeError::method_not_available, resource,
-                      "method, " + method + ", not available for resource, " + resource);
+int light_of(const Request& request) {
+    return std::stoi(request.matches[2]);
 }
 
-std::string random_name() {
-    static const std::string kLetters =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
-    static std::random_device source;
-    std::uniform_int_distribution<std::size_t> any(0, kLetters.size() - 1);
-    std::string name(kNameLength, ' ');
-    std::generate(name.begin(), name.end(), [&] { return kLetters[any(source)]; });
-    return name;
+void respond(httplib::Response& response, const Json::Value& answer) {
+    response.status = 200;
+    response.set_content(compact_json(answer), "application/json");
 }
 
-// A file beside this one, with the address of the bridge.
-std::string load_own_file(const std::string& name, const std::string& address, int port) {
-    std::string text = load_text_file(std::string(LUMIVAD_BRIDGE_FILES) + "/" + name);
-    const std::pair<std::string, std::string> placeholders[] = {{"@ADDRESS@", address},
-                                                                {"@PORT@", std::to_string(port)}};
-    for (const auto& [placeholder, value] : placeholders) {
-        for (std::size_t at = 0; (at = text.find(placeholder)) != std::string::npos;) {
-            text.replace(at, placeholder.size(), value);
-        }
-    }
-    return text;
+// A file in the folder of this one, with the address of the bridge.
+std::string load_own_file(const std::string& name, const std::string& address) {
+    return std::regex_replace(load_text_file(std::string(LUMIVAD_BRIDGE_FILES) + "/" + name),
+                              std::regex("@ADDRESS@"), address);
 }
 
 // With a Content-Length, so that the end of the body does not depend on the close.
@@ -75,25 +64,13 @@ std::string http_answer(const std::string& status, const std::string& type,
            body;
 }
 
-std::size_t middle_of_header(const std::string& answer) {
-    return answer.find(kHeaderEnd) / 2;
+std::string half_of_header(const std::string& answer) {
+    return answer.substr(0, answer.find(kHeaderEnd) / 2);
 }
 
-std::size_t middle_of_body(const std::string& answer) {
+std::string header_and_half_of_body(const std::string& answer) {
     const std::size_t body = answer.find(kHeaderEnd) + std::strlen(kHeaderEnd);
-    return body + (answer.size() - body) / 2;
-}
-
-using FindEnd = std::size_t (*)(const std::string& answer);
-
-Fault part_of_answer(const std::string& meaning, FindEnd end, bool holds) {
-    return {[end, holds](Connection& peer, const std::string& answer) {
-                peer.write(answer.substr(0, end(answer)));
-                if (holds) {
-                    peer.hold();
-                }
-            },
-            true, meaning};
+    return answer.substr(0, body + (answer.size() - body) / 2);
 }
 
 }  // namespace
@@ -104,31 +81,23 @@ Bridge::Bridge(const Setup& setup, EventSink sink)
         users_.insert(setup.username);
     }
     for (const std::string& id : setup.lights.getMemberNames()) {
-        const int number = std::atoi(id.c_str());
-        lights_.emplace(number, BridgeLight(number, setup.lights[id]));
+        lights_.emplace(std::stoi(id), BridgeLight(std::stoi(id), setup.lights[id]));
     }
-    const auto handler = [this](const httplib::Request& request, httplib::Response& response) {
-        response.set_content(compact_json(route(request)), "application/json");
-    };
-    server_->Get("/description.xml", [this](const httplib::Request&, httplib::Response& response) {
-        response.set_content(description_, "text/xml");
+    server_->Get("/description.xml", [text = load_own_file("description.xml", setup.address)](
+                                         const Request&, httplib::Response& response) {
+        response.set_content(text, "text/xml");
     });
-    for (const char* path : {kPath, ".*"}) {
-        server_->Get(path, handler).Put(path, handler).Post(path, handler).Delete(path, handler);
-    }
-    server_->new_task_queue = [] { return new httplib::ThreadPool(kServerThreads); };
+    add_routes();
     server_->set_keep_alive_max_count(1);  // a bridge closes after every answer
     const int port_behind = server_->bind_to_any_port("127.0.0.1");
     if (port_behind <= 0) {
         throw std::runtime_error("no port for the bridge's server");
     }
-    gate_ = std::make_unique<Gate>(setup.address, setup.port, port_behind, sink_);
-    description_ = load_own_file("description.xml", setup.address, port());
+    gate_ = std::make_unique<Gate>(setup.address, kHttpPort, port_behind, sink_);
     if (SsdpResponder::is_possible()) {
-        responder_ =
-            std::make_unique<SsdpResponder>(SsdpResponder::parse_answers(load_own_file(
-                                                "search-answers.txt", setup.address, port())),
-                                            sink_);
+        responder_ = std::make_unique<SsdpResponder>(
+            SsdpResponder::parse_answers(load_own_file("search-answers.txt", setup.address)),
+            sink_);
     }
     thread_ = std::thread([this] { server_->listen_after_bind(); });
 }
@@ -144,94 +113,87 @@ Bridge::~Bridge() {
     thread_.join();
 }
 
-Json::Value Bridge::route(const httplib::Request& request) {
-    const auto& parts = request.matches;
-    const std::string& method = request.method;
-    const std::string resource = Gate::without_user(request.path);
-    if (parts.size() == 1) {
-        return not_available(resource);
-    }
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (!parts[1].matched) {
-        return method == "POST" ? pair(request.body) : no_such_method(method, "/");
-    }
-    if (is_forgetful_ || users_.count(parts[1]) == 0) {
-        return only_error(BridgeError::unauthorized, "/", "unauthorized user");
-    }
-    if (parts[3].matched) {
-        return route_light(std::atoi(parts[3].str().c_str()), method, resource, parts[4],
-                           request.body);
-    }
-    if (method != "GET") {
-        return no_such_method(method, resource);
-    }
+// The route runs with the mutex held.
+Bridge::Handler Bridge::handler(const Route& route) {
+    return [this, route](const Request& request, httplib::Response& response) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const bool has_user = request.matches.size() > 1;
+        const bool has_body = request.method == "PUT" || request.method == "POST";
+        const auto body = parse_json(has_body ? request.body : "{}");
+        if (has_user && (is_forgetful_ || users_.count(request.matches[1]) == 0)) {
+            respond(response, only_error(BridgeError::unauthorized, "/", "unauthorized user"));
+        } else if (!body || !body->isObject()) {
+            respond(response,
+                    only_error(BridgeError::invalid_json, Gate::without_user(request.path),
+                               "body contains invalid json"));
+        } else {
+            respond(response, route(request, *body));
+        }
+    };
+}
+
+Bridge::Handler Bridge::light_handler(const LightRoute& route) {
+    return handler([this, route](const Request& request, const Json::Value& body) {
+        const auto found = lights_.find(light_of(request));
+        return found == lights_.end() ? not_available(request) : route(found->second, body);
+    });
+}
+
+void Bridge::add_routes() {
+    server_->Get(kUser + "/?", handler([this](auto&, auto&) {
+                     Json::Value root;
+                     for (const char* member :
+                          {"config", "groups", "rules", "scenes", "schedules", "sensors"}) {
+                         root[member] = Json::objectValue;
+                     }
+                     root["lights"] = descriptions();
+                     return root;
+                 }));
+    server_->Get(kUser + "/lights", handler([this](auto&, auto&) { return descriptions(); }));
+    server_->Get(kLight, light_handler([](auto& light, auto&) { return light.description(); }));
+    server_->Put(kLight + "/state", light_handler(&BridgeLight::put_state));
+    server_->Put(kLight + "(?:/name)?", light_handler(&BridgeLight::put_name));
+    server_->Delete(kLight, handler([this](const Request& request, auto&) {
+                        Json::Value element;
+                        element["success"] = Gate::without_user(request.path) + " deleted";
+                        return lights_.erase(light_of(request)) > 0 ? only(element)
+                                                                    : not_available(request);
+                    }));
+    server_->Post("/api/?", handler([this](auto&, auto& body) { return pair(body); }));
+    server_->set_error_handler([](const Request& request, httplib::Response& response) {
+        respond(response, not_available(request));
+    });
+}
+
+Json::Value Bridge::descriptions() const {
     Json::Value lights(Json::objectValue);
     for (const auto& [id, light] : lights_) {
         lights[std::to_string(id)] = light.description();
     }
-    if (parts[2].matched) {
-        return lights;
-    }
-    Json::Value root;
-    for (const char* member : {"config", "groups", "rules", "scenes", "schedules", "sensors"}) {
-        root[member] = Json::objectValue;
-    }
-    root["lights"] = lights;
-    return root;
+    return lights;
 }
 
-// `part`: "/state", "/name" or empty.
-Json::Value Bridge::route_light(int id, const std::string& method, const std::string& resource,
-                                const std::string& part, const std::string& body) {
-    const auto found = lights_.find(id);
-    if (found == lights_.end()) {
-        return not_available(resource);
-    }
-    if (method == "GET" && part.empty()) {
-        return found->second.description();
-    }
-    if (method == "DELETE" && part.empty()) {
-        lights_.erase(found);
-        Json::Value element;
-        element["success"] = resource + " deleted";
-        return only(element);
-    }
-    if (method != "PUT") {
-        return no_such_method(method, resource);
-    }
-    const auto request = parse_json(body);
-    if (!request || !request->isObject()) {
-        return only_error(BridgeError::invalid_json, resource, "body contains invalid json");
-    }
-    return part == "/state" ? found->second.put_state(*request) : found->second.put_name(*request);
-}
-
-Json::Value Bridge::pair(const std::string& body) {
-    const auto request = parse_json(body);
-    if (!request || !request->isObject()) {
-        return only_error(BridgeError::invalid_json, "", "body contains invalid json");
-    }
-    const Json::Value& type = (*request)["devicetype"];
-    if (type.isNull()) {
-        return only_error(BridgeError::missing_parameters, "",
-                          "invalid/missing parameters in body");
-    }
+Json::Value Bridge::pair(const Json::Value& request) {
+    const Json::Value& type = request["devicetype"];
     if (!type.isString() || type.asString().empty() ||
         type.asString().size() > kLongestDeviceType) {
         return only_error(BridgeError::invalid_value, "/devicetype",
                           "invalid value, " + compact_json(type) + ", for parameter, devicetype");
     }
     const auto now = std::chrono::steady_clock::now();
-    if (!pressed_ || now < *pressed_ || now - *pressed_ > kButtonTime) {
+    if (now < button_end_ - kButtonTime || now > button_end_) {
         return only_error(BridgeError::link_button_not_pressed, "", "link button not pressed");
     }
-    return only(bridge_success("username", *users_.insert(random_name()).first));
+    std::string name = "-user-" + std::to_string(users_.size());  // a program may read it as option
+    name.resize(kNameLength, 'x');
+    users_.insert(name);
+    return only(bridge_success("username", name));
 }
 
 void Bridge::press_link_button(std::chrono::milliseconds delay) {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        pressed_ = std::chrono::steady_clock::now() + delay;
+        button_end_ = std::chrono::steady_clock::now() + delay + kButtonTime;
     }
     sink_({EventKind::house,
            "the link button of the bridge is pressed in " + std::to_string(delay.count()) + " ms"});
@@ -252,9 +214,9 @@ void Bridge::remove_light(int id) {
 }
 
 void Bridge::recover() {
-    is_forgetful_ = false;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
+        is_forgetful_ = false;
         lights_.merge(lost_lights_);
     }
     server().recover();
@@ -266,20 +228,20 @@ const Bridge::Table& Bridge::faults() {
         {"hang", [](Bridge& bridge, int) { bridge.server().hang(); }},
         {"reset", reset_connection()},
         {"stall", silence()},
-        {"stall-header", part_of_answer("stalls in a header", middle_of_header, true)},
-        {"stall-body", part_of_answer("stalls in a body", middle_of_body, true)},
-        {"half", part_of_answer("sends half an answer", middle_of_body, false)},
+        {"stall-header", changed(half_of_header, "stalls in a header", true)},
+        {"stall-body", changed(header_and_half_of_body, "stalls in a body", true)},
+        {"half", changed(header_and_half_of_body, "sends half an answer")},
         {"slow", slowness(kSlowPause)},
         {"garbage", send_instead(std::string("\x16\x03\x00\xff not http \x80\x81", 16))},
         {"html", send_instead(http_answer("503 Service Unavailable", "text/html", kPage),
                               "sends an HTML page with status 503")},
-        {"forgetful", [](Bridge& bridge, int) { bridge.is_forgetful_ = true; }},
+        {"forgetful",
+         [](Bridge& bridge, int) {
+             const std::lock_guard<std::mutex> lock(bridge.mutex_);
+             bridge.is_forgetful_ = true;
+         }},
     };
     return kFaults;
-}
-
-void Bridge::send_slowly(std::chrono::milliseconds pause, int times) {
-    server().inject_fault(slowness(pause), times);
 }
 
 void Bridge::send_answer(const std::string& status, const std::string& content_type,
@@ -298,33 +260,19 @@ int Bridge::count(const std::string& method, const std::string& path) const {
         }));
 }
 
+Json::Value Bridge::use_light(int id, const std::function<Json::Value(BridgeLight&)>& use) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = lights_.find(id);
+    return found == lights_.end() ? Json::Value() : use(found->second);
+}
+
 Json::Value Bridge::Bulb::description() const {
-    const std::lock_guard<std::mutex> lock(bridge_.mutex_);
-    const auto found = bridge_.lights_.find(id_);
-    return found == bridge_.lights_.end() ? Json::Value() : found->second.description();
-}
-
-Json::Value Bridge::Bulb::state() const {
-    return description()["state"];
-}
-
-Json::Value Bridge::Bulb::state(const std::string& member) const {
-    return state().get(member, Json::Value());
-}
-
-std::string Bridge::Bulb::name() const {
-    return description()["name"].asString();
+    return bridge_.use_light(id_, [](BridgeLight& light) { return light.description(); });
 }
 
 Json::Value Bridge::Bulb::change(const Json::Value& members) {
-    Json::Value answer = not_available("/lights/" + std::to_string(id_));
-    {
-        const std::lock_guard<std::mutex> lock(bridge_.mutex_);
-        const auto found = bridge_.lights_.find(id_);
-        if (found != bridge_.lights_.end()) {
-            answer = found->second.change(members);
-        }
-    }
+    Json::Value answer =
+        bridge_.use_light(id_, [&](BridgeLight& light) { return light.change(members); });
     bridge_.sink_(
         {EventKind::house, "bulb " + std::to_string(id_) + " changes: " + compact_json(members)});
     return answer;

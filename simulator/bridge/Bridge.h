@@ -4,12 +4,11 @@
 /// Thread-safe. One controlling thread injects the faults.
 #pragma once
 
-#include <atomic>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -25,6 +24,7 @@
 namespace httplib {
 class Server;
 struct Request;
+struct Response;
 }  // namespace httplib
 
 namespace simulator {
@@ -38,7 +38,6 @@ class Bridge final : public WithFaults<Bridge> {
         std::string username;  ///< empty for an unpaired bridge
         Json::Value lights;    ///< as a bridge sends them: descriptions by light id
         std::string address = kAddress;
-        int port = kHttpPort;
     };
 
     /// One light: reads its state and changes it at the bulb. Valid as long as the bridge.
@@ -46,26 +45,21 @@ class Bridge final : public WithFaults<Bridge> {
       public:
         Bulb(Bridge& bridge, int id) : bridge_(bridge), id_(id) {}
 
-        /// A member of the light's state; null if the light or the member does not exist.
-        Json::Value state(const std::string& member) const;
-        /// The whole state; null if the light does not exist.
-        Json::Value state() const;
-        std::string name() const;
+        /// As a bridge sends it; null if the light does not exist.
+        Json::Value description() const;
+        Json::Value state() const { return description()["state"]; }
+        /// A member of the state; null if it does not exist.
+        Json::Value state(const std::string& member) const { return state()[member]; }
+        std::string name() const { return description()["name"].asString(); }
         bool is_on() const { return state("on").asBool(); }
-        unsigned brightness() const { return state("bri").asUInt(); }
-        unsigned temperature() const { return state("ct").asUInt(); }
-        unsigned hue() const { return state("hue").asUInt(); }
 
         /// Changes members of the state, as a wall switch or the maker's app does. Returns the
-        /// bridge's answer, with an error element for each member that the light refuses.
+        /// bridge's answer, with an error element for each member that the light refuses; null if
+        /// the light does not exist.
         Json::Value change(const Json::Value& members);
-        void turn_on() { turn(true); }
-        void turn_off() { turn(false); }
+        void turn(bool on);
 
       private:
-        void turn(bool on);
-        Json::Value description() const;
-
         Bridge& bridge_;
         int id_;
     };
@@ -76,7 +70,6 @@ class Bridge final : public WithFaults<Bridge> {
 
     Bulb light(int id) { return {*this, id}; }
     std::vector<int> light_ids() const;
-    int port() const { return gate_->port(); }
 
     /// @name Discovery and pairing
     /// @{
@@ -90,8 +83,6 @@ class Bridge final : public WithFaults<Bridge> {
     /// @{
     static constexpr int kForever = Fault::kForever;
 
-    /// Sends the answers byte by byte, with this pause after each byte.
-    void send_slowly(std::chrono::milliseconds pause, int times = kForever);
     /// Sends this answer instead; the request has no effect. `status`: "200 OK".
     void send_answer(const std::string& status, const std::string& content_type,
                      const std::string& body, int times = kForever);
@@ -111,21 +102,27 @@ class Bridge final : public WithFaults<Bridge> {
   private:
     friend WithFaults<Bridge>;
 
+    using Handler = std::function<void(const httplib::Request&, httplib::Response&)>;
+    using Route = std::function<Json::Value(const httplib::Request&, const Json::Value& body)>;
+    using LightRoute = std::function<Json::Value(BridgeLight&, const Json::Value& body)>;
+
     static const Table& faults();
     SocketServer& server() { return gate_->server(); }
-    Json::Value route(const httplib::Request& request);
-    Json::Value route_light(int id, const std::string& method, const std::string& resource,
-                            const std::string& part, const std::string& body);
-    Json::Value pair(const std::string& body);
+    void add_routes();
+    Handler handler(const Route& route);
+    Handler light_handler(const LightRoute& route);
+    Json::Value descriptions() const;  // the mutex is held
+    /// Null if the light does not exist.
+    Json::Value use_light(int id, const std::function<Json::Value(BridgeLight&)>& use);
+    Json::Value pair(const Json::Value& request);
 
     EventSink sink_;
-    std::string description_;   // of the device
-    mutable std::mutex mutex_;  // guards all up to lost_lights_
+    mutable std::mutex mutex_;  // guards all before server_
     std::set<std::string> users_;
-    std::optional<std::chrono::steady_clock::time_point> pressed_;  // the link button
+    std::chrono::steady_clock::time_point button_end_;  // pairs until then
     std::map<int, BridgeLight> lights_;
     std::map<int, BridgeLight> lost_lights_;
-    std::atomic<bool> is_forgetful_{false};
+    bool is_forgetful_ = false;
     std::unique_ptr<httplib::Server> server_;
     std::thread thread_;
     std::unique_ptr<Gate> gate_;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include <json/value.h>
 
@@ -17,7 +18,6 @@ enum class BridgeError {
     invalid_json = 2,
     resource_not_available = 3,
     method_not_available = 4,
-    missing_parameters = 5,
     parameter_not_available = 6,
     invalid_value = 7,
     link_button_not_pressed = 101,
@@ -34,7 +34,7 @@ Json::Value bridge_success(const std::string& address, const Json::Value& value)
 class BridgeLight final {
   public:
     /// `description` is a bridge's answer to GET of the light.
-    BridgeLight(int id, Json::Value description);
+    BridgeLight(int id, Json::Value description) : id_(id), description_(std::move(description)) {}
 
     /// Handles PUT of /state. Returns an array with one element per parameter: transitiontime, on,
     /// then the rest, independent of the order in the request.
@@ -48,16 +48,7 @@ class BridgeLight final {
     const Json::Value& description() const { return description_; }
 
   private:
-    struct Parameter;
-    static const Parameter kParameters[];
-
     Json::Value put(const Json::Value& request, bool may_be_off);
-    /// The answer's element for one parameter.
-    Json::Value take(const Parameter& parameter, const Json::Value& value, bool may_be_off);
-
-    std::string address_of(const std::string& parameter) const {
-        return "/lights/" + std::to_string(id_) + "/state/" + parameter;
-    }
 
     int id_;
     Json::Value description_;

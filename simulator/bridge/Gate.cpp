@@ -1,7 +1,7 @@
 #include "simulator/bridge/Gate.h"
 
-#include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <sstream>
 
 #include <netinet/in.h>
@@ -17,8 +17,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kRequestLimit{5};
 constexpr std::chrono::seconds kAnswerLimit{5};
-constexpr const char* kHeaderEnd = "\r\n\r\n";
-constexpr std::size_t kHeaderEndBytes = 4;
+const std::string kHeaderEnd = "\r\n\r\n";
+const std::string kLengthLabel = "\r\nContent-Length:";
 
 // From the kernel's record of when the last bytes came, so that a late wake-up of this thread does
 // not count.
@@ -32,40 +32,37 @@ Clock::time_point arrival_time(int fd) {
     return now - std::chrono::milliseconds(info.tcpi_last_data_recv);
 }
 
-std::size_t content_length(const std::string& header) {
-    const std::string label = "\r\nContent-Length:";
-    const std::size_t at = header.find(label);
-    return at == std::string::npos ? 0
-                                   : std::strtoul(header.c_str() + at + label.size(), nullptr, 10);
+// The bytes after the header; nothing while the header is incomplete.
+std::optional<std::string> body_of(const std::string& message) {
+    const std::size_t end = message.find(kHeaderEnd);
+    return end == std::string::npos
+               ? std::nullopt
+               : std::optional<std::string>(message.substr(end + kHeaderEnd.size()));
 }
 
-// Start of the body; 0 while the header is incomplete.
-std::size_t body_position(const std::string& text) {
-    const std::size_t end = text.find(kHeaderEnd);
-    return end == std::string::npos ? 0 : end + kHeaderEndBytes;
+std::size_t content_length(const std::string& message) {
+    const std::size_t at = message.find(kLengthLabel);
+    return at == std::string::npos
+               ? 0
+               : std::strtoul(message.c_str() + at + kLengthLabel.size(), nullptr, 10);
 }
 
 bool is_whole_request(const std::string& text) {
-    const std::size_t body = body_position(text);
-    return body > 0 && text.size() - body >= content_length(text.substr(0, body));
+    const auto body = body_of(text);
+    return body && body->size() >= content_length(text);
 }
 
 std::string describe_answer(const std::string& answer) {
-    const std::string body = answer.substr(body_position(answer));
-    const auto json = parse_json(body);
-    if (!json) {
-        const bool has_status = answer.rfind("HTTP/", 0) == 0;
-        return (has_status ? answer.substr(0, answer.find('\r')) + ", " : "") +
-               (body.empty() ? "empty body" : std::to_string(body.size()) + " bytes, not JSON");
+    const std::string body = body_of(answer).value_or("");
+    const Json::Value json = parse_json(body).value_or(Json::Value());
+    if (json.isArray()) {
+        return compact_json(json);
     }
-    if (!json->isObject()) {
-        return compact_json(*json);
+    if (!json.isObject()) {
+        return answer.substr(0, answer.find('\r')) + ", " + std::to_string(body.size()) + " bytes";
     }
-    if (json->isMember("state")) {
-        return compact_json((*json)["state"]);
-    }
-    const Json::Value& lights = json->isMember("lights") ? (*json)["lights"] : *json;
-    return std::to_string(lights.size()) + " lights";
+    return json.isMember("state") ? compact_json(json["state"])
+                                  : std::to_string(json.get("lights", json).size()) + " lights";
 }
 
 std::string describe_request(const Gate::Request& request) {
@@ -98,15 +95,9 @@ std::vector<Gate::Request> Gate::requests() const {
     return requests_;
 }
 
-std::vector<Gate::Request> Gate::changes() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return changes_;
-}
-
 void Gate::forget() {
     const std::lock_guard<std::mutex> lock(mutex_);
     requests_.clear();
-    changes_.clear();
 }
 
 void Gate::serve(Connection& connection) {
@@ -114,21 +105,19 @@ void Gate::serve(Connection& connection) {
     if (!is_whole_request(text)) {
         return;
     }
-    const std::size_t body = body_position(text);
-    const std::string header = text.substr(0, body);
     Request request;
     request.start = arrival_time(connection.fd());
-    request.body = text.substr(body, content_length(header));
-    std::istringstream(header) >> request.method >> request.path;
+    request.body = body_of(text)->substr(0, content_length(text));
+    std::istringstream(text) >> request.method >> request.path;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         requests_.push_back(request);
     }
     sink_({EventKind::daemon_to_bridge, describe_request(request), 0, request.body});
     const Fault fault = server_.take_fault();
-    const std::string answer = fault.is_carried_out ? answer_to(request, header) : "";
-    if (fault.is_carried_out) {
-        take_exchange(request, answer);
+    const std::string answer = fault.is_carried_out ? answer_to(request) : "";
+    if (fault.is_carried_out && exchange_listener_) {
+        exchange_listener_(request, body_of(answer).value_or(""));
     }
     sink_({EventKind::bridge_to_daemon,
            fault.meaning.empty() ? describe_answer(answer) : fault.meaning});
@@ -136,28 +125,13 @@ void Gate::serve(Connection& connection) {
     connection.finish();
 }
 
-void Gate::take_exchange(const Request& request, const std::string& answer) {
-    if (request.method == "PUT" && answer.find("\"success\"") != std::string::npos &&
-        answer.find("\"error\"") == std::string::npos) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        changes_.push_back(request);
-    }
-    if (exchange_listener_) {
-        exchange_listener_(request, answer.substr(std::min(body_position(answer), answer.size())));
-    }
-}
-
-// Forwards a GET without its body, and other requests with as many bytes as their Content-Length.
-std::string Gate::answer_to(const Request& request, const std::string& header) const {
-    FileDescriptor fd(make_internettcpclient_socket("127.0.0.1", port_behind_));
-    if (!fd) {
-        return {};
-    }
-    Connection behind(std::move(fd));
-    behind.write(request.method == "GET"
-                     ? request.method + " " + request.path + " HTTP/1.0" + kHeaderEnd
-                     : header + request.body);
-    return behind.read_until([](const std::string&) { return false; }, kAnswerLimit);
+// Forwards a GET without its body.
+std::string Gate::answer_to(const Request& request) const {
+    const std::string body = request.method == "GET" ? "" : request.body;
+    return exchange(port_behind_,
+                    request.method + " " + request.path + " HTTP/1.0" + kLengthLabel + " " +
+                        std::to_string(body.size()) + kHeaderEnd + body,
+                    kAnswerLimit);
 }
 
 }  // namespace simulator

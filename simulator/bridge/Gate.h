@@ -26,11 +26,9 @@ class Gate final {
         std::string body;
     };
 
-    /// Listens on `address` and `port` (0: chosen by the system). `port_behind` is the server's
+    /// Listens on `address` and `port`. `port_behind` is the server's
     /// port on 127.0.0.1. Throws std::system_error.
     Gate(const std::string& address, int port, int port_behind, EventSink sink);
-
-    int port() const { return server_.port(); }
 
     /// Its faults apply to the answers of the bridge.
     SocketServer& server() { return server_; }
@@ -42,8 +40,6 @@ class Gate final {
     using ExchangeListener = std::function<void(const Request&, const std::string& body)>;
     void on_exchange(ExchangeListener listener) { exchange_listener_ = std::move(listener); }
     std::vector<Request> requests() const;
-    /// The PUTs that the server accepted without an error, even if the answer was lost.
-    std::vector<Request> changes() const;
     /// Number of accepted connections, including those with a fault.
     int connections() const { return server_.connections(); }
     void forget();
@@ -54,15 +50,13 @@ class Gate final {
 
   private:
     void serve(Connection& connection);
-    std::string answer_to(const Request& request, const std::string& header) const;
-    void take_exchange(const Request& request, const std::string& answer);
+    std::string answer_to(const Request& request) const;
 
     int port_behind_;
     EventSink sink_;
     ExchangeListener exchange_listener_;
-    mutable std::mutex mutex_;  // guards requests_ and changes_
+    mutable std::mutex mutex_;  // guards requests_
     std::vector<Request> requests_;
-    std::vector<Request> changes_;
     SocketServer server_;  // last: its threads use the rest
 };
 

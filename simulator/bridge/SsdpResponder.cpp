@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
+#include <regex>
 #include <sstream>
 #include <system_error>
 
@@ -44,23 +46,15 @@ FileDescriptor join_group() {
     return fd;
 }
 
-// The value of a header line; empty if it is missing.
-std::string header_value(const std::string& message, const std::string& name) {
-    const std::string label = "\r\n" + name + ": ";
-    const std::size_t at = message.find(label);
-    if (at == std::string::npos) {
-        return {};
-    }
-    const std::size_t begin = at + label.size();
-    return message.substr(begin, message.find("\r\n", begin) - begin);
-}
-
-// A device ignores an incomplete search.
-bool is_search(const std::string& message) {
-    return message.rfind("M-SEARCH * HTTP/1.1\r\n", 0) == 0 &&
-           message.find("\r\n\r\n") != std::string::npos &&
-           header_value(message, "MAN") == "\"ssdp:discover\"" &&
-           !header_value(message, "HOST").empty() && !header_value(message, "MX").empty();
+// The device type that a search asks for. A device ignores an incomplete search.
+std::optional<std::string> searched_type(const std::string& message) {
+    static const std::regex kSearch(
+        "M-SEARCH \\* HTTP/1.1(?=\r\n)(?=[^]*\r\nHOST: .)(?=[^]*\r\nMX: .)"
+        "(?=[^]*\r\nMAN: \"ssdp:discover\"\r\n)[^]*\r\nST: (.*)\r\n[^]*");
+    std::smatch parts;
+    const bool is_search =
+        message.find("\r\n\r\n") != std::string::npos && std::regex_match(message, parts, kSearch);
+    return is_search ? std::optional(parts.str(1)) : std::nullopt;
 }
 
 }  // namespace
@@ -76,21 +70,14 @@ bool SsdpResponder::is_possible() {
 }
 
 std::vector<SsdpResponder::Answer> SsdpResponder::parse_answers(const std::string& text) {
+    static const std::regex kAnswer("after (.*)\n((?:.+\n)+)");
     std::vector<Answer> answers;
-    std::istringstream lines(text + "\n\n");
-    std::string datagram;
-    std::string delays;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.rfind("after ", 0) == 0) {
-            delays = line.substr(line.find(' '));
-        } else if (!line.empty() && line[0] != '#') {
-            datagram += line + "\r\n";
-        } else if (!datagram.empty()) {
-            std::istringstream times(delays);
-            for (int delay = 0; times >> delay;) {
-                answers.push_back({std::chrono::milliseconds(delay), datagram + "\r\n"});
-            }
-            datagram.clear();
+    for (std::sregex_iterator it(text.begin(), text.end(), kAnswer), end; it != end; ++it) {
+        std::istringstream delays(it->str(1));
+        const std::string datagram =
+            std::regex_replace(it->str(2) + "\n", std::regex("\n"), "\r\n");
+        for (int delay = 0; delays >> delay;) {
+            answers.push_back({std::chrono::milliseconds(delay), datagram});
         }
     }
     return answers;
@@ -117,16 +104,15 @@ void SsdpResponder::serve() {
         const ssize_t length = recvfrom(socket_.get(), message.data(), message.size(), 0,
                                         reinterpret_cast<sockaddr*>(&from), &size);
         message.resize(static_cast<std::size_t>(std::max<ssize_t>(0, length)));
-        if (is_search(message)) {
-            const std::string target = header_value(message, "ST");
-            sink_({EventKind::daemon_to_bridge, "M-SEARCH to every device: " + target});
-            answer(target, from);
+        if (const auto type = searched_type(message)) {
+            sink_({EventKind::daemon_to_bridge, "M-SEARCH to every device: " + *type});
+            answer(*type, from);
         }
     }
 }
 
 // Errors are ignored: the searcher may have ended.
-void SsdpResponder::answer(const std::string& target, const sockaddr_in& to) const {
+void SsdpResponder::answer(const std::string& type, const sockaddr_in& to) const {
     std::chrono::milliseconds passed{0};
     for (const Answer& answer : answers_) {
         pollfd stop{stop_.fd(), POLLIN, 0};
@@ -134,7 +120,8 @@ void SsdpResponder::answer(const std::string& target, const sockaddr_in& to) con
             return;
         }
         passed = answer.delay;
-        if (target == "ssdp:all" || target == header_value(answer.text, "ST")) {
+        if (type == "ssdp:all" ||
+            answer.text.find("\r\nST: " + type + "\r\n") != std::string::npos) {
             sendto(socket_.get(), answer.text.data(), answer.text.size(), 0, as_any(to),
                    sizeof(to));
         }

@@ -36,7 +36,7 @@ class SsdpResponder final {
 
   private:
     void serve();
-    void answer(const std::string& target, const sockaddr_in& to) const;
+    void answer(const std::string& type, const sockaddr_in& to) const;
 
     EventSink sink_;
     FileDescriptor socket_;

@@ -1,12 +1,6 @@
 #include "simulator/core/Core.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
-#include <utility>
-
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include "libcbase/FSMCoreutil.h"
 #include "libcbase/utility.h"
@@ -14,11 +8,8 @@
 namespace simulator {
 namespace {
 
-using fsmcore_format::Form;
-using fsmcore_format::Limits;
-
 constexpr std::chrono::seconds kRequestLimit{5};
-constexpr Limits kLimits{16, 512};
+constexpr fsmcore_format::Limits kLimits{16, 512};
 constexpr int kErrorStatus = 13;
 constexpr const char* kService = "SERVICE_RUNONELEMENT";
 constexpr std::size_t kValueIndex = 2;
@@ -46,16 +37,9 @@ std::vector<Core::Report> Core::reports() const {
     return reports_;
 }
 
-std::vector<Core::Report> Core::take_reports() {
+void Core::forget_reports() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(reports_, {});
-}
-
-std::optional<std::string> Core::value(int object) const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const auto last = std::find_if(reports_.rbegin(), reports_.rend(),
-                                   [&](const Report& report) { return report.object == object; });
-    return last == reports_.rend() ? std::nullopt : std::optional<std::string>(last->value);
+    reports_.clear();
 }
 
 const Core::Table& Core::faults() {
@@ -75,54 +59,45 @@ const Core::Table& Core::faults() {
     return kFaults;
 }
 
-bool Core::record(const std::string& text) {
+// Returns the status of the answer.
+int Core::take_report(const std::string& text) {
     fsmcore_format::Request request;
+    const std::vector<std::string>& words = request.parameters;
     std::int32_t object = 0;
-    if (!fsmcore_format::parse_request(text, kLimits, request) || request.function != kService ||
-        request.parameters.size() <= kCallerIndex || request.parameters[1] != "SETVALUE" ||
-        parse_int32(request.parameters[0].c_str(), 10, &object) != PARSE_NUMBER_OK) {
-        return false;
-    }
-    const std::string& value = request.parameters[kValueIndex];
+    const bool is_valid = fsmcore_format::parse_request(text, kLimits, request) &&
+                          request.function == kService && words.size() > kCallerIndex &&
+                          words[1] == "SETVALUE" &&
+                          parse_int32(words[0].c_str(), 10, &object) == PARSE_NUMBER_OK;
+    const Report report =
+        is_valid ? Report{object, words[kValueIndex], words[kCallerIndex]} : Report{0, text, {}};
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        reports_.push_back({object, value, request.parameters[kCallerIndex]});
+        reports_.push_back(report);
     }
-    sink_({EventKind::daemon_to_core, "object " + std::to_string(object) + " is " + value, object,
-           value});
-    return true;
+    sink_({EventKind::daemon_to_core,
+           "object " + std::to_string(report.object) + " is " + report.value, report.object,
+           report.value});
+    return is_valid ? FSMCORE_OK : kErrorStatus;
 }
 
 void Core::serve(Connection& connection) {
     const std::string text = connection.read_until(is_whole, kRequestLimit);
     const Fault fault = server_.take_fault();
-    std::string answer;
-    if (fault.is_carried_out) {
-        const bool is_valid = record(text);
-        malformed_ += is_valid ? 0 : 1;
-        answer = answer_with(is_valid ? FSMCORE_OK : kErrorStatus);
-    }
-    fault.send(connection, answer);
+    fault.send(connection, fault.is_carried_out ? answer_with(take_report(text)) : "");
     connection.finish();
 }
 
-std::optional<int> Core::run_object(int object, const std::string& payload) {
-    return send_command(
-        {std::to_string(object), "RUN", payload, "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
-}
-
-std::optional<int> Core::quit() {
-    return send_command({"0", "QUIT", "NO-PAYLOAD", "NO-OPTIONALS", "NO-HASHCODE", "CORE"});
-}
-
-std::optional<int> Core::send_command(std::vector<std::string> parameters) const {
-    sink_({EventKind::core_to_daemon,
-           parameters[1] + " object " + parameters[0] + ": " + parameters[kValueIndex],
-           std::atoi(parameters[0].c_str()), parameters[kValueIndex]});
+std::optional<int> Core::send_command(int object, const std::string& action,
+                                      const std::string& payload) const {
+    const std::string number = std::to_string(object);
+    sink_({EventKind::core_to_daemon, action + " object " + number + ": " + payload, object,
+           payload});
     const auto text = fsmcore_format::compose_request(
-        Form::length_managed, {kService, std::move(parameters), std::to_string(5)});
+        fsmcore_format::Form::length_managed,
+        {kService, {number, action, payload, "NO-OPTIONALS", "NO-HASHCODE", "CORE"}, "5"});
     fsmcore_format::Response answer;
-    if (!text || !fsmcore_format::parse_response(answer_to(*text), answer)) {
+    if (!text ||
+        !fsmcore_format::parse_response(exchange(daemon_port_, *text, kAnswerLimit), answer)) {
         return std::nullopt;
     }
     return answer.status;
@@ -130,16 +105,6 @@ std::optional<int> Core::send_command(std::vector<std::string> parameters) const
 
 FileDescriptor Core::connect_to_daemon() const {
     return FileDescriptor(make_internettcpclient_socket("127.0.0.1", daemon_port_));
-}
-
-std::string Core::answer_to(const std::string& request) const {
-    FileDescriptor fd = connect_to_daemon();
-    if (!fd) {
-        return {};
-    }
-    Connection daemon(std::move(fd));
-    daemon.write(request);
-    return daemon.read_until([](const std::string&) { return false; }, kAnswerLimit);
 }
 
 }  // namespace simulator

@@ -1,5 +1,5 @@
-/// The simulated core: receives the daemon's reports on its socket, keeps the value of every
-/// object, and sends commands to the daemon's commands endpoint.
+/// The simulated core: receives the daemon's reports on its socket, and sends commands to the
+/// daemon's commands endpoint.
 ///
 /// Thread-safe. One controlling thread injects the faults.
 #pragma once
@@ -20,7 +20,7 @@ class Core final : public WithFaults<Core> {
   public:
     static constexpr const char* kSocketPath = FSMCORE_SOCKET;
 
-    /// One SETVALUE of the daemon.
+    /// One SETVALUE of the daemon. A request that is not one has object 0 and its text as value.
     struct Report {
         int object;
         std::string value;
@@ -30,29 +30,21 @@ class Core final : public WithFaults<Core> {
     /// Listens; throws std::system_error if the socket cannot be created.
     explicit Core(EventSink sink = ignore_event, const std::string& socket_path = kSocketPath);
 
-    /// @name Reports of the daemon
-    /// @{
-    /// The last reported value; nothing if there was no report.
-    std::optional<std::string> value(int object) const;
     std::vector<Report> reports() const;
-    /// Returns and removes the reports since the last call.
-    std::vector<Report> take_reports();
-    /// Number of requests that were not a valid SETVALUE.
-    int malformed_requests() const { return malformed_; }
-    int connections() const { return server_.connections(); }
-    /// @}
-
-    /// Ends every fault.
-    void recover() { server_.recover(); }
+    void forget_reports();
 
     /// @name Commands to the daemon
-    /// Each call is one connection; an answer later than kAnswerLimit counts as none.
     /// @{
     /// The port of the daemon's commands endpoint on 127.0.0.1.
     void set_daemon_port(int port) { daemon_port_ = port; }
-    /// Runs an object. Returns the status number of the answer, or nothing without an answer.
-    std::optional<int> run_object(int object, const std::string& payload);
-    std::optional<int> quit();
+    /// Sends a command on a connection of its own. Returns the status number of the answer, or
+    /// nothing without an answer within kAnswerLimit.
+    std::optional<int> send_command(int object, const std::string& action,
+                                    const std::string& payload) const;
+    std::optional<int> run_object(int object, const std::string& payload) const {
+        return send_command(object, "RUN", payload);
+    }
+    std::optional<int> quit() const { return send_command(0, "QUIT", "NO-PAYLOAD"); }
     /// A new connection to the endpoint; invalid if it is refused.
     FileDescriptor connect_to_daemon() const;
     /// @}
@@ -66,14 +58,11 @@ class Core final : public WithFaults<Core> {
     static const Table& faults();
     SocketServer& server() { return server_; }
     void serve(Connection& connection);
-    std::optional<int> send_command(std::vector<std::string> parameters) const;
-    std::string answer_to(const std::string& request) const;
-    bool record(const std::string& request);
+    int take_report(const std::string& request);
 
     EventSink sink_;
     mutable std::mutex mutex_;  // guards reports_
     std::vector<Report> reports_;
-    std::atomic<int> malformed_{0};
     std::atomic<int> daemon_port_{0};
     SocketServer server_;  // last: its threads use the rest
 };

@@ -15,35 +15,19 @@ using dbmanager_format::Response;
 
 constexpr std::chrono::seconds kRequestLimit{5};
 constexpr std::chrono::milliseconds kSlowPause{2};
-
-std::string upper_case(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return text;
-}
-
-[[noreturn]] void fail(sqlite3* database) {
-    throw std::runtime_error(std::string("SQL: ") + sqlite3_errmsg(database));
-}
+const Response kRefusal{"FSMC-013", 0, {}, {}};
 
 int add_row(void* result, int count, char** values, char** names) {
     auto& response = *static_cast<Response*>(result);
-    response.columns.clear();
+    response.columns.assign(names, names + count);
+    for (std::string& name : response.columns) {
+        std::transform(name.begin(), name.end(), name.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    }
     std::vector<std::string>& row = response.rows.emplace_back();
-    for (int i = 0; i < count; ++i) {
-        response.columns.push_back(upper_case(names[i]));
-        row.emplace_back(values[i] == nullptr ? "" : values[i]);
-    }
+    std::transform(values, values + count, std::back_inserter(row),
+                   [](const char* value) { return value == nullptr ? "" : value; });
     return 0;
-}
-
-Response query(sqlite3* database, const std::string& sql) {
-    Response response;
-    if (sqlite3_exec(database, sql.c_str(), add_row, &response, nullptr) != SQLITE_OK) {
-        fail(database);
-    }
-    response.last_inserted_id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(database));
-    return response;
 }
 
 // Adds `change` to the announced length, whatever the number of digits.
@@ -54,49 +38,54 @@ std::string announce(std::string answer, int change) {
     return answer.replace(digits, count, number);
 }
 
-Fault changed(std::string (*change)(const std::string& answer)) {
-    return {[change](Connection& peer, const std::string& a) { peer.write(change(a)); }};
+Fault changed_response(const std::function<void(Response&)>& change) {
+    return changed([change](const std::string& answer) {
+        Response response = dbmanager_format::parse_response(answer.substr(answer.find('\n') + 1));
+        change(response);
+        return compose_response(response);
+    });
 }
 
 Fault changed_rows(void (*change)(std::vector<std::string>& row)) {
-    return {[change](Connection& peer, const std::string& answer) {
-        Response response = dbmanager_format::parse_response(answer.substr(answer.find('\n') + 1));
+    return changed_response([change](Response& response) {
         std::for_each(response.rows.begin(), response.rows.end(), change);
-        peer.write(compose_response(response));
-    }};
+    });
 }
 
 }  // namespace
 
-void DatabaseService::CloseDatabase::operator()(sqlite3* database) const {
-    sqlite3_close(database);
-}
-
 DatabaseService::DatabaseService(const std::string& sql, EventSink sink, int port)
     : sink_(std::move(sink)), server_([this](Connection& connection) { serve(connection); }) {
     sqlite3* opened = nullptr;
-    const int result = sqlite3_open(":memory:", &opened);
-    database_.reset(opened);
-    if (result != SQLITE_OK) {
-        fail(opened);
-    }
-    query(opened, sql);
+    sqlite3_open(":memory:", &opened);
+    database_.reset(opened, sqlite3_close);
+    query(sql);  // throws if the database is not open
     server_.listen_tcp("127.0.0.1", port);
 }
 
-std::vector<std::vector<std::string>> DatabaseService::rows(const std::string& sql) {
+Response DatabaseService::query(const std::string& sql) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return query(database_.get(), sql).rows;
+    sqlite3* const database = database_.get();
+    Response response;
+    if (sqlite3_exec(database, sql.c_str(), add_row, &response, nullptr) != SQLITE_OK) {
+        throw std::runtime_error(std::string("SQL: ") + sqlite3_errmsg(database));
+    }
+    response.last_inserted_id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(database));
+    return response;
 }
 
 void DatabaseService::hide_column(const std::string& name) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    hidden_column_ = name;
-}
-
-void DatabaseService::recover() {
-    hide_column("");
-    server_.recover();
+    server_.inject_fault(changed_response([name](Response& response) {
+        std::vector<std::string>& columns = response.columns;
+        const auto hidden = std::find(columns.begin(), columns.end(), name);
+        if (hidden != columns.end()) {
+            const auto at = hidden - columns.begin();
+            columns.erase(hidden);
+            for (auto& row : response.rows) {
+                row.erase(row.begin() + at);
+            }
+        }
+    }));
 }
 
 const DatabaseService::Table& DatabaseService::faults() {
@@ -111,29 +100,10 @@ const DatabaseService::Table& DatabaseService::faults() {
         {"slow", slowness(kSlowPause)},
         {"short-rows", changed_rows([](Values& row) { row.pop_back(); })},
         {"long-rows", changed_rows([](Values& row) { row.insert(row.end(), 2, "surplus"); })},
-        {"error", send_instead(compose_response({"FSMC-013", 0, {}, {}}))},
+        {"error", send_instead(compose_response(kRefusal))},
         {"garbage", send_instead("\x01\xff not an answer \x80\n\n")},
     };
     return kFaults;
-}
-
-Response DatabaseService::run(const std::string& statement) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    Response response;
-    try {
-        response = query(database_.get(), statement);
-    } catch (const std::exception&) {
-        response.status = "FSMC-013";
-    }
-    const auto hidden = std::find(response.columns.begin(), response.columns.end(), hidden_column_);
-    if (hidden != response.columns.end()) {
-        const auto at = hidden - response.columns.begin();
-        response.columns.erase(hidden);
-        for (auto& row : response.rows) {
-            row.erase(row.begin() + at);
-        }
-    }
-    return response;
 }
 
 void DatabaseService::serve(Connection& connection) {
@@ -145,7 +115,13 @@ void DatabaseService::serve(Connection& connection) {
     }
     sink_({EventKind::daemon_to_database, request->statement});
     const Fault fault = server_.take_fault();
-    fault.send(connection, fault.is_carried_out ? compose_response(run(request->statement)) : "");
+    Response response;
+    try {
+        response = fault.is_carried_out ? query(request->statement) : response;
+    } catch (const std::runtime_error&) {
+        response = kRefusal;
+    }
+    fault.send(connection, compose_response(response));
     connection.finish();
 }
 

@@ -28,33 +28,23 @@ class DatabaseService final : public WithFaults<DatabaseService> {
 
     int port() const { return server_.port(); }
     /// Runs a statement directly and returns its rows; throws std::runtime_error for bad SQL.
-    std::vector<std::vector<std::string>> rows(const std::string& sql);
+    std::vector<std::vector<std::string>> rows(const std::string& sql) { return query(sql).rows; }
 
-    /// @name Faults; each lasts until the next one or recover()
-    /// @{
-    /// Removes this column (upper case) from every answer.
+    /// A fault: removes this column (upper case) from every answer.
     void hide_column(const std::string& name);
-    void recover();
-    /// @}
-
     int connections() const { return server_.connections(); }
 
   private:
     friend WithFaults<DatabaseService>;
 
-    struct CloseDatabase {
-        void operator()(sqlite3* database) const;
-    };
-
     static const Table& faults();
     SocketServer& server() { return server_; }
     void serve(Connection& connection);
-    dbmanager_format::Response run(const std::string& statement);
+    dbmanager_format::Response query(const std::string& sql);
 
     EventSink sink_;
-    mutable std::mutex mutex_;  // guards database_ and hidden_column_
-    std::unique_ptr<sqlite3, CloseDatabase> database_;
-    std::string hidden_column_;
+    std::mutex mutex_;  // guards database_
+    std::shared_ptr<sqlite3> database_;
     SocketServer server_;  // last: its threads use the rest
 };
 

@@ -27,18 +27,6 @@ std::vector<Event> Journal::events(std::size_t since) const {
             events_.end()};
 }
 
-std::string Journal::transcript() const {
-    const std::vector<Event> all = events();
-    std::string text = "--- the house and the daemon's log ---\n";
-    for (const Event& event : all) {
-        const auto time =
-            std::chrono::duration_cast<std::chrono::milliseconds>(event.time - all[0].time);
-        text += "  [" + std::to_string(static_cast<int>(event.kind)) + "] " +
-                std::to_string(time.count()) + " ms: " + event.text + "\n";
-    }
-    return text;
-}
-
 std::size_t Journal::count(EventKind kind, const std::string& part, std::size_t since) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto first =

@@ -63,8 +63,6 @@ class Journal final {
 
     /// The events from index `since` on.
     std::vector<Event> events(std::size_t since = 0) const;
-    /// All events as text, one line each, with the milliseconds since the first event.
-    std::string transcript() const;
     /// Number of events of `kind` that contain `part`, from index `since` on. Searches log lines as
     /// the program wrote them.
     std::size_t count(EventKind kind, const std::string& part, std::size_t since = 0) const;

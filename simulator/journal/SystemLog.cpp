@@ -1,8 +1,9 @@
 #include "simulator/journal/SystemLog.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <regex>
 #include <sstream>
 #include <system_error>
 
@@ -24,26 +25,14 @@ sockaddr_un log_address() {
     return address;
 }
 
-// "<131>Nov 22 21:21:49 lumivad[123]: text"; the time stamp and the process are optional.
+// "<131>Nov 22 21:21:49 lumivad[123]: text"; all but the text is optional.
 LogLine parse(const std::string& datagram) {
-    LogLine line;
-    int code = 0;
-    char ident[64] = "";
-    const char* rest = datagram.c_str();  // a syslog client may send a final NUL
-    const auto skip = [&rest](const char* format, auto*... values) {
-        int length = 0;
-        std::sscanf(rest, format, values..., &length);
-        rest += length;
-    };
-    skip("<%d>%n", &code);
-    skip("%*3s %*d %*d:%*d:%*d %n");
-    skip("%63[^:[]%n", ident);
-    skip("[%d]%n", &line.pid);
-    line.priority = code % 8;
-    line.facility = code / 8;
-    line.ident = ident;
-    line.text = rest[0] == ':' && rest[1] == ' ' ? rest + 2 : rest;
-    return line;
+    static const std::regex kHead(
+        R"((?:<(\d+)>)?(?:\w+ +\d+ [\d:]+ )?([^:[]{0,63})(?:\[(\d+)\])?(?:: )?)");
+    std::smatch head;
+    std::regex_search(datagram, head, kHead, std::regex_constants::match_continuous);
+    const int code = std::atoi(head.str(1).c_str());
+    return {code % 8, code / 8, head.str(2), std::atoi(head.str(3).c_str()), head.suffix()};
 }
 
 // Each sequence of blanks and line breaks becomes one blank.
@@ -155,8 +144,10 @@ void SystemLog::sync() const {
     const std::lock_guard<std::mutex> lock(reading_mutex_);
     char buffer[8192];
     ssize_t length = 0;
-    while (is_read_ && (length = recv(socket_.get(), buffer, sizeof(buffer), MSG_DONTWAIT)) >= 0) {
-        const LogLine line = parse(std::string(buffer, static_cast<std::size_t>(length)));
+    while (is_read_ &&
+           (length = recv(socket_.get(), buffer, sizeof(buffer) - 1, MSG_DONTWAIT)) >= 0) {
+        buffer[length] = '\0';  // a client may send one too
+        const LogLine line = parse(buffer);
         if (length > 0 && (program_.empty() || line.ident == program_)) {
             const std::string text =
                 std::string(priority_name(line.priority)) + ": " + in_one_line(line.text);

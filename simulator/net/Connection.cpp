@@ -43,6 +43,10 @@ std::string Connection::read_until(const std::function<bool(const std::string&)>
     return text;
 }
 
+std::string Connection::read_all(std::chrono::milliseconds limit) {
+    return read_until([](const std::string&) { return false; }, limit);
+}
+
 bool Connection::write(std::string_view text) {
     const auto deadline = Clock::now() + kWriteLimit;
     while (!text.empty() && wait_for(POLLOUT, deadline)) {
@@ -69,11 +73,9 @@ bool Connection::write_slowly(std::string_view text, std::chrono::milliseconds l
     });
 }
 
-void Connection::hold(const std::function<bool()>& is_released) {
+void Connection::hold() const {
     // Only POLLRDHUP: bytes of the peer stay unread and do not end the wait.
-    pollfd ready[2] = {{fd_.get(), POLLRDHUP, 0}, {stop_fd_, POLLIN, 0}};
-    while (!is_released() && (recoveries_ == nullptr || *recoveries_ == recoveries_before_) &&
-           poll(ready, 2, static_cast<int>(kHoldSlice.count())) <= 0) {
+    while (recoveries_ == recoveries_before_ && !wait_for(POLLRDHUP, Clock::now() + kHoldSlice)) {
     }
 }
 
@@ -86,9 +88,19 @@ void Connection::reset() {
 void Connection::finish() {
     if (fd_) {
         shutdown(fd_.get(), SHUT_WR);
-        read_until([](const std::string&) { return false; }, kDrainLimit);
+        read_all(kDrainLimit);
         fd_.reset();
     }
+}
+
+std::string exchange(int port, const std::string& request, std::chrono::milliseconds limit) {
+    FileDescriptor fd(make_internettcpclient_socket("127.0.0.1", port));
+    if (!fd) {
+        return {};
+    }
+    Connection connection(std::move(fd));
+    connection.write(request);
+    return connection.read_all(limit);
 }
 
 }  // namespace simulator

@@ -32,6 +32,17 @@ inline Fault reset_connection() {
 inline Fault send_instead(const std::string& bytes, const std::string& meaning = "sends garbage") {
     return {[bytes](Connection& peer, const std::string&) { peer.write(bytes); }, false, meaning};
 }
+/// Sends what `change` makes of the answer. `stalls`: keeps the connection open afterwards.
+inline Fault changed(const std::function<std::string(const std::string&)>& change,
+                     const std::string& meaning = "", bool stalls = false) {
+    return {[change, stalls](Connection& peer, const std::string& answer) {
+                peer.write(change(answer));
+                if (stalls) {
+                    peer.hold();
+                }
+            },
+            true, meaning};
+}
 /// Sends byte by byte, with a pause after each.
 inline Fault slowness(std::chrono::milliseconds pause) {
     return {[pause](Connection& peer, const std::string& a) { peer.write_slowly(a, pause); }, true,
@@ -53,6 +64,8 @@ class WithFaults {
         }
         throw std::invalid_argument("unknown fault: " + name);
     }
+    /// Ends every fault.
+    void recover() { static_cast<Service&>(*this).server().recover(); }
     static std::vector<std::string> fault_names() {
         std::vector<std::string> names;
         for (const Row& row : Service::faults()) {

@@ -2,12 +2,9 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <system_error>
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace simulator {
@@ -15,55 +12,43 @@ namespace {
 
 constexpr int kBacklog = 64;
 
-[[noreturn]] void fail(const std::string& what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
 }  // namespace
 
 void SocketServer::listen_tcp(const std::string& ip, int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    inet_pton(AF_INET, ip.c_str(), &address.sin_addr);
-    address_bytes_ = sizeof(address);
-    std::memcpy(&address_, &address, sizeof(address));
+    address_.tcp = {};
+    address_.tcp.sin_family = AF_INET;
+    address_.tcp.sin_port = htons(static_cast<std::uint16_t>(port));
+    inet_pton(AF_INET, ip.c_str(), &address_.tcp.sin_addr);
+    address_bytes_ = sizeof(address_.tcp);
     accept_again();
 }
 
 void SocketServer::listen_unix(const std::string& path) {
     path_ = path;
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    address_bytes_ = sizeof(address);
-    std::memcpy(&address_, &address, sizeof(address));
+    address_.local = {};
+    address_.local.sun_family = AF_UNIX;
+    path.copy(address_.local.sun_path, sizeof(address_.local.sun_path) - 1);
+    address_bytes_ = sizeof(address_.local);
     accept_again();
-}
-
-int SocketServer::port() const {
-    sockaddr_in address{};
-    std::memcpy(&address, &address_, sizeof(address));
-    return ntohs(address.sin_port);
 }
 
 // Keeps the port that the system chose.
 void SocketServer::open_listener(int backlog) {
     unlink(path_.c_str());
-    FileDescriptor fd(socket(address_.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    FileDescriptor fd(socket(address_.any.sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int yes = 1;
     if (!fd || setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes)) != 0 ||
-        bind(fd.get(), address(), address_bytes_) != 0 || listen(fd.get(), backlog) != 0 ||
-        getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address_), &address_bytes_) != 0) {
-        fail(path_.empty() ? "port " + std::to_string(port()) : path_);
+        bind(fd.get(), &address_.any, address_bytes_) != 0 || listen(fd.get(), backlog) != 0 ||
+        getsockname(fd.get(), &address_.any, &address_bytes_) != 0) {
+        throw std::system_error(errno, std::generic_category(),
+                                path_.empty() ? "port " + std::to_string(port()) : path_);
     }
     listener_ = std::move(fd);
 }
 
 void SocketServer::accept_again() {
     if (!acceptor_.joinable()) {
-        waiting_clients_.clear();
-        listener_.reset();
+        refuse();
         open_listener(kBacklog);
         acceptor_ = std::thread([this] { accept_loop(); });
     }
@@ -89,12 +74,8 @@ void SocketServer::hang() {
     open_listener(0);
     for (int i = 0; i < 3; ++i) {
         const int kind = SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK;
-        FileDescriptor fd(socket(address_.ss_family, kind, 0));
-        if (connect(fd.get(), address(), address_bytes_) != 0 && errno != EINPROGRESS &&
-            errno != EAGAIN) {
-            fail("client that fills the queue");
-        }
-        waiting_clients_.push_back(std::move(fd));
+        waiting_clients_.emplace_back(socket(address_.any.sa_family, kind, 0));
+        connect(waiting_clients_.back().get(), &address_.any, address_bytes_);
     }
 }
 
@@ -123,6 +104,7 @@ void SocketServer::recover() {
 
 void SocketServer::stop() {
     remove();
+    ++recoveries_;
     stop_event_.set();
     serving_.clear();  // waits for each
     stop_event_.clear();
@@ -139,19 +121,12 @@ void SocketServer::accept_loop() {
         });
         if (fd) {
             ++connections_;
-            serve(std::move(fd));
+            serving_.push_back(std::async(std::launch::async, [this, fd = std::move(fd)]() mutable {
+                Connection connection(std::move(fd), stop_event_.fd(), recoveries_);
+                handler_(connection);
+            }));
         }
     }
-}
-
-void SocketServer::serve(FileDescriptor fd) {
-    // Shared, since a task of std::async must be copyable. Moved out, so that the descriptor is
-    // closed when the handler returns and not when the future is released.
-    auto held = std::make_shared<FileDescriptor>(std::move(fd));
-    serving_.push_back(std::async(std::launch::async, [this, held] {
-        Connection connection(std::move(*held), stop_event_.fd(), &recoveries_);
-        handler_(connection);
-    }));
 }
 
 }  // namespace simulator

@@ -13,7 +13,9 @@
 #include <thread>
 #include <vector>
 
+#include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 
 #include "libcbase/Cstylecode.h"
 #include "simulator/net/Connection.h"
@@ -34,7 +36,7 @@ class SocketServer final {
     void listen_tcp(const std::string& ip, int port);
     /// Removes a file at `path` first.
     void listen_unix(const std::string& path);
-    int port() const;
+    int port() const { return ntohs(address_.tcp.sin_port); }
     /// Refuses connections, ends the handlers and waits for them; takes less than a second.
     void stop();
 
@@ -62,11 +64,13 @@ class SocketServer final {
     void open_listener(int backlog);
     void accept_again();
     void accept_loop();
-    void serve(FileDescriptor fd);
-    const sockaddr* address() const { return reinterpret_cast<const sockaddr*>(&address_); }
 
     Handler handler_;
-    sockaddr_storage address_{};
+    union {
+        sockaddr any;
+        sockaddr_in tcp;
+        sockaddr_un local;
+    } address_{};
     socklen_t address_bytes_ = 0;
     std::string path_;  // of a local socket
     FileDescriptor listener_;
@@ -77,7 +81,7 @@ class SocketServer final {
     Fault fault_;
     int fault_times_ = 0;
     std::atomic<int> recoveries_{0};
-    std::list<std::future<void>> serving_;  // used by the acceptor, and by stop() after its end
+    std::list<std::future<void>> serving_;  // of the acceptor, and of stop() after its end
     std::thread acceptor_;
 };
 

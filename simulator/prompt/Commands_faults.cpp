@@ -134,7 +134,8 @@ std::vector<Command> fault_commands() {
          "injects a fault: cut, reset, stall, half, slow, garbage, ...", inject_bridge_fault},
         {"bridge pause COUNT", "sends its answers byte by byte, so many milliseconds apart",
          [](Session& session, const Slots& slots) {
-             session.house().bridge().send_slowly(std::chrono::milliseconds(slots.number("COUNT")));
+             session.house().bridge().gate().server().inject_fault(
+                 slowness(std::chrono::milliseconds(slots.number("COUNT"))));
          }},
         {"bridge answer STATUS TYPE [with BODY]", "sends this instead of its answers", answer},
         {"bridge flood COUNT", "answers with JSON of so many bytes", flood},

@@ -85,7 +85,7 @@ bool Session::judge_change() {
     house().ledger().forget_value(bulb.id);
     Bulb light = house().light(bulb.light);
     if (without.count("change") == 0 && light.is_on() == house().ledger().known_on(bulb.light)) {
-        light.is_on() ? light.turn_off() : light.turn_on();  // else an earlier change is to come
+        light.turn(!light.is_on());  // else an earlier change is to come
     }
     const std::string wanted = light.is_on() ? "1" : "0";
     const bool is_good = judge_commands();

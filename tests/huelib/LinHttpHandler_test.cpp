@@ -86,7 +86,7 @@ TEST(LinHttpHandler, NamesTheStepAndTheErrorAndLeavesNoDescriptor) {
     tight.blocked = 100ms;
     tight.answerBytes = 1000;
     EXPECT_EQ(Peer([](Connection& peer) { peer.reset(); }).failure(), read_failure(ECONNRESET));
-    EXPECT_EQ(Peer([](Connection& peer) { peer.hold([] { return false; }); }).failure(tight),
+    EXPECT_EQ(Peer([](Connection& peer) { peer.hold(); }).failure(tight),
               read_failure(EAGAIN));
     EXPECT_EQ(Peer(std::string(1000, 'x')).ask(tight).size(), 1000U);
     EXPECT_EQ(Peer(std::string(1001, 'x')).failure(tight), read_failure(EMSGSIZE));
@@ -109,10 +109,7 @@ TEST(LinHttpHandler, ClampsEveryLimit) {
     odd.blocked = odd.answer = std::chrono::milliseconds::max();  // beyond every deadline
     EXPECT_EQ(Peer("here").ask(odd), "here");
     odd.blocked = 0ms;  // which a socket takes for no limit
-    const Peer silent([](Connection& peer) {
-        const auto start = std::chrono::steady_clock::now();
-        peer.hold([start] { return std::chrono::steady_clock::now() - start > 5s; });
-    });
+    const Peer silent([](Connection& peer) { peer.pause(5s); });
     EXPECT_THROW(silent.ask(odd), std::system_error);
 }
 
@@ -123,7 +120,7 @@ TEST(LinHttpHandler, TimesOutWithAPeerThatSendsSlowlyForever) {
     for (const std::size_t length : {10, 1000}) {  // then silence, or still sending
         const Peer peer([length](Connection& connection) {
             connection.write_slowly(std::string(length, 'x'), 10ms);
-            connection.hold([] { return false; });
+            connection.hold();
         });
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(peer.failure(tight), read_failure(EAGAIN));

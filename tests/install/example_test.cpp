@@ -23,7 +23,7 @@ TEST(InstalledExample, DimsALightThatItsBridgeHas) {
     };
     const auto dimmed = run_example("4");
     EXPECT_EQ(dimmed.code, 0) << dimmed.errors;
-    EXPECT_EQ(bridge.light(4).brightness(), 127U);
+    EXPECT_EQ(bridge.light(4).state("bri"), 127);
     const auto missing = run_example("99");
     EXPECT_EQ(missing.code, 1);
     EXPECT_NE(missing.errors.find("light id is not valid"), std::string::npos) << missing.errors;
