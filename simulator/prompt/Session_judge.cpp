@@ -1,5 +1,6 @@
 // The judgement at the end of a script.
 #include <algorithm>
+#include <cstdint>
 
 #include "simulator/prompt/Session.h"
 
@@ -14,9 +15,6 @@ constexpr std::size_t kShownProblems = 5;
 // A value that the light does not have yet.
 std::string other_value(House& house, const RoleObject& object) {
     const Conversions& conversions = house.ledger().conversions();
-    if (object.role == "on_off") {
-        return "1";
-    }
     const auto shown = conversions.reported(object.role, house.light(object.light).state());
     const auto payloads = conversions.payloads(object.role);
     return payloads.back() != shown ? payloads.back() : payloads.front();
@@ -30,17 +28,16 @@ const std::vector<std::string>& Session::parts() {
     return kParts;
 }
 
-bool Session::complain(const std::string& part, const std::string& what) {
-    if (without.count(part) != 0) {
-        return true;
+void Session::verify(const std::string& part, bool holds, const std::string& what) {
+    if (!holds && without.count(part) == 0) {
+        console_.print("!! " + what);
+        is_good_ = false;
     }
-    console_.print("!! " + what);
-    return false;
 }
 
-bool Session::await(const std::string& part, const std::function<bool()>& predicate,
+void Session::await(const std::string& part, const std::function<bool()>& predicate,
                     const std::string& what) {
-    return without.count(part) != 0 || wait_until(predicate, kSeconds) || complain(part, what);
+    verify(part, without.count(part) != 0 || wait_until(predicate, kSeconds), what);
 }
 
 bool Session::judge() {
@@ -49,130 +46,129 @@ bool Session::judge() {
         return true;
     }
     console_.print("\n== The judgement");
-    bool is_good = true;
     try {
-        const bool has_ended = !house().has_daemon() || !house().daemon().is_running();
-        if (has_ended) {
+        if (!is_running()) {
             house().log()->sync();
             house().ledger().start_daemon();  // what is not settled yet is lost
-            is_good = !house().has_daemon() || expects_end ||
-                      complain("exit", "the daemon ended unexpectedly");
-            is_good = judge_account() && is_good;
+            verify("exit", !house().has_daemon() || expects_end, "the daemon ended unexpectedly");
+            judge_account();
             start();
         }
-        is_good = judge_change() && is_good;
-        is_good = judge_account() && is_good;
-        is_good = judge_agreement() && is_good;
-        is_good = judge_resources() && is_good;
+        judge_change();
+        judge_account();
+        judge_agreement();
+        judge_resources();
         const auto ending = house().stop();
-        is_good = ((ending && ending->is_success()) ||
-                   complain("exit", "the daemon did not exit with 0 on SIGTERM")) &&
-                  is_good;
+        verify("exit", ending && ending->is_success(), "the daemon did not exit with 0 on SIGTERM");
     } catch (const CommandError& problem) {
-        is_good = complain("", problem.what());
+        verify("", false, problem.what());
     }
-    return is_good && !is_interrupted_();
+    return is_good_ && !is_interrupted_();
 }
 
 // A light is changed first, so that one poll shows both: the poll waits for a pause of the
 // commands.
-bool Session::judge_change() {
-    RoleObject bulb{};
-    for (const RoleObject& object : house().objects()) {
-        if (bulb.id == 0 && object.role == "on_off") {
-            bulb = object;
-        }
-    }
-    house().ledger().forget_value(bulb.id);
-    Bulb light = house().light(bulb.light);
-    if (without.count("change") == 0 && light.is_on() == house().ledger().known_on(bulb.light)) {
+void Session::judge_change() {
+    const auto& objects = house().objects();
+    const auto found = std::find_if(objects.begin(), objects.end(),
+                                    [](const auto& object) { return object.role == "on_off"; });
+    require(found != objects.end(), "the installation has no object for on and off");
+    house().ledger().forget_value(found->id);
+    Bulb light = house().light(found->light);
+    if (without.count("change") == 0 && light.is_on() == house().ledger().known_on(found->light)) {
         light.is_on() ? light.turn_off() : light.turn_on();  // else an earlier change is to come
     }
     const std::string wanted = light.is_on() ? "1" : "0";
-    const bool is_good = judge_commands();
-    return await(
-               "change", [&] { return house().ledger().value(bulb.id) == wanted; },
-               "the change of a light was not reported") &&
-           is_good;
+    judge_commands();
+    await(
+        "change", [&] { return house().ledger().value(found->id) == wanted; },
+        "the change of a light was not reported");
 }
 
-bool Session::judge_commands() {
-    if (without.count("commands") != 0) {
-        return true;
-    }
-    // The last of each. The light is switched on first: one that is off refuses colours.
-    std::map<std::string, RoleObject> by_role;
+// The next command of every kind is carried out.
+void Session::judge_commands() {
+    std::map<std::string, RoleObject> by_role;  // the last of each; "" is on_off, the first
+    std::map<int, int> switches;                // by light
     for (const RoleObject& object : house().objects()) {
-        by_role[object.role == "on_off" ? "" : object.role] = object;
-    }
-    const auto done = [this] { return house().ledger().counts().done; };
-    for (const auto& [role, object] : by_role) {
-        const std::size_t before = done();
-        // The daemon may not know yet whether the light is on, so one of two switches is needless.
-        const bool is_sent = (object.role != "on_off" || house().command(object.id, "0") == 0) &&
-                             house().command(object.id, other_value(house(), object)) == 0;
-        if (!is_sent || !wait_until([&] { return done() > before; }, kSeconds)) {
-            return complain("commands", "the next command is not carried out: object " +
-                                            std::to_string(object.id) + ", " + object.role);
+        const bool is_switch = object.role == "on_off";
+        by_role[is_switch ? "" : object.role] = object;
+        if (is_switch) {
+            switches[object.light] = object.id;
         }
     }
-    return true;
+    for (auto at = by_role.begin(); at != by_role.end() && without.count("commands") == 0; ++at) {
+        const auto& [role, object] = *at;
+        std::vector<std::pair<int, std::string>> commands;
+        // A light that is off refuses colours, and some colours switch it off. The daemon may not
+        // know whether it is on, so one of two switches is needless.
+        if ((role.empty() || !house().light(object.light).is_on()) &&
+            switches.count(object.light) != 0) {
+            commands = {{switches[object.light], "0"}, {switches[object.light], "1"}};
+        }
+        if (!role.empty()) {
+            commands.emplace_back(object.id, other_value(house(), object));
+        }
+        const bool are_sent = std::all_of(
+            commands.begin(), commands.end(), [this](const std::pair<int, std::string>& command) {
+                return house().command(command.first, command.second) == 0;
+            });
+        const auto is_done = [this] {
+            return house().ledger().last_commands(1).front().outcome == Ledger::Outcome::done;
+        };
+        if (!are_sent || !wait_until(is_done, kSeconds)) {
+            return verify("commands", false,
+                          "the next command is not carried out: object " +
+                              std::to_string(object.id) + ", " + object.role);
+        }
+    }
 }
 
-bool Session::judge_account() {
+void Session::judge_account() {
     Ledger& ledger = house().ledger();
-    bool is_good = await(
-        "lines", [&] { return ledger.counts().waiting == 0; }, "commands are still waiting");
+    await(
+        "lines", [&] { return ledger.count(Ledger::Outcome::waiting) == 0; },
+        "commands are still waiting");
     const Ledger::Counts counts = ledger.counts();
-    console_.print(
-        "commands: " + std::to_string(counts.sent) + " sent, " +
-        std::to_string(counts.acknowledged) + " acknowledged = " + std::to_string(counts.done) +
-        " carried out + " + std::to_string(counts.needless) + " needless + " +
-        std::to_string(counts.failed) + " failed, logged + " + std::to_string(counts.dropped) +
-        " dropped, logged + " + std::to_string(counts.lost) + " lost; " +
-        std::to_string(counts.requests) + " requests, smallest gap " +
-        std::to_string(counts.smallest_gap.count()) + " ms, at most " +
-        std::to_string(counts.largest_lead.count()) + " ms early; " + std::to_string(counts.polls) +
-        " polls, " + std::to_string(counts.reports) + " reports");
+    console_.print("commands: " + ledger.account() + "; " + std::to_string(counts.requests) +
+                   " requests, smallest gap " + std::to_string(counts.smallest_gap.count()) +
+                   " ms, at most " + std::to_string(counts.largest_lead.count()) + " ms early; " +
+                   std::to_string(counts.polls) + " polls, " + std::to_string(counts.reports) +
+                   " reports");
     std::size_t shown = 0;
-    for (const Ledger::Command& command : ledger.last_commands(counts.sent)) {
+    for (const Ledger::Command& command : ledger.last_commands(SIZE_MAX)) {
         if (command.outcome == Ledger::Outcome::lost && command.is_acknowledged &&
             shown++ < kShownProblems) {
-            is_good = complain("lines", "lost: object " + std::to_string(command.object) + ": " +
-                                            command.payload + ", " + command.reason) &&
-                      is_good;
+            verify("lines", false,
+                   "lost: object " + std::to_string(command.object) + ": " + command.payload +
+                       ", " + command.reason);
         }
     }
     for (const std::string& problem : ledger.problems()) {
-        is_good = complain("", problem) && is_good;
+        verify("", false, problem);
     }
-    if (counts.early_polls > 0 || counts.largest_lead > Ledger::kLeadTolerance) {
-        is_good = complain("pace", "requests or polls come too early") && is_good;
-    }
-    return is_good;
+    verify("pace", counts.early_polls == 0 && counts.largest_lead <= Ledger::kLeadTolerance,
+           "requests or polls come too early");
 }
 
-bool Session::judge_agreement() {
+void Session::judge_agreement() {
     wait_until([this] { return house().differences().empty(); }, kSeconds / 4);
-    bool is_good = true;
     for (const std::string& difference : house().differences()) {
-        is_good = complain("agreement", difference) && is_good;
+        verify("agreement", false, difference);
     }
-    return is_good;
 }
 
 // Descriptors and threads that are left behind add up to an end of service.
-bool Session::judge_resources() {
+void Session::judge_resources() {
     if (!use_) {
-        return true;
+        return;
     }
     const auto is_back = [this] {
         const ProcessUse now = ProcessUse::of(house().daemon().pid());
         return now.descriptors <= use_->descriptors && now.threads <= use_->threads;
     };
-    return await("resources", is_back,
-                 "more than " + std::to_string(use_->descriptors) + " descriptors or " +
-                     std::to_string(use_->threads) + " threads are in use");
+    await("resources", is_back,
+          "more than " + std::to_string(use_->descriptors) + " descriptors or " +
+              std::to_string(use_->threads) + " threads are in use");
 }
 
 }  // namespace simulator
