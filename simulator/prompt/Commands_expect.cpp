@@ -1,4 +1,5 @@
 // Expectations, and the measurements of a long run.
+#include <algorithm>
 #include <cstdio>
 
 #include "simulator/JsonText.h"
@@ -11,7 +12,7 @@ using Outcome = Ledger::Outcome;
 
 constexpr double kSeconds = 25;          // longer than a poll and the pause after a command
 constexpr double kSettleSeconds = 0.03;  // prints the expected events first
-constexpr const char* kVersionWord = "@VERSION@";
+constexpr const char* kVersion = "v@VERSION@";
 
 // Waits until `current` returns `wanted`.
 void await(const Call& call, const std::string& wanted,
@@ -23,8 +24,8 @@ void await(const Call& call, const std::string& wanted,
     call.session.pause(kSettleSeconds);
 }
 
-void require_soon(const Call& call, const std::function<bool()>& predicate,
-                  const std::string& what) {
+void require_soon(const Call& call, const std::string& what,
+                  const std::function<bool()>& predicate) {
     require(call.session.wait_until(predicate, call.seconds("SECONDS", kSeconds)), what);
 }
 
@@ -68,69 +69,49 @@ void check_object(const Call& call) {
     }
 }
 
-void expect_object(const Call& call) {
-    await(call, call.text("VALUE"),
-          [&] { return call.ledger().value(call.number("OBJECT")).value_or("not reported"); });
-}
-
 std::size_t lines_with(const Call& call, const std::string& text) {
     return call.house().journal().count(EventKind::log, text, call.session.heading);
 }
 
 void expect_log(const Call& call) {
     if (call.house().log() != nullptr) {
-        require_soon(
-            call, [&] { return lines_with(call, call.text("TEXT")) > 0; },
-            "not logged: " + call.text("TEXT"));
+        require_soon(call, "not logged: " + call.text("TEXT"),
+                     [&] { return lines_with(call, call.text("TEXT")) > 0; });
     }
-}
-
-void expect_no_log(const Call& call) {
-    call.house().log()->sync();
-    require(lines_with(call, call.text("TEXT")) == 0, "logged: " + call.text("TEXT"));
 }
 
 void expect_only(const Call& call) {
-    std::string wanted = call.text("TEXT") + "\n";
-    const std::size_t at = wanted.find(kVersionWord);
-    if (at != std::string::npos) {
-        wanted.replace(at, std::string(kVersionWord).size(), LUMIVAD_VERSION);
-    }
+    const bool is_version = call.text("TEXT") == kVersion;
+    const std::string wanted = (is_version ? "v" LUMIVAD_VERSION : call.text("TEXT")) + "\n";
     require(call.session.printed == wanted, "printed: " + call.session.printed.value_or("nothing"));
 }
 
 // Of the daemon, or of the last run of another one.
 void expect_end(const Call& call) {
-    const bool is_signal = call.has("signal");
-    const std::string wanted = (is_signal ? "signal " : "exit code ") + call.text("NUMBER");
-    if (!call.house().has_daemon()) {
-        require(call.session.ended == wanted, "it ended with " + call.session.ended);
-        return;
+    const std::string wanted =
+        (call.has("signal") ? "signal " : "exit code ") + call.text("NUMBER");
+    std::string ended = call.session.ended;
+    if (call.house().has_daemon()) {
+        const auto ending = call.house().daemon().wait(
+            std::chrono::milliseconds(static_cast<long>(call.seconds("SECONDS", kSeconds) * 1000)));
+        ended = ending ? ending->text() : "nothing yet";
+        call.session.expects_end = true;
     }
-    const auto limit =
-        std::chrono::milliseconds(static_cast<long>(call.seconds("SECONDS", kSeconds) * 1000));
-    const auto ending = call.house().daemon().wait(limit);
-    require(ending && ending->text() == wanted,
-            "the daemon " + (ending ? "ended with " + ending->text() : std::string("did not end")));
-    call.session.expects_end = true;
+    require(ended == wanted, "it ended with " + ended);
 }
 
 void expect_failed(const Call& call) {
     const auto count = static_cast<std::size_t>(call.number("COUNT"));
-    const std::string text = call.text("TEXT");
-    std::size_t failed = 0;
-    bool has_text = false;
-    require_soon(
-        call,
-        [&] {
-            failed = 0;
-            for (const Ledger::Command& command : call.ledger().last_commands(count)) {
-                failed += command.outcome == Ledger::Outcome::failed ? 1 : 0;
-                has_text = has_text || command.reason.find(text) != std::string::npos;
-            }
-            return failed == count && has_text;
-        },
-        "not all of these commands failed with such a line");
+    require_soon(call, "not all of these commands failed with such a line", [&] {
+        const auto commands = call.ledger().last_commands(count);
+        return commands.size() == count &&
+               std::all_of(
+                   commands.begin(), commands.end(),
+                   [](const auto& command) { return command.outcome == Outcome::failed; }) &&
+               std::any_of(commands.begin(), commands.end(), [&](const auto& command) {
+                   return command.reason.find(call.text("TEXT")) != std::string::npos;
+               });
+    });
 }
 
 // A row of a long run's table. The house forgets its events, so that it does not grow.
@@ -159,12 +140,9 @@ void expect_growth(const Call& call) {
 }
 
 void expect_every_command(const Call& call) {
-    for (const auto& commands : {house_commands(), fault_commands(), expect_commands()}) {
-        for (const Command& command : commands) {
-            require(
-                call.session.used.count(command.form) != 0 || std::string(command.form) == "quit",
+    for (const Command& command : all_commands()) {
+        require(call.session.used.count(command.form) != 0 || command.form == std::string("quit"),
                 std::string("not used: ") + command.form);
-        }
     }
 }
 
@@ -176,9 +154,18 @@ std::vector<Command> expect_commands() {
          "waits for a state of a light: power on, bri 127, ct 326, hue 21845, name Hall",
          expect_light, check_light},
         {"expect object OBJECT VALUE [within SECONDS]",
-         "waits until the last report of an object has this value", expect_object, check_object},
+         "waits until the last report of an object has this value",
+         [](const Call& call) {
+             await(call, call.text("VALUE"), [&] {
+                 return call.ledger().value(call.number("OBJECT")).value_or("not reported");
+             });
+         },
+         check_object},
         {"expect no log TEXT...", "no log line since the last heading has this text",
-         expect_no_log},
+         [](const Call& call) {
+             call.house().log()->sync();
+             require(lines_with(call, call.text("TEXT")) == 0, "logged: " + call.text("TEXT"));
+         }},
         {"expect log TEXT... [within SECONDS]", "waits for a log line since the last heading",
          expect_log},
         {"expect printed only TEXT...",
@@ -194,9 +181,8 @@ std::vector<Command> expect_commands() {
          expect_end},
         {"expect settled [within SECONDS]", "waits until every acknowledged command has an outcome",
          [](const Call& call) {
-             require_soon(
-                 call, [&] { return call.ledger().count(Outcome::waiting) == 0; },
-                 "commands are still waiting");
+             require_soon(call, "commands are still waiting",
+                          [&] { return call.ledger().count(Outcome::waiting) == 0; });
          }},
         {"expect COUNT failed TEXT... [within SECONDS]",
          "the last commands all fail with a log line, one with this text", expect_failed},
@@ -204,26 +190,21 @@ std::vector<Command> expect_commands() {
          "waits until so many commands are carried out, from the start",
          [](const Call& call) {
              const auto count = static_cast<std::size_t>(call.number("COUNT"));
-             require_soon(
-                 call, [&] { return call.ledger().count(Outcome::done) >= count; },
-                 "fewer commands are carried out");
+             require_soon(call, "fewer commands are carried out",
+                          [&] { return call.ledger().count(Outcome::done) >= count; });
          }},
         {"expect bridge to hang [within SECONDS]",
          "waits for a request after the bridge's last fault",
          [](const Call& call) {
-             require_soon(
-                 call,
-                 [&] {
-                     return call.bridge().gate().connections() > call.session.connections_before;
-                 },
-                 "no request reaches the bridge");
+             require_soon(call, "no request reaches the bridge", [&] {
+                 return call.bridge().gate().connections() > call.session.connections_before;
+             });
          }},
         {"expect poll [within SECONDS]", "waits for another poll",
          [](const Call& call) {
              const std::size_t before = call.ledger().counts().polls;
-             require_soon(
-                 call, [&] { return call.ledger().counts().polls > before; },
-                 "the daemon does not poll");
+             require_soon(call, "the daemon does not poll",
+                          [&] { return call.ledger().counts().polls > before; });
          }},
         {"expect COUNT reports", "since the last heading there were so many reports",
          [](const Call& call) {

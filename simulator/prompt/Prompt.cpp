@@ -16,6 +16,11 @@ void require_one_of(const Words& words, const std::string& word) {
             "not one of " + joined(words, 0, words.size()) + ": " + word);
 }
 
+template <typename Service>
+void require_fault(Session&, const std::string& word) {
+    require_one_of(Service::fault_names(), word);
+}
+
 // What a word must be to fill a slot; other slots take any word.
 const std::map<std::string, void (*)(Session&, const std::string&)> kSlots = {
     {"SECONDS", [](Session&, const std::string& word) { to_seconds(word); }},
@@ -31,18 +36,14 @@ const std::map<std::string, void (*)(Session&, const std::string&)> kSlots = {
      }},
     {"OBJECT", [](Session& session,
                   const std::string& word) { session.object(to_number(word, 0, kMostCommands)); }},
-    {"BRIDGE-FAULT",
-     [](Session&, const std::string& word) { require_one_of(Bridge::fault_names(), word); }},
-    {"CORE-FAULT",
-     [](Session&, const std::string& word) { require_one_of(Core::fault_names(), word); }},
-    {"DATABASE-FAULT",
-     [](Session&, const std::string& word) {
-         require_one_of(DatabaseService::fault_names(), word);
-     }},
-    {"LOG-FAULT",
-     [](Session&, const std::string& word) { require_one_of(SystemLog::fault_names(), word); }},
+    {"BRIDGE-FAULT", require_fault<Bridge>},
+    {"CORE-FAULT", require_fault<Core>},
+    {"DATABASE-FAULT", require_fault<DatabaseService>},
+    {"LOG-FAULT", require_fault<SystemLog>},
     {"PART", [](Session&, const std::string& word) { require_one_of(Session::parts(), word); }},
 };
+
+}  // namespace
 
 std::vector<Command> all_commands() {
     std::vector<Command> all = house_commands();
@@ -51,8 +52,6 @@ std::vector<Command> all_commands() {
     }
     return all;
 }
-
-}  // namespace
 
 Prompt::Prompt(Session& session) : session_(session), commands_(all_commands()) {}
 
@@ -131,28 +130,24 @@ bool Prompt::run(const std::string& line) {
 Prompt::Result Prompt::run_script(const std::string& name, std::istream& text, bool is_stream) {
     std::vector<std::pair<int, Step>> steps;
     int number = 0;
+    const auto goes_on = [this] { return !session_.is_interrupted() && !session_.is_over; };
     try {
-        for (std::string line;
-             std::getline(text, line) && !session_.is_interrupted() && !session_.is_over;) {
+        for (std::string line; goes_on() && std::getline(text, line);) {
             ++number;
             const Words words = words_of(line);
             if (words.empty()) {
                 continue;
             }
-            const Step step = parse(words);
-            if (is_stream || step.command->is_declaration) {
-                require(steps.empty(), "belongs before the first command");
-                execute(step);
-            } else {
-                steps.emplace_back(number, step);
+            steps.emplace_back(number, parse(words));
+            if (is_stream || steps.back().second.command->is_declaration) {
+                require(steps.size() == 1, "belongs before the first command");
+                execute(steps.back().second);
+                steps.clear();
             }
         }
-        for (const auto& [line, step] : steps) {
-            number = line;
-            if (session_.is_interrupted() || session_.is_over) {
-                break;
-            }
-            execute(step);
+        for (auto step = steps.begin(); step != steps.end() && goes_on(); ++step) {
+            number = step->first;
+            execute(step->second);
         }
         return session_.judge() ? Result::passed : Result::failed;
     } catch (const SkippedScript& reason) {

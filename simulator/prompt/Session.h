@@ -92,8 +92,8 @@ class Session final {
     void judge_account();
     void judge_agreement();
     void judge_resources();
-    void await(const std::string& part, const std::function<bool()>& predicate,
-               const std::string& what);
+    void await(const std::string& part, const std::string& what,
+               const std::function<bool()>& predicate);
     void verify(const std::string& part, bool holds, const std::string& what);
 
     Setup setup_;
@@ -136,9 +136,11 @@ struct Command {
 /// value.
 void check_field(const Call& call, const std::string& field, const std::string& value);
 
-/// By subject; together they are the language.
+/// By subject.
 std::vector<Command> house_commands();
 std::vector<Command> fault_commands();
 std::vector<Command> expect_commands();
+/// The language.
+std::vector<Command> all_commands();
 
 }  // namespace simulator

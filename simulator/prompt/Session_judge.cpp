@@ -35,8 +35,8 @@ void Session::verify(const std::string& part, bool holds, const std::string& wha
     }
 }
 
-void Session::await(const std::string& part, const std::function<bool()>& predicate,
-                    const std::string& what) {
+void Session::await(const std::string& part, const std::string& what,
+                    const std::function<bool()>& predicate) {
     verify(part, without.count(part) != 0 || wait_until(predicate, kSeconds), what);
 }
 
@@ -80,9 +80,8 @@ void Session::judge_change() {
     }
     const std::string wanted = light.is_on() ? "1" : "0";
     judge_commands();
-    await(
-        "change", [&] { return house().ledger().value(found->id) == wanted; },
-        "the change of a light was not reported");
+    await("change", "the change of a light was not reported",
+          [&] { return house().ledger().value(found->id) == wanted; });
 }
 
 // The next command of every kind is carried out.
@@ -125,9 +124,8 @@ void Session::judge_commands() {
 
 void Session::judge_account() {
     Ledger& ledger = house().ledger();
-    await(
-        "lines", [&] { return ledger.count(Ledger::Outcome::waiting) == 0; },
-        "commands are still waiting");
+    await("lines", "commands are still waiting",
+          [&] { return ledger.count(Ledger::Outcome::waiting) == 0; });
     const Ledger::Counts counts = ledger.counts();
     console_.print("commands: " + ledger.account() + "; " + std::to_string(counts.requests) +
                    " requests, smallest gap " + std::to_string(counts.smallest_gap.count()) +
@@ -162,13 +160,12 @@ void Session::judge_resources() {
     if (!use_) {
         return;
     }
-    const auto is_back = [this] {
+    const std::string what = "more than " + std::to_string(use_->descriptors) + " descriptors or " +
+                             std::to_string(use_->threads) + " threads are in use";
+    await("resources", what, [this] {
         const ProcessUse now = ProcessUse::of(house().daemon().pid());
         return now.descriptors <= use_->descriptors && now.threads <= use_->threads;
-    };
-    await("resources", is_back,
-          "more than " + std::to_string(use_->descriptors) + " descriptors or " +
-              std::to_string(use_->threads) + " threads are in use");
+    });
 }
 
 }  // namespace simulator
