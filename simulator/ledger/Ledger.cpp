@@ -171,7 +171,7 @@ void Ledger::end_command(Command& command, Outcome outcome, const std::string& r
 
 // What must be sent; nothing if the light has the commanded state already. `problem`: why that is
 // not known.
-std::optional<Json::Value> Ledger::expected_body(const Object& object, std::string& problem) {
+std::optional<Json::Value> Ledger::expected_body(const Object& object, std::string& problem) const {
     const auto& [command, state, sent] = *progress_;
     const int value = number_of(command->payload);
     if (object.role == "on_off") {
@@ -188,24 +188,27 @@ std::optional<Json::Value> Ledger::expected_body(const Object& object, std::stri
         problem = "no row of conversions.txt says what is sent";
         return std::nullopt;
     }
-    if (body->isMember("on")) {
-        return body;
-    }
-    if (body->size() == 1 && !state) {
+    if (body->size() == 1 && !body->isMember("on") && !state) {
         problem = "the light's state was not read";
         return std::nullopt;
     }
+    return body->isMember("on") ? body : changed_members(object, *body);
+}
+
+// Without what the light has already, and with "on" if it is off.
+std::optional<Json::Value> Ledger::changed_members(const Object& object, Json::Value body) const {
+    const auto& [command, state, sent] = *progress_;
     const bool shows_color = object.role == "temperature" && state->isMember("hue") &&
                              (*state)["colormode"].asString() != "ct";
-    const std::string member = body->getMemberNames().front();
-    if (body->size() == 1 && (*state)[member] == (*body)[member] && !shows_color) {
-        body->removeMember(member);
+    const std::string member = body.getMemberNames().front();
+    if (body.size() == 1 && (*state)[member] == body[member] && !shows_color) {
+        body.removeMember(member);
     }
     const auto on = is_on_.find(object.light);
     if (on != is_on_.end() ? !on->second : sent && sent->isMember("on")) {
-        (*body)["on"] = true;
+        body["on"] = true;
     }
-    return body->empty() ? std::nullopt : body;
+    return body.empty() ? std::nullopt : std::optional(body);
 }
 
 // Of a channel; nothing if another channel is unknown, or the table has no such colour.

@@ -125,7 +125,8 @@ class Ledger final {
     void begin(int object, int value);
     void settle();
     void end_command(Command& command, Outcome outcome, const std::string& reason);
-    std::optional<Json::Value> expected_body(const Object& object, std::string& problem);
+    std::optional<Json::Value> expected_body(const Object& object, std::string& problem) const;
+    std::optional<Json::Value> changed_members(const Object& object, Json::Value body) const;
     std::optional<Json::Value> expected_color(const Object& object, int value) const;
     void apply(const Command& command, bool is_off);
     bool is_of_command(int light);

@@ -89,6 +89,7 @@ class Session final {
   private:
     void judge_change();
     void judge_commands();
+    bool is_commanded(const RoleObject& object);
     void judge_account();
     void judge_agreement();
     void judge_resources();

@@ -84,42 +84,42 @@ void Session::judge_change() {
           [&] { return house().ledger().value(found->id) == wanted; });
 }
 
-// The next command of every kind is carried out.
+// The next command of every kind is carried out; the switches come first.
 void Session::judge_commands() {
-    std::map<std::string, RoleObject> by_role;  // the last of each; "" is on_off, the first
-    std::map<int, int> switches;                // by light
+    std::map<std::string, RoleObject> by_role;  // the last of each
     for (const RoleObject& object : house().objects()) {
-        const bool is_switch = object.role == "on_off";
-        by_role[is_switch ? "" : object.role] = object;
-        if (is_switch) {
-            switches[object.light] = object.id;
-        }
+        by_role[object.role == "on_off" ? "" : object.role] = object;
     }
-    for (auto at = by_role.begin(); at != by_role.end() && without.count("commands") == 0; ++at) {
-        const auto& [role, object] = *at;
-        std::vector<std::pair<int, std::string>> commands;
-        // A light that is off refuses colours, and some colours switch it off. The daemon may not
-        // know whether it is on, so one of two switches is needless.
-        if ((role.empty() || !house().light(object.light).is_on()) &&
-            switches.count(object.light) != 0) {
-            commands = {{switches[object.light], "0"}, {switches[object.light], "1"}};
-        }
-        if (!role.empty()) {
-            commands.emplace_back(object.id, other_value(house(), object));
-        }
-        const bool are_sent = std::all_of(
-            commands.begin(), commands.end(), [this](const std::pair<int, std::string>& command) {
-                return house().command(command.first, command.second) == 0;
-            });
-        const auto is_done = [this] {
-            return house().ledger().last_commands(1).front().outcome == Ledger::Outcome::done;
-        };
-        if (!are_sent || !wait_until(is_done, kSeconds)) {
+    for (const auto& [role, object] : by_role) {
+        if (without.count("commands") == 0 && !is_commanded(object)) {
             return verify("commands", false,
                           "the next command is not carried out: object " +
                               std::to_string(object.id) + ", " + object.role);
         }
     }
+}
+
+// A light that is off refuses colours, and some colours switch it off: it is switched on first. The
+// daemon may not know whether it is on, so one of two switches is needless.
+bool Session::is_commanded(const RoleObject& object) {
+    const auto send = [this](int id, const std::string& value) {
+        return house().command(id, value) == 0;
+    };
+    const bool is_switch = object.role == "on_off";
+    bool is_sent = is_switch || house().light(object.light).is_on();
+    for (const RoleObject& other : house().objects()) {
+        if (is_switch ? other.id == object.id
+                      : !is_sent && other.role == "on_off" && other.light == object.light) {
+            is_sent = send(other.id, "0") && send(other.id, "1");
+        }
+    }
+    return is_sent && (is_switch || send(object.id, other_value(house(), object))) &&
+           wait_until(
+               [this] {
+                   return house().ledger().last_commands(1).front().outcome ==
+                          Ledger::Outcome::done;
+               },
+               kSeconds);
 }
 
 void Session::judge_account() {
