@@ -89,7 +89,7 @@ Prompt::Step Prompt::parse(const Words& words) {
     for (const Command& command : commands_) {
         std::size_t matched = 0;
         try {
-            const Step step{&command, match(command.form, words, check, matched)};
+            Step step{&command, match(command.form, words, check, matched)};
             if (command.check != nullptr) {
                 command.check({session_, step.slots});
             }
