@@ -35,12 +35,12 @@ House::House(const Options& options, Journal::Listener listener)
               listener(event);
           }
       }),
-      log_(take_over_log(journal_)),
       database_(options.installation.sql, journal_.sink()),
       core_(journal_.sink()),
       setup_(find_bridge()),
       objects_(find_objects()),
-      ledger_(objects_) {
+      ledger_(objects_),
+      log_(take_over_log(journal_)) {
     if (!options.is_paired) {
         setup_.username.clear();
         store_parameters("");

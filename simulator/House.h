@@ -100,13 +100,13 @@ class House final {
 
     const Options options_;
     Journal journal_;
-    std::unique_ptr<SystemLog> log_;
     DatabaseService database_;
     Core core_;
     int runner_ = 0;
     Bridge::Setup setup_;
     const std::vector<RoleObject> objects_;
     Ledger ledger_;
+    std::unique_ptr<SystemLog> log_;           // adds to the ledger
     std::atomic<bool> is_tool_asking_{false};  // instead of the daemon
     std::unique_ptr<Bridge> bridge_;
     int port_ = -1;

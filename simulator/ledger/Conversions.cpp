@@ -1,6 +1,7 @@
 #include "simulator/ledger/Conversions.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "simulator/TextTable.h"
@@ -8,45 +9,37 @@
 namespace simulator {
 namespace {
 
-constexpr const char* kNone = "-";
-constexpr const char* kOff = "off";
 constexpr int kHueStep = 257;  // a hue of the core has 8 bits: only these can be commanded
 
-// The cells from `first` on, all numbers.
+const Conversions::Role kRoles[] = {
+    {"on_off", {"on"}, 1, {0}},
+    {"value", {"bri"}, 100, {0}},
+    {"temperature", {"ct"}, 100, {0}},
+    {"r", {"hue", "sat", "bri"}, 255, {5}},
+    {"g", {"hue", "sat", "bri"}, 255, {5}},
+    {"b", {"hue", "sat", "bri"}, 255, {5}},
+    {"hsv", {"hue", "sat", "bri"}, 0xFFFFFF, {150, 5, 5}},
+    {"rgb", {"hue", "sat", "bri"}, 0, {}},
+};
+
+// The cells from `first` on, all numbers; no numbers for "off".
 Conversions::Numbers numbers_in(const TextRow& row, std::size_t first, std::size_t count) {
     Conversions::Numbers numbers;
-    for (std::size_t i = first; i < first + count; ++i) {
-        const int number = i < row.cells.size() ? number_of(row.cells[i]) : -1;
-        if (number < 0) {
+    for (std::size_t i = first; i < first + count && row.cells.at(first) != "off"; ++i) {
+        numbers.push_back(number_of(row.cells.at(i)));
+        if (numbers.back() < 0) {
             throw std::runtime_error(row.place + ": not a number in cell " + std::to_string(i + 1));
         }
-        numbers.push_back(number);
     }
     return numbers;
 }
 
-const char* member_of(const std::string& role) {
-    return role == "value" ? "bri" : "ct";
-}
-
-Conversions::Numbers color_of(const Json::Value& state) {
-    return {state["hue"].asInt(), state["sat"].asInt(), state["bri"].asInt()};
-}
-
-int channel_of(const std::string& role) {
-    return role == "r" ? 0 : role == "g" ? 1 : role == "b" ? 2 : -1;
-}
-
-Json::Value body_of(const Conversions::Numbers& color) {
-    Json::Value body;
-    if (color.empty()) {
-        body["on"] = false;
-        return body;
+Conversions::Numbers members_of(const std::string& role, const Json::Value& state) {
+    Conversions::Numbers numbers;
+    for (const std::string& member : Conversions::role(role).members) {
+        numbers.push_back(state[member].asInt());
     }
-    body["hue"] = color[0];
-    body["sat"] = color[1];
-    body["bri"] = color[2];
-    return body;
+    return numbers;
 }
 
 }  // namespace
@@ -63,117 +56,102 @@ int number_of(const std::string& payload) {
     }
 }
 
-std::string Conversions::default_path() {
-    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/conversions.txt";
-}
-
-Conversions::Conversions(const std::string& path) : words_{{0, {}}} {
-    for (const TextRow& row : read_table(path)) {
+Conversions::Conversions()
+    : sent_{{{"on_off", {0}}, {0}}, {{"on_off", {1}}, {1}}, {{"hsv", {0}}, {}}},
+      reported_{{{"on_off", {0}}, "0"}, {{"on_off", {1}}, "1"}} {
+    for (const TextRow& row : read_table(std::string(LUMIVAD_HOUSE_SAMPLES) + "/conversions.txt")) {
         if (row.section == "color") {
             const Numbers color = numbers_in(row, 0, 3);
-            colors_[color] = {numbers_in(row, 3, 3), row.cells.at(6)};
+            numbers_in(row, 3, 4);
+            for (std::size_t i = 0; i < 4; ++i) {
+                const char* const roles[] = {"r", "g", "b", "hsv"};
+                reported_[{roles[i], color}] = row.cells[3 + i];
+            }
             if (color[0] % kHueStep == 0) {
-                words_.emplace(numbers_in(row, 6, 1)[0], color);
+                sent_.insert({{"hsv", numbers_in(row, 6, 1)}, color});
             }
         } else if (row.section == "rgb") {
-            channels_[numbers_in(row, 0, 3)] =
-                row.cells.at(3) == kOff ? Numbers{} : numbers_in(row, 3, 3);
+            sent_[{"rgb", numbers_in(row, 0, 3)}] = numbers_in(row, 3, 3);
         } else {
             const std::string role = row.section == "brightness" ? "value" : row.section;
-            const int unit = row.cells.at(1) == kOff ? -1 : numbers_in(row, 1, 1)[0];
-            if (row.cells[0] != kNone) {
-                sent_[role][numbers_in(row, 0, 1)[0]] = unit;
+            if (row.cells[0] != "-") {
+                sent_[{role, numbers_in(row, 0, 1)}] = numbers_in(row, 1, 1);
             }
-            if (row.cells.at(2) != kNone) {
-                reported_[role][unit] = numbers_in(row, 2, 1)[0];
+            if (row.cells.at(2) != "-") {
+                numbers_in(row, 2, 1);
+                reported_[{role, numbers_in(row, 1, 1)}] = row.cells[2];
             }
         }
     }
 }
 
-std::optional<Json::Value> Conversions::sent(const std::string& role, int value) const {
-    if (role == "hsv") {
-        const auto color = words_.find(value);
-        return color == words_.end() ? std::nullopt : std::optional(body_of(color->second));
+const Conversions::Role& Conversions::role(const std::string& name) {
+    for (const Role& role : kRoles) {
+        if (role.name == name) {
+            return role;
+        }
     }
-    const auto rows = sent_.find(role);
-    if (rows == sent_.end() || rows->second.count(value) == 0) {
-        return std::nullopt;
-    }
-    const int unit = rows->second.at(value);
-    Json::Value body;
-    if (unit < 0) {
-        body["on"] = false;
-    } else {
-        body[member_of(role)] = unit;
-    }
-    return body;
+    throw std::runtime_error("unknown role: " + name);
 }
 
-std::optional<Json::Value> Conversions::sent_color(const Numbers& rgb) const {
-    const auto row = channels_.find(rgb);
-    return row == channels_.end() ? std::nullopt : std::optional(body_of(row->second));
-}
-
-std::optional<std::string> Conversions::reported(const std::string& role,
-                                                 const Json::Value& state) const {
-    if (role == "on_off") {
-        return state["on"].asBool() ? "1" : "0";
-    }
-    const auto rows = reported_.find(role);
-    if (rows != reported_.end()) {
-        const auto row = rows->second.find(state[member_of(role)].asInt());
-        return row == rows->second.end() ? std::nullopt
-                                         : std::optional(std::to_string(row->second));
-    }
-    const auto color = colors_.find(color_of(state));
-    if (color == colors_.end()) {
-        return std::nullopt;
-    }
-    return role == "hsv"
-               ? color->second.hsv
-               : std::to_string(color->second.rgb.at(static_cast<std::size_t>(channel_of(role))));
-}
-
-std::optional<Conversions::Numbers> Conversions::compared(const std::string& role,
-                                                          const Json::Value& state) const {
-    if (role == "value" || role == "temperature") {
-        return Numbers{state[member_of(role)].asInt()};
-    }
-    const auto text = reported(role, state);
-    if (!text) {
-        return std::nullopt;
-    }
-    const int number = number_of(*text);
+Conversions::Numbers Conversions::parts(const std::string& role, const std::string& value) {
+    const int number = number_of(value);
     return role == "hsv" ? Numbers{number >> 16, (number >> 8) & 255, number & 255}
                          : Numbers{number};
 }
 
-Conversions::Numbers Conversions::tolerance(const std::string& role) {
-    return role == "hsv" ? Numbers{150, 5, 5} : Numbers{channel_of(role) < 0 ? 0 : 5};
+bool Conversions::differ(const std::string& role, const Numbers& a, const Numbers& b) {
+    const Numbers& tolerance = Conversions::role(role).tolerance;
+    for (std::size_t i = 0; i < tolerance.size(); ++i) {
+        if (std::abs(a[i] - b[i]) > tolerance[i]) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::optional<Json::Value> Conversions::sent(const std::string& role, const Numbers& value) const {
+    const auto row = sent_.find({role, value});
+    if (row == sent_.end()) {
+        return std::nullopt;
+    }
+    Json::Value body;
+    if (role == "on_off" || row->second.empty()) {
+        body["on"] = !row->second.empty() && row->second[0] == 1;
+        return body;
+    }
+    for (std::size_t i = 0; i < row->second.size(); ++i) {
+        body[Conversions::role(role).members[i]] = row->second[i];
+    }
+    return body;
+}
+
+std::optional<std::string> Conversions::reported(const std::string& role,
+                                                 const Json::Value& state) const {
+    const auto row = reported_.find({role, members_of(role, state)});
+    return row == reported_.end() ? std::nullopt : std::optional(row->second);
+}
+
+std::optional<Conversions::Numbers> Conversions::compared(const std::string& role,
+                                                          const Json::Value& state) const {
+    const Numbers numbers = members_of(role, state);
+    if (numbers.size() == 1) {
+        return numbers;
+    }
+    const auto text = reported(role, state);
+    return text ? std::optional(parts(role, *text)) : std::nullopt;
 }
 
 std::vector<std::string> Conversions::payloads(const std::string& role) const {
-    std::vector<std::string> payloads;
-    if (role == "on_off") {
-        return {"0", "1"};
-    }
-    if (channel_of(role) >= 0) {
+    if (is_channel(role)) {
         return {"1", "254"};
     }
-    if (role == "hsv") {
-        for (const auto& [word, color] : words_) {
-            if (!color.empty()) {
-                char text[8];
-                std::snprintf(text, sizeof(text), "#%06X", static_cast<unsigned>(word));
-                payloads.emplace_back(text);
-            }
-        }
-    } else {
-        for (const auto& [percent, unit] : sent_.at(role)) {
-            if (unit >= 0) {
-                payloads.push_back(std::to_string(percent));
-            }
+    std::vector<std::string> payloads;
+    for (const auto& [key, numbers] : sent_) {
+        if (key.first == role && !numbers.empty()) {
+            char text[16];
+            std::snprintf(text, sizeof(text), role == "hsv" ? "#%06X" : "%d", key.second[0]);
+            payloads.emplace_back(text);
         }
     }
     return payloads;

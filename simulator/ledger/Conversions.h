@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <json/value.h>
@@ -16,40 +17,42 @@ namespace simulator {
 class Conversions final {
   public:
     using Numbers = std::vector<int>;
+    struct Role {
+        std::string name;
+        std::vector<std::string> members;  ///< of a light's state
+        int largest;                       ///< value of the core
+        /// By how much each number of compared() may differ without a report.
+        Numbers tolerance;
+    };
 
-    /// Throws std::runtime_error if the file cannot be read or a cell is not a number.
-    explicit Conversions(const std::string& path = default_path());
-    static std::string default_path();
+    /// Throws std::runtime_error if conversions.txt cannot be read or a cell is not a number.
+    Conversions();
 
-    /// What a command of the core sends: "bri", "ct", or "hue", "sat" and "bri"; "on" is false for
-    /// a colour that means off. Nothing if the table has no such row.
-    std::optional<Json::Value> sent(const std::string& role, int value) const;
-    /// The same for a command of one channel; `rgb`: all three channels that the light then has.
-    std::optional<Json::Value> sent_color(const Numbers& rgb) const;
+    /// Throws std::runtime_error for an unknown name.
+    static const Role& role(const std::string& name);
+    /// The three channels of a light, which are sent as one colour: the role "rgb".
+    static bool is_channel(const std::string& role) { return role.size() == 1; }
+    /// What is compared of a value of the core: the number, or hue, saturation and value in 8 bits.
+    static Numbers parts(const std::string& role, const std::string& value);
+    /// True if two such values differ by more than the tolerance of the role.
+    static bool differ(const std::string& role, const Numbers& a, const Numbers& b);
 
+    /// What a command of the core sends: "on", "bri", "ct", or "hue", "sat" and "bri"; "on" is
+    /// false for a value that means off. Nothing if the table has no such row.
+    std::optional<Json::Value> sent(const std::string& role, const Numbers& value) const;
     /// What is reported for a light in this state; nothing if the table has no such row.
     std::optional<std::string> reported(const std::string& role, const Json::Value& state) const;
-    /// What is compared from one poll to the next: on, bri, ct, a channel, or hue, saturation and
-    /// value in 8 bits.
+    /// What is compared from one poll to the next: on, bri, ct, a channel, or the parts of a
+    /// colour.
     std::optional<Numbers> compared(const std::string& role, const Json::Value& state) const;
-    /// By how much each of these numbers may differ without a report.
-    static Numbers tolerance(const std::string& role);
-
-    /// Values of the core, as text, for which the table says what is sent, without those that mean
-    /// off.
+    /// Values of the core for which the table says what is sent, without those that mean off.
     std::vector<std::string> payloads(const std::string& role) const;
 
   private:
-    struct Color {
-        Numbers rgb;
-        std::string hsv;
-    };
+    using Key = std::pair<std::string, Numbers>;  // a role and a value
 
-    std::map<std::string, std::map<int, int>> sent_;      // by role: percent to bri or mired
-    std::map<std::string, std::map<int, int>> reported_;  // by role: bri or mired to percent
-    std::map<Numbers, Color> colors_;                     // by hue, sat and bri of the bridge
-    std::map<int, Numbers> words_;                        // 0xHHSSVV to hue, sat and bri
-    std::map<Numbers, Numbers> channels_;                 // r, g, b to hue, sat, bri; empty: off
+    std::map<Key, Numbers> sent_;          // values of the role's members; none for off
+    std::map<Key, std::string> reported_;  // by the values of the role's members
 };
 
 /// The number in a value of the core, "50" or "#5580C0"; -1 if there is none.

@@ -37,18 +37,15 @@ class Ledger final {
   public:
     enum class Outcome { waiting, done, needless, failed, dropped, lost };
     struct Command {
-        int object = 0;
+        int object;
         std::string payload;
         bool is_acknowledged = false;
-        Outcome outcome = Outcome::waiting;
-        std::string reason;  ///< the log line of a failure, or why it is lost
+        Outcome outcome = Outcome::waiting;  ///< done as soon as the bridge accepts it
+        std::string reason = {};             ///< the log line of a failure, or why it is lost
     };
     struct Counts {
-        std::size_t sent = 0, acknowledged = 0;
-        std::size_t done = 0, needless = 0, failed = 0, dropped = 0, lost = 0;
-        std::size_t waiting = 0;      ///< without an outcome yet
         std::size_t early_polls = 0;  ///< sooner than kPollPeriod
-        std::size_t requests = 0, polls = 0, reports = 0, log_lines = 0;
+        std::size_t requests = 0, polls = 0, reports = 0;
         std::chrono::milliseconds smallest_gap{0};  ///< between the starts of two requests
         std::chrono::milliseconds largest_lead{0};  ///< ahead of a pace of one every kPace
     };
@@ -72,6 +69,10 @@ class Ledger final {
     /// @}
 
     Counts counts() const;
+    /// Number of commands with this outcome.
+    std::size_t count(Outcome outcome) const;
+    /// The commands and their outcomes in one line.
+    std::string account() const;
     /// The last `count` commands.
     std::vector<Command> last_commands(std::size_t count) const;
     /// Whether a light is on as far as the daemon knows; nothing if it does not.
@@ -96,61 +97,59 @@ class Ledger final {
     using Clock = std::chrono::steady_clock;
     using Numbers = Conversions::Numbers;
 
-    struct Place {
+    struct Object {
         int light = 0;
-        std::string role;
+        std::string role = "on_off";
         bool is_reported = true;
-    };
-    struct Light {
-        std::optional<bool> is_on;                            // as the daemon read it last
-        std::map<std::string, int> objects;                   // by role
-        std::map<std::string, std::optional<Numbers>> known;  // by role: what the daemon stored
+        std::optional<Numbers> known = {};     // what the daemon stored
+        std::optional<std::string> core = {};  // what the core knows of the light
+        bool is_commanded = false;             // core is from a command, not from a report
+        std::optional<std::string> report = {};
     };
     struct Progress {
-        std::size_t command;
-        Json::Value state;  // read for this command
-        std::optional<Json::Value> body;
-        bool is_accepted = false;
-        std::string failure;  // the log line
+        Command* command;
+        std::optional<Json::Value> state = {};  // read for this command
+        std::optional<Json::Value> body = {};
     };
     struct Poll {
         Json::Value lights;
-        std::set<int> reported;
+        std::set<int> reported = {};
         bool was_interrupted = false;  // a report failed, or the rest was left to the next poll
+
+        const Json::Value& state(int light) const { return lights[std::to_string(light)]["state"]; }
     };
 
     // The mutex is held in all of these.
-    std::string light_name(int object) const;  // in log lines
+    // Log lines and commands: Ledger.cpp
+    void take_error(const std::string& text);
     void begin(int object, int value);
     void settle();
-    void judge(const Progress& done, Command& command);
     void end_command(Command& command, Outcome outcome, const std::string& reason);
-    std::optional<Json::Value> expected_body(const Progress& done, const Command& command,
-                                             std::string& problem);
-    std::optional<Json::Value> expected_color(const Light& light, const Place& place,
-                                              const Command& command) const;
+    std::optional<Json::Value> expected_body(const Object& object, std::string& problem) const;
+    std::optional<Json::Value> changed_members(const Object& object, Json::Value body) const;
+    std::optional<Json::Value> expected_color(const Object& object, int value) const;
     void apply(const Command& command, bool is_off);
-    void take_error(const std::string& text);
-    void take_light_request(const Gate::Request& request, int light, const Json::Value& answer);
-    void open_poll(const Gate::Request& request, const Json::Value& answer);
-    void close_poll();
-    bool must_report(int object, const Json::Value& state) const;
+    bool is_of_command(int light);
+    void add_problem(const std::string& problem);
+    // Requests, polls and reports: Ledger_bridge.cpp
+    void take_read(int light, const Json::Value& answer);
+    void take_put(const Gate::Request& request, int light, const Json::Value& answer);
     void store(int light, const Json::Value& state);
     void check_pace(Clock::time_point start);
-    void add_problem(const std::string& problem);
+    void open_poll(const Gate::Request& request, const Json::Value& answer);
+    void close_poll();
+    void close_poll(int id, Object& object, const Json::Value& state);
+    bool must_report(const Object& object, const Json::Value& state) const;
 
     Conversions conversions_;
     mutable std::mutex mutex_;  // guards the rest
-    std::map<int, Place> places_;
-    std::map<int, Light> lights_;
+    std::map<int, Object> objects_;
+    std::map<int, bool> is_on_;  // lights as the daemon read them last
     std::deque<Command> commands_;
-    std::deque<std::size_t> waiting_;  // numbers of the commands that have not begun
+    std::deque<Command*> waiting_;  // those that have not begun
     std::optional<Progress> progress_;
     std::optional<Poll> poll_;  // its reports may still arrive
-    std::map<int, std::string> core_values_;
-    std::map<int, std::string> reports_;  // the last of each object
     Counts counts_;
-    std::size_t ended_[6] = {};  // by outcome
     std::vector<std::string> problems_;
     bool misses_log_lines_ = false;
     Clock::time_point daemon_start_;

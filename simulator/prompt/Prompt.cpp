@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <set>
-#include <sstream>
 
 namespace simulator {
 namespace {
@@ -11,13 +11,39 @@ namespace {
 constexpr int kMostCommands = 10000000;
 constexpr int kLargestNumber = 65535;
 
-bool is_in(const std::vector<std::string>& words, const std::string& word) {
-    return std::find(words.begin(), words.end(), word) != words.end();
+void require_one_of(const Words& words, const std::string& word) {
+    require(std::find(words.begin(), words.end(), word) != words.end(),
+            "not one of " + joined(words, 0, words.size()) + ": " + word);
 }
 
-void require_one_of(const std::vector<std::string>& words, const std::string& word) {
-    Session::require(is_in(words, word), "not one of " + joined(words) + ": " + word);
+template <typename Service>
+void require_fault(Session&, const std::string& word) {
+    require_one_of(Service::fault_names(), word);
 }
+
+// What a word must be to fill a slot; other slots take any word.
+const std::map<std::string, void (*)(Session&, const std::string&)> kSlots = {
+    {"SECONDS", [](Session&, const std::string& word) { to_seconds(word); }},
+    {"COUNT", [](Session&, const std::string& word) { to_number(word, 0, kMostCommands); }},
+    {"NUMBER", [](Session&, const std::string& word) { to_number(word, 0, kLargestNumber); }},
+    {"OFFSET", [](Session&, const std::string& word) { to_number(word, INT32_MIN, INT32_MAX); }},
+    {"SIGNAL", [](Session&, const std::string& word) { to_signal(word); }},
+    {"LIGHT",
+     [](Session& session, const std::string& word) {
+         const auto ids = session.house().bridge().light_ids();
+         const int id = to_number(word, 0, kLargestNumber);
+         require(std::count(ids.begin(), ids.end(), id) != 0, "no such light: " + word);
+     }},
+    {"OBJECT", [](Session& session,
+                  const std::string& word) { session.object(to_number(word, 0, kMostCommands)); }},
+    {"BRIDGE-FAULT", require_fault<Bridge>},
+    {"CORE-FAULT", require_fault<Core>},
+    {"DATABASE-FAULT", require_fault<DatabaseService>},
+    {"LOG-FAULT", require_fault<SystemLog>},
+    {"PART", [](Session&, const std::string& word) { require_one_of(Session::parts(), word); }},
+};
+
+}  // namespace
 
 std::vector<Command> all_commands() {
     std::vector<Command> all = house_commands();
@@ -26,8 +52,6 @@ std::vector<Command> all_commands() {
     }
     return all;
 }
-
-}  // namespace
 
 Prompt::Prompt(Session& session) : session_(session), commands_(all_commands()) {}
 
@@ -40,76 +64,38 @@ std::string Prompt::help() {
 }
 
 std::vector<std::string> Prompt::words_after(const std::string& beginning) const {
-    const Words typed = words_of(beginning);
-    const bool is_new_word = beginning.empty() || beginning.back() == ' ';
-    const std::size_t at = typed.size() - (is_new_word ? 0 : 1);
+    Words typed = words_of(beginning);
+    if (!typed.empty() && beginning.back() != ' ') {
+        typed.pop_back();
+    }
     std::set<std::string> found;
     for (const Command& command : commands_) {
-        const Words form = words_of(command.form);
-        if (at < form.size() &&
-            std::equal(form.begin(), form.begin() + static_cast<std::ptrdiff_t>(at), typed.begin(),
-                       [](const auto& part, const auto& word) {
-                           return part == word || (part[0] >= 'A' && part[0] <= 'Z');
-                       }) &&
-            form[at][0] >= 'a' && form[at][0] <= 'z') {
-            std::istringstream alternatives(form[at]);
-            for (std::string word; std::getline(alternatives, word, '|');) {
-                found.insert(word);
-            }
-        }
+        const Words words = simulator::words_after(command.form, typed);
+        found.insert(words.begin(), words.end());
     }
     return {found.begin(), found.end()};
 }
 
-void Prompt::check_slot(const std::string& slot, const std::string& word) {
-    if (slot == "SECONDS") {
-        to_seconds(word);
-    } else if (slot == "COUNT") {
-        to_number(word, 0, kMostCommands);
-    } else if (slot == "NUMBER") {
-        to_number(word, 0, kLargestNumber);
-    } else if (slot == "OFFSET") {
-        to_number(word, INT32_MIN, INT32_MAX);
-    } else if (slot == "LIGHT") {
-        const auto ids = session_.house().bridge().light_ids();
-        Session::require(
-            std::find(ids.begin(), ids.end(), to_number(word, 0, kLargestNumber)) != ids.end(),
-            "no such light: " + word);
-    } else if (slot == "OBJECT") {
-        const int id = to_number(word, 0, kMostCommands);
-        const auto objects = session_.house().objects();
-        Session::require(std::any_of(objects.begin(), objects.end(),
-                                     [id](const RoleObject& object) { return object.id == id; }),
-                         "no such object: " + word);
-    } else if (slot == "BRIDGE-FAULT") {
-        require_one_of(Bridge::fault_names(), word);
-    } else if (slot == "CORE-FAULT") {
-        require_one_of(Core::fault_names(), word);
-    } else if (slot == "DATABASE-FAULT") {
-        require_one_of(DatabaseService::fault_names(), word);
-    } else if (slot == "LOG-FAULT") {
-        require_one_of(SystemLog::fault_names(), word);
-    } else if (slot == "PART") {
-        require_one_of(Session::parts(), word);
-    }
-}
-
 // The form that fits; otherwise the reason of the one that fits furthest.
 Prompt::Step Prompt::parse(const Words& words) {
-    std::size_t furthest = 0;
+    const SlotCheck check = [this](const std::string& slot, const std::string& word) {
+        const auto found = kSlots.find(slot);
+        if (found != kSlots.end()) {
+            found->second(session_, word);
+        }
+    };
+    std::size_t furthest = 1;
     std::string reason = "unknown command: " + words[0] + "; help lists the commands";
     for (const Command& command : commands_) {
         std::size_t matched = 0;
         try {
-            Slots slots = match(
-                command.form, words,
-                [this](const auto& slot, const auto& word) { check_slot(slot, word); }, matched);
+            Step step{&command, match(command.form, words, check, matched)};
             if (command.check != nullptr) {
-                command.check(session_, slots);
+                command.check({session_, step.slots});
             }
-            return {&command, slots};
+            return step;
         } catch (const CommandError& problem) {
-            if (matched > furthest) {
+            if (matched >= furthest) {
                 furthest = matched;
                 reason = problem.what();
             }
@@ -119,14 +105,13 @@ Prompt::Step Prompt::parse(const Words& words) {
 }
 
 void Prompt::execute(const Step& step) {
-    Session::require(!step.command->is_declaration || is_declaring_,
-                     "belongs before the first command");
+    require(!step.command->is_declaration || is_declaring_, "belongs before the first command");
     if (!step.command->is_declaration) {
         is_declaring_ = false;
         session_.house();  // runs from the first command on
     }
     session_.used.insert(step.command->form);
-    step.command->run(session_, step.slots);
+    step.command->run({session_, step.slots});
 }
 
 bool Prompt::run(const std::string& line) {
@@ -145,28 +130,24 @@ bool Prompt::run(const std::string& line) {
 Prompt::Result Prompt::run_script(const std::string& name, std::istream& text, bool is_stream) {
     std::vector<std::pair<int, Step>> steps;
     int number = 0;
+    const auto goes_on = [this] { return !session_.is_interrupted() && !session_.is_over; };
     try {
-        for (std::string line;
-             std::getline(text, line) && !session_.is_interrupted() && !session_.is_over;) {
+        for (std::string line; goes_on() && std::getline(text, line);) {
             ++number;
             const Words words = words_of(line);
             if (words.empty()) {
                 continue;
             }
-            const Step step = parse(words);
-            if (is_stream || step.command->is_declaration) {
-                Session::require(steps.empty(), "belongs before the first command");
-                execute(step);
-            } else {
-                steps.emplace_back(number, step);
+            steps.emplace_back(number, parse(words));
+            if (is_stream || steps.back().second.command->is_declaration) {
+                require(steps.size() == 1, "belongs before the first command");
+                execute(steps.back().second);
+                steps.clear();
             }
         }
-        for (const auto& [line, step] : steps) {
-            number = line;
-            if (session_.is_interrupted() || session_.is_over) {
-                break;
-            }
-            execute(step);
+        for (auto step = steps.begin(); step != steps.end() && goes_on(); ++step) {
+            number = step->first;
+            execute(step->second);
         }
         return session_.judge() ? Result::passed : Result::failed;
     } catch (const SkippedScript& reason) {

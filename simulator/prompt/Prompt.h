@@ -34,7 +34,6 @@ class Prompt final {
 
     Step parse(const Words& words);
     void execute(const Step& step);
-    void check_slot(const std::string& slot, const std::string& word);
 
     Session& session_;
     std::vector<Command> commands_;

@@ -14,7 +14,6 @@ namespace simulator {
 namespace {
 
 constexpr double kPollSeconds = 40;
-constexpr std::chrono::minutes kShellLimit{10};
 
 std::string shim_file() {
     return std::string(kSocketDirectory) + "/fault-shim";
@@ -65,6 +64,15 @@ House& Session::house() {
     return *house_;
 }
 
+const RoleObject& Session::object(int id) {
+    for (const RoleObject& object : house().objects()) {
+        if (object.id == id) {
+            return object;
+        }
+    }
+    throw CommandError("no such object: " + std::to_string(id));
+}
+
 bool Session::wait_until(const std::function<bool()>& predicate, double seconds) {
     const auto limit = std::chrono::milliseconds(static_cast<long long>(seconds * 1000));
     bool is_met = false;
@@ -72,27 +80,18 @@ bool Session::wait_until(const std::function<bool()>& predicate, double seconds)
     return is_met;
 }
 
-void Session::require(bool holds, const std::string& what) {
-    if (!holds) {
-        throw CommandError(what);
-    }
-}
-
 void Session::start(const ChildProcess::Words& arguments, bool awaits_poll) {
-    require(!house().has_daemon() || !house().daemon().is_running(),
-            "the daemon is already running");
+    require(!is_running(), "the daemon is already running");
     require(house().start(arguments).value_or(-1) > 0, "the daemon did not start");
     require(shim_ == nullptr || shim_->is_loaded != 0, "the fault shim was not loaded");
     expects_end = false;
     if (!awaits_poll) {
         return;
     }
-    const auto is_settled = [this] { return house_->is_ready() || !house_->daemon().is_running(); };
+    const auto is_settled = [this] { return house_->is_ready() || !is_running(); };
     require((wait_until(is_settled, kPollSeconds) && house_->is_ready()) || is_interrupted_(),
             "the daemon did not poll");
-    if (!use_) {
-        use_ = ProcessUse::at_rest(house_->daemon().pid());
-    }
+    use_ = ProcessUse::at_rest(house_->daemon().pid());
 }
 
 void Session::load_shim() {
@@ -138,21 +137,8 @@ int Session::ask() {
     const std::string& payload = payloads[asked_++ / mixture_.size() % payloads.size()];
     const auto start = std::chrono::steady_clock::now();
     const bool is_acknowledged = house().command(object.id, payload) == 0;
-    const auto took = std::chrono::steady_clock::now() - start;
-    return is_acknowledged
-               ? static_cast<int>(
-                     std::chrono::duration_cast<std::chrono::milliseconds>(took).count())
-               : -1;
-}
-
-ChildProcess::Result Session::run_shell(const std::string& command) {
-    ChildProcess::Words environment = setup_.house.environment;
-    environment.push_back("LUMIVAD=" + setup_.house.daemon);
-    if (house().has_daemon()) {
-        environment.push_back("DAEMON=" + std::to_string(house().daemon().pid()));
-        environment.push_back("PORT=" + std::to_string(house().port()));
-    }
-    return ChildProcess::run("/bin/bash", {"-c", command}, environment, kShellLimit);
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+    return is_acknowledged ? static_cast<int>(took.count()) : -1;
 }
 
 }  // namespace simulator

@@ -40,7 +40,9 @@ class Session final {
     ~Session();
 
     House& house();
-    bool has_house() const { return house_ != nullptr; }
+    /// Throws CommandError if there is no such object.
+    const RoleObject& object(int id);
+    bool is_running() { return house().has_daemon() && house().daemon().is_running(); }
     House::Options& options() { return setup_.house; }
     const Setup& setup() const { return setup_; }
     Console& console() { return console_; }
@@ -51,8 +53,6 @@ class Session final {
     void pause(double seconds) {
         wait_until([] { return false; }, seconds);
     }
-    /// Throws CommandError if `holds` is false.
-    static void require(bool holds, const std::string& what);
     std::mt19937& random() { return random_; }
 
     /// Starts the daemon, by default until it has polled. Remembers its use of resources.
@@ -65,8 +65,6 @@ class Session final {
     /// Sends the next of a mixture of brightnesses and colours, all different. Returns the
     /// milliseconds until the acknowledgement, or -1 without one.
     int ask();
-    /// Runs a shell command with LUMIVAD (path), DAEMON (process id) and PORT in its environment.
-    ChildProcess::Result run_shell(const std::string& command);
 
     /// The judgement at the end of a script, without the parts in `without`. Prints what is wrong;
     /// false if anything is.
@@ -81,7 +79,7 @@ class Session final {
     std::string parameters;              ///< the last ones that huectl printed
     std::vector<FileDescriptor> peers;   ///< silent connections to the daemon
     int connections_before = 0;          ///< to the bridge, before its last fault
-    std::optional<ProcessUse> sampled;   ///< by the last sample
+    std::optional<ProcessUse> sampled;   ///< by the first sample
     std::size_t heading = 0;             ///< index of the first event after the last heading
     std::size_t reports_before = 0;      ///< the last heading
     bool expects_end = false;            ///< the daemon was to end
@@ -89,14 +87,15 @@ class Session final {
     std::set<std::string> used;          ///< forms that were run
 
   private:
-    bool judge_commands();
-    bool judge_change();
-    bool judge_resources();
-    bool judge_account();
-    bool judge_agreement();
-    bool await(const std::string& part, const std::function<bool()>& predicate,
-               const std::string& what);
-    bool complain(const std::string& part, const std::string& what);
+    void judge_change();
+    void judge_commands();
+    bool is_commanded(const RoleObject& object);
+    void judge_account();
+    void judge_agreement();
+    void judge_resources();
+    void await(const std::string& part, const std::string& what,
+               const std::function<bool()>& predicate);
+    void verify(const std::string& part, bool holds, const std::string& what);
 
     Setup setup_;
     Console& console_;
@@ -107,22 +106,42 @@ class Session final {
     std::vector<RoleObject> mixture_;
     std::size_t asked_ = 0;
     std::optional<ProcessUse> use_;  // of the daemon before the first fault
+    bool is_good_ = true;            // the judgement so far
+};
+
+/// A line of a script: what its slots hold, and where it is run.
+struct Call final : Slots {
+    Call(Session& its_session, const Slots& slots) : Slots(slots), session(its_session) {}
+    House& house() const { return session.house(); }
+    Bridge& bridge() const { return house().bridge(); }
+    Core& core() const { return house().core(); }
+    Ledger& ledger() const { return house().ledger(); }
+    Bulb light() const { return house().light(number("LIGHT")); }
+    void print(const std::string& line) const { session.console().print(line); }
+
+    Session& session;
 };
 
 /// One form of the language and what it does.
 struct Command {
     const char* form;
     const char* meaning;
-    void (*run)(Session&, const Slots&);
+    void (*run)(const Call&);
     /// Finds what can never hold, before the script runs; may be null.
-    void (*check)(Session&, const Slots&) = nullptr;
+    void (*check)(const Call&) = nullptr;
     /// Belongs before all other commands and is run when the script is read.
     bool is_declaration = false;
 };
 
-/// By subject; together they are the language.
+/// Throws CommandError unless the light's state has the field and, for a number, its range the
+/// value.
+void check_field(const Call& call, const std::string& field, const std::string& value);
+
+/// By subject.
 std::vector<Command> house_commands();
 std::vector<Command> fault_commands();
 std::vector<Command> expect_commands();
+/// The language.
+std::vector<Command> all_commands();
 
 }  // namespace simulator
