@@ -35,14 +35,14 @@ Json::Value only_error(BridgeError type, const std::string& address,
     return only(bridge_error(type, address, description));
 }
 
+Json::Value unauthorized() {
+    return only_error(BridgeError::unauthorized, "/", "unauthorized user");
+}
+
 Json::Value not_available(const Request& request) {
     const std::string resource = Gate::without_user(request.path);
     return only_error(BridgeError::resource_not_available, resource,
                       "resource, " + resource + ", not available");
-}
-
-int light_of(const Request& request) {
-    return std::stoi(request.matches[2]);
 }
 
 void respond(httplib::Response& response, const Json::Value& answer) {
@@ -120,8 +120,8 @@ Bridge::Handler Bridge::handler(const Route& route) {
         const bool has_user = request.matches.size() > 1;
         const bool has_body = request.method == "PUT" || request.method == "POST";
         const auto body = parse_json(has_body ? request.body : "{}");
-        if (has_user && (is_forgetful_ || users_.count(request.matches[1]) == 0)) {
-            respond(response, only_error(BridgeError::unauthorized, "/", "unauthorized user"));
+        if (has_user && users_.count(request.matches[1]) == 0) {
+            respond(response, unauthorized());
         } else if (!body || !body->isObject()) {
             respond(response,
                     only_error(BridgeError::invalid_json, Gate::without_user(request.path),
@@ -134,7 +134,7 @@ Bridge::Handler Bridge::handler(const Route& route) {
 
 Bridge::Handler Bridge::light_handler(const LightRoute& route) {
     return handler([this, route](const Request& request, const Json::Value& body) {
-        const auto found = lights_.find(light_of(request));
+        const auto found = lights_.find(std::stoi(request.matches[2]));
         return found == lights_.end() ? not_available(request) : route(found->second, body);
     });
 }
@@ -142,10 +142,6 @@ Bridge::Handler Bridge::light_handler(const LightRoute& route) {
 void Bridge::add_routes() {
     server_->Get(kUser + "/?", handler([this](auto&, auto&) {
                      Json::Value root;
-                     for (const char* member :
-                          {"config", "groups", "rules", "scenes", "schedules", "sensors"}) {
-                         root[member] = Json::objectValue;
-                     }
                      root["lights"] = descriptions();
                      return root;
                  }));
@@ -156,8 +152,9 @@ void Bridge::add_routes() {
     server_->Delete(kLight, handler([this](const Request& request, auto&) {
                         Json::Value element;
                         element["success"] = Gate::without_user(request.path) + " deleted";
-                        return lights_.erase(light_of(request)) > 0 ? only(element)
-                                                                    : not_available(request);
+                        return lights_.erase(std::stoi(request.matches[2])) > 0
+                                   ? only(element)
+                                   : not_available(request);
                     }));
     server_->Post("/api/?", handler([this](auto&, auto& body) { return pair(body); }));
     server_->set_error_handler([](const Request& request, httplib::Response& response) {
@@ -216,7 +213,6 @@ void Bridge::remove_light(int id) {
 void Bridge::recover() {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        is_forgetful_ = false;
         lights_.merge(lost_lights_);
     }
     server().recover();
@@ -224,8 +220,8 @@ void Bridge::recover() {
 
 const Bridge::Table& Bridge::faults() {
     static const Table kFaults = {
-        {"cut", [](Bridge& bridge, int) { bridge.server().refuse(); }},
-        {"hang", [](Bridge& bridge, int) { bridge.server().hang(); }},
+        {"cut", listener_fault(&SocketServer::refuse)},
+        {"hang", listener_fault(&SocketServer::hang)},
         {"reset", reset_connection()},
         {"stall", silence()},
         {"stall-header", changed(half_of_header, "stalls in a header", true)},
@@ -236,10 +232,8 @@ const Bridge::Table& Bridge::faults() {
         {"html", send_instead(http_answer("503 Service Unavailable", "text/html", kPage),
                               "sends an HTML page with status 503")},
         {"forgetful",
-         [](Bridge& bridge, int) {
-             const std::lock_guard<std::mutex> lock(bridge.mutex_);
-             bridge.is_forgetful_ = true;
-         }},
+         send_instead(http_answer("200 OK", "application/json", compact_json(unauthorized())),
+                      "answers that the user is unauthorized")},
     };
     return kFaults;
 }

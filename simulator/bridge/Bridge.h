@@ -122,7 +122,6 @@ class Bridge final : public WithFaults<Bridge> {
     std::chrono::steady_clock::time_point button_end_;  // pairs until then
     std::map<int, BridgeLight> lights_;
     std::map<int, BridgeLight> lost_lights_;
-    bool is_forgetful_ = false;
     std::unique_ptr<httplib::Server> server_;
     std::thread thread_;
     std::unique_ptr<Gate> gate_;

@@ -134,13 +134,13 @@ Json::Value BridgeLight::put(const Json::Value& request, bool may_be_off) {
 Json::Value BridgeLight::put_name(const Json::Value& request) {
     const std::string address = "/lights/" + std::to_string(id_) + "/name";
     Json::Value answer(Json::arrayValue);
-    if (request["name"].isString()) {
-        description_["name"] = request["name"];
-        answer.append(bridge_success(address, request["name"]));
-    } else {
-        answer.append(bridge_error(BridgeError::invalid_value, address,
-                                   "invalid value, , for parameter, name"));
+    const Json::Value& name = request["name"];
+    if (name.isString()) {
+        description_["name"] = name;
     }
+    answer.append(name.isString() ? bridge_success(address, name)
+                                  : bridge_error(BridgeError::invalid_value, address,
+                                                 "invalid value, , for parameter, name"));
     return answer;
 }
 

@@ -69,26 +69,25 @@ bool SsdpResponder::is_possible() {
            own.sin_addr.s_addr == htonl(INADDR_LOOPBACK);
 }
 
-std::vector<SsdpResponder::Answer> SsdpResponder::parse_answers(const std::string& text) {
+SsdpResponder::Answers SsdpResponder::parse_answers(const std::string& text) {
     static const std::regex kAnswer("after (.*)\n((?:.+\n)+)");
-    std::vector<Answer> answers;
+    Answers answers;
     for (std::sregex_iterator it(text.begin(), text.end(), kAnswer), end; it != end; ++it) {
         std::istringstream delays(it->str(1));
         const std::string datagram =
             std::regex_replace(it->str(2) + "\n", std::regex("\n"), "\r\n");
         for (int delay = 0; delays >> delay;) {
-            answers.push_back({std::chrono::milliseconds(delay), datagram});
+            answers.emplace(delay, datagram);
         }
     }
     return answers;
 }
 
-SsdpResponder::SsdpResponder(std::vector<Answer> answers, EventSink sink)
-    : sink_(std::move(sink)), socket_(join_group()), answers_(std::move(answers)) {
-    std::stable_sort(answers_.begin(), answers_.end(),
-                     [](const Answer& a, const Answer& b) { return a.delay < b.delay; });
-    thread_ = std::thread([this] { serve(); });
-}
+SsdpResponder::SsdpResponder(Answers answers, EventSink sink)
+    : sink_(std::move(sink)),
+      socket_(join_group()),
+      answers_(std::move(answers)),
+      thread_([this] { serve(); }) {}
 
 SsdpResponder::~SsdpResponder() {
     stop_.set();
@@ -114,16 +113,14 @@ void SsdpResponder::serve() {
 // Errors are ignored: the searcher may have ended.
 void SsdpResponder::answer(const std::string& type, const sockaddr_in& to) const {
     std::chrono::milliseconds passed{0};
-    for (const Answer& answer : answers_) {
+    for (const auto& [delay, text] : answers_) {
         pollfd stop{stop_.fd(), POLLIN, 0};
-        if (poll(&stop, 1, static_cast<int>((answer.delay - passed).count())) > 0) {
+        if (poll(&stop, 1, static_cast<int>((delay - passed).count())) > 0) {
             return;
         }
-        passed = answer.delay;
-        if (type == "ssdp:all" ||
-            answer.text.find("\r\nST: " + type + "\r\n") != std::string::npos) {
-            sendto(socket_.get(), answer.text.data(), answer.text.size(), 0, as_any(to),
-                   sizeof(to));
+        passed = delay;
+        if (type == "ssdp:all" || text.find("\r\nST: " + type + "\r\n") != std::string::npos) {
+            sendto(socket_.get(), text.data(), text.size(), 0, as_any(to), sizeof(to));
         }
     }
 }

@@ -5,9 +5,9 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "libcbase/Cstylecode.h"
 #include "simulator/journal/Journal.h"
@@ -19,19 +19,17 @@ namespace simulator {
 
 class SsdpResponder final {
   public:
-    struct Answer {
-        std::chrono::milliseconds delay;  ///< after the search
-        std::string text;                 ///< one datagram
-    };
+    /// Datagrams by their delay after the search.
+    using Answers = std::multimap<std::chrono::milliseconds, std::string>;
 
     /// Reads answers from a text; its first lines explain the form.
-    static std::vector<Answer> parse_answers(const std::string& text);
+    static Answers parse_answers(const std::string& text);
     /// True if multicast uses the loopback, as in a private sandbox. Elsewhere a search would go to
     /// the machine's network and not arrive here.
     static bool is_possible();
 
     /// Listens; throws std::system_error.
-    explicit SsdpResponder(std::vector<Answer> answers, EventSink sink = ignore_event);
+    explicit SsdpResponder(Answers answers, EventSink sink = ignore_event);
     ~SsdpResponder();
 
   private:
@@ -41,7 +39,7 @@ class SsdpResponder final {
     EventSink sink_;
     FileDescriptor socket_;
     WakeUp stop_;
-    std::vector<Answer> answers_;
+    Answers answers_;
     std::thread thread_;  // last: it uses the rest
 };
 

@@ -44,12 +44,12 @@ void Core::forget_reports() {
 
 const Core::Table& Core::faults() {
     static const Table kFaults = {
-        {"cut", [](Core& core, int) { core.server_.refuse(); }},
-        {"no-socket", [](Core& core, int) { core.server_.remove(); }},
-        {"hang", [](Core& core, int) { core.server_.hang(); }},
+        {"cut", listener_fault(&SocketServer::refuse)},
+        {"no-socket", listener_fault(&SocketServer::remove)},
+        {"hang", listener_fault(&SocketServer::hang)},
         {"silent", silence()},
         {"reset", reset_connection()},
-        {"late", Fault{[](Connection& peer, const std::string& answer) {
+        {"late", {[](Connection& peer, const std::string& answer) {
              peer.pause(kLatePause);
              peer.write(answer);
          }}},

@@ -60,16 +60,9 @@ SystemLog::~SystemLog() {
     remove();
 }
 
-const SystemLog::Table& SystemLog::faults() {
-    static const Table kFaults = {
-        {"cut", [](SystemLog& log, int) { log.remove(); }},
-        {"full",
-         [](SystemLog& log, int) {
-             log.end_thread();
-             log.fill_queue();
-         }},
-    };
-    return kFaults;
+void SystemLog::inject_fault(const std::string& name) {
+    end_thread();
+    name == "full" ? fill_queue() : remove();
 }
 
 void SystemLog::recover() {
@@ -79,7 +72,12 @@ void SystemLog::recover() {
     const std::lock_guard<std::mutex> lock(reading_mutex_);
     is_read_ = true;
     if (!thread_.joinable()) {
-        thread_ = std::thread([this] { receive(); });
+        thread_ = std::thread([this] {
+            pollfd ready[2] = {{socket_.get(), POLLIN, 0}, {stop_.fd(), POLLIN, 0}};
+            while (poll(ready, 2, -1) < 0 || ready[1].revents == 0) {
+                sync();
+            }
+        });
     }
 }
 
@@ -129,15 +127,6 @@ void SystemLog::end_thread() {
     }
     const std::lock_guard<std::mutex> lock(reading_mutex_);
     is_read_ = false;
-}
-
-void SystemLog::receive() const {
-    pollfd ready[2] = {{socket_.get(), POLLIN, 0}, {stop_.fd(), POLLIN, 0}};
-    while (ready[1].revents == 0) {
-        if (poll(ready, 2, -1) > 0) {
-            sync();
-        }
-    }
 }
 
 void SystemLog::sync() const {

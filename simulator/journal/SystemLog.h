@@ -12,12 +12,11 @@
 
 #include "libcbase/Cstylecode.h"
 #include "simulator/journal/Journal.h"
-#include "simulator/net/Fault.h"
 #include "simulator/net/WakeUp.h"
 
 namespace simulator {
 
-class SystemLog final : public WithFaults<SystemLog> {
+class SystemLog final {
   public:
     using Line = LogLine;
 
@@ -37,18 +36,17 @@ class SystemLog final : public WithFaults<SystemLog> {
     /// Stores every line that was sent before this call; does nothing during a fault.
     void sync() const;
 
+    /// "cut": programs cannot connect. "full": the queue is full, and nothing is read.
+    void inject_fault(const std::string& name);
+    static std::vector<std::string> fault_names() { return {"cut", "full"}; }
     /// Ends every fault.
     void recover();
 
   private:
-    friend WithFaults<SystemLog>;
-
-    static const Table& faults();
     void open();
     void remove();
     void fill_queue() const;
     void end_thread();
-    void receive() const;
 
     Journal own_journal_;
     Journal& journal_;

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <functional>
-#include <stdexcept>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -10,16 +10,22 @@
 
 namespace simulator {
 
-/// Replaces the sending of an answer.
+class SocketServer;
+
+/// Replaces the sending of an answer, or is a fault of the server's listening socket.
 struct Fault {
     /// Gets the connection and the answer that would be sent.
     std::function<void(Connection&, const std::string& answer)> send;
     bool is_carried_out = true;  ///< false: the request has no effect, and the answer is empty
     std::string meaning = {};    ///< for the journal: "stalls"
+    void (SocketServer::*listener)() = nullptr;  ///< instead of all that: &SocketServer::refuse
 
     static constexpr int kForever = -1;
 };
 
+inline Fault listener_fault(void (SocketServer::*listener)()) {
+    return {{}, true, {}, listener};
+}
 /// Reads the request and never answers, until the service recovers.
 inline Fault silence() {
     return {[](Connection& peer, const std::string&) { peer.hold(); }, false, "stalls"};
@@ -49,47 +55,28 @@ inline Fault slowness(std::chrono::milliseconds pause) {
             "answers byte by byte"};
 }
 
-/// The base of a service with a table of faults, Service::faults(), which scripts inject by name.
+/// The base of a service with a table of faults by name, Service::faults(), for scripts.
 template <typename Service>
 class WithFaults {
   public:
     /// `times`: number of requests, for a fault of answers, which replaces an earlier one and ends
-    /// a refusal of connections. Other faults last until recover().
-    /// Throws std::invalid_argument for a name that is not one of fault_names().
+    /// a fault of the listener. Other faults last until recover().
+    /// Throws std::out_of_range for a name that is not one of fault_names().
     void inject_fault(const std::string& name, int times = Fault::kForever) {
-        for (const Row& row : Service::faults()) {
-            if (name == row.name) {
-                return row.inject(static_cast<Service&>(*this), times);
-            }
-        }
-        throw std::invalid_argument("unknown fault: " + name);
+        static_cast<Service&>(*this).server().inject_fault(Service::faults().at(name), times);
     }
     /// Ends every fault.
     void recover() { static_cast<Service&>(*this).server().recover(); }
     static std::vector<std::string> fault_names() {
         std::vector<std::string> names;
-        for (const Row& row : Service::faults()) {
-            names.push_back(row.name);
+        for (const auto& [name, fault] : Service::faults()) {
+            names.push_back(name);
         }
         return names;
     }
 
   protected:
-    struct Row {
-        using Inject = std::function<void(Service&, int times)>;
-
-        Row(std::string its_name, Inject function)
-            : name(std::move(its_name)), inject(std::move(function)) {}
-        /// A fault of answers.
-        Row(std::string its_name, Fault fault)
-            : name(std::move(its_name)), inject([fault](Service& service, int times) {
-                  service.server().inject_fault(fault, times);
-              }) {}
-
-        std::string name;
-        Inject inject;
-    };
-    using Table = std::vector<Row>;
+    using Table = std::map<std::string, Fault>;
 };
 
 }  // namespace simulator

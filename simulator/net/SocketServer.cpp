@@ -8,11 +8,6 @@
 #include <unistd.h>
 
 namespace simulator {
-namespace {
-
-constexpr int kBacklog = 64;
-
-}  // namespace
 
 void SocketServer::listen_tcp(const std::string& ip, int port) {
     address_.tcp = {};
@@ -75,11 +70,14 @@ void SocketServer::hang() {
     for (int i = 0; i < 3; ++i) {
         const int kind = SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK;
         waiting_clients_.emplace_back(socket(address_.any.sa_family, kind, 0));
-        connect(waiting_clients_.back().get(), &address_.any, address_bytes_);
+        static_cast<void>(connect(waiting_clients_.back().get(), &address_.any, address_bytes_));
     }
 }
 
 void SocketServer::inject_fault(Fault fault, int times) {
+    if (fault.listener != nullptr) {
+        return (this->*fault.listener)();
+    }
     {
         const std::lock_guard<std::mutex> lock(fault_mutex_);
         fault_ = std::move(fault);

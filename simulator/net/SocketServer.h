@@ -49,7 +49,8 @@ class SocketServer final {
     /// Listens with a full queue and does not accept: connecting neither succeeds nor fails. Open
     /// connections continue.
     void hang();
-    /// Accepts connections and applies `fault` to the next ones. Replaces an earlier fault.
+    /// Accepts connections and applies `fault` to the next ones, in place of an earlier one, or
+    /// calls its listener's function.
     void inject_fault(Fault fault, int times = Fault::kForever);
     /// The fault that applies to one request. Without a fault, one that sends the answer.
     Fault take_fault();
@@ -61,6 +62,8 @@ class SocketServer final {
     int connections() const { return connections_; }
 
   private:
+    static constexpr int kBacklog = 64;
+
     void open_listener(int backlog);
     void accept_again();
     void accept_loop();
