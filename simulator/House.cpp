@@ -1,7 +1,6 @@
 #include "simulator/House.h"
 
 #include <map>
-#include <regex>
 #include <stdexcept>
 #include <system_error>
 
@@ -12,9 +11,13 @@ constexpr const char* kDaemonName = "lumivad";
 
 // The value in "NAME=VALUE" or "NAME='VALUE'" of optional parameters; empty without it.
 std::string value_of(const std::string& name, const std::string& parameters) {
-    std::smatch found;
-    std::regex_search(parameters, found, std::regex("(?:^|\\|)" + name + "='?([^'|]*)"));
-    return found.str(1);
+    const std::size_t start = ("|" + parameters).find("|" + name + "=");
+    if (start == std::string::npos) {
+        return {};
+    }
+    std::string value = parameters.substr(start + name.size() + 1);
+    value.erase(0, value.find_first_not_of('\''));
+    return value.substr(0, value.find_first_of("'|"));
 }
 
 std::unique_ptr<SystemLog> take_over_log(Journal& journal) {
@@ -150,8 +153,11 @@ ChildProcess::Result House::run_huectl(const ChildProcess::Words& arguments,
 }
 
 void House::store_parameters(const std::string& text) {
-    database_.rows("UPDATE vexad_object SET optionalp = '" +
-                   std::regex_replace(text, std::regex("'"), "''") +
+    std::string quoted = text;
+    for (std::size_t at = 0; (at = quoted.find('\'', at)) != std::string::npos; at += 2) {
+        quoted.insert(at, 1, '\'');
+    }
+    database_.rows("UPDATE vexad_object SET optionalp = '" + quoted +
                    "' WHERE id = " + std::to_string(runner_));
     journal_.add(EventKind::house, "optional parameters of the bridge in the database: " +
                                        (text.empty() ? "none" : text));
