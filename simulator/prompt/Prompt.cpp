@@ -9,7 +9,7 @@ namespace simulator {
 namespace {
 
 constexpr int kMostCommands = 10000000;
-constexpr int kLargestNumber = 65535;
+constexpr int kLargestNumber = INT32_MAX;
 
 void require_one_of(const Words& words, const std::string& word) {
     require(std::find(words.begin(), words.end(), word) != words.end(),

@@ -28,7 +28,7 @@ TEST(Language, RefusesABadLineBeforeTheScriptRuns) {
 
 // Nothing after the line runs, and no judgement follows.
 TEST(Language, StopsAtALineThatFails) {
-    const std::string output = output_of("say before\n\nstore\nsay after\n");
+    const std::string output = output_of("house 6 lights\nsay before\nstore\nsay after\n");
     EXPECT_NE(output.find("before\n!! bad.house, line 3: huectl has not"), std::string::npos)
         << output;
     EXPECT_EQ(output.find("after"), std::string::npos);
