@@ -200,11 +200,10 @@ std::vector<Command> house_commands() {
          [](const Call& call) { call.session.start(); }},
         {"start with WORDS...", "the same with further arguments",
          [](const Call& call) { call.session.start(words_of(call.text("WORDS"))); }},
-        {"start blind [as NUMBER]",
+        {"start blind [as ID]",
          "starts the daemon, for another object if there is a number, and does not wait for a poll",
          [](const Call& call) {
-             call.session.start(call.has("NUMBER") ? Words{"--id", call.text("NUMBER")} : Words{},
-                                false);
+             call.session.start(call.has("ID") ? Words{"--id", call.text("ID")} : Words{}, false);
          }},
         {"start badly", "the daemon must report a failure and exit with 1", start_badly},
         {"stop", "sends SIGTERM; the daemon must exit with 0", stop},

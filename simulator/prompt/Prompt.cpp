@@ -9,7 +9,8 @@ namespace simulator {
 namespace {
 
 constexpr int kMostCommands = 10000000;
-constexpr int kLargestNumber = INT32_MAX;
+constexpr int kLargestNumber = 65535;
+constexpr int kLargestExitCode = 255;
 
 void require_one_of(const Words& words, const std::string& word) {
     require(std::find(words.begin(), words.end(), word) != words.end(),
@@ -25,7 +26,8 @@ void require_fault(Session&, const std::string& word) {
 const std::map<std::string, void (*)(Session&, const std::string&)> kSlots = {
     {"SECONDS", [](Session&, const std::string& word) { to_seconds(word); }},
     {"COUNT", [](Session&, const std::string& word) { to_number(word, 0, kMostCommands); }},
-    {"NUMBER", [](Session&, const std::string& word) { to_number(word, 0, kLargestNumber); }},
+    {"NUMBER", [](Session&, const std::string& word) { to_number(word, 0, kLargestExitCode); }},
+    {"ID", [](Session&, const std::string& word) { to_number(word, 0, INT32_MAX); }},
     {"OFFSET", [](Session&, const std::string& word) { to_number(word, INT32_MIN, INT32_MAX); }},
     {"SIGNAL", [](Session&, const std::string& word) { to_signal(word); }},
     {"LIGHT",
