@@ -2,26 +2,43 @@
 
 #include <algorithm>
 #include <iomanip>
-#include <regex>
 #include <sstream>
+#include <string_view>
 
 namespace simulator {
 
-std::optional<dbmanager_format::Request> parse_request(const std::string& text) {
-    static const std::regex kForm(
-        "Request: (.*)\nType: (.*)\nStatement payload length: (.*)\nStatement: ");
-    static const std::string kEnd = "\n\n";
-    std::smatch head;
-    if (!std::regex_search(text, head, kForm, std::regex_constants::match_continuous)) {
+namespace {
+
+// Takes "TAG rest\n" off the front of `text`.
+std::optional<std::string> take_line(std::string_view& text, std::string_view tag) {
+    const std::size_t newline = text.find('\n');
+    if (newline == std::string_view::npos || text.substr(0, tag.size()) != tag ||
+        newline < tag.size()) {
         return std::nullopt;
     }
-    // A statement may contain newlines: its length determines its end.
-    const std::string rest = head.suffix();
-    const std::string statement = rest.substr(0, rest.size() - std::min(rest.size(), kEnd.size()));
-    if (rest != statement + kEnd || head.str(3) != std::to_string(statement.size())) {
+    const std::string_view rest = text.substr(tag.size(), newline - tag.size());
+    text.remove_prefix(newline + 1);
+    return std::string(rest);
+}
+
+}  // namespace
+
+std::optional<dbmanager_format::Request> parse_request(std::string_view text) {
+    constexpr std::string_view kTag = "Statement: ";
+    constexpr std::string_view kEnd = "\n\n";
+    const auto function = take_line(text, "Request: ");
+    const auto type = function ? take_line(text, "Type: ") : std::nullopt;
+    const auto length = type ? take_line(text, "Statement payload length: ") : std::nullopt;
+    if (!length || text.size() < kTag.size() + kEnd.size() || text.substr(0, kTag.size()) != kTag ||
+        text.substr(text.size() - kEnd.size()) != kEnd) {
         return std::nullopt;
     }
-    return dbmanager_format::Request{head.str(1), head.str(2), head.str(3), statement};
+    // A statement may hold newlines: its length says where it ends.
+    const std::string statement(text.substr(kTag.size(), text.size() - kTag.size() - kEnd.size()));
+    if (*length != std::to_string(statement.size())) {
+        return std::nullopt;
+    }
+    return dbmanager_format::Request{*function, *type, *length, statement};
 }
 
 std::string compose_response(const dbmanager_format::Response& response) {

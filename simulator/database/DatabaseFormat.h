@@ -6,13 +6,14 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "libcbase/DBManagerutil_format.h"
 
 namespace simulator {
 
 /// Nothing when a line is missing or the statement does not have the announced length.
-std::optional<dbmanager_format::Request> parse_request(const std::string& text);
+std::optional<dbmanager_format::Request> parse_request(std::string_view text);
 
 /// The whole answer, its "Response payload length: " line included. Values are not escaped: one
 /// that holds a comma or a newline arrives as several.

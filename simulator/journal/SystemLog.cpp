@@ -1,11 +1,12 @@
 #include "simulator/journal/SystemLog.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <regex>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -27,12 +28,19 @@ sockaddr_un log_address() {
 
 // "<131>Nov 22 21:21:49 lumivad[123]: text"; all but the text is optional.
 LogLine parse(const std::string& datagram) {
-    static const std::regex kHead(
-        R"((?:<(\d+)>)?(?:\w+ +\d+ [\d:]+ )?([^:[]{0,63})(?:\[(\d+)\])?(?:: )?)");
-    std::smatch head;
-    std::regex_search(datagram, head, kHead, std::regex_constants::match_continuous);
-    const int code = std::atoi(head.str(1).c_str());
-    return {code % 8, code / 8, head.str(2), std::atoi(head.str(3).c_str()), head.suffix()};
+    const char* rest = datagram.c_str();
+    int code = 0;
+    int pid = 0;
+    char ident[64] = "";
+    int length = 0;
+    std::sscanf(rest, "<%d>%n", &code, &length);
+    rest += std::exchange(length, 0);
+    std::sscanf(rest, "%*3[A-Za-z] %*d %*d:%*d:%*d %n", &length);
+    rest += std::exchange(length, 0);
+    std::sscanf(rest, "%63[^:[]%n[%d]%n", ident, &length, &pid, &length);
+    rest += length;
+    rest += std::strncmp(rest, ": ", 2) == 0 ? 2 : 0;
+    return {code % 8, code / 8, ident, pid, rest};
 }
 
 // Each sequence of blanks and line breaks becomes one blank.

@@ -2,6 +2,9 @@
 // minutes.
 #include "hue_handler/HueHandler.h"
 
+#include <algorithm>
+#include <future>
+
 #include "gtwhandler/CallFromCoreParameters.h"
 #include "huelib/LinHttpHandler.h"
 #include "simulator/Installation.h"
@@ -167,6 +170,18 @@ TEST_F(HueHandlerTest, AMillionCommandsAreQueuedAndFurtherOnesDropped) {
     handler_->willTerminate(nullptr, nullptr);
     bridge_.recover();
     EXPECT_TRUE(logged("1000000 requests dropped, the request manager thread has ended"));
+}
+
+TEST(FairMutex, AdmitsOneCallerAtATime) {
+    hue_handler::FairMutex mutex;
+    mutex.lock();
+    EXPECT_FALSE(mutex.try_lock());
+    const auto second = std::async(std::launch::async, [&] { mutex.lock(); });
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    mutex.unlock();
+    second.wait();
+    mutex.unlock();
+    EXPECT_TRUE(mutex.try_lock());
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ class FindAndPair : public HuectlTest {};
 
 TEST_F(FindAndPair, ListsTheBridgesDespiteADeviceThatDoesNotAnswer) {
     const char* silent = "LOCATION: http://127.0.0.99:80/\r\nSERVER: IpBridge\r\n\r\n";
-    const simulator::SsdpResponder device({{std::chrono::milliseconds(0), silent}});
+    const simulator::SsdpResponder device({{seconds(4), silent}});  // near the end
     const Result found = run("huectl discover");
     EXPECT_EQ(found.output, kBridges);
     EXPECT_THAT(found.errors, MatchesRegex("Searching for bridges: . s left\n"))
