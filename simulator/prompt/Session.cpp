@@ -116,7 +116,9 @@ void Session::load_shim() {
 }
 
 FaultShim& Session::shim() {
-    require(shim_ != nullptr, "needs the fault shim");
+    if (shim_ == nullptr) {
+        throw CommandError("needs the fault shim");
+    }
     return *shim_;
 }
 

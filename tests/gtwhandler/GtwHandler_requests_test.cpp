@@ -33,8 +33,7 @@ class GtwRequests : public LoopTest {
         const std::string text = loop_.getLastError();
         EXPECT_TRUE(logged(escape_control_characters(text)));
         EXPECT_THAT(text, StartsWith("GtwHandler::run "));
-        const std::string problem =
-            text.substr(16, text.rfind(" continuing for the next request") - 16);
+        std::string problem = text.substr(16, text.rfind(" continuing for the next request") - 16);
         if (result == -1) {
             EXPECT_THAT(answer, testing::AnyOf("", "reset"));
             return problem;
