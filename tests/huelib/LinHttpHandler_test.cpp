@@ -86,8 +86,7 @@ TEST(LinHttpHandler, NamesTheStepAndTheErrorAndLeavesNoDescriptor) {
     tight.blocked = 100ms;
     tight.answerBytes = 1000;
     EXPECT_EQ(Peer([](Connection& peer) { peer.reset(); }).failure(), read_failure(ECONNRESET));
-    EXPECT_EQ(Peer([](Connection& peer) { peer.hold(); }).failure(tight),
-              read_failure(EAGAIN));
+    EXPECT_EQ(Peer([](Connection& peer) { peer.hold(); }).failure(tight), read_failure(EAGAIN));
     EXPECT_EQ(Peer(std::string(1000, 'x')).ask(tight).size(), 1000U);
     EXPECT_EQ(Peer(std::string(1001, 'x')).failure(tight), read_failure(EMSGSIZE));
     const int closed_port = Peer("").port();
