@@ -15,11 +15,12 @@ namespace LightCatalogue {
 enum class TemperatureControl { none, simple, extended };
 enum class HueControl { none, simple, extended };
 
-/// How a model is controlled. Every model can be dimmed.
+/// How a light is controlled.
 struct LightClass {
     ColorType colorType;             ///< for HueLight::setColorType
     TemperatureControl temperature;  ///< none for a light without white tones
     HueControl hue;                  ///< none for a light without colours
+    bool isDimmable = true;          ///< false for a light that can only be switched
 };
 
 /// Empty for a model that is not supported.

@@ -1,0 +1,5 @@
+#include "huelib/BridgeSearch.h"
+
+std::vector<BridgeSearch::Bridge> BridgeSearch::find() const {
+    return {};
+}
