@@ -183,3 +183,28 @@ TEST(LinHttpHandler, AnInterruptedConnectContinuesAndKeepsItsLimit) {
     });
     under_signals([&] { EXPECT_EQ(exchange({}, 10s), Failure(0, "answered here")); });
 }
+
+TEST(LinHttpHandler, SplitsTheAnswersToASearchWhereverTheDatagramsEnd) {
+    const FileDescriptor device(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof(own);
+    ASSERT_EQ(::bind(device.get(), reinterpret_cast<const sockaddr*>(&own), size), 0);
+    ASSERT_EQ(::getsockname(device.get(), reinterpret_cast<sockaddr*>(&own), &size), 0);
+    auto found = std::async(std::launch::async, [port = ntohs(own.sin_port)] {
+        return LinHttpHandler().sendMulticast("who?", "127.0.0.1", port, 1);
+    });
+    char question[8] = {};
+    sockaddr_in asker{};
+    EXPECT_EQ(::recvfrom(device.get(), question, sizeof(question), 0,
+                         reinterpret_cast<sockaddr*>(&asker), &size),
+              4);
+    for (const std::string datagram :
+         {"one\r\nA: b\r\n\r\ntwo\r\n\r\n", "", "thr", "ee\r\n\r\n", "cut off"}) {
+        ::sendto(device.get(), datagram.data(), datagram.size(), 0,
+                 reinterpret_cast<const sockaddr*>(&asker), size);
+    }
+    EXPECT_EQ(found.get(), (std::vector<std::string>{"one\r\nA: b", "two", "three"}));
+    EXPECT_STREQ(question, "who?");
+}
