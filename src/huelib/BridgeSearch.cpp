@@ -238,35 +238,6 @@ void askAll(std::vector<Bridge>& candidates, steady_clock::time_point end) {
     }
 }
 
-std::uint32_t numberOf(const Bridge& bridge) {
-    return ntohl(::inet_addr(bridge.address.c_str()));
-}
-
-// One entry for an ID, with the lowest address. What a device announces without an answer does not
-// add to a bridge that answers: it may claim the ID of another.
-std::vector<Bridge> mergedById(std::vector<Bridge> candidates) {
-    std::sort(candidates.begin(), candidates.end(), [](const Bridge& left, const Bridge& right) {
-        return left.isDescribed != right.isDescribed ? left.isDescribed
-                                                     : numberOf(left) < numberOf(right);
-    });
-    std::vector<Bridge> bridges;
-    for (Bridge& candidate : candidates) {
-        const auto known = std::find_if(bridges.begin(), bridges.end(), [&](const Bridge& bridge) {
-            return !bridge.id.empty() && bridge.id == candidate.id;
-        });
-        if (known == bridges.end()) {
-            bridges.push_back(std::move(candidate));
-        } else if (candidate.isDescribed == known->isDescribed) {
-            known->isFoundBySsdp |= candidate.isFoundBySsdp;
-            known->isFoundByMdns |= candidate.isFoundByMdns;
-        }
-    }
-    std::sort(bridges.begin(), bridges.end(), [](const Bridge& left, const Bridge& right) {
-        return numberOf(left) < numberOf(right);
-    });
-    return bridges;
-}
-
 }  // namespace
 
 std::vector<BridgeSearch::Bridge> BridgeSearch::find() const {
@@ -284,5 +255,5 @@ std::vector<BridgeSearch::Bridge> BridgeSearch::find() const {
     }
     std::vector<Bridge> candidates = announcements.candidates();
     askAll(candidates, start + kAskUntil);
-    return mergedById(std::move(candidates));
+    return BridgeAnnouncements::mergedById(std::move(candidates));
 }
