@@ -1,12 +1,20 @@
 #include "huelib/BridgeSearch.h"
 
+#include <algorithm>
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include "huelib/BridgeAnnouncements.h"
 #include "huelib/BridgeTexts.h"
 #include "huelib/MdnsMessage.h"
+#include "libcbase/Cstylecode.h"
+#include "simulator/bridge/SsdpResponder.h"
+#include "simulator/net/SocketServer.h"
 #include "tests/support/Vectors.h"
 
 namespace {
@@ -66,7 +74,88 @@ Bridge described(const std::string& address, const std::string& id, bool answers
     return bridge;
 }
 
+/// A bridge at kBridge, after 80 devices that claim to be one and answer requests byte by byte.
+class SlowNetwork final {
+  public:
+    static constexpr const char* kBridge = "127.2.0.1";
+
+    SlowNetwork() { web_.listen_tcp("0.0.0.0", 80); }
+
+    /// Answers the first search by SSDP, with one datagram of each device.
+    void answer() {
+        char search[1024];
+        sockaddr_in searcher{};
+        socklen_t size = sizeof searcher;
+        ASSERT_GT(::recvfrom(group_.get(), search, sizeof search, 0,
+                             reinterpret_cast<sockaddr*>(&searcher), &size),
+                  0);
+        for (int device = 1; device <= 80; ++device) {
+            announce("127.1.0." + std::to_string(device), searcher);
+            if (device == 50) {
+                announce(kBridge, searcher);
+            }
+        }
+    }
+
+  private:
+    static FileDescriptor bound_to(const std::string& dotted, std::uint16_t port) {
+        FileDescriptor fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        sockaddr_in own{};
+        own.sin_family = AF_INET;
+        own.sin_port = htons(port);
+        own.sin_addr = address(dotted);
+        EXPECT_EQ(::bind(fd.get(), reinterpret_cast<sockaddr*>(&own), sizeof own), 0);
+        return fd;
+    }
+    static FileDescriptor group() {
+        FileDescriptor fd = bound_to("239.255.255.250", 1900);
+        const ip_mreq membership{address("239.255.255.250"), address("127.0.0.1")};
+        const timeval limit{5, 0};
+        EXPECT_EQ(::setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit), 0);
+        EXPECT_EQ(
+            ::setsockopt(fd.get(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership),
+            0);
+        return fd;
+    }
+    static void announce(const std::string& device, const sockaddr_in& searcher) {
+        const std::string text = announcement(device);
+        ::sendto(bound_to(device, 0).get(), text.data(), text.size(), 0,
+                 reinterpret_cast<const sockaddr*>(&searcher), sizeof searcher);
+    }
+    static void serve(simulator::Connection& peer) {
+        sockaddr_in own{};
+        socklen_t size = sizeof own;
+        ::getsockname(peer.fd(), reinterpret_cast<sockaddr*>(&own), &size);
+        const std::string text = "HTTP/1.0 200 OK\r\n\r\n{\"bridgeid\":\"001788FFFE0AE670\"," +
+                                 std::string(1000, ' ') + "\"modelid\":\"BSB002\"}";
+        own.sin_addr.s_addr == address(kBridge).s_addr
+            ? peer.write(text)
+            : peer.write_slowly(text, std::chrono::milliseconds(20));
+        peer.finish();
+    }
+
+    FileDescriptor group_ = group();
+    simulator::SocketServer web_{serve};
+};
+
 }  // namespace
+
+TEST(BridgeSearch, FindsTheBridgeInTimeAmongManyDevicesThatAnswerSlowly) {
+    if (!simulator::SsdpResponder::is_possible()) {
+        GTEST_SKIP() << "a search would leave this machine";
+    }
+    SlowNetwork network;
+    std::thread answering(&SlowNetwork::answer, &network);
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<Bridge> found;
+    EXPECT_NO_THROW(found = BridgeSearch().find());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, BridgeSearch::kLimit);
+    answering.join();
+    found.erase(std::remove_if(found.begin(), found.end(),
+                               [](const Bridge& bridge) { return !bridge.isDescribed; }),
+                found.end());
+    EXPECT_EQ(shown(found), std::string(SlowNetwork::kBridge) + " 001788FFFE0AE670 BSB002");
+}
 
 TEST(MdnsMessage, AsksForInstancesAndAUnicastAnswer) {
     using namespace std::string_literals;
