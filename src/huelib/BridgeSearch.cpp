@@ -65,15 +65,19 @@ constexpr Protocol kProtocols[] = {
     {"224.0.0.251", 5353, mdnsSearch, &BridgeAnnouncements::addMdns},
 };
 
-// Searches from one interface by one protocol, from a port that the system chooses.
+// Searches from one interface by one protocol, from a port that the system chooses. The socket is
+// bound to the interface's address: the system then sends to a group from that interface. An
+// emulator of the board lacks the option for that, IP_MULTICAST_IF.
 class Searcher final {
   public:
-    Searcher(const Protocol& protocol, in_addr address)
-        : used(&protocol),
-          interface(address),
-          fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
-        if (fd < 0) {
-            throw std::system_error(errno, std::generic_category(),
+    Searcher(const Protocol& protocol, const sockaddr_in& interface)
+        : used(&protocol), fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+        sockaddr_in own = interface;
+        own.sin_port = 0;
+        if (fd < 0 || ::bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0) {
+            const int error = errno;
+            ::close(fd);
+            throw std::system_error(error, std::generic_category(),
                                     "BridgeSearch: Failed to open a socket");
         }
     }
@@ -90,8 +94,7 @@ class Searcher final {
         group.sin_family = AF_INET;
         group.sin_port = htons(used->port);
         ::inet_pton(AF_INET, used->group, &group.sin_addr);
-        return ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &interface, sizeof interface) == 0 &&
-               ::sendto(fd, text.data(), text.size(), MSG_NOSIGNAL,
+        return ::sendto(fd, text.data(), text.size(), MSG_NOSIGNAL,
                         reinterpret_cast<const sockaddr*>(&group), sizeof group) >= 0;
     }
 
@@ -116,7 +119,6 @@ class Searcher final {
 
   private:
     const Protocol* used;
-    in_addr interface;
     int fd;
 };
 
@@ -137,7 +139,7 @@ Searchers searchersOfAllInterfaces() {
             (entry->ifa_flags & kNeeded) != kNeeded || searchers.size() >= kMostSearchers) {
             continue;
         }
-        const in_addr address = reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr;
+        const auto& address = *reinterpret_cast<const sockaddr_in*>(entry->ifa_addr);
         for (const Protocol& protocol : kProtocols) {
             searchers.push_back(std::make_unique<Searcher>(protocol, address));
         }
