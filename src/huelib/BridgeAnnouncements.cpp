@@ -102,6 +102,10 @@ Bridge announced(in_addr address, in_addr sender, std::string_view id, std::stri
     return bridge;
 }
 
+std::uint32_t numberOf(const Bridge& bridge) {
+    return ntohl(::inet_addr(bridge.address.c_str()));
+}
+
 }  // namespace
 
 // Null if no more answers of this sender count.
@@ -214,4 +218,27 @@ std::vector<Bridge> BridgeAnnouncements::candidates() const {
         }
     }
     return found;
+}
+
+std::vector<Bridge> BridgeAnnouncements::mergedById(std::vector<Bridge> candidates) {
+    std::sort(candidates.begin(), candidates.end(), [](const Bridge& left, const Bridge& right) {
+        return left.isDescribed != right.isDescribed ? left.isDescribed
+                                                     : numberOf(left) < numberOf(right);
+    });
+    std::vector<Bridge> bridges;
+    for (Bridge& candidate : candidates) {
+        const auto known = std::find_if(bridges.begin(), bridges.end(), [&](const Bridge& bridge) {
+            return !bridge.id.empty() && bridge.id == candidate.id;
+        });
+        if (known == bridges.end()) {
+            bridges.push_back(std::move(candidate));
+        } else if (candidate.isDescribed == known->isDescribed) {
+            known->isFoundBySsdp |= candidate.isFoundBySsdp;
+            known->isFoundByMdns |= candidate.isFoundByMdns;
+        }
+    }
+    std::sort(bridges.begin(), bridges.end(), [](const Bridge& left, const Bridge& right) {
+        return numberOf(left) < numberOf(right);
+    });
+    return bridges;
 }

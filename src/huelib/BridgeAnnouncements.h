@@ -31,6 +31,12 @@ class BridgeAnnouncements {
     /// announces itself, not those that another sender announces for its address.
     std::vector<BridgeSearch::Bridge> candidates() const;
 
+    /// One entry for an ID, in the order of the addresses. Of several devices with one ID, those
+    /// that answered a request count, and of these the lowest address: others may only claim the
+    /// ID.
+    static std::vector<BridgeSearch::Bridge> mergedById(
+        std::vector<BridgeSearch::Bridge> candidates);
+
   private:
     struct Service {
         std::string name, host, id, model;

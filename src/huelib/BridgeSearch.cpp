@@ -65,15 +65,19 @@ constexpr Protocol kProtocols[] = {
     {"224.0.0.251", 5353, mdnsSearch, &BridgeAnnouncements::addMdns},
 };
 
-// Searches from one interface by one protocol, from a port that the system chooses.
+// Searches from one interface by one protocol, from a port that the system chooses. The socket is
+// bound to the interface's address: the system then sends to a group from that interface. An
+// emulator of the board lacks the option for that, IP_MULTICAST_IF.
 class Searcher final {
   public:
-    Searcher(const Protocol& protocol, in_addr address)
-        : used(&protocol),
-          interface(address),
-          fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
-        if (fd < 0) {
-            throw std::system_error(errno, std::generic_category(),
+    Searcher(const Protocol& protocol, const sockaddr_in& interface)
+        : used(&protocol), fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+        sockaddr_in own = interface;
+        own.sin_port = 0;
+        if (fd < 0 || ::bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0) {
+            const int error = errno;
+            ::close(fd);
+            throw std::system_error(error, std::generic_category(),
                                     "BridgeSearch: Failed to open a socket");
         }
     }
@@ -90,8 +94,7 @@ class Searcher final {
         group.sin_family = AF_INET;
         group.sin_port = htons(used->port);
         ::inet_pton(AF_INET, used->group, &group.sin_addr);
-        return ::setsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &interface, sizeof interface) == 0 &&
-               ::sendto(fd, text.data(), text.size(), MSG_NOSIGNAL,
+        return ::sendto(fd, text.data(), text.size(), MSG_NOSIGNAL,
                         reinterpret_cast<const sockaddr*>(&group), sizeof group) >= 0;
     }
 
@@ -116,7 +119,6 @@ class Searcher final {
 
   private:
     const Protocol* used;
-    in_addr interface;
     int fd;
 };
 
@@ -137,7 +139,7 @@ Searchers searchersOfAllInterfaces() {
             (entry->ifa_flags & kNeeded) != kNeeded || searchers.size() >= kMostSearchers) {
             continue;
         }
-        const in_addr address = reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr;
+        const auto& address = *reinterpret_cast<const sockaddr_in*>(entry->ifa_addr);
         for (const Protocol& protocol : kProtocols) {
             searchers.push_back(std::make_unique<Searcher>(protocol, address));
         }
@@ -238,35 +240,6 @@ void askAll(std::vector<Bridge>& candidates, steady_clock::time_point end) {
     }
 }
 
-std::uint32_t numberOf(const Bridge& bridge) {
-    return ntohl(::inet_addr(bridge.address.c_str()));
-}
-
-// One entry for an ID, with the lowest address. What a device announces without an answer does not
-// add to a bridge that answers: it may claim the ID of another.
-std::vector<Bridge> mergedById(std::vector<Bridge> candidates) {
-    std::sort(candidates.begin(), candidates.end(), [](const Bridge& left, const Bridge& right) {
-        return left.isDescribed != right.isDescribed ? left.isDescribed
-                                                     : numberOf(left) < numberOf(right);
-    });
-    std::vector<Bridge> bridges;
-    for (Bridge& candidate : candidates) {
-        const auto known = std::find_if(bridges.begin(), bridges.end(), [&](const Bridge& bridge) {
-            return !bridge.id.empty() && bridge.id == candidate.id;
-        });
-        if (known == bridges.end()) {
-            bridges.push_back(std::move(candidate));
-        } else if (candidate.isDescribed == known->isDescribed) {
-            known->isFoundBySsdp |= candidate.isFoundBySsdp;
-            known->isFoundByMdns |= candidate.isFoundByMdns;
-        }
-    }
-    std::sort(bridges.begin(), bridges.end(), [](const Bridge& left, const Bridge& right) {
-        return numberOf(left) < numberOf(right);
-    });
-    return bridges;
-}
-
 }  // namespace
 
 std::vector<BridgeSearch::Bridge> BridgeSearch::find() const {
@@ -284,5 +257,5 @@ std::vector<BridgeSearch::Bridge> BridgeSearch::find() const {
     }
     std::vector<Bridge> candidates = announcements.candidates();
     askAll(candidates, start + kAskUntil);
-    return mergedById(std::move(candidates));
+    return BridgeAnnouncements::mergedById(std::move(candidates));
 }
