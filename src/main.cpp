@@ -78,10 +78,27 @@ bool copy_string_variable(linkedlist* variables, const char* name, char* buffer,
     return true;
 }
 
-// Reads the bridge object's address and user name from the database; an ID without a row leaves the
-// buffers as they are. Returns a ParameterResult; failures are logged.
+// Whether lights of unknown models are driven by their type. Any other value is as good as none.
+bool are_unknown_models_driven(linkedlist* variables) {
+    const optionalpvariable* variable =
+        optionalp_variables_searchbyname(variables, "unknown_models");
+    if (variable == nullptr) {
+        return false;
+    }
+    const std::string value = text_or_empty(variable->value);
+    if (value == "by_type") {
+        return true;
+    }
+    warning("Optional parameter unknown_models='%s' is ignored: the only value is 'by_type'",
+            escape_control_characters(value).c_str());
+    return false;
+}
+
+// Reads the bridge object's parameters from the database; an ID without a row leaves the arguments
+// as they are. Returns a ParameterResult; failures are logged.
 int get_optional_parameters(unsigned int id, char* ip_address, char* username,
-                            unsigned int ip_address_size, unsigned int username_size) {
+                            unsigned int ip_address_size, unsigned int username_size,
+                            bool& drives_unknown_models) {
     char query[kQueryBytes];
     const int length =
         std::snprintf(query, sizeof(query), "SELECT optionalp FROM vexad_object WHERE id = %d",
@@ -101,6 +118,7 @@ int get_optional_parameters(unsigned int id, char* ip_address, char* username,
             !copy_string_variable(variables.get(), "ip_address", ip_address, ip_address_size)) {
             return kDatabaseError;
         }
+        drives_unknown_models = are_unknown_models_driven(variables.get());
     }
     return kParametersOk;
 }
@@ -135,11 +153,13 @@ void run_loop(GtwHandler& loop) {
 int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
     ParameterBuffer ip_address{};
     ParameterBuffer username{};
+    bool drives_unknown_models = false;
     if (get_optional_parameters(static_cast<unsigned int>(id), ip_address.data(), username.data(),
-                                kParameterBytes, kParameterBytes) < 0) {
+                                kParameterBytes, kParameterBytes, drives_unknown_models) < 0) {
         return fail_start(*loop, {"Impossible to get required OPTIONALP needed by the runner"});
     }
     HueHandler handler(static_cast<unsigned int>(id), text_of(ip_address), text_of(username));
+    handler.drive_unknown_models_by_type(drives_unknown_models);
     loop->sendStatusToCore(0);
     loop->setSelectTimeout(kSelectTimeoutSeconds, 0);
 

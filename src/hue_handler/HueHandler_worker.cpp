@@ -63,7 +63,7 @@ Outcome drive_light(HueLight& light, HueLightState& stored, const VexadRequest& 
     if (object == stored.on_off_object) {
         return switch_light(light, stored, value);
     }
-    if (object == stored.value_object) {
+    if (object == stored.value_object && light.hasBrightnessControl()) {
         return dim_light(light, stored, value);
     }
     if (object == stored.temperature_object && light.hasTemperatureControl()) {
