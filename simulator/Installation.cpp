@@ -37,6 +37,11 @@ std::string Installation::sample_lights() {
     return std::string(LUMIVAD_HOUSE_SAMPLES) + "/sample-lights.json";
 }
 
+Installation Installation::named(const std::string& name) {
+    const std::string start = std::string(LUMIVAD_HOUSE_SAMPLES) + "/" + name;
+    return load(start + "-house.sql", start + "-lights.json");
+}
+
 Installation Installation::of_lights(int count) {
     const Installation sample = load(sample_sql(), sample_lights());
     const Json::Value::Members names = sample.lights.getMemberNames();

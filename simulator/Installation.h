@@ -17,6 +17,8 @@ struct Installation {
     /// every role that it can have: object 10000 + 10 * number + role, the roles in the order
     /// on_off, value, temperature, r, g, b, hsv, from 1. The bridge is object 100.
     static Installation of_lights(int count);
+    /// The installation in the files NAME-house.sql and NAME-lights.json of this folder.
+    static Installation named(const std::string& name);
     /// The files of the sample installation, in this folder.
     static std::string sample_sql();
     static std::string sample_lights();

@@ -32,6 +32,7 @@ struct Arguments {
     LightOptions options;
     bool is_for_scripts = false;
     bool is_confirmed = false;
+    bool is_verbose = false;
 };
 
 constexpr std::pair<const char*, std::string Arguments::*> kOperands[] = {
@@ -65,10 +66,8 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"discover", "", "List the bridges of the local network",
-     "The search finds only bridges that name \"Royal Philips Electronics\" as their "
-     "manufacturer. Newer bridges\nname another one and are never found. Look up the address of "
-     "such a bridge in the router, and run:\n  huectl pair ADDRESS",
-     [](const Arguments&) { return discover(); }},
+     "The search takes six seconds. It finds bridges of every make by SSDP and by mDNS.",
+     [](const Arguments& a) { return discover(a.is_verbose); }},
     {"pair", " ADDRESS", "Get a user name from a bridge by its link button",
      "Press the button on the bridge within 35 seconds. Then the text for the optional "
      "parameters of\nthe bridge object is printed, and a second one if lights are of unknown "
@@ -115,6 +114,10 @@ class Parser final {
         for (const LightOption& option : light_options()) {
             add(option, *app_.get_subcommand("light"));
         }
+        app_.get_subcommand("discover")
+            ->add_flag(
+                "--verbose", arguments_.is_verbose,
+                "List devices too that announce themselves as bridges and answer no request");
         app_.get_subcommand("forget")->add_flag("--yes", arguments_.is_confirmed, "Do not ask");
     }
     Parser(const Parser&) = delete;

@@ -21,7 +21,8 @@ struct Access {
     std::string address, user;
 };
 
-Result discover();
+/// `is_verbose`: lists devices too that announce themselves as bridges and answer no request.
+Result discover(bool is_verbose);
 /// `is_for_scripts`: the library's lines go to standard error instead of standard output.
 Result pair(const std::string& address, bool is_for_scripts);
 Result lights(const Access& access);

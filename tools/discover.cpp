@@ -1,116 +1,97 @@
 // huectl discover: lists the bridges of the local network.
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "BridgeSession.h"
 #include "Commands.h"
+#include "Discovery.h"
 #include "Failure.h"
 #include "ProgressLine.h"
 #include "Text.h"
-#include "huelib/HueFinder.h"
-#include "huelib/LinHttpHandler.h"
-#include "huelib/UPnP.h"
 
 namespace huectl {
 namespace {
 
-using std::chrono::steady_clock;
-
-constexpr std::chrono::seconds kLastRequest{20};  // after the start
 constexpr const char* kByHand = "look up the address in the router and run huectl pair ADDRESS";
 
-using Bridges = std::vector<HueFinder::HueIdentification>;
+using Bridge = BridgeSearch::Bridge;
 
-// Reads the devices' descriptions. The library's search would end at the first device that cannot
-// be read; here such a device has an empty description, which is not a bridge's, and its Failure
-// goes to `on_failure`. Each address is asked once, with short limits, and only until kLastRequest,
-// so the search ends whatever answers it.
-class DiscoveryHttpHandler final : public LinHttpHandler {
-  public:
-    using OnFailure = std::function<void(const Failure&)>;
-
-    explicit DiscoveryHttpHandler(OnFailure on_failure) : on_failure_(std::move(on_failure)) {}
-
-    std::string sendGetHTTPBody(const std::string& msg, const std::string& adr,
-                                int port) const override {
-        std::string description;
-        if (steady_clock::now() > last_request_ || !asked_.insert(adr).second) {
-            return description;
-        }
-        try {
-            talk_to(
-                printable(adr, kShownCharacters),
-                [&] { description = LinHttpHandler::sendGetHTTPBody(msg, adr, port); },
-                std::string("search again, or ") + kByHand);
-        } catch (const Failure& failure) {
-            on_failure_(failure);
-        }
-        return description;
+std::vector<std::string> ways_of(const Bridge& bridge) {
+    std::vector<std::string> ways;
+    if (bridge.isFoundBySsdp) {
+        ways.emplace_back("SSDP");
     }
-    std::string send(const std::string& msg, const std::string& adr, int port) const override {
-        return exchange(msg, adr, port, kLimits);
+    if (bridge.isFoundByMdns) {
+        ways.emplace_back("mDNS");
     }
-
-  private:
-    static constexpr std::size_t kShownCharacters = 60;
-    static constexpr Limits kLimits{std::chrono::seconds(3), std::chrono::seconds(3),
-                                    std::size_t{64} << 10};
-
-    OnFailure on_failure_;
-    steady_clock::time_point last_request_ = steady_clock::now() + kLastRequest;
-    mutable std::set<std::string> asked_;
-};
-
-Bridges search_network() {
-    std::optional<Failure> first_failure;
-    const auto transport = std::make_shared<DiscoveryHttpHandler>([&](const Failure& failure) {
-        if (!first_failure) {
-            first_failure = failure;
-        }
-    });
-    Bridges found;
-    talk_to(
-        "the network", [&] { found = HueFinder(transport).FindBridges(); },
-        std::string("check the network cable, or ") + kByHand);
-    if (found.empty() && first_failure) {
-        throw Failure(*first_failure);
-    }
-    return found;
+    return ways;
 }
 
-Bridges find_bridges() {
-    const auto text = [](long long seconds_left) {
-        return seconds_left > 0
-                   ? "Searching for bridges: " + std::to_string(seconds_left) + " s left"
-                   : "Reading the device descriptions";
-    };
-    Bridges found;
-    ProgressLine().count_down(UPnP::kListenPeriod, text, [&] { found = search_network(); });
-    return found;
+std::string or_dash(const std::string& text) {
+    return text.empty() ? "-" : text;
+}
+
+Row row_of(const Bridge& bridge) {
+    std::string found_by;
+    for (const std::string& way : ways_of(bridge)) {
+        found_by += (found_by.empty() ? "" : ", ") + way;
+    }
+    return {bridge.address,        or_dash(bridge.id),       or_dash(bridge.name),
+            or_dash(bridge.model), or_dash(bridge.software), found_by};
+}
+
+Json::Value json_of(const Bridge& bridge) {
+    Json::Value json;
+    json["address"] = bridge.address;
+    json["id"] = bridge.id;
+    json["name"] = bridge.name;
+    json["model"] = bridge.model;
+    json["software"] = bridge.software;
+    json["api"] = bridge.api;
+    json["answers"] = bridge.isDescribed;
+    for (const std::string& way : ways_of(bridge)) {
+        json["found_by"].append(way);
+    }
+    return json;
 }
 
 }  // namespace
 
-Result discover() {
-    const Bridges bridges = find_bridges();
-    if (bridges.empty()) {
-        throw Failure(
-            ExitCode::refused,
-            std::string("no bridge was found (newer bridges are never found); ") + kByHand);
-    }
+std::vector<Bridge> find_bridges() {
+    const auto text = [](long long seconds_left) {
+        return seconds_left > 0
+                   ? "Searching for bridges: " + std::to_string(seconds_left) + " s left"
+                   : "Searching for bridges";
+    };
+    std::vector<Bridge> found;
+    ProgressLine().count_down(BridgeSearch::kLimit, text, [&] {
+        talk_to(
+            "the network", [&] { found = BridgeSearch().find(); },
+            std::string("check the network cable, or ") + kByHand);
+    });
+    return found;
+}
+
+Result discover(bool is_verbose) {
     Result result;
-    std::vector<Row> rows = {{"address", "serial number"}};
-    for (const auto& [address, serial] : bridges) {
-        rows.push_back({address, serial});
-        Json::Value bridge;
-        bridge["address"] = address;
-        bridge["serial"] = serial;
-        result.json["bridges"].append(bridge);
+    result.json["bridges"] = Json::Value(Json::arrayValue);
+    std::vector<Row> rows = {{"address", "bridge ID", "name", "model", "software", "found by"}};
+    std::size_t silent = 0;
+    for (const Bridge& bridge : find_bridges()) {
+        if (bridge.isDescribed || is_verbose) {
+            rows.push_back(row_of(bridge));
+            result.json["bridges"].append(json_of(bridge));
+        } else {
+            ++silent;
+        }
+    }
+    if (rows.size() == 1) {
+        throw Failure(ExitCode::refused,
+                      silent == 0 ? std::string("no bridge was found; check its power and its "
+                                                "network cable, or ") +
+                                        kByHand
+                                  : "no bridge was found, but " + std::to_string(silent) +
+                                        " that do not answer requests; add --verbose to list them");
     }
     result.text = table(rows);
     return result;

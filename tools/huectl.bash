@@ -9,6 +9,7 @@ _huectl() {
         *:--transition | *:--name | *:--flash) ;;
         *)
             [[ $word == -* ]] && choices="--json --help"
+            [[ $word == -* && $command == discover ]] && choices+=" --verbose"
             [[ $word == -* && $command == forget ]] && choices+=" --yes"
             [[ $word == -* && $command == light ]] &&
                 choices+=" --on --off --brightness --kelvin --mired --rgb --hsv --xy --loop

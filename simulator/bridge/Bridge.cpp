@@ -8,6 +8,7 @@
 #include <httplib.h>
 
 #include "simulator/JsonText.h"
+#include "simulator/bridge/SearchAnswers.h"
 
 namespace simulator {
 namespace {
@@ -23,6 +24,23 @@ const std::string kUser = "/api/([^/]+)";
 const std::string kLight = kUser + "/lights/([1-9]\\d*)";
 constexpr const char* kHeaderEnd = "\r\n\r\n";
 constexpr const char* kPage = "<html><body><h1>503 Service Unavailable</h1></body></html>";
+
+constexpr const char* kId = "001788FFFE0AE670";
+constexpr const char* kHostileAddress = "127.0.0.99";
+
+struct Make {
+    const char* model;
+    const char* description;  // file
+    const char* ssdp;         // file with the answers; empty for none
+    bool has_mdns;
+    bool is_hostile;
+};
+const std::map<std::string, Make> kMakes = {
+    {"old", {"BSB001", "description.xml", "search-answers.txt", false, false}},
+    {"new", {"BSB002", "description-new.xml", "search-answers-new.txt", true, false}},
+    {"mdns-only", {"BSB002", "description-new.xml", "", true, false}},
+    {"hostile", {"BSB002", "description-new.xml", "search-answers-new.txt", true, true}},
+};
 
 Json::Value only(Json::Value element) {
     Json::Value answer(Json::arrayValue);
@@ -76,16 +94,18 @@ std::string header_and_half_of_body(const std::string& answer) {
 }  // namespace
 
 Bridge::Bridge(const Setup& setup, EventSink sink)
-    : sink_(std::move(sink)), server_(std::make_unique<httplib::Server>()) {
+    : address_(setup.address),
+      sink_(std::move(sink)),
+      server_(std::make_unique<httplib::Server>()) {
     if (!setup.username.empty()) {
         users_.insert(setup.username);
     }
     for (const std::string& id : setup.lights.getMemberNames()) {
         lights_.emplace(std::stoi(id), BridgeLight(std::stoi(id), setup.lights[id]));
     }
-    server_->Get("/description.xml", [text = load_own_file("description.xml", setup.address)](
-                                         const Request&, httplib::Response& response) {
-        response.set_content(text, "text/xml");
+    server_->Get("/description.xml", [this](const Request&, httplib::Response& response) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        response.set_content(description_, "text/xml");
     });
     add_routes();
     server_->set_keep_alive_max_count(1);  // a bridge closes after every answer
@@ -94,16 +114,12 @@ Bridge::Bridge(const Setup& setup, EventSink sink)
         throw std::runtime_error("no port for the bridge's server");
     }
     gate_ = std::make_unique<Gate>(setup.address, kHttpPort, port_behind, sink_);
-    if (SsdpResponder::is_possible()) {
-        responder_ = std::make_unique<SsdpResponder>(
-            SsdpResponder::parse_answers(load_own_file("search-answers.txt", setup.address)),
-            sink_);
-    }
+    pose_as("old");
     thread_ = std::thread([this] { server_->listen_after_bind(); });
 }
 
 Bridge::~Bridge() {
-    responder_.reset();
+    responders_.clear();
     gate_.reset();
     // stop() has no effect before the loop runs.
     while (!server_->is_running()) {
@@ -140,6 +156,19 @@ Bridge::Handler Bridge::light_handler(const LightRoute& route) {
 }
 
 void Bridge::add_routes() {
+    // Before the routes with a user.
+    server_->Get("/api/(?:[^/]+/)?config", [this](const Request&, httplib::Response& response) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        Json::Value config;
+        config["name"] = "Philips hue";
+        config["bridgeid"] = kId;
+        config["modelid"] = model_;
+        config["swversion"] = "1967054020";
+        config["apiversion"] = "1.67.0";
+        config["mac"] = "00:17:88:0a:e6:70";
+        config["factorynew"] = false;
+        respond(response, config);
+    });
     server_->Get(kUser + "/?", handler([this](auto&, auto&) {
                      Json::Value root;
                      root["lights"] = descriptions();
@@ -185,6 +214,33 @@ Json::Value Bridge::pair(const Json::Value& request) {
     name.resize(kNameLength, 'x');
     users_.insert(name);
     return only(bridge_success("username", name));
+}
+
+void Bridge::pose_as(const std::string& name) {
+    const Make& make = kMakes.at(name);
+    responders_.clear();
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        description_ = load_own_file(make.description, address_);
+        model_ = make.model;
+    }
+    if (!MulticastResponder::is_possible()) {
+        return;
+    }
+    const auto respond = [this](const char* group, std::uint16_t port, const std::string& from,
+                                const MulticastResponder::Answerer& answerer) {
+        responders_.push_back(std::make_unique<MulticastResponder>(group, port, from, answerer));
+    };
+    if (*make.ssdp != '\0') {
+        respond(kSsdpGroup, kSsdpPort, address_,
+                ssdp_answers(load_own_file(make.ssdp, address_), sink_));
+    }
+    if (make.has_mdns) {
+        respond(kMdnsGroup, kMdnsPort, address_, mdns_answers(address_, sink_));
+    }
+    if (make.is_hostile) {
+        respond(kMdnsGroup, kMdnsPort, kHostileAddress, hostile_mdns_answers());
+    }
 }
 
 void Bridge::press_link_button(std::chrono::milliseconds delay) {

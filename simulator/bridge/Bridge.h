@@ -18,7 +18,7 @@
 
 #include "simulator/bridge/BridgeLight.h"
 #include "simulator/bridge/Gate.h"
-#include "simulator/bridge/SsdpResponder.h"
+#include "simulator/bridge/MulticastResponder.h"
 #include "simulator/journal/Journal.h"
 
 namespace httplib {
@@ -74,7 +74,11 @@ class Bridge final : public WithFaults<Bridge> {
     /// @name Discovery and pairing
     /// @{
     /// False outside a private sandbox; searches do not reach it there.
-    bool is_discoverable() const { return responder_ != nullptr; }
+    bool is_discoverable() const { return !responders_.empty(); }
+    /// Announces and describes itself from now on as a bridge of this make: "old", "new",
+    /// "mdns-only", or "hostile", which is a new one beside a device that sends what no device
+    /// should. Throws std::out_of_range for another name.
+    void pose_as(const std::string& make);
     /// After `delay`, creates a user for every pairing request of 30 s.
     void press_link_button(std::chrono::milliseconds delay = {});
     /// @}
@@ -116,16 +120,19 @@ class Bridge final : public WithFaults<Bridge> {
     Json::Value use_light(int id, const std::function<Json::Value(BridgeLight&)>& use);
     Json::Value pair(const Json::Value& request);
 
+    const std::string address_;
     EventSink sink_;
     mutable std::mutex mutex_;  // guards all before server_
     std::set<std::string> users_;
+    std::string description_;  // description.xml
+    std::string model_;
     std::chrono::steady_clock::time_point button_end_;  // pairs until then
     std::map<int, BridgeLight> lights_;
     std::map<int, BridgeLight> lost_lights_;
     std::unique_ptr<httplib::Server> server_;
     std::thread thread_;
     std::unique_ptr<Gate> gate_;
-    std::unique_ptr<SsdpResponder> responder_;
+    std::vector<std::unique_ptr<MulticastResponder>> responders_;
 };
 
 using Bulb = Bridge::Bulb;

@@ -61,6 +61,9 @@ std::string describe_answer(const std::string& answer) {
     if (!json.isObject()) {
         return answer.substr(0, answer.find('\r')) + ", " + std::to_string(body.size()) + " bytes";
     }
+    if (json.isMember("bridgeid")) {
+        return "configuration of " + json["modelid"].asString();
+    }
     return json.isMember("state") ? compact_json(json["state"])
                                   : std::to_string(json.get("lights", json).size()) + " lights";
 }
@@ -83,7 +86,7 @@ Gate::Gate(const std::string& address, int port, int port_behind, EventSink sink
 
 std::string Gate::without_user(const std::string& path) {
     static const std::string kUsers = "/api/";
-    if (path.rfind(kUsers, 0) != 0) {
+    if (path.rfind(kUsers, 0) != 0 || path == "/api/config") {
         return path;
     }
     const std::size_t rest = path.find('/', kUsers.size());

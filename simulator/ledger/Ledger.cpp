@@ -81,6 +81,7 @@ void Ledger::add_log_line(const std::string& text) {
     int value = 0;
     if (std::sscanf(text.c_str(), "info: -- Received request: obj_id %d, value %d", &object,
                     &value) == 2) {
+        close_poll();  // a command begins after the reports of a poll
         begin(object, value);
     } else if (begins_with(text, kPollStarts)) {
         close_poll();

@@ -97,6 +97,10 @@ std::vector<Command> fault_commands() {
              call.bridge().recover();
              note(call, "bridge: restore");
          }},
+        {"bridge make old|new|mdns-only|hostile",
+         "announces itself as a bridge of this make; hostile: a new one beside a device that sends "
+         "what no device should",
+         [](const Call& call) { call.bridge().pose_as(call.text("old|new|mdns-only|hostile")); }},
         {"bridge BRIDGE-FAULT [times COUNT]",
          "injects a fault: cut, reset, stall, half, slow, garbage, ...", inject_bridge_fault},
         {"bridge pause COUNT", "sends its answers byte by byte, so many milliseconds apart",

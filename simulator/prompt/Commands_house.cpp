@@ -25,7 +25,7 @@ void need(const Call& call) {
         throw SkippedScript("a sanitizer has a heap and signal handling of its own");
     } else if (what == "64-bits" && sizeof(void*) < 8) {
         throw SkippedScript("needs 64 bits");
-    } else if (what == "network" && !SsdpResponder::is_possible()) {
+    } else if (what == "network" && !MulticastResponder::is_possible()) {
         throw SkippedScript("a search would leave this machine");
     }
 }
@@ -186,6 +186,11 @@ std::vector<Command> house_commands() {
          "so many lights of every class in turn, with an object for each role",
          [](const Call& call) {
              call.session.options().installation = Installation::of_lights(call.number("COUNT"));
+         },
+         nullptr, true},
+        {"house of sample|newer lights", "another installation; newer: lights of unknown models",
+         [](const Call& call) {
+             call.session.options().installation = Installation::named(call.text("sample|newer"));
          },
          nullptr, true},
         {"without PART", "the judgement leaves this part out",

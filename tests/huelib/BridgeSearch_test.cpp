@@ -13,7 +13,7 @@
 #include "huelib/BridgeTexts.h"
 #include "huelib/MdnsMessage.h"
 #include "libcbase/Cstylecode.h"
-#include "simulator/bridge/SsdpResponder.h"
+#include "simulator/bridge/MulticastResponder.h"
 #include "simulator/net/SocketServer.h"
 #include "tests/support/Vectors.h"
 
@@ -141,7 +141,7 @@ class SlowNetwork final {
 }  // namespace
 
 TEST(BridgeSearch, FindsTheBridgeInTimeAmongManyDevicesThatAnswerSlowly) {
-    if (!simulator::SsdpResponder::is_possible()) {
+    if (!simulator::MulticastResponder::is_possible()) {
         GTEST_SKIP() << "a search would leave this machine";
     }
     SlowNetwork network;

@@ -8,7 +8,7 @@
 
 #include "HuectlTest.h"
 #include "libcbase/Cstylecode.h"
-#include "simulator/bridge/SsdpResponder.h"
+#include "simulator/bridge/SearchAnswers.h"
 #include "simulator/journal/Journal.h"
 
 namespace {
@@ -18,22 +18,33 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-constexpr const char* kBridges = "address     serial number\n127.0.0.80  0017880ae670\n";
+constexpr const char* kBridge = "127.0.0.80  001788FFFE0AE670  Philips hue  BSB002  1967054020  ";
 constexpr const char* kParameters = "ip_address='127\\.0\\.0\\.80'\\|username='[0-9A-Za-z-]+'";
 
 class FindAndPair : public HuectlTest {};
 
-TEST_F(FindAndPair, ListsTheBridgesDespiteADeviceThatDoesNotAnswer) {
-    const char* silent = "LOCATION: http://127.0.0.99:80/\r\nSERVER: IpBridge\r\n\r\n";
-    const simulator::SsdpResponder device({{seconds(4), silent}});  // near the end
-    const Result found = run("huectl discover");
-    EXPECT_EQ(found.output, kBridges);
-    EXPECT_THAT(found.errors, MatchesRegex("Searching for bridges: . s left\n"))
-        << "without a terminal the line is not redrawn";
-    bridge->send_answer("200 OK", "text/xml", "no bridge");
-    const Result alone = run("huectl discover");
-    EXPECT_THAT(alone, FailsWith(3));
-    EXPECT_THAT(alone.errors, HasSubstr("127.0.0.99 was not reached (Connection refused); search"));
+TEST_F(FindAndPair, ListsTheBridgesOfEachMakeAndSilentDevicesOnlyIfAsked) {
+    const auto silent = [](const std::string&) -> simulator::MulticastResponder::Answers {
+        const char* answer = "LOCATION: http://127.0.0.99:80/\r\nSERVER: IpBridge\r\n\r\n";
+        return {{std::chrono::milliseconds(2500), answer}};  // near the end
+    };
+    const simulator::MulticastResponder device(simulator::kSsdpGroup, simulator::kSsdpPort,
+                                               "127.0.0.99", silent);
+    const std::pair<const char*, const char*> makes[] = {
+        {"new", "SSDP, mDNS\n"}, {"mdns-only", "mDNS\n"}, {"hostile", "SSDP, mDNS\n"}};
+    for (const auto& [make, found_by] : makes) {
+        bridge->pose_as(make);
+        const auto start = std::chrono::steady_clock::now();
+        const Result found = run("huectl discover");
+        EXPECT_LT(std::chrono::steady_clock::now() - start, seconds(9));
+        EXPECT_EQ(found.output.substr(found.output.find('\n') + 1), kBridge + std::string(found_by))
+            << make;
+        EXPECT_THAT(found.errors, MatchesRegex("Searching for bridges: . s left\n"))
+            << "without a terminal the line is not redrawn";
+    }
+    bridge.reset();
+    EXPECT_THAT(run("huectl discover").errors, HasSubstr("but 1 that do not answer"));
+    EXPECT_THAT(run("huectl discover --verbose --json").output, HasSubstr("\"answers\" : false"));
 }
 
 TEST_F(FindAndPair, KeepsStandardOutputForOneDocument) {
