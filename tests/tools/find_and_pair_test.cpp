@@ -26,7 +26,7 @@ class FindAndPair : public HuectlTest {};
 TEST_F(FindAndPair, ListsTheBridgesOfEachMakeAndSilentDevicesOnlyIfAsked) {
     const auto silent = [](const std::string&) -> simulator::MulticastResponder::Answers {
         const char* answer = "LOCATION: http://127.0.0.99:80/\r\nSERVER: IpBridge\r\n\r\n";
-        return {{std::chrono::milliseconds(2500), answer}};  // near the end
+        return {{std::chrono::milliseconds(100), answer}};
     };
     const simulator::MulticastResponder device(simulator::kSsdpGroup, simulator::kSsdpPort,
                                                "127.0.0.99", silent);
