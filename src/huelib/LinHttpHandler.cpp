@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -65,6 +66,13 @@ sockaddr_in resolve(const std::string& adr, int port, const char* failure) {
         errno = EINVAL;
         fail(failure);
     }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    // Most are addresses, for which the resolver need not read its configuration.
+    if (::inet_pton(AF_INET, adr.c_str(), &address.sin_addr) == 1) {
+        return address;
+    }
     constexpr std::size_t kMaxBufferBytes = std::size_t{1} << 20;
     std::string buffer(1024, '\0');
     hostent entry{};
@@ -78,9 +86,6 @@ sockaddr_in resolve(const std::string& adr, int port, const char* failure) {
     if (found == nullptr || found->h_addr_list[0] == nullptr) {
         fail(failure);
     }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
     std::memcpy(&address.sin_addr, found->h_addr_list[0],
                 std::min(static_cast<std::size_t>(found->h_length), sizeof address.sin_addr));
     return address;
