@@ -151,11 +151,11 @@ MulticastResponder::Answerer mdns_answers(const std::string& address, EventSink 
         {milliseconds(20), message(2, pointer(instance) + texts(instance, "001788fffe0ae670"))},
         {milliseconds(25), message(2, server(instance, host) + address_record(host, address))}};
     return [all, sink](const std::string& datagram) {
-        if (!is_query(datagram)) {
-            return Answers{};
+        const bool is_for_bridges = is_query(datagram);
+        if (is_for_bridges) {
+            sink({EventKind::daemon_to_bridge, std::string("mDNS query: ") + kService});
         }
-        sink({EventKind::daemon_to_bridge, std::string("mDNS query: ") + kService});
-        return all;
+        return is_for_bridges ? all : Answers{};
     };
 }
 
