@@ -24,15 +24,27 @@ unsigned char keyOf(int id) {
     return static_cast<unsigned char>(id);
 }
 
-LightClass classOfSupportedModel(const std::string& modelId) {
-    const std::optional<LightClass> found = LightCatalogue::classOfModel(modelId);
+LightClass classOfSupportedLight(const LightList::Entry& listed, bool isTypeEnough) {
+    std::optional<LightClass> found = LightCatalogue::classOfModel(listed.modelId);
+    if (!found && isTypeEnough) {
+        found = LightCatalogue::classOfType(listed.type, listed.gamut);
+    }
     if (!found) {
         char message[64];  // a longer text is cut
         std::snprintf(message, sizeof message, "HueLight type %s not supported",
-                      escape_control_characters(modelId).c_str());
+                      escape_control_characters(listed.modelId).c_str());
         throw std::runtime_error(message);
     }
     return *found;
+}
+
+// The class comes first: the texts of the bridge may fill the rest of the line.
+void logDrivenByType(const HueLight& light, const LightList::Entry& listed,
+                     const LightClass& lightClass) {
+    info("Hue->getLight(%d) - unknown model driven by type: class %s, type %s, model %s, name %s\n",
+         light.getId(), std::string(LightCatalogue::nameOfClass(lightClass)).c_str(),
+         listed.type.c_str(), escape_control_characters(listed.modelId).c_str(),
+         escape_control_characters(light.getName()).c_str());
 }
 
 }  // namespace
@@ -124,7 +136,11 @@ HueLight& Hue::makeLight(int id, const LightList::Entry& listed) {
     info("Hue->getLight(%d) - state: %s\n", id, listed.styledText.c_str());
     info("Hue->getLight(%d) - type: %s\n", id, escape_control_characters(listed.modelId).c_str());
 
-    const LightClass driven = classOfSupportedModel(listed.modelId);
+    const LightClass driven = classOfSupportedLight(listed, areUnknownModelsDriven);
+    std::shared_ptr<const BrightnessStrategy> brightness;
+    if (driven.isDimmable) {
+        brightness = simpleBrightnessStrategy;
+    }
     std::shared_ptr<const ColorTemperatureStrategy> temperature;
     if (driven.temperature == TemperatureControl::simple) {
         temperature = simpleColorTemperatureStrategy;
@@ -137,9 +153,13 @@ HueLight& Hue::makeLight(int id, const LightList::Entry& listed) {
     } else if (driven.hue == HueControl::extended) {
         hue = extendedColorHueStrategy;
     }
-    HueLight light(id, commands, simpleBrightnessStrategy, std::move(temperature), std::move(hue));
-    light.setColorType(driven.colorType);
-    return lights.emplace(keyOf(id), std::move(light)).first->second;
+    HueLight made(id, commands, std::move(brightness), std::move(temperature), std::move(hue));
+    made.setColorType(driven.colorType);
+    HueLight& light = lights.emplace(keyOf(id), std::move(made)).first->second;
+    if (!LightCatalogue::classOfModel(listed.modelId)) {
+        logDrivenByType(light, listed, driven);
+    }
+    return light;
 }
 
 HueLight& Hue::peekLight(int id) {

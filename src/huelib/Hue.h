@@ -60,6 +60,11 @@ class Hue {
     /// The same with the lines on standard output.
     std::string requestUsername(const std::string& bridgeIp);
 
+    /// Whether getLight creates a light whose model is unknown, controlled as its type allows
+    /// (LightCatalogue::classOfType). False at first. Each such light is logged. Lights that exist
+    /// already do not change.
+    void driveUnknownModelsByType(bool isAllowed) { areUnknownModelsDriven = isAllowed; }
+
     /// Reads the complete state of the bridge; does nothing without a user name. If the answer
     /// lists no lights, logs an error and keeps the old state.
     void refreshState();
@@ -67,7 +72,7 @@ class Hue {
     /// Returns the light, refreshed (one request). On first use creates it (two requests); this
     /// object owns it. Throws std::runtime_error if the bridge does not list the light ("Error in
     /// Hue getLight(): light id is not valid") or its model is unknown ("HueLight type LST999 not
-    /// supported"); nothing is added then.
+    /// supported") and driveUnknownModelsByType does not help; nothing is added then.
     HueLight& getLight(int id);
     /// Returns the light without a request. Throws std::runtime_error, "Error in Hue peekLight():
     /// light id is not valid", if getLight has not created it.
@@ -108,4 +113,5 @@ class Hue {
     std::shared_ptr<ExtendedColorTemperatureStrategy> extendedColorTemperatureStrategy;
     std::shared_ptr<const IHttpHandler> http_handler;
     HueCommandAPI commands;
+    bool areUnknownModelsDriven = false;  // by their type
 };

@@ -60,15 +60,53 @@ struct ModelGroup {
     Models models;
 };
 
+constexpr LightClass kColorA{ColorType::ColorA, TemperatureControl::none, HueControl::simple};
+constexpr LightClass kColorB{ColorType::ColorB, TemperatureControl::extended, HueControl::extended};
+constexpr LightClass kColorC{ColorType::ColorC, TemperatureControl::extended, HueControl::extended};
+constexpr LightClass kColorCTemperature{ColorType::ColorCTemperature, TemperatureControl::extended,
+                                        HueControl::extended};
+constexpr LightClass kNoColor{ColorType::NoColor, TemperatureControl::none, HueControl::none};
+constexpr LightClass kSwitch{ColorType::NoColor, TemperatureControl::none, HueControl::none, false};
+constexpr LightClass kTemperature{ColorType::Temperature, TemperatureControl::simple,
+                                  HueControl::none};
+
 // In the order in which they are searched.
 constexpr ModelGroup kModelGroups[] = {
-    {{ColorType::ColorB, TemperatureControl::extended, HueControl::extended}, kColorBModels},
-    {{ColorType::ColorC, TemperatureControl::extended, HueControl::extended}, kColorCModels},
-    {{ColorType::ColorCTemperature, TemperatureControl::extended, HueControl::extended},
-     kColorCTemperatureModels},
-    {{ColorType::ColorA, TemperatureControl::none, HueControl::simple}, kColorAModels},
-    {{ColorType::NoColor, TemperatureControl::none, HueControl::none}, kNoColorModels},
-    {{ColorType::Temperature, TemperatureControl::simple, HueControl::none}, kTemperatureModels},
+    {kColorB, kColorBModels},
+    {kColorC, kColorCModels},
+    {kColorCTemperature, kColorCTemperatureModels},
+    {kColorA, kColorAModels},
+    {kNoColor, kNoColorModels},
+    {kTemperature, kTemperatureModels},
+};
+
+struct LightType {
+    std::string_view type;
+    std::string_view gamut;  // empty for any
+    LightClass lightClass;
+};
+
+// In the order in which they are searched.
+constexpr LightType kLightTypes[] = {
+    {"On/Off light", "", kSwitch},
+    {"On/Off plug-in unit", "", kSwitch},
+    {"Dimmable light", "", kNoColor},
+    {"Dimmable plug-in unit", "", kNoColor},
+    {"Color temperature light", "", kTemperature},
+    {"Color light", "", kColorA},
+    {"Extended color light", "C", kColorC},
+    {"Extended color light", "", kColorB},
+};
+
+struct ClassName {
+    ColorType colorType;
+    std::string_view name;
+};
+
+constexpr ClassName kClassNames[] = {
+    {ColorType::NoColor, "white"},   {ColorType::Temperature, "temperature"},
+    {ColorType::ColorA, "colour A"}, {ColorType::ColorB, "colour B"},
+    {ColorType::ColorC, "colour C"}, {ColorType::ColorCTemperature, "colour C, temperature"},
 };
 
 constexpr std::string_view kE27WacaPicture[] = {"LCT001", "LCT007", "LCT010", "LCT014", "LTW010",
@@ -149,6 +187,27 @@ std::optional<LightClass> classOfModel(std::string_view modelId) {
         }
     }
     return std::nullopt;
+}
+
+std::optional<LightClass> classOfType(std::string_view type, std::string_view gamut) {
+    for (const LightType& known : kLightTypes) {
+        if (known.type == type && (known.gamut.empty() || known.gamut == gamut)) {
+            return known.lightClass;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string_view nameOfClass(const LightClass& lightClass) {
+    if (!lightClass.isDimmable) {
+        return "switch";
+    }
+    for (const ClassName& known : kClassNames) {
+        if (known.colorType == lightClass.colorType) {
+            return known.name;
+        }
+    }
+    return "-";
 }
 
 std::string_view pictureOfModel(std::string_view modelId) {

@@ -1,4 +1,5 @@
-/// Tables of light models: how each is controlled, and its picture.
+/// Tables of light models: how each is controlled, and its picture; and of the bridge's types of
+/// lights, for models that are in no group.
 ///
 /// Model identifiers are compared exactly; some end in a blank that belongs to them. If a model is
 /// in more than one group, the first one counts.
@@ -25,6 +26,15 @@ struct LightClass {
 
 /// Empty for a model that is not supported.
 std::optional<LightClass> classOfModel(std::string_view modelId);
+
+/// How a light of that type can be controlled, whatever its model. `type`: the bridge's "type",
+/// such as "Dimmable light", compared exactly; empty for a type that is unknown. `gamut`: its
+/// "capabilities.control.colorgamuttype", which counts for "Extended color light" only: ColorC for
+/// "C", ColorB for any other text.
+std::optional<LightClass> classOfType(std::string_view type, std::string_view gamut);
+
+/// A name for people, such as "colour B"; "switch" for a light that can only be switched.
+std::string_view nameOfClass(const LightClass& lightClass);
 
 /// Empty for a model without a picture.
 std::string_view pictureOfModel(std::string_view modelId);

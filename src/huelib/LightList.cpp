@@ -36,6 +36,17 @@ std::string beginningOfStyledText(const Json::Value& value) {
     return buffer.written();
 }
 
+std::string textOf(const Json::Value& object, const char* name) {
+    return LightDescription::keptText(JsonAccess::asString(JsonAccess::member(object, name)));
+}
+
+LightList::Entry entryOf(const Json::Value& light) {
+    const Json::Value& capabilities = JsonAccess::member(light, "capabilities");
+    const Json::Value& control = JsonAccess::member(capabilities, "control");
+    return {textOf(light, "modelid"), textOf(light, "type"), textOf(control, "colorgamuttype"),
+            beginningOfStyledText(light)};
+}
+
 }  // namespace
 
 LightList::LightList(const Json::Value& lights) {
@@ -44,9 +55,7 @@ LightList::LightList(const Json::Value& lights) {
     }
     for (auto light = lights.begin(); light != lights.end() && entries.size() < kMaxLights;
          ++light) {
-        const std::string modelId = JsonAccess::asString(JsonAccess::member(*light, "modelid"));
-        entries.emplace(LightDescription::keptText(light.name()),
-                        Entry{LightDescription::keptText(modelId), beginningOfStyledText(*light)});
+        entries.emplace(LightDescription::keptText(light.name()), entryOf(*light));
     }
 }
 

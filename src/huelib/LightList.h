@@ -14,7 +14,10 @@ class LightList final {
   public:
     /// What is stored of one light.
     struct Entry {
-        std::string modelId;     ///< empty if the bridge sends none; at most 256 bytes
+        /// Empty if the bridge sends none; at most 256 bytes each.
+        std::string modelId;
+        std::string type;
+        std::string gamut;       ///< "capabilities.control.colorgamuttype"
         std::string styledText;  ///< the entry as indented JSON, cut to kMaxStyledBytes
     };
 
