@@ -48,7 +48,7 @@ int get_runner_id(int argc, char** argv) {
 
 // Reads the bridge object from the database; an ID without a row leaves it empty. False after a
 // failure, which is logged.
-bool read_bridge_object(std::uint32_t id, BridgeObject& bridge) {
+bool get_optional_parameters(std::uint32_t id, BridgeObject& bridge) {
     libtavdb::db_request request(DBMANAGER_PORT, BridgeObject::query(id).c_str());
     const std::string problem = request.get_last_error();
     if (!problem.empty()) {
@@ -96,7 +96,7 @@ void run_loop(GtwHandler& loop) {
 // From the database to the running loop. On failure the handler is destroyed before the loop.
 int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
     BridgeObject bridge;
-    if (!read_bridge_object(static_cast<std::uint32_t>(id), bridge)) {
+    if (!get_optional_parameters(static_cast<std::uint32_t>(id), bridge)) {
         return fail_start(*loop, {"Impossible to get required OPTIONALP needed by the runner"});
     }
     HueHandler handler(static_cast<unsigned int>(id), bridge.ip_address, bridge.username);
