@@ -63,6 +63,11 @@ bool get_optional_parameters(std::uint32_t id, BridgeObject& bridge) {
                   missing.front());
             return false;
         }
+        if (bridge.has_invalid_unknown_models()) {
+            warning(
+                "Optional parameter unknown_models='%s' is ignored: the only value is 'by_type'",
+                escape_control_characters(*bridge.unknown_models).c_str());
+        }
     }
     return true;
 }
@@ -100,6 +105,7 @@ int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
         return fail_start(*loop, {"Impossible to get required OPTIONALP needed by the runner"});
     }
     HueHandler handler(static_cast<unsigned int>(id), bridge.ip_address, bridge.username);
+    handler.drive_unknown_models_by_type(bridge.drives_unknown_models());
     loop->sendStatusToCore(0);
     loop->setSelectTimeout(kSelectTimeoutSeconds, 0);
 

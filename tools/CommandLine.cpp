@@ -70,8 +70,9 @@ constexpr Command kCommands[] = {
      "such a bridge in the router, and run:\n  huectl pair ADDRESS",
      [](const Arguments&) { return discover(); }},
     {"pair", " ADDRESS", "Get a user name from a bridge by its link button",
-     "Press the button on the bridge within 35 seconds. The last line of the output is the text "
-     "for the\noptional parameters of the bridge object.",
+     "Press the button on the bridge within 35 seconds. Then the text for the optional "
+     "parameters of\nthe bridge object is printed, and a second one if lights are of unknown "
+     "models.",
      [](const Arguments& a) { return pair(address_of(a.address), a.is_for_scripts); }},
     {"lights", " ADDRESS [USER]", "List a bridge's lights and their state", "",
      [](const Arguments& a) { return lights(access_of(a)); }},

@@ -46,9 +46,9 @@ inline constexpr FindingKind kDatabaseNoAnswer{
 inline constexpr FindingKind kDatabaseRefused{
     "database_refused", "error", ExitCode::not_reached, "the database service refused a query",
     "check that the tables vexad_object and vexad_object_relation exist"};
-inline constexpr FindingKind kObjectUnknown{
-    "object_unknown", "error", ExitCode::refused, "the database has no such object",
-    "give the ID of the bridge object, or add it"};
+inline constexpr FindingKind kObjectUnknown{"object_unknown", "error", ExitCode::refused,
+                                            "the database has no such object",
+                                            "give the ID of the bridge object, or add it"};
 inline constexpr FindingKind kParameterMissing{
     "parameter_missing", "error", ExitCode::refused,
     "an optional parameter is missing or no text in quotes",
@@ -70,18 +70,18 @@ inline constexpr FindingKind kBridgeRefused{
     "bridge_refused", "error", ExitCode::refused, "the bridge refused to list its lights",
     "wait a minute and try again; if that does not help, restart the bridge"};
 
-inline constexpr FindingKind kMspInvalid{
-    "msp_invalid", "error", ExitCode::refused, "msp is not a number in 1..255",
-    "set it to the light's number in huectl lights"};
-inline constexpr FindingKind kMspTwice{
-    "msp_twice", "error", ExitCode::refused, "another light object has the same msp",
-    "correct the msp of one, or remove one"};
+inline constexpr FindingKind kMspInvalid{"msp_invalid", "error", ExitCode::refused,
+                                         "msp is not a number in 1..255",
+                                         "set it to the light's number in huectl lights"};
+inline constexpr FindingKind kMspTwice{"msp_twice", "error", ExitCode::refused,
+                                       "another light object has the same msp",
+                                       "correct the msp of one, or remove one"};
 inline constexpr FindingKind kRowInvalid{
     "row_invalid", "error", ExitCode::refused, "the daemon skips a row of the light table",
     "correct the row in vexad_object_relation; no value may contain a comma or a line feed"};
-inline constexpr FindingKind kLightMissing{
-    "light_missing", "error", ExitCode::refused, "the bridge does not have this light",
-    "correct msp, or add the light in the bridge's app"};
+inline constexpr FindingKind kLightMissing{"light_missing", "error", ExitCode::refused,
+                                           "the bridge does not have this light",
+                                           "correct msp, or add the light in the bridge's app"};
 inline constexpr FindingKind kModelUnknown{
     "model_unknown", "error", ExitCode::refused,
     "the daemon does not know the light's model and does not drive it",
@@ -120,9 +120,9 @@ inline constexpr FindingKind kColourIncomplete{
 inline constexpr FindingKind kRoleMissing{
     "role_missing", "information", ExitCode::done, "the object has no role",
     "if it shall drive the light, set optional to tag_complex_element='ROLE'"};
-inline constexpr FindingKind kNotDriven{
-    "light_not_driven", "information", ExitCode::done, "no object drives this light of the bridge",
-    "to use it, add a light object with this msp"};
+inline constexpr FindingKind kNotDriven{"light_not_driven", "information", ExitCode::done,
+                                        "no object drives this light of the bridge",
+                                        "to use it, add a light object with this msp"};
 
 }  // namespace finding
 }  // namespace huectl

@@ -27,11 +27,11 @@ struct Relation {
 };
 
 struct Installation {
-    int object;                         ///< of the bridge
-    hue_handler::BridgeObject bridge;   ///< its optional parameters
-    std::vector<LightObject> lights;    ///< in the order of their IDs
-    std::vector<Relation> relations;    ///< of the rows that the daemon reads, in their order
-    hue_handler::LightTable table;      ///< as in the daemon
+    int object;                        ///< of the bridge
+    hue_handler::BridgeObject bridge;  ///< its optional parameters
+    std::vector<LightObject> lights;   ///< in the order of their IDs
+    std::vector<Relation> relations;   ///< of the rows that the daemon reads, in their order
+    hue_handler::LightTable table;     ///< as in the daemon
 
     /// The numbers of the lights that the installation has, with an object for a role or without.
     std::set<int> light_numbers() const;

@@ -137,9 +137,8 @@ void check_roles_of_a_light(const Checked& checked, Findings& findings) {
         }
         const int last = checked.database.table.entries().at(relation.light).*role->object;
         if (last != relation.object) {
-            findings.push_back(
-                {&finding::kRoleTaken, relation.object, relation.light,
-                 std::string(role->name) + " is object " + std::to_string(last)});
+            findings.push_back({&finding::kRoleTaken, relation.object, relation.light,
+                                std::string(role->name) + " is object " + std::to_string(last)});
         }
     }
 }
@@ -203,9 +202,15 @@ void check_lights_of_bridge(const Checked& checked, Findings& findings) {
 }
 
 // In the order in which their findings are shown.
-constexpr void (*kChecks[])(const Checked&, Findings&) = {
-    check_msps,      check_lights_of_database, check_on_off,  check_markers, check_roles_of_a_light,
-    check_abilities, check_objects,            check_colours, check_lights_of_bridge};
+constexpr void (*kChecks[])(const Checked&, Findings&) = {check_msps,
+                                                          check_lights_of_database,
+                                                          check_on_off,
+                                                          check_markers,
+                                                          check_roles_of_a_light,
+                                                          check_abilities,
+                                                          check_objects,
+                                                          check_colours,
+                                                          check_lights_of_bridge};
 
 }  // namespace
 

@@ -16,7 +16,7 @@ constexpr const char* kTransition = "--transition";
 Step temperature_step(const std::string& name, unsigned mired, std::uint8_t t) {
     return {name, Phase::colour,
             [=](HueLight& light) { return light.setColorTemperature(mired, t); },
-            Capability::temperature};
+            Capability::temperature, mired};
 }
 
 // A brightness of 0 is a light that is off, for a bridge's light as for a dimmer's.
@@ -25,7 +25,8 @@ Step brightness_step(const std::string& name, const std::string& text, std::uint
     if (bri == 0) {
         return {name + " 0", Phase::switch_off, [=](HueLight& light) { return light.Off(t); }};
     }
-    return {name, Phase::dim, [=](HueLight& light) { return light.setBrightness(bri, t); }};
+    return {name, Phase::dim, [=](HueLight& light) { return light.setBrightness(bri, t); },
+            Capability::brightness};
 }
 
 Step loop_step(const std::string& name, const std::string& text, std::uint8_t) {
@@ -41,7 +42,7 @@ Step flash_step(const std::string& name, const std::string& text, std::uint8_t) 
         const unsigned mired =
             ColorConversion::reciprocalTemperature(number_of(name, text, kKelvin));
         return {name, Phase::flash, [=](HueLight& light) { return light.alertTemperature(mired); },
-                Capability::temperature};
+                Capability::temperature, mired};
     }
     const RGB c = rgb_of(name, text);
     return {name, Phase::flash, [=](HueLight& light) { return light.alertRGB(c.r, c.g, c.b); },
@@ -103,6 +104,7 @@ const std::vector<LightOption> kOptions = {
      }},
     {"--flash", "RRGGBB|K",
      "Blink once in a colour, or in a temperature of 2000..6535 K, and go back", flash_step},
+    {kByType, nullptr, "Control a light whose model is unknown as its type allows", nullptr},
 };
 
 std::uint8_t transition_of(const LightOptions& options) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@ namespace huectl {
 /// The options that were given: name, with its hyphens, and value. The value of a flag is empty.
 using LightOptions = std::map<std::string, std::string>;
 
-enum class Capability { none, temperature, colour };
+enum class Capability { none, brightness, temperature, colour };
 
 /// When a step is carried out, whatever the order of the options.
 enum class Phase {
@@ -36,6 +37,7 @@ struct Step {
     Phase phase;
     std::function<bool(HueLight&)> act;  ///< false when the bridge did not confirm it
     Capability needs = Capability::none;
+    std::optional<unsigned> mired = {};  ///< the colour temperature, if the step sets one
 };
 
 /// One row of the table.
@@ -44,9 +46,12 @@ struct LightOption {
     const char* value;  ///< its value in the help; null for a flag
     const char* help;
     /// Reads the value; throws a usage Failure when it is out of range. `transition` counts steps
-    /// of 100 ms. Null for the transition itself.
+    /// of 100 ms. Null for an option that is no step.
     Step (*read)(const std::string& name, const std::string& text, std::uint8_t transition);
 };
+
+/// Permits to change a light whose model is unknown.
+constexpr const char* kByType = "--by-type";
 
 /// The table, in the order of the help.
 const std::vector<LightOption>& light_options();

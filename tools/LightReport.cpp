@@ -14,16 +14,6 @@ namespace {
 constexpr unsigned kFullBrightness = 254;
 constexpr const char* kMissing = "-";
 
-struct ClassName {
-    ColorType type;
-    const char* name;
-};
-constexpr ClassName kClassNames[] = {
-    {ColorType::NoColor, "white"},   {ColorType::Temperature, "temperature"},
-    {ColorType::ColorA, "colour A"}, {ColorType::ColorB, "colour B"},
-    {ColorType::ColorC, "colour C"}, {ColorType::ColorCTemperature, "colour C, temperature"},
-};
-
 // To the nearest percent, so that every percentage that was set is shown as it was set.
 unsigned percent_of(unsigned brightness) {
     return (std::min(brightness, kFullBrightness) * 100 + kFullBrightness / 2) / kFullBrightness;
@@ -59,6 +49,16 @@ std::optional<Json::Value> xy_in(const Json::Value& state) {
     return result;
 }
 
+// Mired. Empty if it is no range.
+std::optional<LightReport::MiredRange> range_in(const Json::Value& limits) {
+    const auto min = JsonAccess::toUnsigned(JsonAccess::member(limits, "min"));
+    const auto max = JsonAccess::toUnsigned(JsonAccess::member(limits, "max"));
+    if (!min || !max || *min == 0 || *min > *max) {
+        return std::nullopt;
+    }
+    return LightReport::MiredRange{*min, *max};
+}
+
 // What the light shows, by the mode that the bridge names.
 std::string look_of(const std::string& mode, const std::optional<unsigned>& kelvin,
                     const std::optional<Json::Value>& hsv, const std::optional<Json::Value>& xy) {
@@ -76,24 +76,37 @@ std::string look_of(const std::string& mode, const std::optional<unsigned>& kelv
 
 }  // namespace
 
-std::string name_of_class(ColorType type) {
-    const auto* found = std::find_if(std::begin(kClassNames), std::end(kClassNames),
-                                     [type](const ClassName& entry) { return entry.type == type; });
-    return found != std::end(kClassNames) ? found->name : kMissing;
-}
-
 LightReport::LightReport(int id, const Json::Value& description)
     : id_(id),
       name_(JsonAccess::asString(JsonAccess::member(description, "name"))),
       model_(JsonAccess::asString(JsonAccess::member(description, "modelid"))),
       class_(LightCatalogue::classOfModel(model_)) {
-    const std::string class_name = class_ ? name_of_class(class_->colorType) : "";
     add("id", std::to_string(id), "id", id);
     add("name", name_, "name", name_);
     add("model", model_, "model", model_);
-    add("class", class_ ? class_name : "UNKNOWN MODEL", "class",
-        class_ ? Json::Value(class_name) : Json::Value());
+    const Json::Value& control =
+        JsonAccess::member(JsonAccess::member(description, "capabilities"), "control");
+    add_class(JsonAccess::member(description, "type"), control);
     add_state(JsonAccess::member(description, "state"));
+    mired_range_ = range_in(JsonAccess::member(control, "ct"));
+}
+
+void LightReport::add_class(const Json::Value& type, const Json::Value& control) {
+    if (!class_) {
+        class_ = LightCatalogue::classOfType(
+            JsonAccess::asString(type),
+            JsonAccess::asString(JsonAccess::member(control, "colorgamuttype")));
+        is_by_type_ = class_.has_value();
+    }
+    if (!class_) {
+        add("class", "UNKNOWN MODEL", "class", Json::Value());
+        return;
+    }
+    const std::string name(LightCatalogue::nameOfClass(*class_));
+    add("class", is_by_type_ ? name + " by type" : name, "class", name);
+    if (is_by_type_) {
+        add(nullptr, "", "by_type", true);
+    }
 }
 
 void LightReport::add_state(const Json::Value& state) {

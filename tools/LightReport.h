@@ -20,15 +20,23 @@ class LightReport final {
     /// Empty when the description lacks it.
     const std::string& name() const { return name_; }
     const std::string& model() const { return model_; }
-    /// Empty for a model that the catalogue does not know.
+    /// By the model, or else by the type. Empty if both are unknown.
     const std::optional<LightCatalogue::LightClass>& light_class() const { return class_; }
+    /// Whether the model is unknown and the class is that of the type.
+    bool is_by_type() const { return is_by_type_; }
+    /// The light's own limits of temperatures, in mired; empty if the bridge does not give them.
+    struct MiredRange {
+        unsigned min, max;
+    };
+    const std::optional<MiredRange>& mired_range() const { return mired_range_; }
 
     /// The titles of row(), the same for every light.
     const Row& heading() const { return heading_; }
     /// A missing value is "-".
     const Row& row() const { return row_; }
     /// A missing value is left out, except that of "name" and "model", which are then empty, of
-    /// "reachable", which is then true, and of "class", which is null for an unknown model.
+    /// "reachable", which is then true, and of "class", which is null if model and type are
+    /// unknown. "by_type" is true for a class of the type, and left out otherwise.
     const Json::Value& json() const { return json_; }
 
   private:
@@ -36,16 +44,16 @@ class LightReport final {
     /// the other only; an empty `cell` or `value` is missing.
     void add(const char* title, const std::string& cell, const char* member,
              const std::optional<Json::Value>& value);
+    void add_class(const Json::Value& type, const Json::Value& control);
     void add_state(const Json::Value& state);
 
     int id_;
     std::string name_, model_;
     std::optional<LightCatalogue::LightClass> class_;
+    bool is_by_type_ = false;
+    std::optional<MiredRange> mired_range_;
     Row heading_, row_;
     Json::Value json_;
 };
-
-/// The name of a class of lights, as "huectl lights" shows it.
-std::string name_of_class(ColorType type);
 
 }  // namespace huectl

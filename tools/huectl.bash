@@ -12,7 +12,7 @@ _huectl() {
             [[ $word == -* && $command == forget ]] && choices+=" --yes"
             [[ $word == -* && $command == light ]] &&
                 choices+=" --on --off --brightness --kelvin --mired --rgb --hsv --xy --loop
-                    --transition --name --blink --flash"
+                    --transition --name --blink --flash --by-type"
             ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$word")

@@ -10,10 +10,18 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "LightReport.h"
+#include "ProgressLine.h"
 #include "Text.h"
+#include "huelib/ColorConversion.h"
 
 namespace huectl {
 namespace {
+
+using LightCatalogue::LightClass;
+
+constexpr const char* kByTypeHint =
+    "Lights \"by type\" are of unknown models. The daemon controls them if the optional parameters "
+    "of the bridge\nobject have unknown_models='by_type'; \"huectl light\" does with --by-type.\n";
 
 // In the order of their IDs. A member whose name is not an ID is not a light.
 std::map<int, LightReport> reports_of(const Json::Value& listed) {
@@ -37,25 +45,53 @@ std::string title_of(const LightReport& report) {
     return "light " + std::to_string(report.id()) + " \"" + printable(report.name(), 40) + "\"";
 }
 
-void expect_capable(const LightReport& report, const std::vector<Step>& steps) {
+bool has(const LightClass& light_class, Capability capability) {
+    switch (capability) {
+        case Capability::brightness:
+            return light_class.isDimmable;
+        case Capability::temperature:
+            return light_class.temperature != LightCatalogue::TemperatureControl::none;
+        case Capability::colour:
+            return light_class.hue != LightCatalogue::HueControl::none;
+        case Capability::none:
+            break;
+    }
+    return true;
+}
+
+void expect_capable(const LightReport& report, const std::vector<Step>& steps,
+                    bool is_type_enough) {
     const auto light_class = report.light_class();
-    if (!light_class) {
+    if (!light_class || (report.is_by_type() && !is_type_enough)) {
         throw Failure(ExitCode::refused,
                       title_of(report) + " is of a model (" + printable(report.model(), 40) +
-                          ") that is not in the catalogue; huectl cannot change it");
+                          ") that is not in the catalogue; " +
+                          (light_class ? "add --by-type to control it as its type allows"
+                                       : "huectl cannot change it"));
     }
     for (const Step& step : steps) {
-        const bool is_capable =
-            step.needs == Capability::none ||
-            (step.needs == Capability::temperature &&
-             light_class->temperature != LightCatalogue::TemperatureControl::none) ||
-            (step.needs == Capability::colour &&
-             light_class->hue != LightCatalogue::HueControl::none);
-        if (!is_capable) {
+        if (!has(*light_class, step.needs)) {
             throw Failure(ExitCode::refused, title_of(report) + " is a light of class " +
-                                                 name_of_class(light_class->colorType) +
+                                                 std::string(nameOfClass(*light_class)) +
                                                  ", which cannot do " + step.option +
                                                  "; huectl lights shows the classes");
+        }
+    }
+}
+
+std::string text_of_kelvin(unsigned mired) {
+    return std::to_string(ColorConversion::reciprocalTemperature(mired)) + " K";
+}
+
+// The temperature is sent as it is: the light takes the nearest one that it has.
+void warn_of_range(const LightReport& report, const std::vector<Step>& steps) {
+    const auto range = report.mired_range();
+    for (const Step& step : steps) {
+        if (range && step.mired && (*step.mired < range->min || *step.mired > range->max)) {
+            write_all(STDERR_FILENO, "huectl: warning: " + title_of(report) + " has only " +
+                                         text_of_kelvin(range->max) + " to " +
+                                         text_of_kelvin(range->min) + ", not the " +
+                                         text_of_kelvin(*step.mired) + " of " + step.option + "\n");
         }
     }
 }
@@ -75,11 +111,13 @@ Result lights(const Access& access) {
     Result result;
     result.json["lights"] = Json::Value(Json::arrayValue);
     std::vector<Row> rows = {LightReport(0, Json::Value()).heading()};
+    bool has_unknown_models = false;
     for (const auto& [id, report] : reports_of(session.lights())) {
         rows.push_back(report.row());
         result.json["lights"].append(report.json());
+        has_unknown_models = has_unknown_models || report.is_by_type();
     }
-    result.text = table(rows);
+    result.text = table(rows) + (has_unknown_models ? kByTypeHint : "");
     return result;
 }
 
@@ -90,8 +128,11 @@ Result light(const Access& access, int id, const LightOptions& options) {
     if (steps.empty()) {
         return result_of(before);
     }
-    expect_capable(before, steps);
-    session.carry_out("light", [id](Hue& bridge) {
+    const bool is_type_enough = options.count(kByType) != 0;
+    expect_capable(before, steps, is_type_enough);
+    warn_of_range(before, steps);
+    session.carry_out("light", [id, is_type_enough](Hue& bridge) {
+        bridge.driveUnknownModelsByType(is_type_enough);
         bridge.getLight(id);
         return true;
     });

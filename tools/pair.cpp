@@ -1,12 +1,14 @@
 // huectl pair: gets a user name from a bridge by its link button.
 #include <algorithm>
 #include <memory>
+#include <stdexcept>
 
 #include <unistd.h>
 
 #include "BridgeSession.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "LightReport.h"
 #include "ProgressLine.h"
 #include "Text.h"
 #include "Values.h"
@@ -53,9 +55,28 @@ void expect_storable(const std::string& username) {
     }
 }
 
-std::string optional_parameters(const std::string& address, const std::string& username) {
+// Whether the bridge has a light that is driven only by its type. Also false if the bridge does not
+// answer: the user name, which it gives only once, must not be lost for that.
+bool has_unknown_models(const Hue& bridge) {
+    Json::Value lights;
+    try {
+        lights = bridge.getCommandAPI().GETRequest("/lights");
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+    return lights.isObject() && std::any_of(lights.begin(), lights.end(), [](const auto& light) {
+               return LightReport(0, light).is_by_type();
+           });
+}
+
+std::string optional_parameters(const std::string& address, const std::string& username,
+                                const char* unknown_models = nullptr) {
     linkedlist* variables = linkedlist_init();
     // Each is inserted at the head: the address comes first.
+    if (unknown_models != nullptr) {
+        optionalp_variables_insertorreplace(variables, "unknown_models", unknown_models,
+                                            OPTIONALP_STRING);
+    }
     optionalp_variables_insertorreplace(variables, "username", username.c_str(), OPTIONALP_STRING);
     optionalp_variables_insertorreplace(variables, "ip_address", address.c_str(), OPTIONALP_STRING);
     char* encoded = encode_optionalp_variables(variables);
@@ -91,6 +112,14 @@ Result pair(const std::string& address, bool is_for_scripts) {
     result.json["address"] = address;
     result.json["username"] = username;
     result.json["optional_parameters"] = parameters;
+    if (has_unknown_models(bridge)) {
+        const std::string by_type = optional_parameters(address, username, "by_type");
+        result.text +=
+            "Some lights are of unknown models; with this text instead, the daemon "
+            "controls them by their type:\n" +
+            by_type + "\n";
+        result.json["optional_parameters_by_type"] = by_type;
+    }
     return result;
 }
 

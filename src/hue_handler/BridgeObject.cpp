@@ -1,5 +1,6 @@
 #include "hue_handler/BridgeObject.h"
 
+#include "libcbase/memory.h"
 #include "libcbase/utility.h"
 
 namespace hue_handler {
@@ -32,6 +33,12 @@ std::vector<const char*> BridgeObject::read(const std::string& optionalp) {
         } else {
             this->*parameter.value = std::string(variable->value).substr(0, kParameterBytes);
         }
+    }
+    const optionalpvariable* const unknown =
+        optionalp_variables_searchbyname(variables.get(), "unknown_models");
+    unknown_models.reset();
+    if (unknown != nullptr) {
+        unknown_models = text_or_empty(unknown->value);
     }
     return missing;
 }

@@ -4,7 +4,9 @@
 /// format is in docs/formats/optional-parameters.md. It has no lock: the owner guards it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,12 @@ struct BridgeObject {
     /// most kParameterBytes each. Empty without a row: the daemon then runs without a bridge.
     std::string ip_address;
     std::string username;
+    /// What to do with lights whose model is unknown; nothing if the parameter is missing.
+    std::optional<std::string> unknown_models;
+
+    /// Whether such lights are driven by their type, and whether the value is not a valid one.
+    bool drives_unknown_models() const { return unknown_models == kByType; }
+    bool has_invalid_unknown_models() const { return unknown_models && !drives_unknown_models(); }
 
     /// The statement that selects the rows of an object, normally one.
     static std::string query(std::uint32_t id);
@@ -24,7 +32,9 @@ struct BridgeObject {
     /// the object is complete if there are none.
     std::vector<const char*> read(const std::string& optionalp);
 
-    /// A longer value is cut.
+    /// The only value of unknown_models.
+    static constexpr const char* kByType = "by_type";
+    /// A longer value of the other two is cut.
     static constexpr std::size_t kParameterBytes = 128;
 };
 

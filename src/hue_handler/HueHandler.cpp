@@ -66,6 +66,10 @@ HueHandler::~HueHandler() {
     }
 }
 
+void HueHandler::drive_unknown_models_by_type(bool is_allowed) {
+    bridge_->driveUnknownModelsByType(is_allowed);
+}
+
 int HueHandler::init() {
     info("HueHandler->init - composing query\n");
     const std::string query = LightTable::query(runner_id_);

@@ -52,6 +52,10 @@ class HueHandler final : public gtwbasenamespace::GtwBaseClass {
     HueHandler(const HueHandler&) = delete;
     HueHandler& operator=(const HueHandler&) = delete;
 
+    /// Whether lights whose model is unknown are controlled as their type allows
+    /// (Hue::driveUnknownModelsByType). Not at first. Call before init().
+    void drive_unknown_models_by_type(bool is_allowed);
+
     /// Results of init().
     enum InitResult {
         kInitOk = 0,
