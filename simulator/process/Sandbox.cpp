@@ -24,7 +24,7 @@ constexpr std::chrono::seconds kSetUpLimit{30};
 // Prepares new namespaces and keeps them until this process has joined them.
 constexpr const char* kSetUp = R"(
     set -e
-    ip link set lo up
+    ip link set lo up multicast on
     # Datagrams to a multicast group return to its members on the loopback, so that a search finds
     # only the bridge of the house. Without the host scope they have no source address.
     ip route add 224.0.0.0/4 dev lo scope host
