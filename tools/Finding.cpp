@@ -24,14 +24,14 @@ std::string text_of(const Finding& finding) {
 }  // namespace
 
 std::string Finding::line() const {
-    return kind->severity + (": " + subject_of(*this)) + ": " + text_of(*this) + "; " +
-           kind->remedy + "\n";
+    return kSeverities.at(static_cast<std::size_t>(kind->severity)) + (": " + subject_of(*this)) +
+           ": " + text_of(*this) + "; " + kind->remedy + "\n";
 }
 
 Json::Value Finding::json() const {
     Json::Value json;
     json["kind"] = kind->name;
-    json["severity"] = kind->severity;
+    json["severity"] = kSeverities.at(static_cast<std::size_t>(kind->severity));
     json["text"] = text_of(*this);
     json["remedy"] = kind->remedy;
     if (object != 0) {

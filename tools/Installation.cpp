@@ -67,10 +67,16 @@ void read_parameters(Installation& installation, const Rows& rows, Findings& fin
     if (rows.empty()) {
         findings.push_back({&finding::kObjectUnknown, installation.object, 0, ""});
     }
+    installation.has_bridge = !rows.empty();
     for (const auto& row : rows) {
         for (const char* missing : installation.bridge.read(cell(row, "OPTIONALP"))) {
             findings.push_back({&finding::kParameterMissing, installation.object, 0, missing});
+            installation.has_bridge = false;
         }
+    }
+    if (installation.bridge.has_invalid_unknown_models()) {
+        findings.push_back({&finding::kUnknownModelsInvalid, installation.object, 0,
+                            "'" + *installation.bridge.unknown_models + "'"});
     }
 }
 
@@ -123,7 +129,8 @@ std::set<int> Installation::light_numbers() const {
 }
 
 Installation read_installation(int object, Findings& findings) {
-    Installation installation{object, {}, {}, {}, {}};
+    Installation installation;
+    installation.object = object;
     const auto id = static_cast<std::uint32_t>(object);
     const auto parameters = query(hue_handler::BridgeObject::query(id), findings);
     if (!parameters) {
@@ -137,6 +144,7 @@ Installation read_installation(int object, Findings& findings) {
         read_light_objects(installation, *objects);
         if (const auto rows = query(hue_handler::LightTable::query(id), findings)) {
             read_relations(installation, *rows, findings);
+            installation.has_table = true;
         }
     }
     return installation;

@@ -27,11 +27,13 @@ struct Relation {
 };
 
 struct Installation {
-    int object;                        ///< of the bridge
+    int object = 0;                    ///< of the bridge
     hue_handler::BridgeObject bridge;  ///< its optional parameters
     std::vector<LightObject> lights;   ///< in the order of their IDs
     std::vector<Relation> relations;   ///< of the rows that the daemon reads, in their order
     hue_handler::LightTable table;     ///< as in the daemon
+    bool has_bridge = false;           ///< the object exists and has the required parameters
+    bool has_table = false;            ///< lights, relations and table were read
 
     /// The numbers of the lights that the installation has, with an object for a role or without.
     std::set<int> light_numbers() const;

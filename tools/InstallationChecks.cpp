@@ -4,14 +4,6 @@
 #include <set>
 
 namespace huectl {
-namespace {
-
-using hue_handler::HueLightState;
-using hue_handler::LightAbilities;
-using hue_handler::LightRole;
-using hue_handler::LightTable;
-
-constexpr const char* kRoleMarker = "tag_complex_element=";
 
 const LightReport* report_of(const Checked& checked, int light) {
     if (!checked.lights) {
@@ -21,13 +13,28 @@ const LightReport* report_of(const Checked& checked, int light) {
     return found == checked.lights->end() ? nullptr : &found->second;
 }
 
+namespace {
+
+using hue_handler::HueLightState;
+using hue_handler::LightAbilities;
+using hue_handler::LightRole;
+using hue_handler::LightTable;
+
+constexpr const char* kRoleMarker = "tag_complex_element=";
+
+// Whether the daemon accepts the light.
+bool is_accepted(const Checked& checked, const LightReport& report) {
+    return report.light_class() &&
+           (!report.is_by_type() || checked.database.bridge.drives_unknown_models());
+}
+
 // Nothing for a light that the daemon does not drive.
 std::optional<LightAbilities> abilities_of(const Checked& checked, int light) {
     if (!checked.lights) {
         return LightAbilities{};
     }
     const LightReport* const report = report_of(checked, light);
-    if (report == nullptr || !report->light_class()) {
+    if (report == nullptr || !is_accepted(checked, *report)) {
         return std::nullopt;
     }
     const LightCatalogue::LightClass& driven = *report->light_class();
@@ -47,6 +54,11 @@ std::optional<LightTable::Use> driven_use(const Checked& checked, int object) {
         }
     }
     return std::nullopt;
+}
+
+// Of a light that is on the bridge and has a class.
+std::string class_of(const Checked& checked, int light) {
+    return std::string(nameOfClass(*report_of(checked, light)->light_class()));
 }
 
 std::string text_of(const LightTable::Use& use) {
@@ -87,19 +99,26 @@ void check_msps(const Checked& checked, Findings& findings) {
     }
 }
 
+void check_a_light(const Checked& checked, int light, Findings& findings) {
+    const LightReport* const report = report_of(checked, light);
+    if (report == nullptr) {
+        findings.push_back({&finding::kLightMissing, 0, light, ""});
+        return;
+    }
+    if (!is_accepted(checked, *report)) {
+        const FindingKind& kind =
+            report->is_by_type() ? finding::kModelUnknown : finding::kTypeUnknown;
+        findings.push_back({&kind, 0, light, "'" + report->model() + "'"});
+    }
+    if (!report->is_reachable()) {
+        findings.push_back({&finding::kUnreachable, 0, light, report->name()});
+    }
+}
+
 void check_lights_of_database(const Checked& checked, Findings& findings) {
     for (const int light : checked.database.light_numbers()) {
-        const LightReport* const report = report_of(checked, light);
-        if (!checked.lights) {
-            continue;
-        }
-        if (report == nullptr) {
-            findings.push_back({&finding::kLightMissing, 0, light, ""});
-        } else if (!report->light_class()) {
-            findings.push_back({&finding::kModelUnknown, 0, light, "'" + report->model() + "'"});
-        }
-        if (report != nullptr && !report->is_reachable()) {
-            findings.push_back({&finding::kUnreachable, 0, light, report->name()});
+        if (checked.lights) {
+            check_a_light(checked, light, findings);
         }
     }
 }
@@ -149,9 +168,9 @@ void check_abilities(const Checked& checked, Findings& findings) {
         for (const LightRole& role : LightTable::kRoles) {
             if (abilities && role.needs != nullptr && entry.*role.object > 0 &&
                 !((*abilities).*role.needs)) {
-                findings.push_back({&finding::kRoleImpossible, entry.*role.object, light,
-                                    std::string(role.name) + ", class " +
-                                        report_of(checked, light)->class_name()});
+                findings.push_back(
+                    {&finding::kRoleImpossible, entry.*role.object, light,
+                     std::string(role.name) + ", class " + class_of(checked, light)});
             }
         }
     }

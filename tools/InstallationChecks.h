@@ -21,6 +21,9 @@ struct Checked {
     const BridgeLights& lights;
 };
 
+/// Null if the bridge was not read or does not have the light.
+const LightReport* report_of(const Checked& checked, int light);
+
 /// A role in which commands and reports of an object reach a light.
 struct DrivenRole {
     const hue_handler::LightRole* role;
