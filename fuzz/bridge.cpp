@@ -47,6 +47,7 @@ constexpr Operation kOperations[] = {
     {'d', remove_light},
     {'r', [](Hue& hue, int) { hue.refreshLights(); }},
     {'s', [](Hue& hue, int) { hue.refreshState(); }},
+    {'t', [](Hue& hue, int is_allowed) { hue.driveUnknownModelsByType(is_allowed != 0); }},
     {'a', [](Hue& hue, int) { require(hue.getAllLights().size() <= 256, "lights are limited"); }},
 };
 

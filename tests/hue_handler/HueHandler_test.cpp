@@ -22,10 +22,17 @@ constexpr const char* kUser = "test-user";
 /// every role and is on.
 class HueHandlerTest : public SystemLogTest {
   protected:
+    static Json::Value sample_lights() {
+        return simulator::load_json_file(simulator::Installation::sample_lights());
+    }
+    explicit HueHandlerTest(const Json::Value& lights = sample_lights())
+        : bridge_({kUser, lights}) {}
+
     /// Fills the table; no light has been read yet.
     void init() {
         handler_ = std::make_unique<hue_handler::HueHandler>(
             100, simulator::Bridge::kAddress, kUser, std::make_shared<LinHttpHandler>(), kTimings);
+        handler_->drive_unknown_models_by_type(drives_unknown_models_);
         ASSERT_EQ(handler_->init(), 0);
     }
     /// The same, and waits for the initial read and the first poll.
@@ -63,8 +70,8 @@ class HueHandlerTest : public SystemLogTest {
     simulator::Core core_;
     simulator::DatabaseService database_{
         simulator::load_text_file(simulator::Installation::sample_sql())};
-    simulator::Bridge bridge_{
-        {kUser, simulator::load_json_file(simulator::Installation::sample_lights())}};
+    simulator::Bridge bridge_;
+    bool drives_unknown_models_ = false;
     std::unique_ptr<hue_handler::HueHandler> handler_;
 };
 
@@ -90,6 +97,32 @@ TEST_F(HueHandlerTest, UsesWhatIsValidOfTheDatabase) {
     EXPECT_TRUE(eventually([this] { return has_reported(1, "0"); }));
     EXPECT_EQ(core_.reports().back().caller, "100");
     EXPECT_FALSE(has_reported(0)) << "malformed";
+}
+
+/// Light 1 is a plug of an unknown model, with the value object of a lamp.
+class WithAPlug : public HueHandlerTest {
+  protected:
+    WithAPlug() : HueHandlerTest(lights()) { drives_unknown_models_ = true; }
+
+    static Json::Value lights() {
+        Json::Value lights = sample_lights();
+        lights["1"]["modelid"] = "LOM010";
+        lights["1"]["type"] = "On/Off plug-in unit";
+        return lights;
+    }
+};
+
+TEST_F(WithAPlug, SwitchesItButDoesNotDimIt) {
+    start();
+    run(112, "50");
+    run(112, "0");
+    run(111, "1");
+    finish();
+    EXPECT_EQ(bridge_.count("PUT", "/lights/1/state"), 1);
+    EXPECT_TRUE(bridge_.light(1).is_on());
+    bridge_.light(1).turn(false);
+    EXPECT_TRUE(eventually([this] { return has_reported(111, "0"); }));
+    EXPECT_FALSE(has_reported(112));
 }
 
 TEST_F(HueHandlerTest, SendsNothingForWhatIsNoCommandOrChangesNothing) {

@@ -24,6 +24,20 @@ class HueTest : public SystemLogTest {
     const Hue& cached_ = hue_;
 };
 
+// "bri extended color", in the words of models.txt.
+std::string controls_of(HueLight& light, ScriptedHttpHandler& bridge) {
+    bridge.commands();
+    light.setBrightness(1, 4);
+    std::string controls = bridge.commands().empty() ? "" : "bri ";
+    // Only an extended strategy sends a temperature that equals the stored one.
+    light.setColorTemperature(300, 4);
+    controls += !light.hasTemperatureControl() ? ""
+                : bridge.commands().empty()    ? "simple "
+                                               : "extended ";
+    controls += light.hasColorControl() ? "color " : "";
+    return controls.substr(0, controls.find_last_not_of(' ') + 1);
+}
+
 }  // namespace
 
 TEST_F(HueTest, ControlsEachModelByItsGroup) {
@@ -33,7 +47,7 @@ TEST_F(HueTest, ControlsEachModelByItsGroup) {
         {"white", ColorType::NoColor}, {"ct", ColorType::Temperature},
     };
     int id = 0;
-    for_each_vector("huelib/models.txt", "", 5, [&](const auto& cells) {
+    for_each_vector("huelib/models.txt", "models", 5, [&](const auto& cells) {
         EXPECT_EQ(hue_.getPictureOfModel(cells[0]), cells[3]);
         if (cells[1] == "-") {
             return;
@@ -42,18 +56,36 @@ TEST_F(HueTest, ControlsEachModelByItsGroup) {
         HueLight& light = hue_.getLight(id);
         EXPECT_EQ(light.getColorType(), types.at(cells[1]));
         EXPECT_EQ(hue_.getPictureOfLight(id), cells[3]);
-        bridge_->commands();
-        // Only an extended strategy sends a temperature that equals the stored one.
-        light.setColorTemperature(300, 4);
-        light.setBrightness(1, 4);
-        const std::size_t sent = bridge_->commands().size();
-        EXPECT_EQ(std::string(!light.hasTemperatureControl() ? "none"
-                              : sent == 2                    ? "extended"
-                                                             : "simple") +
-                      (light.hasColorControl() ? " color" : ""),
-                  cells[2]);
+        EXPECT_EQ(controls_of(light, *bridge_), cells[2]);
     });
     EXPECT_EQ(hue_.getPictureOfLight(100), "");
+}
+
+TEST_F(HueTest, ControlsALightOfAnUnknownModelByItsTypeOnlyIfItMay) {
+    int id = 0;
+    for_each_vector("huelib/models.txt", "types", 5, [&](const auto& cells) {
+        Json::Value description = description_with("{}");
+        description["modelid"] = "XYZ\n001";
+        description["type"] = cells[0];
+        description["capabilities"]["control"]["colorgamuttype"] = cells[1];
+        bridge_->set_light(++id, description);
+        const auto refuses =
+            testing::ThrowsMessage<std::runtime_error>("HueLight type XYZ\\x0a001 not supported");
+        hue_.driveUnknownModelsByType(false);
+        EXPECT_THAT([&] { hue_.getLight(id); }, refuses);
+        hue_.driveUnknownModelsByType(true);
+        if (cells[2].empty()) {
+            EXPECT_THAT([&] { hue_.getLight(id); }, refuses);
+            return;
+        }
+        EXPECT_EQ(controls_of(hue_.getLight(id), *bridge_), cells[3]);
+        EXPECT_TRUE(logged("Hue->getLight(" + std::to_string(id) +
+                           ") - unknown model driven by type: class " + cells[2] + ", type " +
+                           cells[0] + ", model XYZ\\x0a001, name Lamp"));
+    });
+    add_light(100, "LCT001");
+    hue_.getLight(100);
+    EXPECT_TRUE(never_logged("Hue->getLight(100) - unknown model"));
 }
 
 TEST_F(HueTest, RefusesALightUntilTheBridgeListsIt) {

@@ -60,6 +60,15 @@ class HuectlTest : public testing::Test {
             bridge->send_answer("200 OK", "application/json", answer);
         }
     }
+    /// Starts a new bridge, whose light 4 is of a newer model than the catalogue's.
+    void restart_with_unknown_model() {
+        Json::Value lights = sample_lights();
+        lights["4"]["modelid"] = "LCA007";
+        lights["4"]["capabilities"] = *simulator::parse_json(
+            R"({"control": {"colorgamuttype": "C", "ct": {"min": 153, "max": 454}}})");
+        bridge.reset();
+        bridge = start(lights);
+    }
     /// The changes that the bridge received, a line each: "PUT 4/state {...}".
     std::string changes() const {
         std::string lines;
@@ -77,9 +86,10 @@ class HuectlTest : public testing::Test {
     std::unique_ptr<simulator::Bridge> bridge = start();
 
   private:
-    static std::unique_ptr<simulator::Bridge> start() {
-        const Json::Value lights =
-            simulator::load_json_file(simulator::Installation::sample_lights());
+    static Json::Value sample_lights() {
+        return simulator::load_json_file(simulator::Installation::sample_lights());
+    }
+    static std::unique_ptr<simulator::Bridge> start(const Json::Value& lights = sample_lights()) {
         return std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{"installer", lights});
     }
 };

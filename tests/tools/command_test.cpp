@@ -77,6 +77,16 @@ PUT 4/state {"alert":"select"})");
     }
 }
 
+TEST_F(Command, WarnsOfATemperatureBeyondTheLightsOwnRangeAndSendsIt) {
+    restart_with_unknown_model();
+    expect("light 4 --mired 454 --by-type", 0, "LCA007 colour C by type on 79 % 2202 K");
+    const Result result = run("light 4 --mired 455 --by-type");
+    EXPECT_THAT(result, Ended(0,
+                              "huectl: warning: light 4 \"Living room\" has only 2202 K to 6535 "
+                              "K, not the 2197 K of --mired\n"));
+    EXPECT_EQ(changes(), "PUT 4/state {\"ct\":454}\nPUT 4/state {\"ct\":455}");
+}
+
 // A bridge gives a new user name only once.
 TEST_F(Command, PrintsOnStandardErrorIfStandardOutputCannotBeWritten) {
     const std::string result = run("lights").output;

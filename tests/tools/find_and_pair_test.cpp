@@ -14,6 +14,7 @@
 namespace {
 using simulator::ChildProcess;
 using std::chrono::seconds;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
@@ -46,6 +47,15 @@ TEST_F(FindAndPair, KeepsStandardOutputForOneDocument) {
     // As an argument, a name that begins with a hyphen would be an option.
     const std::string user = (*document)["username"].asString();
     EXPECT_THAT(run("HUE_USERNAME='" + user + "' huectl lights $bridge"), Succeeds());
+}
+
+TEST_F(FindAndPair, PrintsTheParameterForLightsOfUnknownModels) {
+    restart_with_unknown_model();
+    bridge->press_link_button();
+    EXPECT_THAT(run("huectl pair $bridge").output,
+                ContainsRegex("bridge object:\n" + std::string(kParameters) +
+                              "\nSome lights are of unknown models; [^\n]+:\n" + kParameters +
+                              "\\|unknown_models='by_type'\n$"));
 }
 
 TEST_F(FindAndPair, FailsWhenTheButtonIsNotPressedInTime) {
