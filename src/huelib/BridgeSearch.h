@@ -13,15 +13,15 @@ class BridgeSearch {
     /// A device that announced itself as a bridge. Texts come from the network: escape them for a
     /// terminal or a log. A text is empty where neither the announcement nor the device gives it.
     struct Bridge {
-        std::string address;   ///< dotted IPv4
-        std::string id;        ///< 16 hexadecimal digits in capitals, "001788FFFE0AE670"
-        std::string name;      ///< as its owner calls it
-        std::string model;     ///< "BSB002"
-        std::string software;  ///< version, "1967054020"
-        std::string api;       ///< version, "1.67.0"
-        bool isFoundBySsdp = false;
-        bool isFoundByMdns = false;
-        bool isDescribed = false;  ///< it answered a request for its configuration or description
+        std::string address;         ///< dotted IPv4
+        std::string id;              ///< 16 hexadecimal digits in capitals, "001788FFFE0AE670"
+        std::string name;            ///< as its owner calls it
+        std::string model;           ///< "BSB002"
+        std::string software;        ///< version, "1967054020"
+        std::string api;             ///< version, "1.67.0"
+        bool isFoundBySsdp = false;  ///< it answered the search by SSDP
+        bool isFoundByMdns = false;  ///< it answered the search by mDNS; both are possible
+        bool isDescribed = false;    ///< it answered a request for its configuration or description
     };
 
     /// Searches from every IPv4 interface that does multicast, then asks the addresses that are

@@ -13,9 +13,10 @@ namespace MdnsMessage {
 
 /// A record that says where a service is and what it is.
 struct Record {
+    /// The DNS types PTR, SRV, A and TXT.
     enum class Type { pointer, server, address, text };
 
-    Type type;
+    Type type;           ///< which of the other members have a value
     std::string name;    ///< that the record is about; special characters as "\." or "\032"
     std::string target;  ///< of a pointer: the instance of the service; of a server: its host
     in_addr address;     ///< of an address
