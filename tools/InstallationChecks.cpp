@@ -235,10 +235,12 @@ constexpr void (*kChecks[])(const Checked&, Findings&) = {check_msps,
 
 std::vector<DrivenRole> driven_roles(const Checked& checked, int light) {
     std::vector<DrivenRole> driven;
-    const auto& entries = checked.database.table.entries();
-    const auto found = entries.find(light);
+    const auto found = checked.database.table.entries().find(light);
+    if (found == checked.database.table.entries().end()) {
+        return driven;
+    }
     for (const LightRole& role : LightTable::kRoles) {
-        const int object = found == entries.end() ? 0 : found->second.*role.object;
+        const int object = found->second.*role.object;
         const auto use = driven_use(checked, object);
         if (use && use->light_id == light && use->role == &role) {
             driven.push_back({&role, object});
