@@ -106,7 +106,9 @@ void read_relations(Installation& installation, const Rows& rows, Findings& find
                                   [&msp](const LightObject& known) { return known.msp == msp; });
         if (!is_found) {
             findings.push_back({&finding::kRowInvalid, 0, light.value_or(0),
-                                skipped.empty() ? "object " + cell(row, "CHILDOBJ_ID") : skipped});
+                                skipped.empty()
+                                    ? "CHILDOBJ_ID='" + cell(row, "CHILDOBJ_ID") + "' is no object"
+                                    : skipped});
         }
     }
 }

@@ -43,6 +43,16 @@ std::optional<LightAbilities> abilities_of(const Checked& checked, int light) {
                           driven.hue != LightCatalogue::HueControl::none};
 }
 
+// A finding about a light, with its first light object if the database has one.
+Finding about_light(const Checked& checked, const FindingKind& kind, int light,
+                    const std::string& detail = {}) {
+    const auto& objects = checked.database.lights;
+    const auto found =
+        std::find_if(objects.begin(), objects.end(),
+                     [light](const LightObject& known) { return known.light == light; });
+    return {&kind, found == objects.end() ? 0 : found->id, light, detail};
+}
+
 // As a command of the object finds its light.
 std::optional<LightTable::Use> driven_use(const Checked& checked, int object) {
     for (const auto& [light, entry] : checked.database.table.entries()) {
@@ -102,16 +112,16 @@ void check_msps(const Checked& checked, Findings& findings) {
 void check_a_light(const Checked& checked, int light, Findings& findings) {
     const LightReport* const report = report_of(checked, light);
     if (report == nullptr) {
-        findings.push_back({&finding::kLightMissing, 0, light, ""});
+        findings.push_back(about_light(checked, finding::kLightMissing, light));
         return;
     }
     if (!is_accepted(checked, *report)) {
         const FindingKind& kind =
             report->is_by_type() ? finding::kModelUnknown : finding::kTypeUnknown;
-        findings.push_back({&kind, 0, light, "'" + report->model() + "'"});
+        findings.push_back(about_light(checked, kind, light, "'" + report->model() + "'"));
     }
     if (!report->is_reachable()) {
-        findings.push_back({&finding::kUnreachable, 0, light, report->name()});
+        findings.push_back(about_light(checked, finding::kUnreachable, light, report->name()));
     }
 }
 
@@ -128,7 +138,7 @@ void check_on_off(const Checked& checked, Findings& findings) {
     for (const int light : checked.database.light_numbers()) {
         const auto found = entries.find(light);
         if (found == entries.end() || found->second.on_off_object < 1) {
-            findings.push_back({&finding::kOnOffMissing, 0, light, ""});
+            findings.push_back(about_light(checked, finding::kOnOffMissing, light));
         }
     }
 }
@@ -206,7 +216,8 @@ void check_colours(const Checked& checked, Findings& findings) {
             }
         }
         if (!present.empty() && !missing.empty()) {
-            findings.push_back({&finding::kColourIncomplete, 0, light, "missing:" + missing});
+            findings.push_back(
+                about_light(checked, finding::kColourIncomplete, light, "missing:" + missing));
         }
     }
 }

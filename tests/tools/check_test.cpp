@@ -43,6 +43,7 @@ class Check : public HuectlTest {
         Json::Value lights = simulator::load_json_file(simulator::Installation::sample_lights());
         lights["2"]["state"]["reachable"] = false;
         lights["6"]["name"] = "\x1b[2J";
+        lights["12"] = lights["1"];
         lights["7"] = lights["1"];
         lights["7"]["modelid"] = "LWX999";
         lights["8"] = lights["7"];
