@@ -38,7 +38,7 @@ House::House(const Options& options, Journal::Listener listener)
               listener(event);
           }
       }),
-      database_(options.installation.sql, journal_.sink()),
+      database_(options.installation.sql, client_sink()),
       core_(journal_.sink()),
       setup_(find_bridge()),
       objects_(find_objects()),
@@ -48,7 +48,7 @@ House::House(const Options& options, Journal::Listener listener)
         setup_.username.clear();
         store_parameters("");
     }
-    bridge_ = std::make_unique<Bridge>(setup_, bridge_sink());
+    bridge_ = std::make_unique<Bridge>(setup_, client_sink());
     bridge_->gate().on_exchange([this](const Gate::Request& request, const std::string& answer) {
         if (is_tool_asking_ || !log_) {
             return;
@@ -75,12 +75,14 @@ Bridge::Setup House::find_bridge() {
             value_of("ip_address", rows[0][1])};
 }
 
-EventSink House::bridge_sink() {
+EventSink House::client_sink() {
     return [this](Event event) {
         if (is_tool_asking_ && event.kind == EventKind::daemon_to_bridge) {
             event.kind = EventKind::huectl_to_bridge;
         } else if (is_tool_asking_ && event.kind == EventKind::bridge_to_daemon) {
             event.kind = EventKind::bridge_to_huectl;
+        } else if (is_tool_asking_ && event.kind == EventKind::daemon_to_database) {
+            event.kind = EventKind::huectl_to_database;
         }
         journal_.add(std::move(event));
     };

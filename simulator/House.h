@@ -93,7 +93,7 @@ class House final {
 
   private:
     Bridge::Setup find_bridge();  // sets the runner too
-    EventSink bridge_sink();
+    EventSink client_sink();      // of the bridge and the database
     int polls() const { return bridge_->count("GET", "/lights"); }
     void enter(const Event& event);
     std::vector<RoleObject> find_objects();

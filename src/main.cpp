@@ -1,7 +1,5 @@
 // lumivad: starts the gateway for one Philips Hue bridge object of the controller's database and
 // runs its event loop. The parent process, the core, reads the start status from standard output.
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -9,31 +7,24 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "gtwhandler/GtwHandler.h"
+#include "hue_handler/BridgeObject.h"
 #include "hue_handler/HueHandler.h"
 #include "libcbase/DBManagerutil.h"
 #include "libcbase/log.h"
 #include "libcbase/memory.h"
-#include "libcbase/utility.h"
 #include "libtavdb/db_request.h"
 
 namespace {
 
 using gtwhandlernamespace::GtwHandler;
+using hue_handler::BridgeObject;
 using hue_handler::HueHandler;
 
-constexpr unsigned int kParameterBytes = 128;
-constexpr std::size_t kQueryBytes = 128;
 constexpr unsigned int kSelectTimeoutSeconds = 3;
-
-enum ParameterResult {
-    kParametersOk = 0,
-    kQueryTooLong = -1,
-    kDatabaseError = -2,  // also for malformed optional parameters
-};
-
-using ParameterBuffer = std::array<char, kParameterBytes>;
+constexpr int kDatabaseError = -2;  // in the log; also for malformed optional parameters
 
 bool is_version_query(int argc, char** argv) {
     return argc == 2 &&
@@ -55,72 +46,30 @@ int get_runner_id(int argc, char** argv) {
     return -1;
 }
 
-// Copies at most `size` bytes; a text that fills the buffer has no terminator.
-void copy_bounded(char* buffer, unsigned int size, const char* text) {
-    const std::size_t length = strnlen(text, size);
-    std::memcpy(buffer, text, length);
-    std::fill(buffer + length, buffer + size, '\0');
-}
-
-std::string text_of(const ParameterBuffer& buffer) {
-    return {buffer.data(), strnlen(buffer.data(), buffer.size())};
-}
-
-bool copy_string_variable(linkedlist* variables, const char* name, char* buffer,
-                          unsigned int size) {
-    const optionalpvariable* variable = optionalp_variables_searchbyname(variables, name);
-    if (variable == nullptr || variable->type != OPTIONALP_STRING || variable->value == nullptr) {
-        // The message has no closing parenthesis, as existing log filters expect.
-        error("ERR %d: Wrong format for vexad_object (optionalp key: %s", kDatabaseError, name);
-        return false;
-    }
-    copy_bounded(buffer, size, variable->value);
-    return true;
-}
-
-// Whether lights of unknown models are driven by their type. Any other value is as good as none.
-bool are_unknown_models_driven(linkedlist* variables) {
-    const optionalpvariable* variable =
-        optionalp_variables_searchbyname(variables, "unknown_models");
-    if (variable == nullptr) {
-        return false;
-    }
-    const std::string value = text_or_empty(variable->value);
-    if (value == "by_type") {
-        return true;
-    }
-    warning("Optional parameter unknown_models='%s' is ignored: the only value is 'by_type'",
-            escape_control_characters(value).c_str());
-    return false;
-}
-
-// Reads the bridge object's parameters from the database; an ID without a row leaves the arguments
-// as they are. Returns a ParameterResult; failures are logged.
-int get_optional_parameters(unsigned int id, char* ip_address, char* username,
-                            unsigned int ip_address_size, unsigned int username_size,
-                            bool& drives_unknown_models) {
-    char query[kQueryBytes];
-    const int length =
-        std::snprintf(query, sizeof(query), "SELECT optionalp FROM vexad_object WHERE id = %d",
-                      static_cast<int>(id));
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof(query)) {
-        return kQueryTooLong;
-    }
-    libtavdb::db_request request(DBMANAGER_PORT, query);
+// Reads the bridge object from the database; an ID without a row leaves it empty. False after a
+// failure, which is logged.
+bool get_optional_parameters(std::uint32_t id, BridgeObject& bridge) {
+    libtavdb::db_request request(DBMANAGER_PORT, BridgeObject::query(id).c_str());
     const std::string problem = request.get_last_error();
     if (!problem.empty()) {
         error("ERR %d: %s", kDatabaseError, problem.c_str());
-        return kDatabaseError;
+        return false;
     }
     for (auto& [number, row] : request.rows) {
-        const LinkedListOwner variables(parse_optionalp_variables(row["OPTIONALP"].c_str()));
-        if (!copy_string_variable(variables.get(), "username", username, username_size) ||
-            !copy_string_variable(variables.get(), "ip_address", ip_address, ip_address_size)) {
-            return kDatabaseError;
+        const std::vector<const char*> missing = bridge.read(row["OPTIONALP"]);
+        if (!missing.empty()) {
+            // The message has no closing parenthesis, as existing log filters expect.
+            error("ERR %d: Wrong format for vexad_object (optionalp key: %s", kDatabaseError,
+                  missing.front());
+            return false;
         }
-        drives_unknown_models = are_unknown_models_driven(variables.get());
+        if (bridge.has_invalid_unknown_models()) {
+            warning(
+                "Optional parameter unknown_models='%s' is ignored: the only value is 'by_type'",
+                escape_control_characters(*bridge.unknown_models).c_str());
+        }
     }
-    return kParametersOk;
+    return true;
 }
 
 // Reports a failed start-up: status -1 to the core, the reasons to the log.
@@ -151,15 +100,12 @@ void run_loop(GtwHandler& loop) {
 
 // From the database to the running loop. On failure the handler is destroyed before the loop.
 int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
-    ParameterBuffer ip_address{};
-    ParameterBuffer username{};
-    bool drives_unknown_models = false;
-    if (get_optional_parameters(static_cast<unsigned int>(id), ip_address.data(), username.data(),
-                                kParameterBytes, kParameterBytes, drives_unknown_models) < 0) {
+    BridgeObject bridge;
+    if (!get_optional_parameters(static_cast<std::uint32_t>(id), bridge)) {
         return fail_start(*loop, {"Impossible to get required OPTIONALP needed by the runner"});
     }
-    HueHandler handler(static_cast<unsigned int>(id), text_of(ip_address), text_of(username));
-    handler.drive_unknown_models_by_type(drives_unknown_models);
+    HueHandler handler(static_cast<unsigned int>(id), bridge.ip_address, bridge.username);
+    handler.drive_unknown_models_by_type(bridge.drives_unknown_models());
     loop->sendStatusToCore(0);
     loop->setSelectTimeout(kSelectTimeoutSeconds, 0);
 

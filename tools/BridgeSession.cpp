@@ -8,9 +8,8 @@
 #include "huelib/JsonAccess.h"
 
 namespace huectl {
-namespace {
 
-std::string text_of(const std::system_error& failure) {
+std::string reason_of(const std::system_error& failure) {
     // First, since the resolver leaves errno undefined.
     if (std::string_view(failure.what()).find("gethostbyname") != std::string_view::npos) {
         return "no such host";
@@ -27,15 +26,13 @@ std::string text_of(const std::system_error& failure) {
     }
 }
 
-}  // namespace
-
 void talk_to(const std::string& peer, const std::function<void()>& action,
              const std::string& advice) {
     try {
         action();
     } catch (const std::system_error& failure) {
         throw Failure(ExitCode::not_reached,
-                      peer + " was not reached (" + text_of(failure) + "); " + advice);
+                      peer + " was not reached (" + reason_of(failure) + "); " + advice);
     } catch (const std::runtime_error&) {
         throw Failure(ExitCode::not_reached, peer + " does not answer like a bridge; " + advice);
     }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include <json/value.h>
 
@@ -11,6 +12,9 @@
 #include "huelib/Hue.h"
 
 namespace huectl {
+
+/// Why the transport failed, in words: "Connection refused", "no answer in time".
+std::string reason_of(const std::system_error& failure);
 
 /// Runs `action`, which talks to `peer`. Exceptions of the client library become Failures that name
 /// `peer` and give `advice`.

@@ -19,8 +19,8 @@ namespace {
 constexpr const char* kUserVariable = "HUE_USERNAME";
 
 constexpr const char* kExitCodes =
-    "Exit codes: 0 success; 1 the bridge refused, or nothing was found; 2 wrong usage; 3 the "
-    "bridge\nwas not reached. See huectl(1).";
+    "Exit codes: 0 success; 1 the bridge refused, nothing was found, or check found faults; 2 "
+    "wrong\nusage; 3 the bridge or the database was not reached. See huectl(1).";
 
 constexpr const char* kUserNote =
     "USER may be omitted if the environment variable HUE_USERNAME holds it; it then stays out of "
@@ -28,7 +28,7 @@ constexpr const char* kUserNote =
 
 // The words of a command line.
 struct Arguments {
-    std::string address, user, id;
+    std::string address, user, id, object;
     LightOptions options;
     bool is_for_scripts = false;
     bool is_confirmed = false;
@@ -36,7 +36,10 @@ struct Arguments {
 };
 
 constexpr std::pair<const char*, std::string Arguments::*> kOperands[] = {
-    {"ADDRESS", &Arguments::address}, {"USER", &Arguments::user}, {"ID", &Arguments::id}};
+    {"ADDRESS", &Arguments::address},
+    {"USER", &Arguments::user},
+    {"ID", &Arguments::id},
+    {"OBJECT", &Arguments::object}};
 
 Access access_of(const Arguments& arguments) {
     const char* variable = std::getenv(kUserVariable);
@@ -73,6 +76,11 @@ constexpr Command kCommands[] = {
      "parameters of\nthe bridge object is printed, and a second one if lights are of unknown "
      "models.",
      [](const Arguments& a) { return pair(address_of(a.address), a.is_for_scripts); }},
+    {"check", " OBJECT", "Check an installation in the controller's database, on the board",
+     "OBJECT is the ID of the bridge object, as after lumivad --id. Nothing is changed.",
+     [](const Arguments& a) {
+         return check(static_cast<int>(number_of("OBJECT", a.object, kObjectId)));
+     }},
     {"lights", " ADDRESS [USER]", "List a bridge's lights and their state", "",
      [](const Arguments& a) { return lights(access_of(a)); }},
     {"light", " ADDRESS [USER] ID", "Show or change one light",
@@ -141,7 +149,7 @@ class Parser final {
         const std::vector<CLI::App*> chosen = app_.get_subcommands();
         if (chosen.empty()) {
             return {ExitCode::usage,
-                    "expected discover, pair, lights, light or forget; see huectl --help"};
+                    "expected discover, pair, check, lights, light or forget; see huectl --help"};
         }
         return {ExitCode::usage,
                 problem.what() + ("; see huectl " + chosen.front()->get_name()) + " --help"};
@@ -157,7 +165,7 @@ class Parser final {
         for (const auto& [name, member] : kOperands) {
             if (command.has(name)) {
                 CLI::Option& operand = *app.add_option(name, arguments_.*member);
-                if (member == &Arguments::address) {
+                if (member == &Arguments::address || member == &Arguments::object) {
                     operand.required();
                 } else {
                     operand.check(CLI::Validator(refuse_empty, ""));

@@ -6,6 +6,7 @@
 
 #include <json/value.h>
 
+#include "Failure.h"
 #include "LightOptions.h"
 
 namespace huectl {
@@ -14,6 +15,7 @@ namespace huectl {
 struct Result {
     std::string text;  ///< whole lines
     Json::Value json;
+    ExitCode exit_code = ExitCode::done;
 };
 
 /// A bridge and its user.
@@ -23,6 +25,8 @@ struct Access {
 
 /// `is_verbose`: lists devices too that announce themselves as bridges and answer no request.
 Result discover(bool is_verbose);
+/// Compares the installation of the bridge object `object` in the database with its bridge.
+Result check(int object);
 /// `is_for_scripts`: the library's lines go to standard error instead of standard output.
 Result pair(const std::string& address, bool is_for_scripts);
 Result lights(const Access& access);

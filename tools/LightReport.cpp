@@ -1,6 +1,7 @@
 #include "LightReport.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -152,6 +153,19 @@ void LightReport::add(const char* title, const std::string& cell, const char* me
     if (member != nullptr && value) {
         json_[member] = *value;
     }
+}
+
+std::map<int, LightReport> reports_of(const Json::Value& listed) {
+    std::map<int, LightReport> reports;
+    for (const std::string& name : listed.getMemberNames()) {
+        int id = 0;
+        const char* const end = name.data() + name.size();
+        const auto [stop, problem] = std::from_chars(name.data(), end, id);
+        if (problem == std::errc() && stop == end && id > 0) {
+            reports.emplace(id, LightReport(id, listed[name]));
+        }
+    }
+    return reports;
 }
 
 }  // namespace huectl

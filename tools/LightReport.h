@@ -1,6 +1,7 @@
 /// One light as the tool shows it, read from the bridge's description. Pure.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -24,6 +25,8 @@ class LightReport final {
     const std::optional<LightCatalogue::LightClass>& light_class() const { return class_; }
     /// Whether the model is unknown and the class is that of the type.
     bool is_by_type() const { return is_by_type_; }
+    /// Whether the bridge has contact with the light; true if it does not say.
+    bool is_reachable() const { return json_["reachable"].asBool(); }
     /// The light's own limits of temperatures, in mired; empty if the bridge does not give them.
     struct MiredRange {
         unsigned min, max;
@@ -55,5 +58,9 @@ class LightReport final {
     Row heading_, row_;
     Json::Value json_;
 };
+
+/// The lights of a bridge's list by their IDs, 1 or more. A member whose name is not an ID is not a
+/// light.
+std::map<int, LightReport> reports_of(const Json::Value& listed);
 
 }  // namespace huectl

@@ -2,6 +2,7 @@
 /// Failure that names `what` and the valid values.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "huelib/HSVColor.h"
@@ -20,6 +21,7 @@ constexpr NumberRange kMired{153, 500, "mired"};
 /// The values whose truncated reciprocal is in kMired.
 constexpr NumberRange kKelvin{2000, 6535, "kelvin"};
 constexpr NumberRange kMilliseconds{0, 25500, "milliseconds"};
+constexpr NumberRange kObjectId{1, INT32_MAX, "the ID of a bridge object"};
 constexpr NumberRange kLightId{1, 65535, "a light's number"};
 
 /// Decimal digits only.

@@ -3,7 +3,7 @@ _huectl() {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]} choices=
     case $COMP_CWORD:$previous in
-        1:*) choices="discover pair lights light forget --help --version" ;;
+        1:*) choices="discover pair check lights light forget --help --version" ;;
         *:--loop) choices="on off" ;;
         *:--brightness | *:--kelvin | *:--mired | *:--rgb | *:--hsv | *:--xy) ;;
         *:--transition | *:--name | *:--flash) ;;

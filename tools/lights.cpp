@@ -1,8 +1,6 @@
 // huectl lights, light and forget.
-#include <charconv>
 #include <cstdio>
 #include <iostream>
-#include <map>
 
 #include <unistd.h>
 
@@ -22,20 +20,6 @@ using LightCatalogue::LightClass;
 constexpr const char* kByTypeHint =
     "Lights \"by type\" are of unknown models. The daemon controls them if the optional parameters "
     "of the bridge\nobject have unknown_models='by_type'; \"huectl light\" does with --by-type.\n";
-
-// In the order of their IDs. A member whose name is not an ID is not a light.
-std::map<int, LightReport> reports_of(const Json::Value& listed) {
-    std::map<int, LightReport> reports;
-    for (const std::string& name : listed.getMemberNames()) {
-        int id = 0;
-        const char* const end = name.data() + name.size();
-        const auto [stop, problem] = std::from_chars(name.data(), end, id);
-        if (problem == std::errc() && stop == end && id > 0) {
-            reports.emplace(id, LightReport(id, listed[name]));
-        }
-    }
-    return reports;
-}
 
 Result result_of(const LightReport& report) {
     return {table({report.heading(), report.row()}), report.json()};

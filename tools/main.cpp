@@ -51,6 +51,7 @@ ExitCode run(int argc, char** argv) {
         if (command_line) {
             const huectl::Result result = command_line->command();
             print(command_line->is_for_scripts ? document_of(result.json) : result.text);
+            return result.exit_code;
         }
         return ExitCode::done;
     } catch (const Failure& failure) {

@@ -22,6 +22,7 @@ enum class EventKind {
     huectl_to_bridge,
     bridge_to_huectl,
     daemon_to_database,
+    huectl_to_database,
     log,
     huectl,  ///< a line that the tool printed
     house,   ///< a change of the house itself

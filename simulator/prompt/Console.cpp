@@ -37,6 +37,7 @@ constexpr const char* kDirections[] = {
     "huectl -> bridge",
     "bridge -> huectl",
     "daemon -> database",
+    "huectl -> database",
     "log",
     "huectl",
     "house",

@@ -43,46 +43,48 @@ Outcome dim_light(HueLight& light, HueLightState& stored, std::int32_t percent) 
     return Outcome::done;
 }
 
+Outcome set_temperature(HueLight& light, HueLightState&, std::int32_t percent) {
+    return outcome_of(light.setColorTemperature(mired_of_percent(percent), kTransitionSteps));
+}
+
+Outcome set_hsv(HueLight& light, HueLightState&, std::int32_t word) {
+    return outcome_of(light.setColorHSV(hsv_of_word(word), kTransitionSteps));
+}
+
 // A command sets one channel; the other two are the stored ones. The byte is stored after it was
 // sent, whether the bridge confirmed it or not.
-Outcome set_channel(HueLight& light, HueLightState& stored, std::uint8_t HueLightState::*channel,
-                    std::int32_t value) {
+template <std::uint8_t HueLightState::*Channel>
+Outcome set_channel(HueLight& light, HueLightState& stored, std::int32_t value) {
     HueLightState wanted = stored;
-    wanted.*channel = static_cast<std::uint8_t>(value & 0xFF);
+    wanted.*Channel = static_cast<std::uint8_t>(value & 0xFF);
     const bool confirmed =
         light.setColorRGB(wanted.red, wanted.green, wanted.blue, kTransitionSteps);
-    stored.*channel = wanted.*channel;
+    stored.*Channel = wanted.*Channel;
     return outcome_of(confirmed);
 }
 
-// The order of the tests is part of the behaviour: an object with two roles drives the first one
-// that the light can do.
+// What a command does in each role.
+constexpr struct {
+    int HueLightState::*object;  // of the role
+    Outcome (*drive)(HueLight& light, HueLightState& stored, std::int32_t value);
+} kOperations[] = {
+    {&HueLightState::on_off_object, switch_light},
+    {&HueLightState::value_object, dim_light},
+    {&HueLightState::temperature_object, set_temperature},
+    {&HueLightState::hsv_object, set_hsv},
+    {&HueLightState::r_object, set_channel<&HueLightState::red>},
+    {&HueLightState::g_object, set_channel<&HueLightState::green>},
+    {&HueLightState::b_object, set_channel<&HueLightState::blue>},
+};
+
 Outcome drive_light(HueLight& light, HueLightState& stored, const VexadRequest& request) {
-    const int object = request.object_id;
-    const std::int32_t value = request.value;
-    if (object == stored.on_off_object) {
-        return switch_light(light, stored, value);
-    }
-    if (object == stored.value_object && light.hasBrightnessControl()) {
-        return dim_light(light, stored, value);
-    }
-    if (object == stored.temperature_object && light.hasTemperatureControl()) {
-        return outcome_of(light.setColorTemperature(mired_of_percent(value), kTransitionSteps));
-    }
-    if (!light.hasColorControl()) {
-        return Outcome::not_addressed;
-    }
-    if (object == stored.hsv_object) {
-        return outcome_of(light.setColorHSV(hsv_of_word(value), kTransitionSteps));
-    }
-    if (object == stored.r_object) {
-        return set_channel(light, stored, &HueLightState::red, value);
-    }
-    if (object == stored.g_object) {
-        return set_channel(light, stored, &HueLightState::green, value);
-    }
-    if (object == stored.b_object) {
-        return set_channel(light, stored, &HueLightState::blue, value);
+    const LightAbilities abilities{light.hasBrightnessControl(), light.hasTemperatureControl(),
+                                   light.hasColorControl()};
+    const LightRole* const role = LightTable::role_driven_by(request.object_id, stored, abilities);
+    for (const auto& operation : kOperations) {
+        if (role != nullptr && role->object == operation.object) {
+            return operation.drive(light, stored, request.value);
+        }
     }
     return Outcome::not_addressed;
 }

@@ -1,6 +1,7 @@
 #include "hue_handler/LightTable.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "libcbase/log.h"
 #include "libcbase/utility.h"
@@ -32,7 +33,32 @@ bool has_marker(const std::string& optional, const std::string& name) {
            optional.find(marker + name) != std::string::npos;
 }
 
+// Part of the behaviour: an object with two roles drives the first of them.
+constexpr const LightRole* kCommandOrder[] = {
+    &LightTable::kRoles[0], &LightTable::kRoles[1], &LightTable::kRoles[2], &LightTable::kRoles[6],
+    &LightTable::kRoles[3], &LightTable::kRoles[4], &LightTable::kRoles[5]};
+
 }  // namespace
+
+const LightRole* LightTable::role_named_in(const std::string& optional) {
+    const auto* const role = std::find_if(
+        kRoles.begin(), kRoles.end(),
+        [&optional](const LightRole& known) { return has_marker(optional, known.name); });
+    return role == kRoles.end() ? nullptr : role;
+}
+
+const LightRole* LightTable::role_driven_by(int object_id, const HueLightState& entry,
+                                            const LightAbilities& abilities) {
+    if (object_id < 1 || entry.on_off_object < 1) {
+        return nullptr;
+    }
+    const auto* const found = std::find_if(
+        std::begin(kCommandOrder), std::end(kCommandOrder), [&](const LightRole* role) {
+            return entry.*role->object == object_id &&
+                   (role->needs == nullptr || abilities.*role->needs);
+        });
+    return found == std::end(kCommandOrder) ? nullptr : *found;
+}
 
 std::string LightTable::query(std::uint32_t bridge_object) {
     return kQueryStart + std::to_string(static_cast<std::int32_t>(bridge_object)) + kQueryEnd;
@@ -49,11 +75,7 @@ std::string LightTable::add_row(const Row& row) {
                "', CHILDOBJ_ID='" + escape_control_characters(child) + "'";
     }
     HueLightState& entry = entries_[light_id];
-    const std::string optional = column(row, "OPTIONAL");
-    const auto* const role = std::find_if(
-        kRoles.begin(), kRoles.end(),
-        [&optional](const LightRole& known) { return has_marker(optional, known.name); });
-    if (role != kRoles.end()) {
+    if (const LightRole* const role = role_named_in(column(row, "OPTIONAL"))) {
         entry.*role->object = object_id;
     }
     return {};

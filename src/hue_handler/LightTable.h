@@ -15,10 +15,18 @@
 
 namespace hue_handler {
 
+/// What a light can do besides being switched.
+struct LightAbilities {
+    bool dimming = true;
+    bool temperature = true;
+    bool colour = true;
+};
+
 /// What an object of the controller does for a light.
 struct LightRole {
-    const char* name;            ///< in the database, as in "tag_complex_element=on_off"
-    int HueLightState::*object;  ///< the field of an entry that holds the role's object
+    const char* name;             ///< in the database, as in "tag_complex_element=on_off"
+    int HueLightState::*object;   ///< the field of an entry that holds the role's object
+    bool LightAbilities::*needs;  ///< without it the light ignores the role; null if all can do it
 };
 
 class LightTable final {
@@ -28,13 +36,13 @@ class LightTable final {
 
     /// Each role, in the order in which a row is searched for its name.
     static constexpr std::array<LightRole, 7> kRoles{{
-        {"on_off", &HueLightState::on_off_object},
-        {"value", &HueLightState::value_object},
-        {"temperature", &HueLightState::temperature_object},
-        {"r", &HueLightState::r_object},
-        {"g", &HueLightState::g_object},
-        {"b", &HueLightState::b_object},
-        {"hsv", &HueLightState::hsv_object},
+        {"on_off", &HueLightState::on_off_object, nullptr},
+        {"value", &HueLightState::value_object, &LightAbilities::dimming},
+        {"temperature", &HueLightState::temperature_object, &LightAbilities::temperature},
+        {"r", &HueLightState::r_object, &LightAbilities::colour},
+        {"g", &HueLightState::g_object, &LightAbilities::colour},
+        {"b", &HueLightState::b_object, &LightAbilities::colour},
+        {"hsv", &HueLightState::hsv_object, &LightAbilities::colour},
     }};
 
     /// Where an object is used.
@@ -42,6 +50,15 @@ class LightTable final {
         int light_id;           ///< of the bridge
         const LightRole* role;  ///< an element of kRoles
     };
+
+    /// The role that the column "optional" of a row names: an element of kRoles, or null.
+    static const LightRole* role_named_in(const std::string& optional);
+
+    /// The role in which a command for this object drives a light: the first one with the object
+    /// that the light can do, hsv before r, g and b. Null if the light is not driven: none has it,
+    /// or the light has no on_off object.
+    static const LightRole* role_driven_by(int object_id, const HueLightState& entry,
+                                           const LightAbilities& abilities);
 
     /// The statement that selects the rows of a bridge object's lights.
     static std::string query(std::uint32_t bridge_object);
@@ -52,8 +69,8 @@ class LightTable final {
     std::string add_row(const Row& row);
 
     /// Each light and role that has this object, in the order of the light IDs and of kRoles. None
-    /// for an ID below 1, which means "no object". This is for a look at the installation; a
-    /// command tests the roles in an order of its own, and only those that the light can do.
+    /// for an ID below 1, which means "no object". This is for a look at the installation; for a
+    /// command see role_driven_by().
     std::vector<Use> uses_of(int object_id) const;
 
     /// The entries by light ID of the bridge. Their keys change in add_row() only.

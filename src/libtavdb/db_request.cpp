@@ -86,11 +86,11 @@ void db_request::exchange(int port, const std::string& query) {
         return;
     }
     dbmanager_answer answer;
-    const int result =
+    result_ =
         dbmanager_exchange(port, {kFunction, type, std::to_string(query.size()), query}, answer);
-    if (result != DBMANAGER_OK) {
+    if (result_ != DBMANAGER_OK) {
         set_last_error("db_request::db_request error calling dbmanager_socket_request <" +
-                       std::to_string(result) + ">");
+                       std::to_string(result_) + ">");
         return;
     }
     keep_answer(answer.body);

@@ -28,6 +28,9 @@ class db_request {
     /// Why the request failed; empty after a success. Valid until the next
     /// validate_query().
     const char* get_last_error() const { return last_error_.c_str(); }
+    /// Which failure of the exchange: the number of the service's status, or a dbmanager_result.
+    /// 0 after a success, and for a statement that was not sent.
+    int get_result() const { return result_; }
     /// Rows that arrived.
     int get_rows_num() const { return static_cast<int>(rows.size()); }
     /// Columns that the answer names; 0 when it announces no rows. May be above 0 although no rows
@@ -57,6 +60,7 @@ class db_request {
 
     std::string last_error_;
     int query_type_ = 0;
+    int result_ = 0;
     int last_insert_id_ = 0;
     int fields_num_ = 0;
 };
