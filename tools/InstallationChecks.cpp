@@ -15,7 +15,6 @@ const LightReport* report_of(const Checked& checked, int light) {
 
 namespace {
 
-using hue_handler::HueLightState;
 using hue_handler::LightAbilities;
 using hue_handler::LightRole;
 using hue_handler::LightTable;

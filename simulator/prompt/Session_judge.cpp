@@ -74,6 +74,8 @@ void Session::judge_change() {
     require(found != objects.end(), "the installation has no object for on and off");
     house().ledger().forget_value(found->id);
     Bulb light = house().light(found->light);
+    const auto is_known = [&] { return house().ledger().known_on(found->light).has_value(); };
+    wait_until(is_known, without.count("change") == 0 ? kSeconds : 0);  // not after a failure
     if (without.count("change") == 0 && light.is_on() == house().ledger().known_on(found->light)) {
         light.turn(!light.is_on());  // else an earlier change is to come
     }

@@ -17,9 +17,9 @@ namespace hue_handler {
 
 /// What a light can do besides being switched.
 struct LightAbilities {
-    bool dimming = true;
-    bool temperature = true;
-    bool colour = true;
+    bool dimming = true;      ///< brightness
+    bool temperature = true;  ///< white tones
+    bool colour = true;       ///< any way of setting it
 };
 
 /// What an object of the controller does for a light.
