@@ -11,26 +11,36 @@
 #include <memory>
 #include <string>
 
-#include "huelib/HueFinder.h"
+#include "huelib/BridgeSearch.h"
+#include "huelib/Hue.h"
 #include "huelib/LinHttpHandler.h"
 
 namespace {
 
 constexpr long kFullBrightness = 254;
 
+// The first bridge that describes itself; others may only claim to be one.
+std::string addressOfABridge() {
+    for (const BridgeSearch::Bridge& bridge : BridgeSearch().find()) {  // blocks for some seconds
+        if (bridge.isDescribed) {
+            return bridge.address;
+        }
+    }
+    return {};
+}
+
 bool dim(long id, long percent, const std::string& user) {
-    HueFinder finder(std::make_shared<LinHttpHandler>());
-    const auto bridges = finder.FindBridges();  // blocks for five seconds
-    if (bridges.empty()) {
+    const std::string address = addressOfABridge();
+    if (address.empty()) {
         std::cerr << "No bridge found. Is it in this network?\n";
         return false;
     }
-    const HueFinder::HueIdentification& first = bridges.front();
-    if (!user.empty()) {
-        finder.AddUsername(first.mac, user);
+    Hue bridge(address, user, std::make_shared<LinHttpHandler>());
+    if (user.empty() && bridge.requestUsername(address).empty()) {
+        std::cerr << "The link button was not pressed in time.\n";
+        return false;
     }
-    Hue bridge = finder.GetBridge(first);
-    std::cout << "Bridge " << first.ip << ", user " << bridge.getUsername() << "\n";
+    std::cout << "Bridge " << address << ", user " << bridge.getUsername() << "\n";
     HueLight& light = bridge.getLight(static_cast<int>(id));
     if (!light.setBrightness(static_cast<unsigned int>(percent * kFullBrightness / 100))) {
         std::cerr << "The bridge did not confirm the command.\n";
