@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <regex>
 #include <stdexcept>
 
 #include <httplib.h>
@@ -30,16 +29,23 @@ constexpr const char* kHostileAddress = "127.0.0.99";
 
 struct Make {
     const char* model;
-    const char* description;  // file
-    const char* ssdp;         // file with the answers; empty for none
+    const char* manufacturer;
+    const char* manufacturer_url;
+    const char* server;  // in answers by SSDP; empty for none
     bool has_mdns;
     bool is_hostile;
 };
 const std::map<std::string, Make> kMakes = {
-    {"old", {"BSB001", "description.xml", "search-answers.txt", false, false}},
-    {"new", {"BSB002", "description-new.xml", "search-answers-new.txt", true, false}},
-    {"mdns-only", {"BSB002", "description-new.xml", "", true, false}},
-    {"hostile", {"BSB002", "description-new.xml", "search-answers-new.txt", true, true}},
+    {"old",
+     {"BSB001", "Royal Philips Electronics", "http://www.philips.com",
+      "Linux/3.14.0 UPnP/1.0 IpBridge/1.20.0", false, false}},
+    {"new",
+     {"BSB002", "Signify", "http://www.philips-hue.com", "Hue/1.0 UPnP/1.0 IpBridge/1.62.0", true,
+      false}},
+    {"mdns-only", {"BSB002", "Signify", "http://www.philips-hue.com", "", true, false}},
+    {"hostile",
+     {"BSB002", "Signify", "http://www.philips-hue.com", "Hue/1.0 UPnP/1.0 IpBridge/1.62.0", true,
+      true}},
 };
 
 Json::Value only(Json::Value element) {
@@ -68,10 +74,20 @@ void respond(httplib::Response& response, const Json::Value& answer) {
     response.set_content(compact_json(answer), "application/json");
 }
 
-// A file in the folder of this one, with the address of the bridge.
-std::string load_own_file(const std::string& name, const std::string& address) {
-    return std::regex_replace(load_text_file(std::string(LUMIVAD_BRIDGE_FILES) + "/" + name),
-                              std::regex("@ADDRESS@"), address);
+// A file in the folder of this one, with the words of the make and the address of the bridge.
+std::string load_own_file(const std::string& name, const Make& make, const std::string& address) {
+    std::string text = load_text_file(std::string(LUMIVAD_BRIDGE_FILES) + "/" + name);
+    const std::pair<const char*, std::string> words[] = {
+        {"@ADDRESS@", address},
+        {"@MANUFACTURER@", make.manufacturer},
+        {"@MANUFACTURER-URL@", make.manufacturer_url},
+        {"@SERVER@", make.server}};
+    for (const auto& [word, meaning] : words) {
+        for (std::size_t at; (at = text.find(word)) != std::string::npos;) {
+            text.replace(at, std::strlen(word), meaning);
+        }
+    }
+    return text;
 }
 
 // With a Content-Length, so that the end of the body does not depend on the close.
@@ -221,7 +237,7 @@ void Bridge::pose_as(const std::string& name) {
     responders_.clear();
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        description_ = load_own_file(make.description, address_);
+        description_ = load_own_file("description.xml", make, address_);
         model_ = make.model;
     }
     if (!MulticastResponder::is_possible()) {
@@ -231,9 +247,9 @@ void Bridge::pose_as(const std::string& name) {
                                 const MulticastResponder::Answerer& answerer) {
         responders_.push_back(std::make_unique<MulticastResponder>(group, port, from, answerer));
     };
-    if (*make.ssdp != '\0') {
+    if (*make.server != '\0') {
         respond(kSsdpGroup, kSsdpPort, address_,
-                ssdp_answers(load_own_file(make.ssdp, address_), sink_));
+                ssdp_answers(load_own_file("search-answers.txt", make, address_), sink_));
     }
     if (make.has_mdns) {
         respond(kMdnsGroup, kMdnsPort, address_, mdns_answers(address_, sink_));
