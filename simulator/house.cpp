@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -16,6 +17,7 @@
 #include <CLI/CLI.hpp>
 
 #include "simulator/House.h"
+#include "simulator/page/Page.h"
 #include "simulator/process/Sandbox.h"
 #include "simulator/prompt/Console.h"
 #include "simulator/prompt/LineReader.h"
@@ -25,6 +27,7 @@ namespace {
 
 using simulator::Console;
 using simulator::Installation;
+using simulator::Page;
 using simulator::Prompt;
 using simulator::Session;
 
@@ -59,6 +62,8 @@ struct Arguments {
     std::string sql = Installation::sample_sql();
     std::string lights = Installation::sample_lights();
     std::string script;
+    std::optional<int> page_port;
+    bool opens_browser = false;
     bool shows_all = false;
 };
 
@@ -81,6 +86,12 @@ void add_options(CLI::App& app, Arguments& arguments) {
         "--script", arguments.script,
         "runs the commands of a file (- for standard input) and judges the daemon; exits "
         "with 1 at the first command that fails, with 77 if it cannot be run here");
+    app.add_option("--page", arguments.page_port,
+                   "serves a page that shows the house, until Ctrl-C; the port, 0 for any")
+        ->expected(0, 1)
+        ->default_str("0")
+        ->check(CLI::Range(0, 65535));
+    app.add_flag("--open", arguments.opens_browser, "opens the page in the browser");
     app.add_flag_callback(
         "--unpaired", [&setup] { setup.house.is_paired = false; },
         "the bridge has no user; the daemon is started by the command start");
@@ -104,10 +115,7 @@ int run_script(Prompt& prompt, const std::string& path) {
     }
 }
 
-int run_prompt(Prompt& prompt, Session& session, Console& console) {
-    if (session.options().is_paired && !prompt.run("start")) {
-        return kExitFailure;
-    }
+void read_lines(Prompt& prompt, Session& session, Console& console) {
     if (simulator::is_at_terminal()) {
         console.print("\"help\" lists the commands, Tab completes them, \"quit\" ends the house");
     }
@@ -116,11 +124,14 @@ int run_prompt(Prompt& prompt, Session& session, Console& console) {
     while (!session.is_over && (line = simulator::read_line(interrupt_fd, completion))) {
         prompt.run(*line);
     }
-    const bool is_running = session.house().has_daemon() && session.house().daemon().is_running();
-    return !is_running || prompt.run("stop") ? 0 : kExitFailure;
 }
 
 int run_house(Arguments& arguments) {
+    // In the browser's namespaces, before those of the house are entered.
+    const auto page = arguments.page_port ? std::make_unique<Page>(*arguments.page_port) : nullptr;
+    if (page) {
+        page->announce(arguments.opens_browser);
+    }
     const simulator::Sandbox sandbox = simulator::Sandbox::enter();  // before the first thread
     install_interrupt();
     Console console(arguments.shows_all);
@@ -133,10 +144,24 @@ int run_house(Arguments& arguments) {
         console.print("seed " + std::to_string(arguments.setup.seed));
     }
     arguments.setup.house.installation = Installation::load(arguments.sql, arguments.lights);
-    Session session(arguments.setup, console, is_interrupted);
+    arguments.setup.listener = [&](const simulator::Event& event) {
+        page ? page->add(event) : console.print(event);
+    };
+    Session session(arguments.setup, console,
+                    [&] { return is_interrupted() || (page && page->is_cancelled()); });
     Prompt prompt(session);
-    return arguments.script.empty() ? run_prompt(prompt, session, console)
-                                    : run_script(prompt, arguments.script);
+    if (!arguments.script.empty()) {
+        return run_script(prompt, arguments.script);
+    }
+    const bool starts = session.options().is_paired;
+    if (page) {
+        page->run(session, prompt, starts);
+    } else if (starts && !prompt.run("start").empty()) {
+        return kExitFailure;
+    } else {
+        read_lines(prompt, session, console);
+    }
+    return !session.is_running() || prompt.run("stop").empty() ? 0 : kExitFailure;
 }
 
 }  // namespace

@@ -56,6 +56,8 @@ bool is_ready(int descriptor, milliseconds limit) {
     dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
+    // A connection that the HTTP server accepts would be inherited.
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     execvp(words[0], words);
     _exit(127);
 }

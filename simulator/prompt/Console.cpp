@@ -1,5 +1,6 @@
 #include "simulator/prompt/Console.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <iterator>
 
@@ -50,25 +51,28 @@ std::string shortened(const std::string& text) {
 
 }  // namespace
 
-bool Console::is_wanted(const Event& event) {
-    for (const Routine& routine : kRoutine) {
-        if (!shows_all_ && event.kind == routine.kind &&
-            fnmatch(routine.pattern, event.text.c_str(), FNM_EXTMATCH) == 0) {
-            return routine_seen_.insert(routine.pattern).second;
-        }
-    }
-    return true;
+const char* Console::direction(const Event& event) {
+    return kDirections[static_cast<std::size_t>(event.kind)];
+}
+
+const char* Console::routine(const Event& event) {
+    const auto* found =
+        std::find_if(std::begin(kRoutine), std::end(kRoutine), [&](const Routine& routine) {
+            return event.kind == routine.kind &&
+                   fnmatch(routine.pattern, event.text.c_str(), FNM_EXTMATCH) == 0;
+        });
+    return found == std::end(kRoutine) ? nullptr : found->pattern;
 }
 
 void Console::print(const Event& event) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!is_wanted(event)) {
+    const char* pattern = routine(event);
+    if (!shows_all_ && pattern != nullptr && !routine_seen_.insert(pattern).second) {
         return;
     }
     char head[64];
     std::snprintf(head, sizeof(head), "%9.3f  %-18s  ",
-                  std::chrono::duration<double>(event.time - start_).count(),
-                  kDirections[static_cast<std::size_t>(event.kind)]);
+                  std::chrono::duration<double>(event.time - start_).count(), direction(event));
     print_above_line(head + shortened(event.text));
 }
 

@@ -20,9 +20,12 @@ class Console final {
     /// Prints a line without a time stamp: a heading, a result of a command.
     static void print(const std::string& text);
 
-  private:
-    bool is_wanted(const Event& event);
+    /// "core -> daemon", "log", ...
+    static const char* direction(const Event& event);
+    /// The pattern of an event that every poll or report repeats; null for another one.
+    static const char* routine(const Event& event);
 
+  private:
     bool shows_all_;
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     std::mutex mutex_;  // guards the next one, and the order of lines

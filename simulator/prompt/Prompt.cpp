@@ -116,16 +116,16 @@ void Prompt::execute(const Step& step) {
     step.command->run({session_, step.slots});
 }
 
-bool Prompt::run(const std::string& line) {
+std::string Prompt::run(const std::string& line) {
     try {
         const Words words = words_of(line);
         if (!words.empty()) {
             execute(parse(words));
         }
-        return true;
+        return {};
     } catch (const std::exception& problem) {
         session_.console().print(std::string("!! ") + problem.what());
-        return false;
+        return problem.what();
     }
 }
 

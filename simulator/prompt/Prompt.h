@@ -15,8 +15,8 @@ class Prompt final {
 
     explicit Prompt(Session& session);
 
-    /// Checks and runs one line. Prints the reason and returns false if it is invalid or fails.
-    bool run(const std::string& line);
+    /// Checks and runs one line. If it is invalid or fails, prints the reason and returns it.
+    std::string run(const std::string& line);
     /// Checks all lines, runs them, and ends with the judgement. Prints the file and line of a
     /// fault. `text`: the script; with `is_stream` each line is run as soon as it is read.
     Result run_script(const std::string& name, std::istream& text, bool is_stream = false);

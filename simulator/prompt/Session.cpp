@@ -48,8 +48,7 @@ Session::~Session() {
 
 House& Session::house() {
     if (!house_) {
-        house_ = std::make_unique<House>(setup_.house,
-                                         [this](const Event& event) { console_.print(event); });
+        house_ = std::make_unique<House>(setup_.house, setup_.listener);
         if (house_->log() == nullptr) {
             console_.print("/dev/log is in use: log lines and commands are not judged");
         }

@@ -33,6 +33,7 @@ class Session final {
         std::string shim;       ///< the library that is loaded into the daemon on demand
         unsigned seed = 0;      ///< 0: no random pauses
         std::string sanitizer;  ///< of this build; empty for none
+        Journal::Listener listener = {};  ///< of the house
     };
 
     /// `is_interrupted` ends every wait.
