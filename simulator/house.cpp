@@ -126,6 +126,28 @@ void read_lines(Prompt& prompt, Session& session, Console& console) {
     }
 }
 
+// Runs one house. Returns the exit code; nothing if another house is to follow.
+std::optional<int> run_session(const Arguments& arguments, Console& console, Page* page) {
+    const auto is_over = [&] { return is_interrupted() || (page && page->is_cancelled()); };
+    Session session(arguments.setup, console, is_over);
+    Prompt prompt(session);
+    bool is_last = true;
+    if (!arguments.script.empty()) {
+        return run_script(prompt, arguments.script);
+    }
+    if (page != nullptr) {
+        is_last = !page->run(session, prompt);
+    } else if (session.options().is_paired && !prompt.run("start").empty()) {
+        return kExitFailure;
+    } else {
+        read_lines(prompt, session, console);
+    }
+    if (session.is_running() && !prompt.run("stop").empty()) {
+        return kExitFailure;
+    }
+    return is_last ? std::optional<int>(0) : std::nullopt;
+}
+
 int run_house(Arguments& arguments) {
     // In the browser's namespaces, before those of the house are entered.
     const auto page = arguments.page_port ? std::make_unique<Page>(*arguments.page_port) : nullptr;
@@ -147,21 +169,10 @@ int run_house(Arguments& arguments) {
     arguments.setup.listener = [&](const simulator::Event& event) {
         page ? page->add(event) : console.print(event);
     };
-    Session session(arguments.setup, console,
-                    [&] { return is_interrupted() || (page && page->is_cancelled()); });
-    Prompt prompt(session);
-    if (!arguments.script.empty()) {
-        return run_script(prompt, arguments.script);
+    std::optional<int> code;
+    while (!(code = run_session(arguments, console, page.get()))) {
     }
-    const bool starts = session.options().is_paired;
-    if (page) {
-        page->run(session, prompt, starts);
-    } else if (starts && !prompt.run("start").empty()) {
-        return kExitFailure;
-    } else {
-        read_lines(prompt, session, console);
-    }
-    return !session.is_running() || prompt.run("stop").empty() ? 0 : kExitFailure;
+    return *code;
 }
 
 }  // namespace

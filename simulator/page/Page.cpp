@@ -86,7 +86,17 @@ Page::Page(int port) : server_(std::make_unique<httplib::Server>()) {
     add_routes();
 }
 
-Page::~Page() = default;
+Page::~Page() {
+    is_over_ = true;
+    news_.notify_all();
+    while (thread_.joinable() && !server_->is_running()) {  // stop() has no effect before
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    server_->stop();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+}
 
 void Page::add_routes() {
     // A page of another origin can neither read nor command the house, even under a name that it
@@ -163,14 +173,18 @@ int Page::take_command(const std::string& line) {
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     if (whole == kEndOfTour) {
-        is_cancelled_ = is_touring_;
+        is_cancelled_ = is_touring_.load();
         return 204;
     }
     if (is_touring_ || commands_.size() >= kMostWaiting) {
         return is_touring_ ? 409 : 503;
     }
-    is_touring_ = whole == kTour;
-    commands_.push_back(whole);
+    if (whole == kTour) {
+        is_touring_ = true;
+        commands_.clear();  // the tour begins in a new house
+    } else {
+        commands_.push_back(whole);
+    }
     news_.notify_all();
     return 204;
 }
@@ -185,40 +199,53 @@ void Page::announce(bool opens_browser) const {
     }
 }
 
-void Page::run(Session& session, Prompt& prompt, bool starts) {
+bool Page::run(Session& session, Prompt& prompt) {
+    session.house();
     session_ = &session;
     prompt_ = &prompt;
-    session.house();
-    thread_ = std::thread([this] { server_->listen_after_bind(); });
-    if (starts) {
+    show(&session);
+    if (!thread_.joinable()) {
+        thread_ = std::thread([this] { server_->listen_after_bind(); });
+    }
+    if (is_touring_) {
+        run_tour();
+    } else if (session.options().is_paired) {
         run_line("start");
     }
-    while (!session.is_interrupted()) {
+    while (!session.is_interrupted() && !is_touring_) {
         is_running_ = session.is_running();
-        std::string line;
-        {
-            std::unique_lock<std::mutex> lock(mutex_);
-            if (news_.wait_for(lock, kStatePeriod, [this] { return !commands_.empty(); })) {
-                line = commands_.front();
-                commands_.pop_front();
-            }
-        }
-        if (line == kTour) {
-            run_tour();
-        } else if (!line.empty()) {
+        const std::string line = next_command();
+        if (!line.empty()) {
             run_line(line);
         } else if (session.house().journal().size() > kMostEvents) {
             session.house().forget();
             session.heading = 0;
         }
     }
-    is_over_ = true;
-    news_.notify_all();
-    while (!server_->is_running()) {  // stop() has no effect before
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    show(nullptr);
+    return is_touring_;
+}
+
+// The state is of this session's house from now on, or remains the last one for null.
+void Page::show(Session* session) {
+    publish(message_of("house"));
+    const std::lock_guard<std::mutex> state_lock(state_mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    shown_ = session;
+    objects_.clear();
+    faults_ = {{"bridge", ""}, {"core", ""}};
+}
+
+// The next command of a browser; empty without one for kStatePeriod.
+std::string Page::next_command() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    news_.wait_for(lock, kStatePeriod, [this] { return !commands_.empty(); });
+    std::string line;
+    if (!commands_.empty()) {
+        line = commands_.front();
+        commands_.pop_front();
     }
-    server_->stop();
-    thread_.join();
+    return line;
 }
 
 bool Page::run_line(const std::string& line) {
@@ -231,7 +258,7 @@ bool Page::run_line(const std::string& line) {
 }
 
 void Page::run_tour() {
-    bool goes_on = !session_->is_running() || run_line("stop");
+    bool goes_on = true;
     std::ifstream script(std::string(LUMIVAD_PAGE_FILES) + "/../tour.house");
     for (std::string line; goes_on && std::getline(script, line);) {
         if (!words_of(line).empty()) {
@@ -241,9 +268,8 @@ void Page::run_tour() {
     }
     publish(message_of("step", goes_on ? "say The end of the tour" : "say The tour is ended"));
     is_cancelled_ = false;
-    run_line("bridge restore");
-    const std::lock_guard<std::mutex> lock(mutex_);
     is_touring_ = false;
+    run_line("bridge restore");
 }
 
 void Page::publish(const Json::Value& value) {
@@ -279,7 +305,7 @@ void Page::add(const Event& event) {
 std::string Page::state() {
     const std::lock_guard<std::mutex> lock(state_mutex_);
     const auto time = std::chrono::steady_clock::now();
-    if (time - state_time_ >= kStatePeriod) {
+    if (shown_ != nullptr && time - state_time_ >= kStatePeriod) {
         state_ = message(make_state());
         state_time_ = time;
     }
@@ -287,7 +313,7 @@ std::string Page::state() {
 }
 
 Json::Value Page::make_state() {
-    House& house = session_->house();
+    House& house = shown_->house();
     Json::Value state = message_of("state");
     state["running"] = is_running_.load();
     state["waiting"] = static_cast<int>(house.ledger().count(Ledger::Outcome::waiting));
@@ -298,7 +324,7 @@ Json::Value Page::make_state() {
         state["lights"].append(light);
     }
     const std::lock_guard<std::mutex> lock(mutex_);
-    state["touring"] = is_touring_;
+    state["touring"] = is_touring_.load();
     for (const auto& [part, fault] : faults_) {
         state["faults"][part] = fault;
     }

@@ -46,9 +46,10 @@ class Page final {
     /// True while a browser's request to end the tour is carried out.
     bool is_cancelled() const { return is_cancelled_; }
 
-    /// Serves browsers and runs their commands until the session is interrupted. With `starts`,
-    /// starts the daemon first.
-    void run(Session& session, Prompt& prompt, bool starts);
+    /// Starts the daemon of a paired house, serves browsers and runs their commands until the
+    /// session is interrupted. Returns true if a browser asks for the tour, which needs a new
+    /// house: the next call begins with it.
+    bool run(Session& session, Prompt& prompt);
 
     static constexpr std::size_t kMostMessages = 1000;
     static constexpr std::size_t kMostWaiting = 100;  ///< commands
@@ -64,6 +65,8 @@ class Page final {
     void serve_stream(httplib::Response& response);
     bool send_news(Stream& stream, httplib::DataSink& sink);
     int take_command(const std::string& line);
+    void show(Session* session);
+    std::string next_command();
     void run_tour();
     bool run_line(const std::string& line);
     void publish(const Json::Value& message);
@@ -75,21 +78,21 @@ class Page final {
     std::unique_ptr<httplib::Server> server_;
     std::string host_;
     std::thread thread_;
-    Session* session_ = nullptr;  // set before the server runs
+    Session* session_ = nullptr;  // of run(), like the next one
     Prompt* prompt_ = nullptr;
-    std::atomic<bool> is_cancelled_{false}, is_over_{false}, is_running_{false};
+    std::atomic<bool> is_touring_{false}, is_cancelled_{false}, is_over_{false}, is_running_{false};
     std::atomic<int> streams_{0};
 
     std::mutex mutex_;  // guards the next ones
     std::condition_variable news_;
     std::deque<std::string> messages_;
-    std::uint64_t first_ = 0;  // number of messages_.front()
+    std::uint64_t first_ = 0;             // number of messages_.front()
     std::map<int, Json::Value> objects_;  // by ID: what the core holds, and who said it last
-    std::map<std::string, std::string> faults_{{"bridge", ""}, {"core", ""}};
+    std::map<std::string, std::string> faults_;
     std::deque<std::string> commands_;
-    bool is_touring_ = false;
 
     std::mutex state_mutex_;  // guards the next ones
+    Session* shown_ = nullptr;
     std::string state_;
     std::chrono::steady_clock::time_point state_time_{};
 };

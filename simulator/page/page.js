@@ -294,9 +294,16 @@ setInterval(() => {
 // --- The stream ---
 
 const kTakers = {
+  // Another house begins: its controls and values are new.
+  house() {
+    Object.keys(cards).forEach(id => delete cards[id]);
+    $('lamps').replaceChildren();
+    [said, commanded] = [[], {}];
+  },
   hello(message) {
+    kTakers.house();
     clock = message.now - performance.now() / 1000;
-    [events, requests, said, commanded] = [[], [], [], {}];
+    [events, requests] = [[], []];
     show('missed', '');
     show('problem', '');
     is_stale = true;
