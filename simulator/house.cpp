@@ -17,10 +17,10 @@
 #include <CLI/CLI.hpp>
 
 #include "simulator/House.h"
-#include "simulator/page/Page.h"
 #include "simulator/process/Sandbox.h"
 #include "simulator/prompt/Console.h"
 #include "simulator/prompt/LineReader.h"
+#include "simulator/prompt/Page.h"
 #include "simulator/prompt/Prompt.h"
 
 namespace {

@@ -1,28 +1,37 @@
 // Shows the messages of /events and sends commands of the house's language to /command.
 'use strict';
 
-const kMostRows = 1000, kShownRows = 300, kStripSeconds = 30, kTravelMs = 700;
+const kMostEvents = 1000, kShownRows = 300, kStripSeconds = 30, kTravelMs = 700, kMostTravelling = 12;
+const kNothing = {lights: [], objects: [], faults: {}};
 const $ = id => document.getElementById(id);
-const calm = matchMedia('(prefers-reduced-motion: reduce)');
+const is_pressed = button => button.getAttribute('aria-pressed') === 'true';
 
-let clock = 0;       // seconds of the house's clock when performance.now() was 0
-let events = [];     // the newest last
-let requests = [];   // times of the last 30 s: {time, is_poll}
-let commanded = {};  // light: times of commands that no request has followed
-let said = [];       // warnings and errors since the last fault
-let state = {lights: [], objects: [], faults: {}};
-let held = 0;        // messages since the pause
+let clock = 0;      // seconds of the house's clock when performance.now() was 0
+let state = kNothing;
+let events = [];    // the newest last
+let requests = [];  // to the bridge, of the last 30 s
+let commanded = {}; // by light: times of commands that no request has followed yet
+let said = [];      // warnings and errors since the last fault
+let held = 0;       // messages since the rows were shown
 
 async function send(line) {
+  show('problem', '');
   const answer = await fetch('command', {method: 'POST', body: line}).catch(() => null);
-  if (!answer || !answer.ok) {
-    show('problem', answer && answer.status === 409 ? 'The tour is running.' : `Not sent: ${line}`);
+  if (!answer?.ok) {
+    show('problem', answer?.status === 409 ? 'The tour is running.' : `Not sent: ${line}`);
   }
 }
 
 function show(id, text) {
   $(id).textContent = text;
   $(id).hidden = text === '';
+}
+
+function add(parent, tag, text, properties) {
+  const element = Object.assign(document.createElement(tag), properties);
+  element.append(text);
+  parent.append(element);
+  return element;
 }
 
 // --- Colours, as numbers 0..1 of sRGB ---
@@ -41,174 +50,156 @@ function hsv_of_rgb([r, g, b]) {
   return [(hue + 6) % 6 / 6, value === 0 ? 0 : range / value, value];
 }
 
-// The brightest colour of that chromaticity, through the matrix of IEC 61966-2-1.
+// The brightest colour of that chromaticity; the matrix and the curve are those of IEC 61966-2-1.
 function rgb_of_xy(x, y) {
-  const [X, Y, Z] = [x / y, 1, (1 - x - y) / y];
-  const linear = [3.2406 * X - 1.5372 * Y - 0.4986 * Z, -0.9689 * X + 1.8758 * Y + 0.0415 * Z,
-    0.0557 * X - 0.2040 * Y + 1.0570 * Z].map(part => Math.max(part, 0));
+  const [X, Z] = [x / y, (1 - x - y) / y];
+  const linear = [3.2406 * X - 1.5372 - 0.4986 * Z, -0.9689 * X + 1.8758 + 0.0415 * Z,
+    0.0557 * X - 0.204 + 1.057 * Z].map(part => Math.max(part, 0));
   return linear.map(part => part / Math.max(...linear))
     .map(part => part <= 0.0031308 ? 12.92 * part : 1.055 * part ** (1 / 2.4) - 0.055);
 }
 
-// Black body; the cubic approximation of Kim et al. (US patent 7024034).
+// A black body of 1667 K to 25000 K; the cubic approximation of Kim et al., US patent 7024034.
 function rgb_of_mired(mired) {
-  const t = mired / 1000, is_cold = mired < 250;
-  const x = is_cold ? ((-3.0258469 * t + 2.1070379) * t + 0.2226347) * t + 0.24039
+  const t = mired / 1000;
+  const x = mired < 250 ? ((-3.0258469 * t + 2.1070379) * t + 0.2226347) * t + 0.24039
     : ((-0.2661239 * t - 0.2343589) * t + 0.8776956) * t + 0.17991;
-  const y = is_cold ? ((3.081758 * x - 5.8733867) * x + 3.75112997) * x - 0.37001483
+  const y = mired < 250 ? ((3.081758 * x - 5.8733867) * x + 3.75112997) * x - 0.37001483
     : mired < 450 ? ((-0.9549476 * x - 1.37418593) * x + 2.09137015) * x - 0.16748867
       : ((-1.1063814 * x - 1.3481102) * x + 2.18555832) * x - 0.20219683;
   return rgb_of_xy(x, y);
 }
 
-function rgb_of_lamp({colormode, hue, sat, xy, ct}) {
-  switch (colormode) {
-    case 'hs': return rgb_of_hsv(hue / 65535, sat / 254, 1);
-    case 'xy': return rgb_of_xy(...xy);
-    default: return rgb_of_mired(ct || 366);
-  }
+function rgb_of_lamp({colormode, hue, sat, xy, ct = 366}) {
+  return colormode === 'hs' ? rgb_of_hsv(hue / 65535, sat / 254, 1)
+    : colormode === 'xy' ? rgb_of_xy(...xy) : rgb_of_mired(ct);
 }
 
-const hex = number => Math.round(number).toString(16).padStart(2, '0');
-const hex_of = numbers => '#' + numbers.map(part => hex(part * 255)).join('');
-const numbers_of = text => text.match(/[0-9a-f]{2}/gi).map(part => parseInt(part, 16) / 255);
+const hex_of = parts => '#' + parts.map(
+  part => Math.round(part * 255).toString(16).padStart(2, '0')).join('');
+const parts_of = text => text.match(/[0-9a-f]{2}/gi).map(part => parseInt(part, 16) / 255);
 
 // --- Lamps and their controls ---
 
-// A control as {type, ...attributes}, how a value becomes the control's, and the reverse.
-const kSwitch = {type: 'checkbox', get: box => box.checked ? 1 : 0,
+// A kind of control: properties of its element, how to read a value from it, and how to set one.
+const kSwitch = {type: 'checkbox', get: box => Number(box.checked),
   set: (box, value) => { box.checked = Number(value) !== 0; }};
 const slider = (min, max) => ({type: 'range', min, max, get: input => input.value,
   set: (input, value) => { input.value = value; }});
-const kColour = {type: 'color', get: input => hex_of(hsv_of_rgb(numbers_of(input.value))).toUpperCase(),
-  set: (input, value) => { input.value = hex_of(rgb_of_hsv(...numbers_of(value))); }};
+const kColour = {type: 'color',  // the value is HSV
+  get: input => hex_of(hsv_of_rgb(parts_of(input.value))).toUpperCase(),
+  set: (input, value) => { input.value = hex_of(rgb_of_hsv(...parts_of(value))); }};
 const kRoles = {on_off: kSwitch, value: slider(0, 100), temperature: slider(0, 100),
   r: slider(0, 255), g: slider(0, 255), b: slider(0, 255), hsv: kColour};
-// Members of a lamp's state: the control, the command for its value, and the value from the state.
+// By member of a lamp's state: its control, its value, and the change of the lamp for a value.
 const kMembers = {
-  on: {kind: kSwitch, label: 'switch', line: value => value ? 'on' : 'off', of: lamp => Number(lamp.on)},
-  bri: {kind: slider(0, 254), label: 'bri', line: value => `bri ${value}`, of: lamp => lamp.bri},
-  ct: {kind: slider(153, 500), label: 'ct', line: value => `ct ${value}`, of: lamp => lamp.ct},
-  hue: {kind: kColour, label: 'hue, sat', of: lamp => hex_of([lamp.hue / 65535, lamp.sat / 254, 1]),
-    line: value => {
-      const [hue, sat] = numbers_of(value);
-      return `hue ${Math.round(hue * 65535)} sat ${Math.round(sat * 254)}`;
-    }},
+  on: {kind: kSwitch, of: ({on}) => Number(on), change: on => on ? 'on' : 'off'},
+  bri: {kind: slider(0, 254), of: ({bri}) => bri, change: bri => `bri ${bri}`},
+  ct: {kind: slider(153, 500), of: ({ct}) => ct, change: ct => `ct ${ct}`},
+  hue: {kind: kColour, of: ({hue, sat}) => hex_of([hue / 65535, sat / 254, 1]), change: value => {
+    const [hue, sat] = parts_of(value);
+    return `hue ${Math.round(hue * 65535)} sat ${Math.round(sat * 254)}`;
+  }},
 };
 
-function add_control(parent, name, text, kind, change) {
-  const label = document.createElement('label'), input = document.createElement('input');
-  const {get, set, ...attributes} = kind;
-  Object.assign(input, attributes);
-  input.addEventListener('change', () => change(get(input)));
-  input.setAttribute('aria-label', name);
+// Returns the function that shows a value. The control keeps what a person chose until then.
+function add_control(parent, text, name, {get, set, ...properties}, change) {
+  const label = add(parent, 'label', text);
+  const input = add(label, 'input', '', {...properties, onchange: () => change(get(input))});
+  const output = add(label, 'output', '');
   input.dataset.name = name;
-  const value = document.createElement('output');
-  label.append(text, input, value);
-  parent.append(label);
-  // A control keeps what a person chose until the house holds another value.
-  return (current, shown) => {
-    if (current !== '' && current !== input.dataset.held) {
-      set(input, current);
-      input.dataset.held = current;
+  return (value, shown) => {
+    if (value !== '' && String(value) !== input.dataset.value) {
+      set(input, value);
+      input.dataset.value = value;
     }
-    value.textContent = shown;
+    output.textContent = shown;
   };
 }
 
-const cards = {};  // by light: its elements and the functions that update them
+let cards = {};  // by light: its element, and the functions that show values of objects and members
 
 function card_of(light) {
   const card = $('lamp').content.firstElementChild.cloneNode(true);
+  const [core, past] = card.querySelectorAll('fieldset');
   card.dataset.light = light.id;
   card.querySelector('h2').textContent = light.name;
   card.querySelector('.about').textContent = `light ${light.id}, ${light.modelid}, ${light.class}`;
-  const objects = state.objects.filter(object => object.light === light.id).map(({id, role}) => {
-    const update = add_control(card.querySelector('.core'), `object ${id}`, `${id} ${role}`,
-      kRoles[role], value => send(`set ${id} ${value}`));
-    return [id, update];
-  });
-  const members = Object.entries(kMembers).filter(([name]) => name in light.state)
-    .map(([name, {kind, label, line}]) => [name, add_control(card.querySelector('.past'),
-      `light ${light.id} ${name}`, label, kind, value => send(`bulb ${light.id} ${line(value)}`))]);
   $('lamps').append(card);
-  return {card, objects: new Map(objects), members: new Map(members)};
+  const objects = {}, members = {};
+  for (const {id, role} of state.objects.filter(object => object.light === light.id)) {
+    objects[id] = add_control(core, `${id} ${role}`, `object ${id}`, kRoles[role],
+      value => send(`set ${id} ${value}`));
+  }
+  for (const [name, {kind, change}] of Object.entries(kMembers)) {
+    if (name in light.state) {
+      members[name] = add_control(past, name, `light ${light.id} ${name}`, kind,
+        value => send(`bulb ${light.id} ${change(value)}`));
+    }
+  }
+  return {card, objects, members};
 }
 
-function show_light(light) {
-  const {card, objects, members} = cards[light.id] ||= card_of(light);
-  const {on, bri, reachable, colormode, ct} = light.state;
-  const is_lit = on && reachable, level = bri === undefined ? 1 : bri / 254;
-  const colour = rgb_of_lamp(light.state);
-  card.className = !reachable ? 'unreachable' : on ? 'on' : 'off';
+function show_light({id, state: lamp, ...light}) {
+  const {card, objects, members} = cards[id] ||= card_of({id, state: lamp, ...light});
+  const level = (lamp.bri ?? 254) / 254, colour = rgb_of_lamp(lamp), is_lit = lamp.on && lamp.reachable;
+  card.className = !lamp.reachable ? 'unreachable' : lamp.on ? 'on' : 'off';
   card.style.setProperty('--colour', hex_of(colour.map(part => part * (0.35 + 0.65 * level))));
-  card.style.setProperty('--glow', `${is_lit ? 2 + 8 * level : 0}px`);
-  const tone = {ct: () => `, ${Math.round(1e6 / ct)} K`, hs: () => `, ${hex_of(colour)}`};
-  card.querySelector('.is').textContent = !reachable ? 'unreachable' : !on ? 'off'
-    : 'on' + (bri === undefined ? '' : `, ${Math.round(level * 100)} %`) +
-      (tone[colormode === 'xy' ? 'hs' : colormode]?.() || '');
-  for (const [name, update] of members) {
-    const value = kMembers[name].of(light.state);
-    update(String(value), name === 'on' ? (value ? 'on' : 'off') : name === 'hue' ? '' : value);
+  card.style.setProperty('--glow', `${2 + 8 * level}px`);
+  const tone = {ct: `, ${Math.round(1e6 / lamp.ct)} K`, hs: `, ${hex_of(colour)}`, xy: `, ${hex_of(colour)}`};
+  card.querySelector('.is').textContent = !is_lit ? card.className
+    : `on, ${Math.round(level * 100)} %${tone[lamp.colormode] ?? ''}`;
+  for (const [name, show_value] of Object.entries(members)) {
+    const value = kMembers[name].of(lamp);
+    show_value(value, name === 'hue' ? `${lamp.hue}, ${lamp.sat}` : value);
   }
-  for (const {id, value = '', is_reported} of state.objects) {
-    objects.get(id)?.(value, value === '' ? 'unknown' : is_reported ? value : `${value} sent`);
+  for (const {id: object, value = '', is_reported} of state.objects) {
+    objects[object]?.(value, value === '' ? 'unknown' : is_reported ? value : `${value} sent`);
   }
 }
 
 function show_state(message) {
-  state = message;
-  const ids = new Set(state.lights.map(({id}) => String(id)));
-  for (const id of Object.keys(cards).filter(id => !ids.has(id))) {
-    cards[id].card.remove();
-    delete cards[id];
+  const ids = message.lights.map(({id}) => id).join();
+  if (message.house !== state.house || ids !== Object.keys(cards).join()) {
+    cards = {};
+    $('lamps').replaceChildren();
   }
+  state = message;
   state.lights.forEach(show_light);
   $('daemon').hidden = state.touring;
   $('daemon').textContent = state.running ? 'Stop the daemon' : 'Start the daemon';
   $('tour').textContent = state.touring ? 'End the tour' : 'Watch the tour';
-  document.body.classList.toggle('touring', state.touring);
   show('connection', state.running ? 'lumivad is running' : 'lumivad is not running');
   $('waiting').textContent = state.waiting;
+  commanded = state.waiting === 0 ? {} : commanded;  // some were needless
   for (const button of $('faults').children) {
     const [part, fault] = button.dataset.fault.split(' ');
     button.setAttribute('aria-pressed', state.faults[part] === fault);
   }
-  document.querySelectorAll('main fieldset, #faults button').forEach(item => {
-    item.disabled = state.touring;
-  });
-  if (state.waiting === 0) {
-    commanded = {};
-  }
+  document.querySelectorAll('fieldset').forEach(item => { item.disabled = state.touring; });
 }
 
 // --- The road ---
 
-let travelling = 0;
-
 function travel(from, to) {
   const [start, end] = [from, to].map(name => document.querySelector(`[data-station=${name}]`));
+  const centre = station => ({left: `${station.offsetLeft + station.offsetWidth / 2}px`});
   end.classList.add('reached');
   setTimeout(() => end.classList.remove('reached'), kTravelMs);
-  if (calm.matches || travelling > 12 || document.hidden) {
-    return;
+  if (!matchMedia('(prefers-reduced-motion: reduce)').matches && !document.hidden &&
+      document.querySelectorAll('.stations i').length < kMostTravelling) {
+    const dot = add(start.parentElement, 'i', '');
+    dot.animate([centre(start), centre(end)], kTravelMs).onfinish = () => dot.remove();
   }
-  const dot = document.createElement('i');
-  const place = station => ({left: `${station.offsetLeft + station.offsetWidth / 2}px`});
-  start.parentElement.append(dot);
-  ++travelling;
-  dot.animate([place(start), place(end)], {duration: kTravelMs, easing: 'ease-in-out'})
-    .onfinish = () => { dot.remove(); --travelling; };
 }
 
 function show_travel({direction, text}) {
   const ends = direction.split(' -> ');
-  if (ends.length === 2 && ends.every(end => /core|daemon|bridge/.test(end))) {
-    travel(...ends);
-    $('message').textContent = `${direction}: ${text}`;
-  } else if (text.startsWith('bulb ')) {
-    travel('lamp', 'bridge');
-    $('message').textContent = `past the daemon: ${text}`;
+  const is_on_road = ends.length === 2 && ends.every(end => /core|daemon|bridge/.test(end));
+  const is_past = text.startsWith('bulb ');
+  if (is_on_road || is_past) {
+    travel(...(is_on_road ? ends : ['lamp', 'bridge']));
+    $('message').textContent = `${is_past ? 'past the daemon' : direction}: ${text}`;
   }
   if (direction === 'bridge -> daemon' && text.includes('"success"')) {
     travel('bridge', 'lamp');
@@ -217,106 +208,79 @@ function show_travel({direction, text}) {
 
 // --- Events: pacing, what the daemon says, timeline ---
 
-function take_event(event, is_old) {
-  events.push(event);
-  events.splice(0, events.length - kMostRows);
-  const {direction, text, time, object} = event;
+function take_event(event) {
+  const {direction, text, time, object, priority, routine} = event;
+  events = [...events.slice(1 - kMostEvents), event];
+  ++held;
   const light = state.objects.find(({id}) => id === object)?.light;
   if (direction === 'daemon -> bridge') {
     requests.push({time, is_poll: text === 'GET /lights'});
-    const put = text.match(/^PUT \/lights\/(\d+)\/state/);
-    const start = put && commanded[put[1]]?.shift();
-    if (start !== undefined && start !== null) {
-      $('latency').textContent = `${Math.round((time - start) * 1000)} ms`;
-    }
+    const start = commanded[text.match(/^PUT \/lights\/(\d+)\/state/)?.[1]]?.shift();
+    show('latency', start === undefined ? $('latency').textContent : `${Math.round((time - start) * 1000)} ms`);
   } else if (direction === 'core -> daemon' && light) {
     (commanded[light] ||= []).push(time);
-  } else if (direction === 'house' && /^(bridge|core): /.test(text)) {
-    said = text.endsWith('restore') ? said : [];
-  } else if (direction === 'log' && event.priority <= 4 && !event.routine && !said.includes(text)) {
+  } else if (direction === 'house' && /^(bridge|core): (?!restore)/.test(text)) {
+    said = [];
+  } else if (direction === 'log' && priority <= 4 && !routine && !said.includes(text)) {
     said = [text, ...said].slice(0, 6);
   }
-  if (!is_old) {
+  if (clock + performance.now() / 1000 - time < 2) {  // not from before this page
     show_travel(event);
   }
 }
 
-function row_of({time, direction, text}) {
-  const row = document.createElement('li');
-  const [when, way, what] = ['time', 'b', 'span'].map(name => document.createElement(name));
-  when.textContent = time.toFixed(3);
-  way.textContent = direction;
-  what.textContent = text;
-  row.className = direction === 'log' ? text.split(':')[0] : 'message';
-  row.append(when, way, what);
-  return row;
-}
-
 function show_rows() {
   const wanted = $('search').value.toLowerCase();
-  const [is_log_only, has_routine] = ['log-only', 'routine'].map(id => $(id).checked);
-  const found = events.filter(({direction, text, routine}) => (has_routine || !routine) &&
-    (!is_log_only || direction === 'log') && `${direction} ${text}`.toLowerCase().includes(wanted));
-  $('rows').replaceChildren(...found.slice(-kShownRows).reverse().map(row_of));
+  const rows = events.filter(({direction, text, routine}) => ($('routine').checked || !routine) &&
+    (direction === 'log' || !$('log-only').checked) &&
+    `${direction} ${text}`.toLowerCase().includes(wanted)).slice(-kShownRows).reverse();
+  $('rows').replaceChildren();
+  for (const {time, direction, text} of rows) {
+    const row = add($('rows'), 'li', '', {className: direction === 'log' ? text.split(':')[0] : ''});
+    add(row, 'time', time.toFixed(3));
+    add(row, 'b', direction);
+    add(row, 'span', text);
+  }
+  $('said').replaceChildren();
+  (said.length ? said : ['nothing']).forEach(text => add($('said'), 'li', text));
+  held = 0;
 }
 
 function show_strip() {
   const now = clock + performance.now() / 1000;
   requests = requests.filter(({time}) => now - time < kStripSeconds);
-  const bars = requests.map(({time, is_poll}) => {
-    const x = 300 * (1 - (now - time) / kStripSeconds);
-    return `M${x.toFixed(1)} 40V${is_poll ? 24 : 4}`;
-  });
-  $('strip').innerHTML = `<path d="${bars.join('') || 'M0 40'}"/>`;
+  const bars = requests.map(({time, is_poll}) =>
+    `M${(300 * (1 - (now - time) / kStripSeconds)).toFixed(1)} 40V${is_poll ? 24 : 4}`);
+  $('strip').firstElementChild.setAttribute('d', bars.join('') || 'M0 40');
   const gaps = requests.slice(1).map(({time}, i) => Math.round((time - requests[i].time) * 1000));
-  $('strip').setAttribute('aria-label', `${requests.length} requests in the last 30 seconds`);
-  $('distances').textContent = gaps.length === 0 ? 'No two requests'
-    : `Shortest distance ${Math.min(...gaps)} ms; the last: ${gaps.slice(-6).join(', ')} ms`;
+  $('distances').textContent = gaps.length === 0 ? 'no two requests'
+    : `shortest distance ${Math.min(...gaps)} ms; the last: ${gaps.slice(-5).join(', ')} ms`;
 }
 
-let is_stale = false;
-setInterval(show_strip, 250);
 setInterval(() => {
-  const is_paused = $('pause').getAttribute('aria-pressed') === 'true';
-  if (is_stale && !is_paused) {
+  show_strip();
+  if (held > 0 && !is_pressed($('pause'))) {
     show_rows();
-    is_stale = false;
-    held = 0;
   }
-  $('pause').textContent = is_paused ? `Go on (${held} new)` : 'Pause';
-  $('said').replaceChildren(...(said.length ? said : ['nothing']).map(text => {
-    const item = document.createElement('li');
-    item.textContent = text;
-    return item;
-  }));
-}, 150);
+  $('pause').textContent = is_pressed($('pause')) ? `Go on (${held} new)` : 'Pause';
+}, 200);
 
 // --- The stream ---
 
 const kTakers = {
-  // Another house begins: its controls and values are new.
-  house() {
-    Object.keys(cards).forEach(id => delete cards[id]);
-    $('lamps').replaceChildren();
-    [said, commanded] = [[], {}];
-  },
-  hello(message) {
-    kTakers.house();
-    clock = message.now - performance.now() / 1000;
-    [events, requests] = [[], []];
+  hello({now}) {
+    clock = now - performance.now() / 1000;
+    [state, events, requests, said, commanded] = [kNothing, [], [], [], {}];
     show('missed', '');
-    show('problem', '');
-    is_stale = true;
   },
-  event(message) {
-    take_event(message, clock + performance.now() / 1000 - message.time > 2);
-    ++held;
-    is_stale = true;
-  },
+  event: take_event,
   state: show_state,
   dropped({text}) { show('missed', `${text} messages are missing: this browser was too slow.`); },
   problem({text}) { show('problem', text); },
-  step({text}) { show('step', text.startsWith('say ') ? text.slice(4) : `${$('step').textContent.split(' > ')[0]} > ${text}`); },
+  step({text}) {
+    const heading = $('step').textContent.split(' > ')[0];
+    show('step', text.startsWith('say ') ? text.slice(4) : `${heading} > ${text}`);
+  },
 };
 
 const stream = new EventSource('events');
@@ -326,18 +290,13 @@ stream.onmessage = ({data}) => {
 };
 stream.onerror = () => {
   show('connection', 'The house does not answer; trying again');
-  document.querySelectorAll('main fieldset').forEach(item => { item.disabled = true; });
+  document.querySelectorAll('fieldset').forEach(item => { item.disabled = true; });
 };
-
 $('daemon').onclick = () => send(state.running ? 'stop' : 'start');
 $('tour').onclick = () => send(state.touring ? 'end tour' : 'tour');
 $('search').oninput = $('log-only').onchange = $('routine').onchange = show_rows;
-$('pause').onclick = () => $('pause').setAttribute('aria-pressed',
-  $('pause').getAttribute('aria-pressed') !== 'true');
-$('faults').onclick = ({target}) => {
-  const part = target.dataset.fault?.split(' ')[0];
-  if (part) {
-    show('problem', '');
-    send(target.getAttribute('aria-pressed') === 'true' ? `${part} restore` : target.dataset.fault);
-  }
-};
+$('pause').onclick = ({target}) => target.setAttribute('aria-pressed', !is_pressed(target));
+for (const button of $('faults').children) {
+  const [part] = button.dataset.fault.split(' ');
+  button.onclick = () => send(is_pressed(button) ? `${part} restore` : button.dataset.fault);
+}

@@ -1,6 +1,6 @@
-"""Uses the page of the simulated house as a person does, in headless Chromium.
+"""Uses the page of the simulated house in headless Chromium as a person does.
 
-    /usr/bin/python3 page.py HOUSE [OPTION ...]    options: of the house
+    /usr/bin/python3 page.py HOUSE [OPTION ...]    the program house and its options
 
 Saves a picture of the page as page.png in the current folder.
 """
@@ -12,19 +12,17 @@ import socket
 import subprocess
 import sys
 
+CHROMIUM, DRIVER = "/usr/bin/chromium", "/usr/bin/chromedriver"
+SECONDS = 60  # longer than a start, and than a poll after a command, in a slow build
 try:
     from selenium import webdriver
     from selenium.webdriver.chrome.service import Service
-    from selenium.webdriver.common.by import By
     from selenium.webdriver.common.keys import Keys
     from selenium.webdriver.support.ui import WebDriverWait
-    CHROMIUM, DRIVER = "/usr/bin/chromium", "/usr/bin/chromedriver"
     os.stat(CHROMIUM), os.stat(DRIVER)
 except (ImportError, OSError) as problem:
     print(f"skipped: {problem} (script/bootstrap --browser installs it)")
     sys.exit(77)
-
-SECONDS = 40  # longer than a start, and than a poll after a command
 
 
 class House:
@@ -38,111 +36,108 @@ class House:
         self.process.send_signal(signal.SIGINT)
         return self.process.wait(SECONDS)
 
+    def answer_to(self, method, path, body=None, **headers):
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=SECONDS)
+        connection.request(method, path, body, headers)
+        return connection.getresponse().status
 
-def browse():
+
+def start_browser():
     options = webdriver.ChromeOptions()
     options.binary_location = CHROMIUM
-    for option in ("headless=new", "disable-dev-shm-usage", "window-size=1280,1400",
-                   *(["no-sandbox"] if os.geteuid() == 0 else [])):
-        options.add_argument("--" + option)
+    for option in ("headless=new", "disable-dev-shm-usage", "window-size=1280,1150"):
+        options.add_argument(option)
+    if os.geteuid() == 0:
+        options.add_argument("no-sandbox")
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
     return webdriver.Chrome(service=Service(DRIVER), options=options)
 
 
-def status_of(house, method, path, body=None, **headers):
-    connection = http.client.HTTPConnection("127.0.0.1", house.port, timeout=SECONDS)
-    connection.request(method, path, body, headers)
-    return connection.getresponse().status
+def find(selector):
+    return browser.find_element("css selector", selector)
 
 
-class Page:
-    def __init__(self, browser):
-        self.browser = browser
-
-    def find(self, selector):
-        return self.browser.find_element(By.CSS_SELECTOR, selector)
-
-    def expect(self, what, holds):
-        WebDriverWait(self.browser, SECONDS, ignored_exceptions=[Exception]).until(
-            lambda _: holds(), what)
-        print("ok:", what, flush=True)
-
-    def expect_text(self, selector, text):
-        self.expect(f"{selector} says {text}", lambda: text in self.find(selector).text)
-
-    def control(self, name):
-        return self.find(f"input[data-name='{name}']")
-
-    def expect_object(self, number, value):
-        held = f"label:has(input[data-name='object {number}']) output"
-        self.expect_text(held, value)
-
-    def expect_clean_console(self):
-        assert (log := self.browser.get_log("browser")) == [], log
+def control(name):
+    return find(f"input[data-name='{name}']")
 
 
-def refuse_strangers(house):
-    own = f"127.0.0.1:{house.port}"
-    assert status_of(house, "GET", "/", Host="example.org") == 403
-    assert status_of(house, "GET", "/events", Origin="http://example.org") == 403
-    assert status_of(house, "POST", "/command", "set 111 1", Origin="http://example.org") == 403
-    assert status_of(house, "GET", "/../House.cpp", Host=own) == 404
-    assert status_of(house, "GET", "/%2e%2e/House.cpp", Host=own) == 404
+def expect(selector, text=""):
+    def holds(_):
+        return text in find(selector).text
+    WebDriverWait(browser, SECONDS, ignored_exceptions=[Exception]).until(holds, (selector, text))
+    print("ok:", selector, text, flush=True)
+
+
+def expect_object(number, text):
+    expect(f"label:has(input[data-name='object {number}']) output", text)
+
+
+def expect_clean_console():
+    assert (log := browser.get_log("browser")) == [], log
+
+
+def refuse_strangers():
+    evil = "http://example.org"
+    assert house.answer_to("GET", "/", Host="example.org") == 403
+    assert house.answer_to("GET", "/events", Origin=evil) == 403
+    assert house.answer_to("POST", "/command", "set 111 1", Origin=evil) == 403
+    assert house.answer_to("GET", "/../tour.house") == 404
+    assert house.answer_to("GET", "/%2e%2e/tour.house") == 404
     for line in ("shell id", "start with --help", "sql DROP TABLE vexad_object", "set " + "1" * 999):
-        assert status_of(house, "POST", "/command", line, Host=own) in (400, 413), line
+        assert house.answer_to("POST", "/command", line) in (400, 413), line
 
 
-def use(page):
-    page.browser.get(page.house.address)
-    page.expect_text("#connection", "lumivad is running")
-    page.control("object 111").click()
-    page.expect("the switch lights lamp 1", lambda: page.find("[data-light='1'].on"))
-    page.expect_object(111, "1 sent")
-    page.control("light 1 on").click()
-    page.expect("the wall switch turns it off", lambda: page.find("[data-light='1'].off"))
-    page.expect("the daemon reports it", lambda: not page.expect_object(111, "0"))
-    page.browser.execute_script(
+def use_the_house():
+    control("object 111").click()
+    expect("[data-light='1'].on", "on, 79 %")
+    expect_object(111, "1 sent")
+    control("light 1 on").click()
+    expect("[data-light='1'].off", "off")
+    expect_object(111, "0")
+    browser.execute_script(
         "arguments[0].value = '#40c040'; arguments[0].dispatchEvent(new Event('change'))",
-        page.control("object 147"))
-    page.expect_text("[data-light='4'] .is", "on, 76 %, #54ff54")
-    page.find("[data-fault='bridge cut']").click()
-    page.expect("the fault is shown", lambda: page.find("[data-fault='bridge cut'][aria-pressed=true]"))
-    page.control("object 122").send_keys(Keys.RIGHT)  # with the keyboard
-    page.expect_text("#said", "error: ")
-    page.find("[data-fault='bridge cut']").send_keys(Keys.ENTER)
-    page.expect("it is over", lambda: page.find("[data-fault='bridge cut'][aria-pressed=false]"))
-    page.find("#search").send_keys("object 122")
-    page.expect("the search finds the command", lambda: "RUN object 122" in page.find("#rows li").text)
+        control("object 147"))
+    expect("[data-light='4'] .is", "on, 76 %, #54ff54")
+    find("[data-fault='bridge cut']").click()
+    expect("[data-fault='bridge cut'][aria-pressed=true]")
+    control("object 122").send_keys(Keys.RIGHT)
+    expect("#said", "error: ")
+    find("[data-fault='bridge cut']").send_keys(Keys.ENTER)
+    expect("[data-fault='bridge cut'][aria-pressed=false]")
+    find("#search").send_keys("object 122")
+    expect("#rows li:last-child", "RUN object 122: 51")
+    find("#search").send_keys(Keys.BACKSPACE * 10)
 
 
-page = Page(browse())
+house = House()
+browser = start_browser()
 try:
-    page.house = House()
-    refuse_strangers(page.house)
-    # Ten more browsers that never read what they get.
-    others = [socket.create_connection(("127.0.0.1", page.house.port)) for _ in range(10)]
-    for other in others:
-        other.sendall(f"GET /events HTTP/1.1\r\nHost: 127.0.0.1:{page.house.port}\r\n\r\n".encode())
-    use(page)
-    page.find("#tour").click()
-    page.expect_text("#step", "From the lights to the core")
-    page.browser.save_screenshot("page.png")
-    page.find("#tour").click()
-    page.expect_text("#step", "The tour is ended")
-    page.expect_clean_console()
-    page.browser.set_window_size(360, 800)
-    width = page.browser.execute_script("return document.documentElement.scrollWidth - innerWidth")
-    assert width <= 0, f"{width} pixels too wide for a phone"
-    assert page.house.stop() == 0
-    page.expect_text("#connection", "trying again")
-    page.house = House(page.house.port)
-    page.expect_text("#connection", "lumivad is running")
-    page.expect_object(111, "unknown")
-    page.browser.get_log("browser")  # the refused connections
-    page.control("object 111").click()
-    page.expect_object(111, "1 sent")
-    page.expect_clean_console()
-    assert page.house.stop() == 0
+    refuse_strangers()
+    sleepers = [socket.create_connection(("127.0.0.1", house.port)) for _ in range(10)]
+    for peer in sleepers:  # browsers that never read
+        peer.sendall(f"GET /events HTTP/1.1\r\nHost: 127.0.0.1:{house.port}\r\n\r\n".encode())
+    browser.get(house.address)
+    expect("#connection", "lumivad is running")
+    use_the_house()
+    find("#tour").click()
+    expect("#step", "From the lights to the core")
+    browser.save_screenshot("page.png")
+    find("#tour").click()
+    expect("#step", "The tour is ended")
+    expect_clean_console()
+    browser.set_window_size(360, 800)
+    excess = browser.execute_script("return document.documentElement.scrollWidth - innerWidth")
+    assert excess <= 0, f"{excess} pixels too wide for a phone"
+    assert house.stop() == 0
+    expect("#connection", "trying again")
+    house = House(house.port)
+    expect("#connection", "lumivad is running")
+    expect_object(111, "unknown")
+    browser.get_log("browser")  # forgets the refused connections
+    control("object 111").click()
+    expect_object(111, "1 sent")
+    expect_clean_console()
+    assert house.stop() == 0
 finally:
-    page.browser.quit()
-    page.house.stop()
+    browser.quit()
+    house.stop()

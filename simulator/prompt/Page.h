@@ -1,9 +1,8 @@
 /// The page of a house: shows in browsers what happens in it, and runs the commands that they send.
 ///
-/// Events and states go to every browser as server-sent events: the first message of a stream says
-/// the time, the last kMostMessages events follow, and then what is new. A browser that reads too
-/// slowly misses the oldest ones and is notified of their number. Commands are lines of the house's
-/// language; one runs at a time. Thread-safe but for the constructor and run().
+/// Events and states go to every browser as server-sent events. A new stream begins with the time,
+/// the last kMostMessages messages and the state. A browser that reads too slowly misses the oldest
+/// messages and is notified of their number. One controlling thread.
 #pragma once
 
 #include <atomic>
@@ -17,17 +16,11 @@
 #include <string>
 #include <thread>
 
+#include <httplib.h>
 #include <json/value.h>
 
 #include "simulator/journal/Journal.h"
 #include "simulator/prompt/Prompt.h"
-
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-class DataSink;
-}  // namespace httplib
 
 namespace simulator {
 
@@ -41,7 +34,7 @@ class Page final {
 
     /// Prints the address; with `opens_browser` also opens it in the browser of the desktop.
     void announce(bool opens_browser) const;
-    /// Adds an event of the house.
+    /// Adds an event of the house. Any thread may call.
     void add(const Event& event);
     /// True while a browser's request to end the tour is carried out.
     bool is_cancelled() const { return is_cancelled_; }
@@ -61,40 +54,39 @@ class Page final {
         std::string state = {};
     };
 
-    void add_routes();
     void serve_stream(httplib::Response& response);
     bool send_news(Stream& stream, httplib::DataSink& sink);
     int take_command(const std::string& line);
-    void show(Session* session);
     std::string next_command();
-    void run_tour();
-    bool run_line(const std::string& line);
+    bool run_line(Prompt& prompt, const std::string& line);
+    void run_tour(Session& session, Prompt& prompt);
+    void show(House* house);
     void publish(const Json::Value& message);
     std::string state();
     Json::Value make_state();
-    double now() const;
+    double seconds(std::chrono::steady_clock::time_point time) const;
 
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-    std::unique_ptr<httplib::Server> server_;
     std::string host_;
-    std::thread thread_;
-    Session* session_ = nullptr;  // of run(), like the next one
-    Prompt* prompt_ = nullptr;
     std::atomic<bool> is_touring_{false}, is_cancelled_{false}, is_over_{false}, is_running_{false};
     std::atomic<int> streams_{0};
 
     std::mutex mutex_;  // guards the next ones
     std::condition_variable news_;
     std::deque<std::string> messages_;
-    std::uint64_t first_ = 0;             // number of messages_.front()
-    std::map<int, Json::Value> objects_;  // by ID: what the core holds, and who said it last
-    std::map<std::string, std::string> faults_;
+    std::uint64_t first_ = 0;  // number of messages_.front()
     std::deque<std::string> commands_;
+    std::map<std::string, std::string> faults_;
+    std::map<int, Json::Value> objects_;  // by ID: what the core holds, and who said it last
 
     std::mutex state_mutex_;  // guards the next ones
-    Session* shown_ = nullptr;
+    House* house_ = nullptr;
+    int houses_ = 0;
     std::string state_;
     std::chrono::steady_clock::time_point state_time_{};
+
+    httplib::Server server_;
+    std::thread thread_;
 };
 
 }  // namespace simulator
