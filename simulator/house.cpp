@@ -150,9 +150,9 @@ std::optional<int> run_session(const Arguments& arguments, Console& console, Pag
 
 int run_house(Arguments& arguments) {
     // In the browser's namespaces, before those of the house are entered.
-    const auto page = arguments.page_port ? std::make_unique<Page>(*arguments.page_port) : nullptr;
-    if (page) {
-        page->announce(arguments.opens_browser);
+    std::unique_ptr<Page> page;
+    if (arguments.page_port) {
+        page = std::make_unique<Page>(*arguments.page_port, arguments.opens_browser);
     }
     const simulator::Sandbox sandbox = simulator::Sandbox::enter();  // before the first thread
     install_interrupt();

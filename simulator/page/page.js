@@ -1,7 +1,7 @@
 // Shows the messages of /events and sends commands of the house's language to /command.
 'use strict';
 
-const kMostEvents = 1000, kShownRows = 300, kStripSeconds = 30, kTravelMs = 700, kMostTravelling = 12;
+const kMostEvents = 1000, kShownRows = 300, kStripSeconds = 30, kTravelMs = 700, kMostDots = 12;
 const kNothing = {lights: [], objects: [], faults: {}};
 const $ = id => document.getElementById(id);
 const is_pressed = button => button.getAttribute('aria-pressed') === 'true';
@@ -142,13 +142,13 @@ function card_of(light) {
 
 function show_light({id, state: lamp, ...light}) {
   const {card, objects, members} = cards[id] ||= card_of({id, state: lamp, ...light});
-  const level = (lamp.bri ?? 254) / 254, colour = rgb_of_lamp(lamp), is_lit = lamp.on && lamp.reachable;
+  const level = (lamp.bri ?? 254) / 254, colour = rgb_of_lamp(lamp);
   card.className = !lamp.reachable ? 'unreachable' : lamp.on ? 'on' : 'off';
   card.style.setProperty('--colour', hex_of(colour.map(part => part * (0.35 + 0.65 * level))));
   card.style.setProperty('--glow', `${2 + 8 * level}px`);
-  const tone = {ct: `, ${Math.round(1e6 / lamp.ct)} K`, hs: `, ${hex_of(colour)}`, xy: `, ${hex_of(colour)}`};
-  card.querySelector('.is').textContent = !is_lit ? card.className
-    : `on, ${Math.round(level * 100)} %${tone[lamp.colormode] ?? ''}`;
+  const tone = lamp.colormode === 'ct' ? `${Math.round(1e6 / lamp.ct)} K` : hex_of(colour);
+  card.querySelector('.is').textContent = card.className !== 'on' ? card.className
+    : `on, ${Math.round(level * 100)} %` + (lamp.colormode ? `, ${tone}` : '');
   for (const [name, show_value] of Object.entries(members)) {
     const value = kMembers[name].of(lamp);
     show_value(value, name === 'hue' ? `${lamp.hue}, ${lamp.sat}` : value);
@@ -187,7 +187,7 @@ function travel(from, to) {
   end.classList.add('reached');
   setTimeout(() => end.classList.remove('reached'), kTravelMs);
   if (!matchMedia('(prefers-reduced-motion: reduce)').matches && !document.hidden &&
-      document.querySelectorAll('.stations i').length < kMostTravelling) {
+      document.querySelectorAll('.stations i').length < kMostDots) {
     const dot = add(start.parentElement, 'i', '');
     dot.animate([centre(start), centre(end)], kTravelMs).onfinish = () => dot.remove();
   }
@@ -216,7 +216,9 @@ function take_event(event) {
   if (direction === 'daemon -> bridge') {
     requests.push({time, is_poll: text === 'GET /lights'});
     const start = commanded[text.match(/^PUT \/lights\/(\d+)\/state/)?.[1]]?.shift();
-    show('latency', start === undefined ? $('latency').textContent : `${Math.round((time - start) * 1000)} ms`);
+    if (start !== undefined) {
+      show('latency', `${Math.round((time - start) * 1000)} ms`);
+    }
   } else if (direction === 'core -> daemon' && light) {
     (commanded[light] ||= []).push(time);
   } else if (direction === 'house' && /^(bridge|core): (?!restore)/.test(text)) {
@@ -297,6 +299,6 @@ $('tour').onclick = () => send(state.touring ? 'end tour' : 'tour');
 $('search').oninput = $('log-only').onchange = $('routine').onchange = show_rows;
 $('pause').onclick = ({target}) => target.setAttribute('aria-pressed', !is_pressed(target));
 for (const button of $('faults').children) {
-  const [part] = button.dataset.fault.split(' ');
-  button.onclick = () => send(is_pressed(button) ? `${part} restore` : button.dataset.fault);
+  const {fault} = button.dataset;
+  button.onclick = () => send(is_pressed(button) ? fault.replace(/ .*/, ' restore') : fault);
 }

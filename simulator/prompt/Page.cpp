@@ -51,7 +51,7 @@ std::string class_name(const Json::Value& light) {
 
 }  // namespace
 
-Page::Page(int port) {
+Page::Page(int port, bool opens_browser) {
     // Unlike the default of the library, which lets another program bind the port too.
     server_.set_socket_options([](int socket) {
         const int yes = 1;
@@ -60,7 +60,7 @@ Page::Page(int port) {
     const bool is_bound = port == 0 ? (port = server_.bind_to_any_port("127.0.0.1")) > 0
                                     : server_.bind_to_port("127.0.0.1", port);
     if (!is_bound) {
-        throw std::runtime_error("no port of 127.0.0.1 for the page: it is in use");
+        throw std::runtime_error("cannot bind the page's port of 127.0.0.1");
     }
     host_ = "127.0.0.1:" + std::to_string(port);
     server_.new_task_queue = [] { return new httplib::ThreadPool(kMostBrowsers + kMoreThreads); };
@@ -83,6 +83,13 @@ Page::Page(int port) {
     server_.Post("/command", [this](const Request& request, Response& answer) {
         answer.status = take_command(request.body);
     });
+    const std::string address = "http://" + host_ + "/";
+    Console::print("The house is at " + address + " (Ctrl-C ends it)");
+    const std::string open =
+        "exec >/dev/null 2>&1; command -v xdg-open && { xdg-open " + address + " & }";
+    if (opens_browser && std::system(open.c_str()) != 0) {
+        Console::print("xdg-open is missing; open the address in a browser");
+    }
 }
 
 Page::~Page() {
@@ -97,22 +104,12 @@ Page::~Page() {
     }
 }
 
-void Page::announce(bool opens_browser) const {
-    const std::string address = "http://" + host_ + "/";
-    Console::print("The house is at " + address + " (Ctrl-C ends it)");
-    const std::string command =
-        "command -v xdg-open >/dev/null && { xdg-open " + address + " >/dev/null 2>&1 & }";
-    if (opens_browser && std::system(command.c_str()) != 0) {
-        Console::print("xdg-open is missing; open the address in a browser");
-    }
-}
-
 void Page::serve_stream(Response& response) {
-    if (++streams_ > kMostBrowsers) {
-        --streams_;
+    if (streams_ >= kMostBrowsers) {
         response.status = 503;
         return;
     }
+    ++streams_;
     const auto stream = std::make_shared<Stream>(Stream{0});
     response.set_chunked_content_provider(
         "text/event-stream",
@@ -268,16 +265,12 @@ void Page::add(const Event& event) {
 
 // The text of the message, made at most once in kStatePeriod.
 std::string Page::state() {
-    const std::lock_guard<std::mutex> lock(state_mutex_);
+    const std::lock_guard<std::mutex> state_lock(state_mutex_);
     const auto time = std::chrono::steady_clock::now();
-    if (house_ != nullptr && time - state_time_ >= kStatePeriod) {
-        state_ = message(make_state());
-        state_time_ = time;
+    if (house_ == nullptr || time - state_time_ < kStatePeriod) {
+        return state_;
     }
-    return state_;
-}
-
-Json::Value Page::make_state() {
+    state_time_ = time;
     Json::Value state = message_of("state");
     state["house"] = houses_;
     state["running"] = is_running_.load();
@@ -300,7 +293,7 @@ Json::Value Page::make_state() {
         item["role"] = object.role;
         state["objects"].append(item);
     }
-    return state;
+    return state_ = message(state);
 }
 
 double Page::seconds(std::chrono::steady_clock::time_point time) const {

@@ -28,12 +28,10 @@ class Page final {
   public:
     /// Binds 127.0.0.1:`port`, any port for 0; throws std::runtime_error if it is taken. The socket
     /// belongs to the network namespace of the caller: before Sandbox::enter() it is the one of the
-    /// browsers.
-    explicit Page(int port);
+    /// browsers. Prints the address; with `opens_browser` also opens it in the desktop's browser.
+    Page(int port, bool opens_browser);
     ~Page();
 
-    /// Prints the address; with `opens_browser` also opens it in the browser of the desktop.
-    void announce(bool opens_browser) const;
     /// Adds an event of the house. Any thread may call.
     void add(const Event& event);
     /// True while a browser's request to end the tour is carried out.
@@ -63,7 +61,6 @@ class Page final {
     void show(House* house);
     void publish(const Json::Value& message);
     std::string state();
-    Json::Value make_state();
     double seconds(std::chrono::steady_clock::time_point time) const;
 
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
