@@ -22,7 +22,7 @@ std::string value_of(const std::string& name, const std::string& parameters) {
 
 std::unique_ptr<SystemLog> take_over_log(Journal& journal) {
     try {
-        return std::make_unique<SystemLog>(&journal, kDaemonName);
+        return std::make_unique<SystemLog>(journal, kDaemonName);
     } catch (const std::system_error&) {
         return nullptr;
     }
@@ -130,9 +130,6 @@ void House::forget() {
     journal_.forget();
     core_.forget_reports();
     bridge_->gate().forget();
-    if (log_) {
-        log_->clear();
-    }
 }
 
 ChildProcess::Result House::run_huectl(const ChildProcess::Words& arguments,

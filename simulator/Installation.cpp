@@ -29,21 +29,16 @@ Installation Installation::load(const std::string& sql_file, const std::string& 
     return {load_text_file(sql_file), load_json_file(lights_file)};
 }
 
-std::string Installation::sample_sql() {
-    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/sample-house.sql";
-}
-
-std::string Installation::sample_lights() {
-    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/sample-lights.json";
+std::string Installation::file(const std::string& name) {
+    return std::string(LUMIVAD_HOUSE_SAMPLES) + "/" + name;
 }
 
 Installation Installation::named(const std::string& name) {
-    const std::string start = std::string(LUMIVAD_HOUSE_SAMPLES) + "/" + name;
-    return load(start + "-house.sql", start + "-lights.json");
+    return load(file(name + "-house.sql"), file(name + "-lights.json"));
 }
 
 Installation Installation::of_lights(int count) {
-    const Installation sample = load(sample_sql(), sample_lights());
+    const Installation sample = named("sample");
     const Json::Value::Members names = sample.lights.getMemberNames();
     Json::Value lights(Json::objectValue);
     std::ostringstream sql;

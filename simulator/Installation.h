@@ -19,9 +19,8 @@ struct Installation {
     static Installation of_lights(int count);
     /// The installation in the files NAME-house.sql and NAME-lights.json of this folder.
     static Installation named(const std::string& name);
-    /// The files of the sample installation, in this folder.
-    static std::string sample_sql();
-    static std::string sample_lights();
+    /// The path of a file in this folder: "sample-house.sql".
+    static std::string file(const std::string& name);
 
     static constexpr const char* kUser = "simulated-house-user";
 };

@@ -1,6 +1,4 @@
 // house: runs the real daemon in a simulated house, with commands from the terminal or a script.
-#include <atomic>
-#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -11,12 +9,11 @@
 #include <string>
 
 #include <signal.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
 #include "simulator/House.h"
+#include "simulator/net/WakeUp.h"
 #include "simulator/process/Sandbox.h"
 #include "simulator/prompt/Console.h"
 #include "simulator/prompt/LineReader.h"
@@ -32,20 +29,17 @@ using simulator::Prompt;
 using simulator::Session;
 
 constexpr int kExitFailure = 1;
-constexpr int kExitSkipped = 77;
 constexpr int kExitInterrupted = 130;
 
-std::atomic<int> interrupt_fd{-1};
+const simulator::WakeUp interrupt;
 volatile sig_atomic_t was_interrupted = 0;
 
 void handle_interrupt(int) {
     was_interrupted = 1;
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(interrupt_fd, &one, sizeof(one));
+    interrupt.set();
 }
 
 void install_interrupt() {
-    interrupt_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     struct sigaction action {};
     action.sa_handler = handle_interrupt;
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
@@ -59,8 +53,8 @@ bool is_interrupted() {
 
 struct Arguments {
     Session::Setup setup;
-    std::string sql = Installation::sample_sql();
-    std::string lights = Installation::sample_lights();
+    std::string sql = Installation::file("sample-house.sql");
+    std::string lights = Installation::file("sample-lights.json");
     std::string script;
     std::optional<int> page_port;
     bool opens_browser = false;
@@ -105,14 +99,8 @@ int run_script(Prompt& prompt, const std::string& path) {
     if (!is_stream && !file) {
         throw std::runtime_error("cannot read " + path);
     }
-    switch (prompt.run_script(path, is_stream ? std::cin : file, is_stream)) {
-        case Prompt::Result::passed:
-            return 0;
-        case Prompt::Result::skipped:
-            return kExitSkipped;
-        default:
-            return is_interrupted() ? kExitInterrupted : kExitFailure;
-    }
+    const int code = prompt.run_script(path, is_stream ? std::cin : file, is_stream);
+    return is_interrupted() && code == kExitFailure ? kExitInterrupted : code;
 }
 
 void read_lines(Prompt& prompt, Session& session, Console& console) {
@@ -121,7 +109,7 @@ void read_lines(Prompt& prompt, Session& session, Console& console) {
     }
     const auto completion = [&](const std::string& line) { return prompt.words_after(line); };
     std::optional<std::string> line;
-    while (!session.is_over && (line = simulator::read_line(interrupt_fd, completion))) {
+    while (!session.is_over && (line = simulator::read_line(interrupt.fd(), completion))) {
         prompt.run(*line);
     }
 }

@@ -73,8 +73,6 @@ class Bridge final : public WithFaults<Bridge> {
 
     /// @name Discovery and pairing
     /// @{
-    /// False outside a private sandbox; searches do not reach it there.
-    bool is_discoverable() const { return !responders_.empty(); }
     /// Announces and describes itself from now on as a bridge of this make: "old", "new",
     /// "mdns-only", or "hostile", which is a new one beside a device that sends what no device
     /// should. Throws std::out_of_range for another name.

@@ -59,8 +59,8 @@ const char* priority_name(int priority) {
 
 }  // namespace
 
-SystemLog::SystemLog(Journal* journal, std::string program)
-    : journal_(journal == nullptr ? own_journal_ : *journal), program_(std::move(program)) {
+SystemLog::SystemLog(Journal& journal, std::string program)
+    : journal_(journal), program_(std::move(program)) {
     recover();
 }
 
@@ -151,24 +151,6 @@ void SystemLog::sync() const {
             journal_.add({EventKind::log, text, 0, {}, line});
         }
     }
-}
-
-std::vector<SystemLog::Line> SystemLog::lines() const {
-    std::vector<Line> lines;
-    for (const Event& event : journal_.events(first_)) {
-        if (event.kind == EventKind::log) {
-            lines.push_back(event.line);
-        }
-    }
-    return lines;
-}
-
-std::size_t SystemLog::count(const std::string& part) const {
-    return journal_.count(EventKind::log, part, first_);
-}
-
-bool SystemLog::wait_for(const std::string& part, std::chrono::milliseconds limit) const {
-    return journal_.wait_until([&] { return count(part) > 0; }, limit);
 }
 
 }  // namespace simulator

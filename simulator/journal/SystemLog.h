@@ -3,8 +3,6 @@
 /// One per sandbox. Thread-safe; one controlling thread injects the faults.
 #pragma once
 
-#include <atomic>
-#include <chrono>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -16,23 +14,13 @@
 
 namespace simulator {
 
-class SystemLog final {
+class SystemLog {
   public:
-    using Line = LogLine;
-
     /// Binds /dev/log; throws std::system_error if it is taken. Adds the lines of `program`, or of
-    /// every program if it is empty, to `journal`, which must outlive this, or to its own.
-    explicit SystemLog(Journal* journal = nullptr, std::string program = "");
+    /// every program if it is empty, to `journal`, which must outlive this.
+    explicit SystemLog(Journal& journal, std::string program = "");
     ~SystemLog();
 
-    /// The lines since the start or the last clear().
-    std::vector<Line> lines() const;
-    /// Number of lines that contain `part`.
-    std::size_t count(const std::string& part) const;
-    /// Waits until a line contains `part`; false at the limit.
-    bool wait_for(const std::string& part,
-                  std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
-    void clear() { first_ = journal_.size(); }
     /// Stores every line that was sent before this call; does nothing during a fault.
     void sync() const;
 
@@ -48,10 +36,8 @@ class SystemLog final {
     void fill_queue() const;
     void end_thread();
 
-    Journal own_journal_;
     Journal& journal_;
     std::string program_;
-    std::atomic<std::size_t> first_{0};  // index in the journal
     FileDescriptor socket_;
     mutable std::mutex reading_mutex_;  // lines are added in the order in which they arrive
     bool is_read_ = false;              // guarded by reading_mutex_

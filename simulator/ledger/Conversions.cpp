@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "simulator/Installation.h"
 #include "simulator/TextTable.h"
 
 namespace simulator {
@@ -59,7 +60,7 @@ int number_of(const std::string& payload) {
 Conversions::Conversions()
     : sent_{{{"on_off", {0}}, {0}}, {{"on_off", {1}}, {1}}, {{"hsv", {0}}, {}}},
       reported_{{{"on_off", {0}}, "0"}, {{"on_off", {1}}, "1"}} {
-    for (const TextRow& row : read_table(std::string(LUMIVAD_HOUSE_SAMPLES) + "/conversions.txt")) {
+    for (const TextRow& row : read_table(Installation::file("conversions.txt"))) {
         if (row.section == "color") {
             const Numbers color = numbers_in(row, 0, 3);
             numbers_in(row, 3, 4);

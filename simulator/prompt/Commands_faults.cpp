@@ -64,7 +64,11 @@ void send_prefixes(const Call& call) {
         }
     }
     require(call.session.wait_until(
-                [&] { return call.house().log()->count("GtwHandler::run ") >= text.size(); }, 25),
+                [&] {
+                    return call.house().journal().count(EventKind::log, "GtwHandler::run ") >=
+                           text.size();
+                },
+                25),
             "not every prefix has a log line");
 }
 

@@ -17,8 +17,6 @@ namespace {
 using httplib::Request;
 using httplib::Response;
 
-constexpr const char* kFolder = LUMIVAD_HOUSE_SAMPLES "/page";
-constexpr const char* kTourFile = LUMIVAD_HOUSE_SAMPLES "/tour.house";
 constexpr std::chrono::milliseconds kStatePeriod{200};
 constexpr std::size_t kLongestCommand = 200;
 constexpr std::size_t kLongestText = 600;
@@ -78,7 +76,7 @@ Page::Page(int port, bool opens_browser) {
         response.status = 403;
         return httplib::Server::HandlerResponse::Handled;
     });
-    server_.set_mount_point("/", kFolder);
+    server_.set_mount_point("/", Installation::file("page"));
     server_.Get("/events", [this](const Request&, Response& answer) { serve_stream(answer); });
     server_.Post("/command", [this](const Request& request, Response& answer) {
         answer.status = take_command(request.body);
@@ -211,7 +209,7 @@ bool Page::run_line(Prompt& prompt, const std::string& line) {
 
 void Page::run_tour(Session& session, Prompt& prompt) {
     bool goes_on = true;
-    std::ifstream script(kTourFile);
+    std::ifstream script(Installation::file("tour.house"));
     for (std::string line; goes_on && std::getline(script, line);) {
         if (!words_of(line).empty()) {
             publish(message_of("step", line));

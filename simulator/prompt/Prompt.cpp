@@ -151,14 +151,14 @@ Prompt::Result Prompt::run_script(const std::string& name, std::istream& text, b
             number = step->first;
             execute(step->second);
         }
-        return session_.judge() ? Result::passed : Result::failed;
+        return session_.judge() ? passed : failed;
     } catch (const SkippedScript& reason) {
         session_.console().print(name + ": skipped, " + reason.what());
-        return Result::skipped;
+        return skipped;
     } catch (const std::exception& problem) {
         session_.console().print("!! " + name + ", line " + std::to_string(number) + ": " +
                                  problem.what());
-        return Result::failed;
+        return failed;
     }
 }
 

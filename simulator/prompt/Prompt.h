@@ -11,7 +11,8 @@ namespace simulator {
 
 class Prompt final {
   public:
-    enum class Result { passed, failed, skipped };
+    /// As an exit code of CTest.
+    enum Result { passed = 0, failed = 1, skipped = 77 };
 
     explicit Prompt(Session& session);
 

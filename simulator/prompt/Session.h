@@ -30,9 +30,9 @@ class Session final {
   public:
     struct Setup {
         House::Options house;
-        std::string shim;       ///< the library that is loaded into the daemon on demand
-        unsigned seed = 0;      ///< 0: no random pauses
-        std::string sanitizer;  ///< of this build; empty for none
+        std::string shim;                 ///< the library that is loaded into the daemon on demand
+        unsigned seed = 0;                ///< 0: no random pauses
+        std::string sanitizer;            ///< of this build; empty for none
         Journal::Listener listener = {};  ///< of the house
     };
 

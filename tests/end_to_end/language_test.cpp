@@ -13,7 +13,7 @@ std::string output_of(const std::string& text) {
     Console console(true);
     Session session({}, console, [] { return false; });
     std::istringstream script(text);
-    EXPECT_EQ(Prompt(session).run_script("bad.house", script), Prompt::Result::failed);
+    EXPECT_EQ(Prompt(session).run_script("bad.house", script), Prompt::failed);
     return testing::internal::GetCapturedStdout();
 }
 

@@ -23,7 +23,7 @@ constexpr const char* kUser = "test-user";
 class HueHandlerTest : public SystemLogTest {
   protected:
     static Json::Value sample_lights() {
-        return simulator::load_json_file(simulator::Installation::sample_lights());
+        return simulator::load_json_file(simulator::Installation::file("sample-lights.json"));
     }
     explicit HueHandlerTest(const Json::Value& lights = sample_lights())
         : bridge_({kUser, lights}) {}
@@ -69,7 +69,7 @@ class HueHandlerTest : public SystemLogTest {
     static constexpr hue_handler::HueHandler::Timings kTimings{150, 5, 1, 4};
     simulator::Core core_;
     simulator::DatabaseService database_{
-        simulator::load_text_file(simulator::Installation::sample_sql())};
+        simulator::load_text_file(simulator::Installation::file("sample-house.sql"))};
     simulator::Bridge bridge_;
     bool drives_unknown_models_ = false;
     std::unique_ptr<hue_handler::HueHandler> handler_;

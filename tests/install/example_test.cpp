@@ -12,11 +12,11 @@
 namespace {
 
 TEST(InstalledExample, DimsALightThatItsBridgeHas) {
-    simulator::Bridge bridge{
-        {"guest", simulator::load_json_file(simulator::Installation::sample_lights())}};
-    if (!bridge.is_discoverable()) {
+    if (!simulator::MulticastResponder::is_possible()) {
         GTEST_SKIP() << "a search finds the bridge only in a private sandbox";
     }
+    simulator::Bridge bridge{
+        {"guest", simulator::load_json_file(simulator::Installation::file("sample-lights.json"))}};
     const auto run_example = [](const std::string& light) {
         return simulator::ChildProcess::run(EXAMPLE_PATH, {light, "50", "guest"}, {},
                                             std::chrono::seconds(30));

@@ -72,7 +72,7 @@ TEST(SignalLog, ReachesALogThatWasRestarted) {
     prepare_signal_log();
     error_from_signal_handler("no log runs", 11);
     for (int start = 0; start < 2; ++start) {
-        const simulator::SystemLog log;
+        const TestLog log;
         error("an ordinary line");
         errno = ENOENT;
         error_from_signal_handler("signal text, not all", 11);

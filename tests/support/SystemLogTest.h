@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "libcbase/Cstylecode.h"
-#include "simulator/journal/SystemLog.h"
+#include "tests/support/TestLog.h"
 
 class SystemLogTest : public testing::Test {
   protected:
@@ -27,5 +27,5 @@ class SystemLogTest : public testing::Test {
         return text.substr(std::min(start.size(), text.size()));
     }
 
-    simulator::SystemLog log_;
+    TestLog log_;
 };

@@ -87,7 +87,7 @@ class HuectlTest : public testing::Test {
 
   private:
     static Json::Value sample_lights() {
-        return simulator::load_json_file(simulator::Installation::sample_lights());
+        return simulator::load_json_file(simulator::Installation::file("sample-lights.json"));
     }
     static std::unique_ptr<simulator::Bridge> start(const Json::Value& lights = sample_lights()) {
         return std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{"installer", lights});

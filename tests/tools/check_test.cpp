@@ -19,7 +19,8 @@ class Check : public HuectlTest {
     /// An installation without a fault.
     void restart_all(const std::string& answer_of_bridge) {
         restart(answer_of_bridge);
-        start_database(simulator::load_text_file(simulator::Installation::sample_sql()));
+        start_database(
+            simulator::load_text_file(simulator::Installation::file("sample-house.sql")));
         database->rows(
             "UPDATE vexad_object SET optionalp = "
             "replace(optionalp, 'simulated-house-user', 'installer')");
@@ -40,7 +41,8 @@ class Check : public HuectlTest {
     /// The faulty installation of the SQL file, and a bridge with two unknown models.
     void start_faulty_installation() {
         start_database(simulator::load_text_file(kFolder + "faulty-installation.sql"));
-        Json::Value lights = simulator::load_json_file(simulator::Installation::sample_lights());
+        Json::Value lights =
+            simulator::load_json_file(simulator::Installation::file("sample-lights.json"));
         lights["2"]["state"]["reachable"] = false;
         lights["6"]["name"] = "\x1b[2J";
         lights["12"] = lights["1"];
