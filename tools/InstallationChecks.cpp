@@ -37,9 +37,7 @@ std::optional<LightAbilities> abilities_of(const Checked& checked, int light) {
         return std::nullopt;
     }
     const LightCatalogue::LightClass& driven = *report->light_class();
-    return LightAbilities{driven.isDimmable,
-                          driven.temperature != LightCatalogue::TemperatureControl::none,
-                          driven.hue != LightCatalogue::HueControl::none};
+    return LightAbilities{driven.isDimmable, driven.hasTemperature(), driven.hasColor()};
 }
 
 // A finding about a light, with its first light object if the database has one.

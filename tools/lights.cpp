@@ -15,8 +15,6 @@
 namespace huectl {
 namespace {
 
-using LightCatalogue::LightClass;
-
 constexpr const char* kByTypeHint =
     "Lights \"by type\" are of unknown models. The daemon controls them if the optional parameters "
     "of the bridge\nobject have unknown_models='by_type'; \"huectl light\" does with --by-type.\n";
@@ -27,20 +25,6 @@ Result result_of(const LightReport& report) {
 
 std::string title_of(const LightReport& report) {
     return "light " + std::to_string(report.id()) + " \"" + printable(report.name(), 40) + "\"";
-}
-
-bool has(const LightClass& light_class, Capability capability) {
-    switch (capability) {
-        case Capability::brightness:
-            return light_class.isDimmable;
-        case Capability::temperature:
-            return light_class.temperature != LightCatalogue::TemperatureControl::none;
-        case Capability::colour:
-            return light_class.hue != LightCatalogue::HueControl::none;
-        case Capability::none:
-            break;
-    }
-    return true;
 }
 
 void expect_capable(const LightReport& report, const std::vector<Step>& steps,
@@ -54,7 +38,7 @@ void expect_capable(const LightReport& report, const std::vector<Step>& steps,
                                        : "huectl cannot change it"));
     }
     for (const Step& step : steps) {
-        if (!has(*light_class, step.needs)) {
+        if (step.needs && !step.needs(*light_class)) {
             throw Failure(ExitCode::refused, title_of(report) + " is a light of class " +
                                                  std::string(nameOfClass(*light_class)) +
                                                  ", which cannot do " + step.option +
