@@ -47,19 +47,24 @@ void expect_capable(const LightReport& report, const std::vector<Step>& steps,
     }
 }
 
-std::string text_of_kelvin(unsigned mired) {
-    return std::to_string(ColorConversion::reciprocalTemperature(mired)) + " K";
+// In the unit of the option.
+std::string text_of(const LightReport::MiredRange& range, const std::string& option) {
+    const auto kelvin = ColorConversion::reciprocalTemperature;
+    return option == "--mired"
+               ? std::to_string(range.min) + " to " + std::to_string(range.max) + " mired"
+               : std::to_string(kelvin(range.max)) + " to " + std::to_string(kelvin(range.min)) +
+                     " K";
 }
 
 // The temperature is sent as it is: the light takes the nearest one that it has.
-void warn_of_range(const LightReport& report, const std::vector<Step>& steps) {
+void warn_of_range(const LightReport& report, const std::vector<Step>& steps,
+                   const LightOptions& options) {
     const auto range = report.mired_range();
     for (const Step& step : steps) {
         if (range && step.mired && (*step.mired < range->min || *step.mired > range->max)) {
             write_all(STDERR_FILENO, "huectl: warning: " + title_of(report) + " has only " +
-                                         text_of_kelvin(range->max) + " to " +
-                                         text_of_kelvin(range->min) + ", not the " +
-                                         text_of_kelvin(*step.mired) + " of " + step.option + "\n");
+                                         text_of(*range, step.option) + ", not " + step.option +
+                                         " " + options.at(step.option) + "\n");
         }
     }
 }
@@ -98,7 +103,7 @@ Result light(const Access& access, int id, const LightOptions& options) {
     }
     const bool is_type_enough = options.count(kByType) != 0;
     expect_capable(before, steps, is_type_enough);
-    warn_of_range(before, steps);
+    warn_of_range(before, steps, options);
     session.carry_out("light", [id, is_type_enough](Hue& bridge) {
         bridge.driveUnknownModelsByType(is_type_enough);
         bridge.getLight(id);
