@@ -199,7 +199,8 @@ class Parser final {
         }
     }
 
-    CLI::App app_{"Finds, pairs with and tests Philips Hue bridges. For installers.", "huectl"};
+    CLI::App app_{"Finds, pairs with and tests Philips Hue bridges, and checks an installation.",
+                  "huectl"};
     Arguments arguments_;
     const Command* command_ = nullptr;
 };
