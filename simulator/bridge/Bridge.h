@@ -74,7 +74,7 @@ class Bridge final : public WithFaults<Bridge> {
     /// @name Discovery and pairing
     /// @{
     /// Announces and describes itself from now on as a bridge of this make: "old", "new",
-    /// "mdns-only", or "hostile", which is a new one beside a device that sends what no device
+    /// "mdns-only", or "hostile", which is a new one and a device that sends what no device
     /// should. Throws std::out_of_range for another name.
     void pose_as(const std::string& make);
     /// After `delay`, creates a user for every pairing request of 30 s.

@@ -102,7 +102,7 @@ std::vector<Command> fault_commands() {
              note(call, "bridge: restore");
          }},
         {"bridge make old|new|mdns-only|hostile",
-         "announces itself as a bridge of this make; hostile: a new one beside a device that sends "
+         "announces itself as a bridge of this make; hostile: a new one, and a device that sends "
          "what no device should",
          [](const Call& call) { call.bridge().pose_as(call.text("old|new|mdns-only|hostile")); }},
         {"bridge BRIDGE-FAULT [times COUNT]",

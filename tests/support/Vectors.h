@@ -1,4 +1,4 @@
-/// Test vectors: the rows of a text file beside the test, one case a row. Its last cell says which
+/// Test vectors: the rows of a text file in the folder of the test, one case a row. Its last cell says which
 /// fault the case would catch.
 #pragma once
 
