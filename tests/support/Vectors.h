@@ -1,5 +1,5 @@
-/// Test vectors: the rows of a text file in the folder of the test, one case a row. Its last cell says which
-/// fault the case would catch.
+/// Test vectors: the rows of a text file in the folder of the test, one case a row. Its last cell
+/// says which fault the case would catch.
 #pragma once
 
 #include <string>
