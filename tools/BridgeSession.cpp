@@ -26,11 +26,19 @@ std::string reason_of(const std::system_error& failure) {
     }
 }
 
+bool is_of_this_machine(const std::system_error& failure) {
+    const int code = failure.code().value();
+    return code == EMFILE || code == ENFILE || code == ENOMEM || code == ENOBUFS;
+}
+
 void talk_to(const std::string& peer, const std::function<void()>& action,
              const std::string& advice) {
     try {
         action();
     } catch (const std::system_error& failure) {
+        if (is_of_this_machine(failure)) {
+            throw;
+        }
         throw Failure(ExitCode::not_reached,
                       peer + " was not reached (" + reason_of(failure) + "); " + advice);
     } catch (const std::runtime_error&) {

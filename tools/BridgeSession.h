@@ -16,8 +16,12 @@ namespace huectl {
 /// Why the transport failed, in words: "Connection refused", "no answer in time".
 std::string reason_of(const std::system_error& failure);
 
+/// Whether this machine is out of descriptors or memory, so that the failure says nothing of the
+/// peer.
+bool is_of_this_machine(const std::system_error& failure);
+
 /// Runs `action`, which talks to `peer`. Exceptions of the client library become Failures that name
-/// `peer` and give `advice`.
+/// `peer` and give `advice`, except those of this machine.
 void talk_to(const std::string& peer, const std::function<void()>& action,
              const std::string& advice = "check the address, the power and the network cable");
 

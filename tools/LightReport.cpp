@@ -8,6 +8,7 @@
 #include "huelib/ColorConversion.h"
 #include "huelib/HSVColor.h"
 #include "huelib/JsonAccess.h"
+#include "huelib/LightList.h"
 
 namespace huectl {
 namespace {
@@ -157,12 +158,14 @@ void LightReport::add(const char* title, const std::string& cell, const char* me
 
 std::map<int, LightReport> reports_of(const Json::Value& listed) {
     std::map<int, LightReport> reports;
-    for (const std::string& name : listed.getMemberNames()) {
+    for (auto light = listed.begin();
+         light != listed.end() && reports.size() < LightList::kMaxLights; ++light) {
+        const std::string name = light.name();
         int id = 0;
         const char* const end = name.data() + name.size();
         const auto [stop, problem] = std::from_chars(name.data(), end, id);
         if (problem == std::errc() && stop == end && id > 0) {
-            reports.emplace(id, LightReport(id, listed[name]));
+            reports.emplace(id, LightReport(id, *light));
         }
     }
     return reports;

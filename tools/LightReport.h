@@ -59,8 +59,8 @@ class LightReport final {
     Json::Value json_;
 };
 
-/// The lights of a bridge's list by their IDs, 1 or more. A member whose name is not an ID is not a
-/// light.
+/// The lights of a bridge's list by their IDs, 1 or more; of a longer list, as many as the daemon
+/// keeps. A member whose name is not an ID is not a light.
 std::map<int, LightReport> reports_of(const Json::Value& listed);
 
 }  // namespace huectl

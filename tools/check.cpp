@@ -64,6 +64,9 @@ std::optional<Finding> ask_bridge(const Installation& installation, BridgeLights
         lights = reports_of(answer);
         return std::nullopt;
     } catch (const std::system_error& failure) {
+        if (is_of_this_machine(failure)) {
+            throw;
+        }
         return finding(finding::kBridgeNotReached, address + " (" + reason_of(failure) + ")");
     } catch (const std::runtime_error&) {
         return finding(finding::kNotABridge, address);

@@ -167,7 +167,8 @@ void BridgeAnnouncements::addMdns(std::string_view answer, in_addr from) {
     }
     for (const MdnsMessage::Record& record : MdnsMessage::read(answer)) {
         if (record.type == Type::address) {
-            if (sender->hosts.size() < kMostAddressesOfASender && isAllowed(record.address, from)) {
+            if (sender->hosts.size() < kMostAddressesOfASender && isAllowed(record.address, from) &&
+                hostOf(*sender, record.name) == nullptr) {
                 sender->hosts.push_back({record.name, record.address});
             }
             continue;

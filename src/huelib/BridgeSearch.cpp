@@ -38,7 +38,7 @@ constexpr milliseconds kAskUntil{5900};
 constexpr milliseconds kRequestLimit{700};
 constexpr std::size_t kMostThreads = BridgeAnnouncements::kMostCandidates / 2;
 constexpr std::size_t kMostSearchers = 64;
-constexpr int kMostAnswersInARow = 64;
+constexpr int kMostAnswersInARow = 8;  // between two looks at the clock: an answer may take 2 ms
 constexpr std::size_t kAnswerBytes = std::size_t{64} << 10;
 
 struct Protocol {
@@ -177,7 +177,7 @@ void listen(const Searchers& searchers, steady_clock::time_point end,
             throw std::system_error(errno, std::generic_category(),
                                     "BridgeSearch: Failed to wait for answers");
         }
-        for (std::size_t i = 0; i < readable.size(); ++i) {
+        for (std::size_t i = 0; i < readable.size() && steady_clock::now() < end; ++i) {
             if (std::exchange(readable[i].revents, short{0}) != 0) {
                 searchers[i]->receive(announcements);
             }
