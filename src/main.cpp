@@ -104,7 +104,9 @@ int run_gateway(std::unique_ptr<GtwHandler>& loop, int id) {
     if (!get_optional_parameters(static_cast<std::uint32_t>(id), bridge)) {
         return fail_start(*loop, {"Impossible to get required OPTIONALP needed by the runner"});
     }
-    HueHandler handler(static_cast<unsigned int>(id), bridge.ip_address, bridge.username);
+    HueHandler handler(static_cast<unsigned int>(id),
+                       bridge.ip_address.substr(0, BridgeObject::kParameterBytes),
+                       bridge.username.substr(0, BridgeObject::kParameterBytes));
     handler.drive_unknown_models_by_type(bridge.drives_unknown_models());
     loop->sendStatusToCore(0);
     loop->setSelectTimeout(kSelectTimeoutSeconds, 0);

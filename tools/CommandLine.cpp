@@ -69,7 +69,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"discover", "", "List the bridges of the local network",
-     "The search takes six seconds. It finds bridges of every make by SSDP and by mDNS.",
+     "The search takes at most six seconds. It finds bridges of every make by SSDP and by mDNS.",
      [](const Arguments& a) { return discover(a.is_verbose); }},
     {"pair", " ADDRESS", "Get a user name from a bridge by its link button",
      "Press the button on the bridge within 35 seconds. Then the text for the optional "
@@ -199,7 +199,8 @@ class Parser final {
         }
     }
 
-    CLI::App app_{"Finds, pairs with and tests Philips Hue bridges. For installers.", "huectl"};
+    CLI::App app_{"Finds, pairs with and tests Philips Hue bridges, and checks an installation.",
+                  "huectl"};
     Arguments arguments_;
     const Command* command_ = nullptr;
 };

@@ -10,9 +10,9 @@ namespace huectl {
 
 enum class ExitCode {
     done = 0,
-    refused = 1,      ///< the bridge refused, or nothing was found
+    refused = 1,      ///< the bridge refused, nothing was found, or check found faults
     usage = 2,        ///< invalid command line; nothing was sent
-    not_reached = 3,  ///< no connection, no answer in time, or not a bridge's answer
+    not_reached = 3,  ///< bridge or database: no connection, no answer in time, or a wrong one
 };
 
 class Failure final : public std::exception {

@@ -36,7 +36,7 @@ struct Finding {
 };
 using Findings = std::vector<Finding>;
 
-/// The kinds, in the order in which their findings are shown.
+/// The kinds. Findings are shown by severity, and then in the order of the checks.
 namespace finding {
 
 inline constexpr FindingKind kDatabaseNotReached{
@@ -103,7 +103,7 @@ inline constexpr FindingKind kOnOffMissing{
     "add an object with the role on_off"};
 inline constexpr FindingKind kRoleUnknown{
     "role_unknown", Severity::error, ExitCode::refused,
-    "the role is not one of on_off, value, temperature, r, g, b, hsv",
+    "the relation does not name one role of on_off, value, temperature, r, g, b, hsv",
     "correct tag_complex_element in the relation's column optional"};
 inline constexpr FindingKind kRoleTaken{
     "role_taken", Severity::error, ExitCode::refused,

@@ -37,9 +37,7 @@ std::optional<LightAbilities> abilities_of(const Checked& checked, int light) {
         return std::nullopt;
     }
     const LightCatalogue::LightClass& driven = *report->light_class();
-    return LightAbilities{driven.isDimmable,
-                          driven.temperature != LightCatalogue::TemperatureControl::none,
-                          driven.hue != LightCatalogue::HueControl::none};
+    return LightAbilities{driven.isDimmable, driven.hasTemperature(), driven.hasColor()};
 }
 
 // A finding about a light, with its first light object if the database has one.
@@ -74,7 +72,7 @@ std::string text_of(const LightTable::Use& use) {
     return std::string(use.role->name) + " of light " + std::to_string(use.light_id);
 }
 
-// The first role marker of a relation, without quotes; nothing if there is none.
+// The first role marker of a relation, without quotes; nothing without one.
 std::optional<std::string> marker_in(const std::string& optional) {
     const std::size_t at = optional.find(kRoleMarker);
     if (at == std::string::npos) {
@@ -86,11 +84,6 @@ std::optional<std::string> marker_in(const std::string& optional) {
         marker = marker.substr(1, marker.size() - 2);
     }
     return marker;
-}
-
-bool is_role(const std::string& name) {
-    return std::any_of(LightTable::kRoles.begin(), LightTable::kRoles.end(),
-                       [&name](const LightRole& role) { return name == role.name; });
 }
 
 void check_msps(const Checked& checked, Findings& findings) {
@@ -125,8 +118,8 @@ void check_a_light(const Checked& checked, int light, Findings& findings) {
 }
 
 void check_lights_of_database(const Checked& checked, Findings& findings) {
-    for (const int light : checked.database.light_numbers()) {
-        if (checked.lights) {
+    if (checked.lights) {
+        for (const int light : checked.database.light_numbers()) {
             check_a_light(checked, light, findings);
         }
     }
@@ -145,10 +138,10 @@ void check_on_off(const Checked& checked, Findings& findings) {
 void check_markers(const Checked& checked, Findings& findings) {
     for (const Relation& relation : checked.database.relations) {
         const auto marker = marker_in(relation.optional);
+        const LightRole* const role = LightTable::role_named_in(relation.optional);
         if (!marker) {
             findings.push_back({&finding::kRoleMissing, relation.object, relation.light, ""});
-        } else if (!is_role(*marker)) {
-            const LightRole* const role = LightTable::role_named_in(relation.optional);
+        } else if (role == nullptr || *marker != role->name) {
             const std::string reading =
                 role == nullptr ? "" : std::string(", which the daemon reads as ") + role->name;
             findings.push_back({&finding::kRoleUnknown, relation.object, relation.light,

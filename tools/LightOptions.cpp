@@ -9,6 +9,8 @@
 namespace huectl {
 namespace {
 
+using LightCatalogue::LightClass;
+
 constexpr unsigned kTransitionStepMilliseconds = 100;
 constexpr unsigned kFullBrightness = 254;
 constexpr const char* kTransition = "--transition";
@@ -16,7 +18,7 @@ constexpr const char* kTransition = "--transition";
 Step temperature_step(const std::string& name, unsigned mired, std::uint8_t t) {
     return {name, Phase::colour,
             [=](HueLight& light) { return light.setColorTemperature(mired, t); },
-            Capability::temperature, mired};
+            &LightClass::hasTemperature, mired};
 }
 
 // A brightness of 0 is a light that is off, for a bridge's light as for a dimmer's.
@@ -26,13 +28,13 @@ Step brightness_step(const std::string& name, const std::string& text, std::uint
         return {name + " 0", Phase::switch_off, [=](HueLight& light) { return light.Off(t); }};
     }
     return {name, Phase::dim, [=](HueLight& light) { return light.setBrightness(bri, t); },
-            Capability::brightness};
+            &LightClass::isDimmable};
 }
 
 Step loop_step(const std::string& name, const std::string& text, std::uint8_t) {
     const bool on = switch_of(name, text);
     return {name, on ? Phase::start_loop : Phase::stop_loop,
-            [=](HueLight& light) { return light.setColorLoop(on); }, Capability::colour};
+            [=](HueLight& light) { return light.setColorLoop(on); }, &LightClass::hasColor};
 }
 
 // Six digits are a colour, fewer a temperature.
@@ -42,11 +44,11 @@ Step flash_step(const std::string& name, const std::string& text, std::uint8_t) 
         const unsigned mired =
             ColorConversion::reciprocalTemperature(number_of(name, text, kKelvin));
         return {name, Phase::flash, [=](HueLight& light) { return light.alertTemperature(mired); },
-                Capability::temperature, mired};
+                &LightClass::hasTemperature, mired};
     }
     const RGB c = rgb_of(name, text);
     return {name, Phase::flash, [=](HueLight& light) { return light.alertRGB(c.r, c.g, c.b); },
-            Capability::colour};
+            &LightClass::hasColor};
 }
 
 using Text = const std::string&;
@@ -75,19 +77,19 @@ const std::vector<LightOption> kOptions = {
          const RGB c = rgb_of(name, text);
          return {name, Phase::colour,
                  [=](HueLight& light) { return light.setColorRGB(c.r, c.g, c.b, t); },
-                 Capability::colour};
+                 &LightClass::hasColor};
      }},
     {"--hsv", "H,S,V", "Colour: hue, saturation and value, 0..255 each",
      [](Text name, Text text, std::uint8_t t) -> Step {
          const HSVColor hsv = hsv_of(name, text);
          return {name, Phase::colour, [=](HueLight& light) { return light.setColorHSV(hsv, t); },
-                 Capability::colour};
+                 &LightClass::hasColor};
      }},
     {"--xy", "X,Y", "Colour: CIE coordinates, 0..1 each",
      [](Text name, Text text, std::uint8_t t) -> Step {
          const XYColor xy = xy_of(name, text);
          return {name, Phase::colour, [=](HueLight& light) { return light.setColorXY(xy, t); },
-                 Capability::colour};
+                 &LightClass::hasColor};
      }},
     {"--loop", "on|off", "Start or stop a loop through all colours", loop_step},
     {kTransition, "MS", "Duration of the change, 0..25500 ms in steps of 100 (default 400)",

@@ -10,13 +10,12 @@
 #include <vector>
 
 #include "huelib/HueLight.h"
+#include "huelib/LightCatalogue.h"
 
 namespace huectl {
 
 /// The options that were given: name, with its hyphens, and value. The value of a flag is empty.
 using LightOptions = std::map<std::string, std::string>;
-
-enum class Capability { none, brightness, temperature, colour };
 
 /// When a step is carried out, whatever the order of the options.
 enum class Phase {
@@ -36,7 +35,8 @@ struct Step {
     std::string option;  ///< the option that asks for it, for messages
     Phase phase;
     std::function<bool(HueLight&)> act;  ///< false when the bridge did not confirm it
-    Capability needs = Capability::none;
+    /// Whether a light can do it; empty if every light can.
+    std::function<bool(const LightCatalogue::LightClass&)> needs = {};
     std::optional<unsigned> mired = {};  ///< the colour temperature, if the step sets one
 };
 

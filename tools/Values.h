@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "hue_handler/BridgeObject.h"
 #include "huelib/HSVColor.h"
 #include "huelib/RGB.h"
 #include "huelib/XYColor.h"
@@ -42,6 +43,6 @@ std::string address_of(const std::string& text);
 std::string user_of(const std::string& text);
 
 /// The longest address and user name that the daemon reads from its optional parameters.
-constexpr std::size_t kParameterBytes = 127;
+constexpr std::size_t kParameterBytes = hue_handler::BridgeObject::kParameterBytes;
 
 }  // namespace huectl

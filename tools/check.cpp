@@ -20,8 +20,6 @@
 namespace huectl {
 namespace {
 
-using Bridges = std::vector<BridgeSearch::Bridge>;
-
 constexpr std::ptrdiff_t kIdentityCells = 4;  // of LightReport::row(): id, name, model, class
 
 // False, and a finding, for a parameter that cannot be sent.
@@ -58,10 +56,12 @@ std::optional<Finding> ask_bridge(const Installation& installation, BridgeLights
                        ? finding(finding::kUserUnauthorized, address)
                        : finding(finding::kBridgeRefused, refusal->description);
         }
-        if (!answer.isObject()) {
+        auto reports = reports_of(answer);
+        // A bridge without lights answers {}.
+        if (reports.empty() && answer != Json::Value(Json::objectValue)) {
             return finding(finding::kNotABridge, address);
         }
-        lights = reports_of(answer);
+        lights = std::move(reports);
         return std::nullopt;
     } catch (const std::system_error& failure) {
         if (is_of_this_machine(failure)) {
@@ -73,30 +73,26 @@ std::optional<Finding> ask_bridge(const Installation& installation, BridgeLights
     }
 }
 
-// Those that answer; none without a network.
-Bridges search_bridges() {
-    Bridges found;
-    try {
-        found = find_bridges();
-    } catch (const Failure&) {
-    }
-    found.erase(std::remove_if(found.begin(), found.end(),
-                               [](const auto& bridge) { return !bridge.isDescribed; }),
-                found.end());
-    return found;
-}
-
-// "; bridges answer at 192.168.1.20 (Hue, 001788FFFE0AE670)"
-std::string text_of(const Bridges& bridges) {
+// Adds the bridges that answer to the detail and to the JSON. Throws a Failure without a network.
+void search_bridges(std::string& detail, Json::Value& json) {
     std::string list;
-    for (const BridgeSearch::Bridge& bridge : bridges) {
-        list += list.empty() ? "" : ", ";
-        list += bridge.address + " (" + bridge.id + ")";
+    Json::Value listed(Json::arrayValue);
+    for (const BridgeSearch::Bridge& bridge : find_bridges()) {
+        if (bridge.isDescribed) {
+            list += (list.empty() ? "" : ", ") + bridge.address;
+            list += bridge.id.empty() ? "" : " (" + bridge.id + ")";
+            Json::Value found;
+            found["address"] = bridge.address;
+            found["id"] = bridge.id;
+            found["name"] = bridge.name;
+            listed.append(found);
+        }
     }
-    return list.empty() ? "; no bridge answers a search" : "; bridges answer at " + list;
+    json["bridges"] = listed;
+    detail += list.empty() ? "; no bridge answers a search" : "; bridges answer at " + list;
 }
 
-// Reads the lights. Searches for bridges if there is none at the address.
+// Reads the lights. Searches for bridges if the address has no bridge that answers.
 void read_bridge(const Installation& installation, BridgeLights& lights, Findings& findings,
                  Json::Value& json) {
     auto failure = ask_bridge(installation, lights);
@@ -104,15 +100,10 @@ void read_bridge(const Installation& installation, BridgeLights& lights, Finding
         return;
     }
     if (failure->kind->exit_code == ExitCode::not_reached) {
-        const Bridges bridges = search_bridges();
-        failure->detail += text_of(bridges);
-        json["bridges"] = Json::Value(Json::arrayValue);
-        for (const BridgeSearch::Bridge& bridge : bridges) {
-            Json::Value found;
-            found["address"] = bridge.address;
-            found["id"] = bridge.id;
-            found["name"] = bridge.name;
-            json["bridges"].append(found);
+        try {
+            search_bridges(failure->detail, json);
+        } catch (const Failure&) {
+            failure->detail += "; the network cannot be searched";
         }
     }
     findings.push_back(*failure);

@@ -74,15 +74,19 @@ std::vector<Bridge> find_bridges() {
 
 Result discover(bool is_verbose) {
     Result result;
+    result.exit_code = ExitCode::refused;
     result.json["bridges"] = Json::Value(Json::arrayValue);
     std::vector<Row> rows = {{"address", "bridge ID", "name", "model", "software", "found by"}};
     std::size_t silent = 0;
     for (const Bridge& bridge : find_bridges()) {
+        if (bridge.isDescribed) {
+            result.exit_code = ExitCode::done;
+        } else {
+            ++silent;
+        }
         if (bridge.isDescribed || is_verbose) {
             rows.push_back(row_of(bridge));
             result.json["bridges"].append(json_of(bridge));
-        } else {
-            ++silent;
         }
     }
     if (rows.size() == 1) {
@@ -90,8 +94,8 @@ Result discover(bool is_verbose) {
                       silent == 0 ? std::string("no bridge was found; check its power and its "
                                                 "network cable, or ") +
                                         kByHand
-                                  : "no bridge was found, but " + std::to_string(silent) +
-                                        " that do not answer requests; add --verbose to list them");
+                                  : "no bridge answers; devices that only announce themselves: " +
+                                        std::to_string(silent) + "; add --verbose to list them");
     }
     result.text = table(rows);
     return result;

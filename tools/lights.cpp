@@ -15,8 +15,6 @@
 namespace huectl {
 namespace {
 
-using LightCatalogue::LightClass;
-
 constexpr const char* kByTypeHint =
     "Lights \"by type\" are of unknown models. The daemon controls them if the optional parameters "
     "of the bridge\nobject have unknown_models='by_type'; \"huectl light\" does with --by-type.\n";
@@ -27,20 +25,6 @@ Result result_of(const LightReport& report) {
 
 std::string title_of(const LightReport& report) {
     return "light " + std::to_string(report.id()) + " \"" + printable(report.name(), 40) + "\"";
-}
-
-bool has(const LightClass& light_class, Capability capability) {
-    switch (capability) {
-        case Capability::brightness:
-            return light_class.isDimmable;
-        case Capability::temperature:
-            return light_class.temperature != LightCatalogue::TemperatureControl::none;
-        case Capability::colour:
-            return light_class.hue != LightCatalogue::HueControl::none;
-        case Capability::none:
-            break;
-    }
-    return true;
 }
 
 void expect_capable(const LightReport& report, const std::vector<Step>& steps,
@@ -54,7 +38,7 @@ void expect_capable(const LightReport& report, const std::vector<Step>& steps,
                                        : "huectl cannot change it"));
     }
     for (const Step& step : steps) {
-        if (!has(*light_class, step.needs)) {
+        if (step.needs && !step.needs(*light_class)) {
             throw Failure(ExitCode::refused, title_of(report) + " is a light of class " +
                                                  std::string(nameOfClass(*light_class)) +
                                                  ", which cannot do " + step.option +
@@ -63,19 +47,24 @@ void expect_capable(const LightReport& report, const std::vector<Step>& steps,
     }
 }
 
-std::string text_of_kelvin(unsigned mired) {
-    return std::to_string(ColorConversion::reciprocalTemperature(mired)) + " K";
+// In the unit of the option.
+std::string text_of(const LightReport::MiredRange& range, const std::string& option) {
+    const auto kelvin = ColorConversion::reciprocalTemperature;
+    return option == "--mired"
+               ? std::to_string(range.min) + " to " + std::to_string(range.max) + " mired"
+               : std::to_string(kelvin(range.max)) + " to " + std::to_string(kelvin(range.min)) +
+                     " K";
 }
 
 // The temperature is sent as it is: the light takes the nearest one that it has.
-void warn_of_range(const LightReport& report, const std::vector<Step>& steps) {
+void warn_of_range(const LightReport& report, const std::vector<Step>& steps,
+                   const LightOptions& options) {
     const auto range = report.mired_range();
     for (const Step& step : steps) {
         if (range && step.mired && (*step.mired < range->min || *step.mired > range->max)) {
             write_all(STDERR_FILENO, "huectl: warning: " + title_of(report) + " has only " +
-                                         text_of_kelvin(range->max) + " to " +
-                                         text_of_kelvin(range->min) + ", not the " +
-                                         text_of_kelvin(*step.mired) + " of " + step.option + "\n");
+                                         text_of(*range, step.option) + ", not " + step.option +
+                                         " " + options.at(step.option) + "\n");
         }
     }
 }
@@ -114,7 +103,7 @@ Result light(const Access& access, int id, const LightOptions& options) {
     }
     const bool is_type_enough = options.count(kByType) != 0;
     expect_capable(before, steps, is_type_enough);
-    warn_of_range(before, steps);
+    warn_of_range(before, steps, options);
     session.carry_out("light", [id, is_type_enough](Hue& bridge) {
         bridge.driveUnknownModelsByType(is_type_enough);
         bridge.getLight(id);

@@ -31,7 +31,7 @@ std::vector<const char*> BridgeObject::read(const std::string& optionalp) {
             variable->value == nullptr) {
             missing.push_back(parameter.name);
         } else {
-            this->*parameter.value = std::string(variable->value).substr(0, kParameterBytes);
+            this->*parameter.value = variable->value;
         }
     }
     const optionalpvariable* const unknown =

@@ -13,8 +13,8 @@
 namespace hue_handler {
 
 struct BridgeObject {
-    /// Host name or dotted IPv4 address, and user name registered on the bridge. Not checked; at
-    /// most kParameterBytes each. Empty without a row: the daemon then runs without a bridge.
+    /// Host name or dotted IPv4 address, and user name registered on the bridge. Not checked.
+    /// Empty without a row: the daemon then runs without a bridge.
     std::string ip_address;
     std::string username;
     /// What to do with lights whose model is unknown; nothing if the parameter is missing.
@@ -34,7 +34,7 @@ struct BridgeObject {
 
     /// The only value of unknown_models.
     static constexpr const char* kByType = "by_type";
-    /// A longer value of the other two is cut.
+    /// The daemon uses so many bytes of each of the other two.
     static constexpr std::size_t kParameterBytes = 128;
 };
 

@@ -22,6 +22,9 @@ struct LightClass {
     TemperatureControl temperature;  ///< none for a light without white tones
     HueControl hue;                  ///< none for a light without colours
     bool isDimmable = true;          ///< false for a light that can only be switched
+
+    constexpr bool hasTemperature() const { return temperature != TemperatureControl::none; }
+    constexpr bool hasColor() const { return hue != HueControl::none; }
 };
 
 /// Empty for a model that is not supported.

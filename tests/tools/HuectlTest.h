@@ -65,7 +65,7 @@ class HuectlTest : public testing::Test {
         Json::Value lights = sample_lights();
         lights["4"]["modelid"] = "LCA007";
         lights["4"]["capabilities"] = *simulator::parse_json(
-            R"({"control": {"colorgamuttype": "C", "ct": {"min": 153, "max": 454}}})");
+            R"({"control": {"colorgamuttype": "C", "ct": {"min": 160, "max": 454}}})");
         bridge.reset();
         bridge = start(lights);
     }

@@ -80,11 +80,17 @@ PUT 4/state {"alert":"select"})");
 TEST_F(Command, WarnsOfATemperatureBeyondTheLightsOwnRangeAndSendsIt) {
     restart_with_unknown_model();
     expect("light 4 --mired 454 --by-type", 0, "LCA007 colour C by type on 79 % 2202 K");
-    const Result result = run("light 4 --mired 455 --by-type");
-    EXPECT_THAT(result, Ended(0,
-                              "huectl: warning: light 4 \"Living room\" has only 2202 K to 6535 "
-                              "K, not the 2197 K of --mired\n"));
-    EXPECT_EQ(changes(), "PUT 4/state {\"ct\":454}\nPUT 4/state {\"ct\":455}");
+    for (const auto& [option, range] : {std::pair("--mired 455", "160 to 454 mired"),
+                                        std::pair("--kelvin 6500", "2202 to 6250 K"),
+                                        std::pair("--flash 2000", "2202 to 6250 K")}) {
+        EXPECT_THAT(run("light 4 --by-type " + std::string(option)),
+                    Ended(0, "huectl: warning: light 4 \"Living room\" has only " +
+                                 std::string(range) + ", not " + option + "\n"));
+    }
+    EXPECT_THAT(changes(), testing::StartsWith(R"(PUT 4/state {"ct":454}
+PUT 4/state {"ct":455}
+PUT 4/state {"ct":153}
+PUT 4/state {"ct":500,"transitiontime":1})"));
 }
 
 // A bridge gives a new user name only once.

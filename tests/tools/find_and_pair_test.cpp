@@ -42,9 +42,21 @@ TEST_F(FindAndPair, ListsTheBridgesOfEachMakeAndSilentDevicesOnlyIfAsked) {
         EXPECT_THAT(found.errors, MatchesRegex("Searching for bridges: . s left\n"))
             << "without a terminal the line is not redrawn";
     }
+    bridge->pose_as("mdns-only");
+    const auto document = simulator::parse_json(run("huectl discover --verbose --json").output);
+    ASSERT_TRUE(document);
+    EXPECT_EQ(
+        simulator::compact_json(*document),
+        R"({"bridges":[{"address":"127.0.0.80","answers":true,"api":"1.67.0","found_by":["mDNS"],)"
+        R"("id":"001788FFFE0AE670","model":"BSB002","name":"Philips hue","software":"1967054020"},)"
+        R"({"address":"127.0.0.99","answers":false,"api":"","found_by":["SSDP"],"id":"","model":"",)"
+        R"("name":"","software":""}]})");
     bridge.reset();
-    EXPECT_THAT(run("huectl discover").errors, HasSubstr("but 1 that do not answer"));
-    EXPECT_THAT(run("huectl discover --verbose --json").output, HasSubstr("\"answers\" : false"));
+    EXPECT_THAT(run("huectl discover"),
+                Ended(1,
+                      "huectl: no bridge answers; devices that only announce themselves: 1; add "
+                      "--verbose to list them\n"));
+    EXPECT_THAT(run("huectl discover --verbose"), Ended(1, ""));
 }
 
 TEST_F(FindAndPair, KeepsStandardOutputForOneDocument) {
@@ -67,6 +79,17 @@ TEST_F(FindAndPair, PrintsTheParameterForLightsOfUnknownModels) {
                 ContainsRegex("bridge object:\n" + std::string(kParameters) +
                               "\nSome lights are of unknown models; [^\n]+:\n" + kParameters +
                               "\\|unknown_models='by_type'\n$"));
+}
+
+// A bridge gives a new user name only once.
+TEST_F(FindAndPair, PrintsTheUserNameIfTheLightsCannotBeRead) {
+    Json::Value lights;
+    lights["1"]["name"] = std::string(std::size_t{3} << 20, 'x');  // more than a bridge sends
+    bridge.reset();
+    bridge = std::make_unique<simulator::Bridge>(simulator::Bridge::Setup{"installer", lights});
+    bridge->press_link_button();
+    EXPECT_THAT(run("huectl pair $bridge").output,
+                ContainsRegex("bridge object:\n" + std::string(kParameters) + "\n$"));
 }
 
 TEST_F(FindAndPair, FailsWhenTheButtonIsNotPressedInTime) {
