@@ -58,7 +58,7 @@ std::optional<Finding> ask_bridge(const Installation& installation, BridgeLights
         }
         auto reports = reports_of(answer);
         // A bridge without lights answers {}.
-        if (reports.empty() && answer != Json::Value(Json::objectValue)) {
+        if (reports.empty() && !(answer.isObject() && answer.empty())) {
             return finding(finding::kNotABridge, address);
         }
         lights = std::move(reports);

@@ -23,6 +23,7 @@ struct LightClass {
     HueControl hue;                  ///< none for a light without colours
     bool isDimmable = true;          ///< false for a light that can only be switched
 
+    /// Whether the light has white tones, and whether it has colours.
     constexpr bool hasTemperature() const { return temperature != TemperatureControl::none; }
     constexpr bool hasColor() const { return hue != HueControl::none; }
 };
