@@ -49,10 +49,23 @@ Json::Value json_of(const Bridge& bridge) {
     json["software"] = bridge.software;
     json["api"] = bridge.api;
     json["answers"] = bridge.isDescribed;
+    json["also_at"] = Json::Value(Json::arrayValue);
+    for (const std::string& address : bridge.alsoAt) {
+        json["also_at"].append(address);
+    }
     for (const std::string& way : ways_of(bridge)) {
         json["found_by"].append(way);
     }
     return json;
+}
+
+std::string lines_of_other_addresses(const Bridge& bridge) {
+    std::string lines;
+    for (const std::string& address : bridge.alsoAt) {
+        lines += bridge.id + " also answers at " + address +
+                 ": the bridge has several addresses, or a device copies its ID\n";
+    }
+    return lines;
 }
 
 }  // namespace
@@ -77,6 +90,7 @@ Result discover(bool is_verbose) {
     result.exit_code = ExitCode::refused;
     result.json["bridges"] = Json::Value(Json::arrayValue);
     std::vector<Row> rows = {{"address", "bridge ID", "name", "model", "software", "found by"}};
+    std::string notes;
     std::size_t silent = 0;
     for (const Bridge& bridge : find_bridges()) {
         if (bridge.isDescribed) {
@@ -87,6 +101,7 @@ Result discover(bool is_verbose) {
         if (bridge.isDescribed || is_verbose) {
             rows.push_back(row_of(bridge));
             result.json["bridges"].append(json_of(bridge));
+            notes += lines_of_other_addresses(bridge);
         }
     }
     if (rows.size() == 1) {
@@ -97,7 +112,7 @@ Result discover(bool is_verbose) {
                                   : "no bridge answers; devices that only announce themselves: " +
                                         std::to_string(silent) + "; add --verbose to list them");
     }
-    result.text = table(rows);
+    result.text = table(rows) + notes;
     return result;
 }
 

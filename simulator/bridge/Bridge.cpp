@@ -25,13 +25,15 @@ constexpr const char* kHeaderEnd = "\r\n\r\n";
 constexpr const char* kPage = "<html><body><h1>503 Service Unavailable</h1></body></html>";
 
 constexpr const char* kId = "001788FFFE0AE670";
+constexpr const char* kNewServer =
+    "Hue/1.0 UPnP/1.0 IpBridge/1.62.0\nhue-bridgeid: 001788FFFE0AE670";
 constexpr const char* kHostileAddress = "127.0.0.99";
 
 struct Make {
     const char* model;
     const char* manufacturer;
     const char* manufacturer_url;
-    const char* server;  // in answers by SSDP; empty for none
+    const char* server;  // in answers by SSDP, and headers after it; empty for none
     bool has_mdns;
     bool is_hostile;
 };
@@ -39,13 +41,9 @@ const std::map<std::string, Make> kMakes = {
     {"old",
      {"BSB001", "Royal Philips Electronics", "http://www.philips.com",
       "Linux/3.14.0 UPnP/1.0 IpBridge/1.20.0", false, false}},
-    {"new",
-     {"BSB002", "Signify", "http://www.philips-hue.com", "Hue/1.0 UPnP/1.0 IpBridge/1.62.0", true,
-      false}},
+    {"new", {"BSB002", "Signify", "http://www.philips-hue.com", kNewServer, true, false}},
     {"mdns-only", {"BSB002", "Signify", "http://www.philips-hue.com", "", true, false}},
-    {"hostile",
-     {"BSB002", "Signify", "http://www.philips-hue.com", "Hue/1.0 UPnP/1.0 IpBridge/1.62.0", true,
-      true}},
+    {"hostile", {"BSB002", "Signify", "http://www.philips-hue.com", kNewServer, true, true}},
 };
 
 Json::Value only(Json::Value element) {
@@ -79,6 +77,7 @@ std::string load_own_file(const std::string& name, const Make& make, const std::
     std::string text = load_text_file(std::string(LUMIVAD_BRIDGE_FILES) + "/" + name);
     const std::pair<const char*, std::string> words[] = {
         {"@ADDRESS@", address},
+        {"@MODEL@", make.model},
         {"@MANUFACTURER@", make.manufacturer},
         {"@MANUFACTURER-URL@", make.manufacturer_url},
         {"@SERVER@", make.server}};
@@ -177,7 +176,9 @@ void Bridge::add_routes() {
         const std::lock_guard<std::mutex> lock(mutex_);
         Json::Value config;
         config["name"] = "Philips hue";
-        config["bridgeid"] = kId;
+        if (model_ != "BSB001") {  // which gives its ID in its description only
+            config["bridgeid"] = kId;
+        }
         config["modelid"] = model_;
         config["swversion"] = "1967054020";
         config["apiversion"] = "1.67.0";

@@ -14,11 +14,16 @@ namespace {
 using Bridge = BridgeSearch::Bridge;
 
 constexpr std::size_t kMostAnswersOfASender = 64;
-constexpr std::size_t kMostAddressesOfASender = 16;
+constexpr std::size_t kMostOfASender = 16;  // addresses, and services by mDNS
 constexpr std::string_view kInstanceEnd = "._hue._tcp.local";
 
-bool isSame(const std::string& name, const std::string& other) {
-    return ::strcasecmp(name.c_str(), other.c_str()) == 0;
+// Null if there is no such element.
+template <typename Elements>
+auto* named(Elements& elements, const std::string& name) {
+    const auto found = std::find_if(elements.begin(), elements.end(), [&](const auto& element) {
+        return ::strcasecmp(element.name.c_str(), name.c_str()) == 0;
+    });
+    return found == elements.end() ? nullptr : &*found;
 }
 
 // True for "anything._hue._tcp.local".
@@ -53,20 +58,9 @@ std::optional<in_addr> addressIn(std::string_view location) {
     }
     const std::string_view host = location.substr(slashes + 2);
     in_addr address{};
-    const std::string dotted(host.substr(0, host.find_first_of(":/")));
-    return ::inet_pton(AF_INET, dotted.c_str(), &address) == 1 ? std::optional(address)
-                                                               : std::nullopt;
-}
-
-bool isLoopback(in_addr address) {
-    return ntohl(address.s_addr) >> 24 == IN_LOOPBACKNET;
-}
-
-// A device elsewhere must not direct requests to this machine's own services.
-bool isAllowed(in_addr address, in_addr sender) {
-    const std::uint32_t number = ntohl(address.s_addr);
-    return number >> 24 != 0 && !IN_MULTICAST(number) && !IN_BADCLASS(number) &&
-           (!isLoopback(address) || isLoopback(sender));
+    const std::string text(host.substr(0, host.find_first_of(":/")));
+    return ::inet_pton(AF_INET, text.c_str(), &address) == 1 ? std::optional(address)
+                                                             : std::nullopt;
 }
 
 std::string dotted(in_addr address) {
@@ -97,7 +91,7 @@ Bridge announced(in_addr address, in_addr sender, std::string_view id, std::stri
     bridge.address = dotted(address);
     if (address.s_addr == sender.s_addr) {
         bridge.id = BridgeTexts::bridgeId(id);
-        bridge.model = BridgeTexts::limited(std::string(model));
+        bridge.model = BridgeTexts::shortText(std::string(model));
     }
     return bridge;
 }
@@ -107,6 +101,20 @@ std::uint32_t numberOf(const Bridge& bridge) {
 }
 
 }  // namespace
+
+bool BridgeAnnouncements::isOwn(in_addr address) const {
+    return ntohl(address.s_addr) >> 24 == IN_LOOPBACKNET ||
+           std::any_of(own.begin(), own.end(),
+                       [&](in_addr other) { return other.s_addr == address.s_addr; });
+}
+
+// A device elsewhere must not direct requests to this machine's own services. It may name any other
+// address: a proxy announces bridges of other networks.
+bool BridgeAnnouncements::isAllowed(in_addr address, in_addr sender) const {
+    const std::uint32_t number = ntohl(address.s_addr);
+    return number >> 24 != 0 && !IN_MULTICAST(number) && !IN_BADCLASS(number) &&
+           (!isOwn(address) || isOwn(sender));
+}
 
 // Null if no more answers of this sender count.
 BridgeAnnouncements::Sender* BridgeAnnouncements::senderToRead(in_addr address) {
@@ -134,29 +142,29 @@ void BridgeAnnouncements::addSsdp(std::string_view answer, in_addr from) {
     if (isAllowed(address, from)) {
         Bridge bridge = announced(address, from, id.value_or(""), "");
         bridge.isFoundBySsdp = true;
-        merge(sender->bridges, bridge, kMostAddressesOfASender);
+        merge(sender->bridges, bridge, kMostOfASender);
     }
-}
-
-const BridgeAnnouncements::Host* BridgeAnnouncements::hostOf(const Sender& sender,
-                                                             const std::string& name) {
-    const auto known = std::find_if(sender.hosts.begin(), sender.hosts.end(),
-                                    [&](const Host& host) { return isSame(host.name, name); });
-    return known != sender.hosts.end() ? &*known : nullptr;
 }
 
 BridgeAnnouncements::Service* BridgeAnnouncements::serviceOf(Sender& sender,
                                                              const std::string& name) {
-    const auto known =
-        std::find_if(sender.services.begin(), sender.services.end(),
-                     [&](const Service& service) { return isSame(service.name, name); });
-    if (known != sender.services.end()) {
-        return &*known;
+    if (Service* const known = named(sender.services, name)) {
+        return known;
     }
-    if (!isInstance(name) || sender.services.size() == kMostAddressesOfASender) {
+    if (!isInstance(name) || sender.services.size() == kMostOfASender) {
         return nullptr;
     }
     return &sender.services.emplace_back(Service{name, {}, {}, {}});
+}
+
+// Of several addresses of a name, the sender's own can be reached; others may be of another
+// network.
+void BridgeAnnouncements::addHost(Sender& sender, const std::string& name, in_addr address) {
+    if (Host* const known = named(sender.hosts, name)) {
+        known->address = address.s_addr == sender.address.s_addr ? address : known->address;
+    } else if (sender.hosts.size() < kMostOfASender && isAllowed(address, sender.address)) {
+        sender.hosts.push_back({name, address});
+    }
 }
 
 void BridgeAnnouncements::addMdns(std::string_view answer, in_addr from) {
@@ -167,10 +175,7 @@ void BridgeAnnouncements::addMdns(std::string_view answer, in_addr from) {
     }
     for (const MdnsMessage::Record& record : MdnsMessage::read(answer)) {
         if (record.type == Type::address) {
-            if (sender->hosts.size() < kMostAddressesOfASender && isAllowed(record.address, from) &&
-                hostOf(*sender, record.name) == nullptr) {
-                sender->hosts.push_back({record.name, record.address});
-            }
+            addHost(*sender, record.name, record.address);
             continue;
         }
         Service* service =
@@ -185,7 +190,7 @@ void BridgeAnnouncements::addMdns(std::string_view answer, in_addr from) {
                 return MdnsMessage::textValue(record.texts, key).value_or("");
             };
             service->id = BridgeTexts::bridgeId(value("bridgeid"));
-            service->model = BridgeTexts::limited(value("modelid"));
+            service->model = BridgeTexts::shortText(value("modelid"));
         }
     }
 }
@@ -193,26 +198,26 @@ void BridgeAnnouncements::addMdns(std::string_view answer, in_addr from) {
 std::vector<Bridge> BridgeAnnouncements::announcedBy(const Sender& sender) {
     std::vector<Bridge> bridges = sender.bridges;
     for (const Service& service : sender.services) {
-        const Host* host = hostOf(sender, service.host);
+        const Host* const host = named(sender.hosts, service.host);
         const in_addr address = host != nullptr ? host->address : sender.address;
         Bridge bridge = announced(address, sender.address, service.id, service.model);
         bridge.isFoundByMdns = true;
-        merge(bridges, bridge, kMostAddressesOfASender);
+        merge(bridges, bridge, kMostOfASender);
     }
-    const std::string own = dotted(sender.address);
+    const std::string first = dotted(sender.address);
     std::stable_partition(bridges.begin(), bridges.end(),
-                          [&](const Bridge& bridge) { return bridge.address == own; });
+                          [&](const Bridge& bridge) { return bridge.address == first; });
     return bridges;
 }
 
 std::vector<Bridge> BridgeAnnouncements::candidates() const {
-    std::vector<std::vector<Bridge>> announced;
+    std::vector<std::vector<Bridge>> bySender;
     for (const Sender& sender : senders) {
-        announced.push_back(announcedBy(sender));
+        bySender.push_back(announcedBy(sender));
     }
     std::vector<Bridge> found;
-    for (std::size_t turn = 0; turn < kMostAddressesOfASender; ++turn) {
-        for (const std::vector<Bridge>& bridges : announced) {
+    for (std::size_t turn = 0; turn < kMostOfASender; ++turn) {
+        for (const std::vector<Bridge>& bridges : bySender) {
             if (turn < bridges.size()) {
                 merge(found, bridges[turn], kMostCandidates);
             }
@@ -236,6 +241,7 @@ std::vector<Bridge> BridgeAnnouncements::mergedById(std::vector<Bridge> candidat
         } else if (candidate.isDescribed == known->isDescribed) {
             known->isFoundBySsdp |= candidate.isFoundBySsdp;
             known->isFoundByMdns |= candidate.isFoundByMdns;
+            known->alsoAt.push_back(std::move(candidate.address));
         }
     }
     std::sort(bridges.begin(), bridges.end(), [](const Bridge& left, const Bridge& right) {

@@ -29,13 +29,12 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using Bridge = BridgeSearch::Bridge;
 
-// A search is sent twice, since datagrams get lost. A device answers within two seconds (MX).
-constexpr milliseconds kRepeatAfter{900};
-constexpr milliseconds kListenPeriod{3000};
-// The rest of the time is for the candidates. The answer to a request takes at most twice
-// kRequestLimit, mostly once: enough for two requests to each of the most candidates.
+// A search is sent twice, since datagrams get lost; by mDNS not within a second (RFC 6762, section
+// 5.2). A device answers within two seconds (MX).
+constexpr milliseconds kRepeatAfter{1000};
+constexpr milliseconds kListenPeriod{3100};
+// The rest of the time is for the candidates.
 constexpr milliseconds kAskUntil{5900};
-constexpr milliseconds kRequestLimit{700};
 constexpr std::size_t kMostThreads = BridgeAnnouncements::kMostCandidates / 2;
 constexpr std::size_t kMostSearchers = 64;
 constexpr int kMostAnswersInARow = 8;  // between two looks at the clock: an answer may take 2 ms
@@ -70,15 +69,12 @@ constexpr Protocol kProtocols[] = {
 // emulator of the board lacks the option for that, IP_MULTICAST_IF.
 class Searcher final {
   public:
-    Searcher(const Protocol& protocol, const sockaddr_in& interface)
-        : used(&protocol), fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+    Searcher(const Protocol& used, const sockaddr_in& interface)
+        : protocol(&used), fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
         sockaddr_in own = interface;
         own.sin_port = 0;
         if (fd < 0 || ::bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0) {
-            const int error = errno;
-            ::close(fd);
-            throw std::system_error(error, std::generic_category(),
-                                    "BridgeSearch: Failed to open a socket");
+            error = errno;
         }
     }
     ~Searcher() { ::close(fd); }
@@ -87,15 +83,19 @@ class Searcher final {
 
     int get() const { return fd; }
 
-    // False with errno.
-    bool send() const {
-        const std::string text = used->search();
+    // Returns 0 or the error, also that of opening the socket: an address may go away meanwhile.
+    int send() const {
+        if (error != 0) {
+            return error;
+        }
+        const std::string text = protocol->search();
         sockaddr_in group{};
         group.sin_family = AF_INET;
-        group.sin_port = htons(used->port);
-        ::inet_pton(AF_INET, used->group, &group.sin_addr);
-        return ::sendto(fd, text.data(), text.size(), MSG_NOSIGNAL,
-                        reinterpret_cast<const sockaddr*>(&group), sizeof group) >= 0;
+        group.sin_port = htons(protocol->port);
+        ::inet_pton(AF_INET, protocol->group, &group.sin_addr);
+        const ssize_t count = ::sendto(fd, text.data(), text.size(), MSG_NOSIGNAL,
+                                       reinterpret_cast<const sockaddr*>(&group), sizeof group);
+        return count < 0 ? errno : 0;
     }
 
     // Reads some of what has arrived. Answers that do not fit are dropped, and so are errors, which
@@ -112,20 +112,22 @@ class Searcher final {
             }
             const auto size = static_cast<std::size_t>(count);
             if (size <= sizeof buffer && length == sizeof sender) {
-                (announcements.*used->add)({buffer, size}, sender.sin_addr);
+                (announcements.*protocol->add)({buffer, size}, sender.sin_addr);
             }
         }
     }
 
   private:
-    const Protocol* used;
+    const Protocol* protocol;
     int fd;
+    int error = 0;  // errno of the constructor
 };
 
 using Searchers = std::vector<std::unique_ptr<Searcher>>;
 
-// For each IPv4 address of an interface that is up and does multicast, by each protocol.
-Searchers searchersOfAllInterfaces() {
+// For each IPv4 address of an interface that is up and does multicast, by each protocol. Adds the
+// addresses of all interfaces.
+Searchers searchersOfAllInterfaces(std::vector<in_addr>& addresses) {
     ifaddrs* first = nullptr;
     if (::getifaddrs(&first) != 0) {
         throw std::system_error(errno, std::generic_category(),
@@ -135,11 +137,14 @@ Searchers searchersOfAllInterfaces() {
     constexpr unsigned kNeeded = IFF_UP | IFF_MULTICAST;
     Searchers searchers;
     for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET ||
-            (entry->ifa_flags & kNeeded) != kNeeded || searchers.size() >= kMostSearchers) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) {
             continue;
         }
         const auto& address = *reinterpret_cast<const sockaddr_in*>(entry->ifa_addr);
+        addresses.push_back(address.sin_addr);
+        if ((entry->ifa_flags & kNeeded) != kNeeded || searchers.size() >= kMostSearchers) {
+            continue;
+        }
         for (const Protocol& protocol : kProtocols) {
             searchers.push_back(std::make_unique<Searcher>(protocol, address));
         }
@@ -152,11 +157,9 @@ int sendAll(const Searchers& searchers) {
     bool isSent = false;
     int error = ENODEV;  // without interfaces
     for (const auto& searcher : searchers) {
-        if (searcher->send()) {
-            isSent = true;
-        } else {
-            error = errno;
-        }
+        const int failure = searcher->send();
+        isSent = isSent || failure == 0;
+        error = failure != 0 ? failure : error;
     }
     return isSent ? 0 : error;
 }
@@ -185,16 +188,15 @@ void listen(const Searchers& searchers, steady_clock::time_point end,
     }
 }
 
-// A request ends before the end of the search, however slow the device is: connecting takes at most
-// one limit, and the answer another.
+// All requests to a device end before `end`, however slow it is: connecting takes at most half of
+// the time that is left, and the answer too.
 class LimitedHttpHandler final : public LinHttpHandler {
   public:
     explicit LimitedHttpHandler(steady_clock::time_point limit) : end(limit) {}
 
     std::string send(const std::string& msg, const std::string& adr, int port) const override {
         const auto left = std::chrono::floor<milliseconds>(end - steady_clock::now());
-        const milliseconds limit = std::min(left / 2, kRequestLimit);
-        return exchange(msg, adr, port, {limit, limit, kAnswerBytes});
+        return exchange(msg, adr, port, {left / 2, left / 2, kAnswerBytes});
     }
 
   private:
@@ -204,7 +206,7 @@ class LimitedHttpHandler final : public LinHttpHandler {
 // Empty for a device that does not answer.
 std::string get(const LinHttpHandler& handler, const char* uri, const std::string& address) {
     try {
-        return handler.GETString(uri, "", "", address, HueCommandAPI::kBridgePort);
+        return handler.GETString(uri, "application/json", "", address, HueCommandAPI::kBridgePort);
     } catch (const std::exception&) {
         return {};
     }
@@ -216,14 +218,16 @@ void ask(const LinHttpHandler& handler, Bridge& bridge) {
         BridgeTexts::readDescription(get(handler, "/description.xml", bridge.address), bridge);
 }
 
-// Asks several at a time, with this thread and others, so that a slow device delays no other.
+// Asks several at a time, with this thread and others. A slow device takes no time of another: each
+// has an equal part of what is left for those that one thread asks.
 void askAll(std::vector<Bridge>& candidates, steady_clock::time_point end) {
-    const LimitedHttpHandler handler(end);
     std::atomic<std::size_t> next{0};
     const auto work = [&] {
-        for (std::size_t i = next++; i < candidates.size() && steady_clock::now() < end;
-             i = next++) {
-            ask(handler, candidates[i]);
+        auto now = steady_clock::now();
+        for (std::size_t i = next++; i < candidates.size() && now < end; i = next++) {
+            const std::size_t turns = (candidates.size() - i + kMostThreads - 1) / kMostThreads;
+            ask(LimitedHttpHandler(now + (end - now) / static_cast<int>(turns)), candidates[i]);
+            now = steady_clock::now();
         }
     };
     std::vector<std::thread> threads;
@@ -244,9 +248,11 @@ void askAll(std::vector<Bridge>& candidates, steady_clock::time_point end) {
 
 std::vector<BridgeSearch::Bridge> BridgeSearch::find() const {
     const auto start = steady_clock::now();
-    BridgeAnnouncements announcements;
+    std::vector<Bridge> candidates;
     {
-        const Searchers searchers = searchersOfAllInterfaces();
+        std::vector<in_addr> own;
+        const Searchers searchers = searchersOfAllInterfaces(own);
+        BridgeAnnouncements announcements(std::move(own));
         if (const int error = sendAll(searchers); error != 0) {
             throw std::system_error(error, std::generic_category(),
                                     "BridgeSearch: Failed to send a search");
@@ -254,8 +260,8 @@ std::vector<BridgeSearch::Bridge> BridgeSearch::find() const {
         listen(searchers, start + kRepeatAfter, announcements);
         sendAll(searchers);
         listen(searchers, start + kListenPeriod, announcements);
+        candidates = announcements.candidates();
     }
-    std::vector<Bridge> candidates = announcements.candidates();
     askAll(candidates, start + kAskUntil);
     return BridgeAnnouncements::mergedById(std::move(candidates));
 }

@@ -24,7 +24,7 @@ std::string hexadecimal(std::string_view text, std::size_t digits) {
     return capitals;
 }
 
-// The content of the first element with this name that has no elements in it.
+// The content of the first element with this name; empty if it has elements in it.
 std::string_view elementIn(std::string_view xml, const std::string& name) {
     const std::string opening = "<" + name + ">";
     const std::size_t found = xml.find(opening);
@@ -44,7 +44,7 @@ std::string bridgeId(std::string_view text) {
     return hexadecimal(text, kIdDigits);
 }
 
-std::string limited(std::string text) {
+std::string shortText(std::string text) {
     return text.size() <= kLongestText ? std::move(text) : std::string();
 }
 
@@ -54,7 +54,7 @@ bool readConfig(const std::string& answer, BridgeSearch::Bridge& bridge) {
         return false;
     }
     const auto text = [&](const char* name) {
-        return limited(JsonAccess::asString(JsonAccess::member(config, name)));
+        return shortText(JsonAccess::asString(JsonAccess::member(config, name)));
     };
     std::string id = bridgeId(text("bridgeid"));
     if (id.empty()) {
@@ -77,10 +77,10 @@ bool readDescription(std::string_view answer, BridgeSearch::Bridge& bridge) {
     // The ID is the hardware address, which is the serial number, extended to 64 bits (EUI-64).
     std::string id = hexadecimal(text("serialNumber"), kSerialDigits);
     bridge.id = id.empty() ? id : id.insert(kSerialDigits / 2, "FFFE");
-    bridge.name = limited(text("friendlyName"));
-    bridge.model = limited(text("modelNumber"));
+    bridge.name = shortText(text("friendlyName"));
+    bridge.model = shortText(text("modelNumber"));
     if (bridge.model.empty()) {
-        bridge.model = limited(std::string(modelName));
+        bridge.model = shortText(std::string(modelName));
     }
     return true;
 }

@@ -12,13 +12,13 @@ namespace BridgeTexts {
 /// An ID in capitals; empty unless it has 16 hexadecimal digits.
 std::string bridgeId(std::string_view text);
 /// The text; empty if it is longer than 100 bytes, as no text of a bridge is.
-std::string limited(std::string text);
+std::string shortText(std::string text);
 
 /// Fills in all texts from the answer to GET /api/config. False if the answer has no valid bridge
 /// ID; `bridge` is then unchanged.
 bool readConfig(const std::string& answer, BridgeSearch::Bridge& bridge);
-/// Fills in ID, name and model from description.xml. False if its model is not a Hue bridge;
-/// `bridge` is then unchanged.
+/// Fills in ID, name and model from description.xml, without decoding XML entities. False if its
+/// model is not a Hue bridge; `bridge` is then unchanged.
 bool readDescription(std::string_view answer, BridgeSearch::Bridge& bridge);
 
 }  // namespace BridgeTexts

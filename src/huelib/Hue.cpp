@@ -24,8 +24,9 @@ unsigned char keyOf(int id) {
     return static_cast<unsigned char>(id);
 }
 
-LightClass classOfSupportedLight(const LightList::Entry& listed, bool isTypeEnough) {
-    std::optional<LightClass> found = LightCatalogue::classOfModel(listed.modelId);
+// `found`: the class of its model.
+LightClass classOfSupportedLight(std::optional<LightClass> found, const LightList::Entry& listed,
+                                 bool isTypeEnough) {
     if (!found && isTypeEnough) {
         found = LightCatalogue::classOfType(listed.type, listed.gamut);
     }
@@ -136,7 +137,8 @@ HueLight& Hue::makeLight(int id, const LightList::Entry& listed) {
     info("Hue->getLight(%d) - state: %s\n", id, listed.styledText.c_str());
     info("Hue->getLight(%d) - type: %s\n", id, escape_control_characters(listed.modelId).c_str());
 
-    const LightClass driven = classOfSupportedLight(listed, areUnknownModelsDriven);
+    const std::optional<LightClass> ofModel = LightCatalogue::classOfModel(listed.modelId);
+    const LightClass driven = classOfSupportedLight(ofModel, listed, areUnknownModelsDriven);
     std::shared_ptr<const BrightnessStrategy> brightness;
     if (driven.isDimmable) {
         brightness = simpleBrightnessStrategy;
@@ -156,7 +158,7 @@ HueLight& Hue::makeLight(int id, const LightList::Entry& listed) {
     HueLight made(id, commands, std::move(brightness), std::move(temperature), std::move(hue));
     made.setColorType(driven.colorType);
     HueLight& light = lights.emplace(keyOf(id), std::move(made)).first->second;
-    if (!LightCatalogue::classOfModel(listed.modelId)) {
+    if (!ofModel) {
         logDrivenByType(light, listed, driven);
     }
     return light;

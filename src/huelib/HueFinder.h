@@ -25,8 +25,8 @@ class HueFinder {
 
     /// Searches for UPnP::kListenPeriod and reads the description of every device that announces
     /// itself as a bridge. Skips a device without a serial number, and one of another manufacturer,
-    /// which includes bridges sold since the manufacturer changed its name. Exceptions of the
-    /// transport propagate and end the whole search.
+    /// which includes bridges sold since the manufacturer changed its name: BridgeSearch finds
+    /// them. Exceptions of the transport propagate and end the whole search.
     std::vector<HueIdentification> FindBridges() const;
     /// Returns the bridge, ready for requests. Without a stored user name for its serial number,
     /// pairs as Hue::requestUsername(bridgeIp) does, with its lines on standard output, and stores

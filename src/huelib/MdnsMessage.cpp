@@ -1,9 +1,9 @@
 #include "huelib/MdnsMessage.h"
 
 #include <algorithm>
-#include <climits>
+#include <cerrno>
 #include <cstring>
-#include <stdexcept>
+#include <system_error>
 
 #include <arpa/nameser.h>
 #include <resolv.h>
@@ -29,7 +29,7 @@ std::string nameIn(const ns_msg& message, const ns_rr& record, std::size_t at) {
     return std::strlen(name) <= kLongestName ? name : std::string();
 }
 
-std::optional<Record> used(const ns_msg& message, const ns_rr& raw) {
+std::optional<Record> recordOf(const ns_msg& message, const ns_rr& raw) {
     if ((ns_rr_class(raw) & kClassWithoutFlag) != ns_c_in || ns_rr_ttl(raw) == 0 ||
         std::strlen(ns_rr_name(raw)) > kLongestName) {
         return std::nullopt;
@@ -67,7 +67,8 @@ std::string query(const std::string& service) {
     const int size = res_mkquery(ns_o_query, service.c_str(), ns_c_in, ns_t_ptr, nullptr, 0,
                                  nullptr, message, sizeof message);
     if (size < NS_HFIXEDSZ + NS_QFIXEDSZ) {
-        throw std::invalid_argument("MdnsMessage: not a name of a service");
+        throw std::system_error(EINVAL, std::generic_category(),
+                                "MdnsMessage: Failed to compose a query");
     }
     // The resolver's configuration sets flags that RFC 6762 wants to be zero (section 18).
     std::memset(message + kFlagsAt, 0, kFlagsBytes);
@@ -93,7 +94,7 @@ std::vector<Record> read(std::string_view text) {
             if (ns_parserr(&message, section, i, &raw) != 0) {
                 return {};
             }
-            if (std::optional<Record> record = used(message, raw)) {
+            if (std::optional<Record> record = recordOf(message, raw)) {
                 records.push_back(std::move(*record));
             }
         }

@@ -24,16 +24,17 @@ struct Record {
 };
 
 /// A question for the instances of a service, such as "_hue._tcp.local", that requests a unicast
-/// answer. Throws std::invalid_argument if the name is not a domain name.
+/// answer. Throws std::system_error with EINVAL if the name is not a domain name, or the C
+/// library's resolver cannot be set up.
 std::string query(const std::string& service);
 
 /// The records of an answer, of all its sections, without those that take a record back (with no
 /// time to live) or whose names are longer than 255 characters. Empty for a message that is not
-/// an answer, is incomplete, or has an invalid name in front of its last record.
+/// an answer, is incomplete, or has a record whose owner name is invalid.
 std::vector<Record> read(std::string_view message);
 
 /// The value of "key=value" in the texts of a record, the key in letters of either case; the first
-/// one counts. Empty if there is none.
+/// one counts. Empty without such a text.
 std::optional<std::string> textValue(std::string_view texts, std::string_view key);
 
 }  // namespace MdnsMessage

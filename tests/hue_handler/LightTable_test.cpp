@@ -46,6 +46,9 @@ TEST_F(LightTableTest, AnObjectMayHaveSeveralUsesAndALaterRowReplacesAnObject) {
     EXPECT_EQ(uses_of(10), "1 r\n1 hsv\n2 value\n");
     add("2", "11", "tag_complex_element=value");
     EXPECT_EQ(uses_of(10), "1 r\n1 hsv\n");
+    add("1", "12", "tag_complex_element=on_off");
+    EXPECT_STREQ(LightTable::role_driven_by(10, table_.entries().at(1), {true, true, true})->name,
+                 "hsv");
     EXPECT_EQ(uses_of(0), "") << "0 means that a light has no object";
 }
 

@@ -74,21 +74,26 @@ Bridge described(const std::string& address, const std::string& id, bool answers
     return bridge;
 }
 
-/// A bridge at kBridge, after 80 devices that claim to be one and answer requests byte by byte.
+/// A bridge at kBridge, after 80 devices that claim to be one and answer requests byte by byte. It
+/// also answers at kOversized, which no valid answer announces.
 class SlowNetwork final {
   public:
     static constexpr const char* kBridge = "127.2.0.1";
+    static constexpr const char* kOversized = "127.0.0.99";
 
     SlowNetwork() { web_.listen_tcp("0.0.0.0", 80); }
 
-    /// Answers the first search by SSDP, with one datagram of each device.
+    /// Answers the second search by SSDP, with one datagram of each device.
     void answer() {
         char search[1024];
         sockaddr_in searcher{};
         socklen_t size = sizeof searcher;
-        ASSERT_GT(::recvfrom(group_.get(), search, sizeof search, 0,
-                             reinterpret_cast<sockaddr*>(&searcher), &size),
-                  0);
+        for (int searches = 0; searches < 2; ++searches) {
+            ASSERT_GT(::recvfrom(group_.get(), search, sizeof search, 0,
+                                 reinterpret_cast<sockaddr*>(&searcher), &size),
+                      0);
+        }
+        announce(kOversized, searcher, std::string(BridgeAnnouncements::kAnswerBytes, ' '));
         for (int device = 1; device <= 80; ++device) {
             announce("127.1.0." + std::to_string(device), searcher);
             if (device == 50) {
@@ -117,8 +122,9 @@ class SlowNetwork final {
             0);
         return fd;
     }
-    static void announce(const std::string& device, const sockaddr_in& searcher) {
-        const std::string text = announcement(device);
+    static void announce(const std::string& device, const sockaddr_in& searcher,
+                         const std::string& rest = {}) {
+        const std::string text = announcement(device) + rest;
         ::sendto(bound_to(device, 0).get(), text.data(), text.size(), 0,
                  reinterpret_cast<const sockaddr*>(&searcher), sizeof searcher);
     }
@@ -128,9 +134,9 @@ class SlowNetwork final {
         ::getsockname(peer.fd(), reinterpret_cast<sockaddr*>(&own), &size);
         const std::string text = "HTTP/1.0 200 OK\r\n\r\n{\"bridgeid\":\"001788FFFE0AE670\"," +
                                  std::string(1000, ' ') + "\"modelid\":\"BSB002\"}";
-        own.sin_addr.s_addr == address(kBridge).s_addr
-            ? peer.write(text)
-            : peer.write_slowly(text, std::chrono::milliseconds(20));
+        ntohl(own.sin_addr.s_addr) >> 16 == 0x7f01
+            ? peer.write_slowly(text, std::chrono::milliseconds(20))
+            : peer.write(text);
         peer.finish();
     }
 
@@ -161,7 +167,7 @@ TEST(MdnsMessage, AsksForInstancesAndAUnicastAnswer) {
     using namespace std::string_literals;
     const std::string query = MdnsMessage::query("_hue._tcp.local");
     EXPECT_EQ(query.substr(2), "\0\0\0\1\0\0\0\0\0\0\4_hue\4_tcp\5local\0\0\x0c\x80\1"s);
-    EXPECT_THROW(MdnsMessage::query(std::string(64, 'a')), std::invalid_argument);
+    EXPECT_THROW(MdnsMessage::query(std::string(64, 'a')), std::system_error);
 }
 
 TEST(BridgeAnnouncements, ReadsAnswersByMdns) {
@@ -176,7 +182,7 @@ TEST(BridgeAnnouncements, ReadsAnswersByMdns) {
 
 TEST(BridgeAnnouncements, ReadsAnswersBySsdp) {
     for_each_vector("huelib/bridges.txt", "ssdp", 3, [](const auto& cells) {
-        BridgeAnnouncements announcements;
+        BridgeAnnouncements announcements({address("10.0.0.1")});
         announcements.addSsdp(cells[0], address("10.0.0.2"));
         EXPECT_EQ(shown(announcements.candidates()), cells[1]);
     });
@@ -201,10 +207,12 @@ TEST(BridgeAnnouncements, OneAddressIsOneDeviceWithTheTextsThatItAnnouncesItself
 TEST(BridgeAnnouncements, ASenderOfThousandsTakesNoPlaceOfAnother) {
     BridgeAnnouncements announcements;
     for (int i = 0; i < 5000; ++i) {
-        announcements.addSsdp(announcement(address_of(i)), address("10.0.0.9"));
+        announcements.addSsdp(announcement(address_of(i)), address(address_of(0)));
     }
+    announcements.addSsdp("hue-bridgeid: 001788FFFE0AE670", address(address_of(0)));
     announcements.addSsdp(announcement("10.0.0.2"), address("10.0.0.2"));
     ASSERT_EQ(announcements.candidates().size(), 17U);
+    EXPECT_EQ(announcements.candidates()[0].id, "") << "an answer after many of the same sender";
     EXPECT_EQ(announcements.candidates()[1].address, "10.0.0.2");
 
     for (int i = 0; i < 5000; ++i) {
@@ -225,6 +233,7 @@ TEST(BridgeAnnouncements, MergesByIdInTheOrderOfTheAddresses) {
     });
     EXPECT_EQ(shown(merged), "10.0.0.8 10.0.0.9 " + id + " 10.0.0.11");
     EXPECT_TRUE(merged[1].isFoundBySsdp && merged[1].isFoundByMdns);
+    EXPECT_EQ(merged[1].alsoAt, std::vector<std::string>{"10.0.0.10"});
 }
 
 TEST(BridgeTexts, AreThoseOfTheDeviceOrNone) {
