@@ -61,7 +61,7 @@ std::string describe_answer(const std::string& answer) {
     if (!json.isObject()) {
         return answer.substr(0, answer.find('\r')) + ", " + std::to_string(body.size()) + " bytes";
     }
-    if (json.isMember("bridgeid")) {
+    if (json.isMember("apiversion")) {
         return "configuration of " + json["modelid"].asString();
     }
     return json.isMember("state") ? compact_json(json["state"])
