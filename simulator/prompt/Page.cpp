@@ -21,7 +21,7 @@ constexpr const char* kFolder = LUMIVAD_HOUSE_SAMPLES "/page";
 constexpr const char* kTourFile = LUMIVAD_HOUSE_SAMPLES "/tour.house";
 constexpr std::chrono::milliseconds kStatePeriod{200};
 constexpr std::size_t kLongestCommand = 200;
-constexpr std::size_t kLongestText = 600;
+constexpr std::size_t kLongestText = 600, kLongestWrite = 65536;
 constexpr std::size_t kMostEvents = 20000;  // that the house keeps
 constexpr int kMoreThreads = 8;             // for requests other than the streams
 
@@ -65,6 +65,7 @@ Page::Page(int port, bool opens_browser) {
     host_ = "127.0.0.1:" + std::to_string(port);
     server_.new_task_queue = [] { return new httplib::ThreadPool(kMostBrowsers + kMoreThreads); };
     server_.set_payload_max_length(kLongestCommand);
+    server_.set_read_timeout(1).set_write_timeout(1);  // the end of the house awaits them
     server_.set_default_headers({{"Content-Security-Policy", "default-src 'self'; img-src data:"},
                                  {"Cache-Control", "no-store"}});
     // A page of another origin can neither read nor command the house, even under a name that it
@@ -134,7 +135,7 @@ bool Page::send_news(Stream& stream, httplib::DataSink& sink) {
             text += message(message_of("dropped", std::to_string(first_ - stream.next)));
             stream.next = first_;
         }
-        for (; stream.next < end(); ++stream.next) {
+        for (; stream.next < end() && text.size() < kLongestWrite; ++stream.next) {
             text += messages_[stream.next - first_];
         }
     }
@@ -168,12 +169,11 @@ int Page::take_command(const std::string& line) {
 // The next command of a browser; empty without one for kStatePeriod.
 std::string Page::next_command() {
     std::unique_lock<std::mutex> lock(mutex_);
-    news_.wait_for(lock, kStatePeriod, [this] { return !commands_.empty(); });
-    std::string line;
-    if (!commands_.empty()) {
-        line = commands_.front();
-        commands_.pop_front();
+    if (!news_.wait_for(lock, kStatePeriod, [this] { return !commands_.empty(); })) {
+        return {};
     }
+    std::string line = commands_.front();
+    commands_.pop_front();
     return line;
 }
 
