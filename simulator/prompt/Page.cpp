@@ -189,9 +189,8 @@ bool Page::run(Session& session, Prompt& prompt) {
     }
     std::string line;
     while (!session.is_interrupted() && (line = next_command()) != "tour") {
-        if (!line.empty()) {
-            run_line(prompt, line);
-        } else if (session.house().journal().size() > kMostEvents) {
+        run_line(prompt, line);
+        if (session.house().journal().size() > kMostEvents) {
             session.house().forget();
             session.heading = 0;
         }
@@ -220,8 +219,9 @@ void Page::run_tour(Session& session, Prompt& prompt) {
         }
     }
     publish(message_of("step", goes_on ? "say The end of the tour" : "say The tour is ended"));
-    is_touring_ = is_cancelled_ = false;
     run_line(prompt, "bridge restore");
+    const std::lock_guard<std::mutex> lock(mutex_);  // take_command() reads one and sets the other
+    is_touring_ = is_cancelled_ = false;
 }
 
 // The state is the one of this house from now on; with null it remains as it is.
