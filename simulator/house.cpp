@@ -137,13 +137,13 @@ std::optional<int> run_session(const Arguments& arguments, Console& console, Pag
 }
 
 int run_house(Arguments& arguments) {
+    install_interrupt();  // the set-up of a sandbox is ended too
     // In the browser's namespaces, before those of the house are entered.
     std::unique_ptr<Page> page;
     if (arguments.page_port) {
         page = std::make_unique<Page>(*arguments.page_port, arguments.opens_browser);
     }
     const simulator::Sandbox sandbox = simulator::Sandbox::enter();  // before the first thread
-    install_interrupt();
     Console console(arguments.shows_all);
     if (!sandbox.is_private()) {
         console.print("no namespaces (" + sandbox.reason() +

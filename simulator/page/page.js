@@ -72,7 +72,7 @@ function rgb_of_mired(mired) {
 
 function rgb_of_lamp({colormode, hue, sat, xy, ct = 366}) {
   return colormode === 'hs' ? rgb_of_hsv(hue / 65535, sat / 254, 1)
-    : colormode === 'xy' ? rgb_of_xy(...xy) : rgb_of_mired(ct);
+    : colormode === 'xy' ? rgb_of_xy(xy[0], xy[1] || 1e-9) : rgb_of_mired(ct);
 }
 
 const hex_of = parts => '#' + parts.map(

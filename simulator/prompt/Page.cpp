@@ -19,7 +19,7 @@ using httplib::Response;
 
 constexpr std::chrono::milliseconds kStatePeriod{200};
 constexpr std::size_t kLongestCommand = 200;
-constexpr std::size_t kLongestText = 600;
+constexpr std::size_t kLongestText = 600, kLongestWrite = 65536;
 constexpr std::size_t kMostEvents = 20000;  // that the house keeps
 constexpr int kMoreThreads = 8;             // for requests other than the streams
 
@@ -63,6 +63,7 @@ Page::Page(int port, bool opens_browser) {
     host_ = "127.0.0.1:" + std::to_string(port);
     server_.new_task_queue = [] { return new httplib::ThreadPool(kMostBrowsers + kMoreThreads); };
     server_.set_payload_max_length(kLongestCommand);
+    server_.set_read_timeout(1).set_write_timeout(1);  // the end of the house awaits them
     server_.set_default_headers({{"Content-Security-Policy", "default-src 'self'; img-src data:"},
                                  {"Cache-Control", "no-store"}});
     // A page of another origin can neither read nor command the house, even under a name that it
@@ -132,7 +133,7 @@ bool Page::send_news(Stream& stream, httplib::DataSink& sink) {
             text += message(message_of("dropped", std::to_string(first_ - stream.next)));
             stream.next = first_;
         }
-        for (; stream.next < end(); ++stream.next) {
+        for (; stream.next < end() && text.size() < kLongestWrite; ++stream.next) {
             text += messages_[stream.next - first_];
         }
     }
@@ -166,12 +167,11 @@ int Page::take_command(const std::string& line) {
 // The next command of a browser; empty without one for kStatePeriod.
 std::string Page::next_command() {
     std::unique_lock<std::mutex> lock(mutex_);
-    news_.wait_for(lock, kStatePeriod, [this] { return !commands_.empty(); });
-    std::string line;
-    if (!commands_.empty()) {
-        line = commands_.front();
-        commands_.pop_front();
+    if (!news_.wait_for(lock, kStatePeriod, [this] { return !commands_.empty(); })) {
+        return {};
     }
+    std::string line = commands_.front();
+    commands_.pop_front();
     return line;
 }
 
@@ -187,9 +187,8 @@ bool Page::run(Session& session, Prompt& prompt) {
     }
     std::string line;
     while (!session.is_interrupted() && (line = next_command()) != "tour") {
-        if (!line.empty()) {
-            run_line(prompt, line);
-        } else if (session.house().journal().size() > kMostEvents) {
+        run_line(prompt, line);
+        if (session.house().journal().size() > kMostEvents) {
             session.house().forget();
             session.heading = 0;
         }
@@ -218,8 +217,9 @@ void Page::run_tour(Session& session, Prompt& prompt) {
         }
     }
     publish(message_of("step", goes_on ? "say The end of the tour" : "say The tour is ended"));
-    is_touring_ = is_cancelled_ = false;
     run_line(prompt, "bridge restore");
+    const std::lock_guard<std::mutex> lock(mutex_);  // take_command() reads one and sets the other
+    is_touring_ = is_cancelled_ = false;
 }
 
 // The state is the one of this house from now on; with null it remains as it is.
