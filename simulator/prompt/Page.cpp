@@ -152,7 +152,9 @@ int Page::take_command(const std::string& line) {
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     if (whole == "end tour") {
-        is_cancelled_ = is_touring_.load();
+        is_cancelled_ = is_touring_ && commands_.empty();  // it has begun
+        is_touring_ = is_cancelled_.load();
+        commands_.clear();
         return 204;
     }
     if (is_touring_ || commands_.size() >= kMostWaiting) {
