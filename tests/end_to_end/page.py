@@ -61,11 +61,13 @@ def control(name):
     return find(f"input[data-name='{name}']")
 
 
+def expect_that(what, holds):
+    WebDriverWait(browser, SECONDS, ignored_exceptions=[Exception]).until(lambda _: holds(), what)
+    print("ok:", what, flush=True)
+
+
 def expect(selector, text=""):
-    def holds(_):
-        return text in find(selector).text
-    WebDriverWait(browser, SECONDS, ignored_exceptions=[Exception]).until(holds, (selector, text))
-    print("ok:", selector, text, flush=True)
+    expect_that(f"{selector} {text}", lambda: text in find(selector).text)
 
 
 def expect_object(number, text):
@@ -125,9 +127,10 @@ try:
     find("#tour").click()
     expect("#step", "The tour is ended")
     expect_clean_console()
-    browser.set_window_size(360, 800)
-    excess = browser.execute_script("return document.documentElement.scrollWidth - innerWidth")
-    assert excess <= 0, f"{excess} pixels too wide for a phone"
+    phone = {"width": 360, "height": 800, "deviceScaleFactor": 2, "mobile": True}
+    browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", phone)
+    expect_that("as wide as a phone", lambda: browser.execute_script(
+        "return document.documentElement.scrollWidth === 360"))
     assert house.stop() == 0
     expect("#connection", "trying again")
     house = House(house.port)
