@@ -131,11 +131,9 @@ function card_of(light) {
     objects[id] = add_control(core, `${id} ${role}`, `object ${id}`, kRoles[role],
       value => send(`set ${id} ${value}`));
   }
-  for (const [name, {kind, change}] of Object.entries(kMembers)) {
-    if (name in light.state) {
-      members[name] = add_control(past, name, `light ${light.id} ${name}`, kind,
-        value => send(`bulb ${light.id} ${change(value)}`));
-    }
+  for (const name of Object.keys(kMembers).filter(member => member in light.state)) {
+    members[name] = add_control(past, name, `light ${light.id} ${name}`, kMembers[name].kind,
+      value => send(`bulb ${light.id} ${kMembers[name].change(value)}`));
   }
   return {card, objects, members};
 }
@@ -216,9 +214,8 @@ function take_event(event) {
   if (direction === 'daemon -> bridge') {
     requests.push({time, is_poll: text === 'GET /lights'});
     const start = commanded[text.match(/^PUT \/lights\/(\d+)\/state/)?.[1]]?.shift();
-    if (start !== undefined) {
-      show('latency', `${Math.round((time - start) * 1000)} ms`);
-    }
+    const latency = Math.round((time - start) * 1000);
+    show('latency', start === undefined ? $('latency').textContent : `${latency} ms`);
   } else if (direction === 'core -> daemon' && light) {
     (commanded[light] ||= []).push(time);
   } else if (direction === 'house' && /^(bridge|core): (?!restore)/.test(text)) {
@@ -275,9 +272,8 @@ const kTakers = {
     [state, events, requests, said, commanded] = [kNothing, [], [], [], {}];
     show('missed', '');
   },
-  event: take_event,
-  state: show_state,
-  dropped({text}) { show('missed', `${text} messages are missing: this browser was too slow.`); },
+  event: take_event, state: show_state,
+  dropped({text}) { show('missed', `${text} earlier messages are missing: the house keeps 1000.`); },
   problem({text}) { show('problem', text); },
   step({text}) {
     const heading = $('step').textContent.split(' > ')[0];
@@ -285,14 +281,21 @@ const kTakers = {
   },
 };
 
-const stream = new EventSource('events');
-stream.onmessage = ({data}) => {
-  const message = JSON.parse(data);
-  kTakers[message.type](message);
-};
-stream.onerror = () => {
-  show('connection', 'The house does not answer; trying again');
-  document.querySelectorAll('fieldset').forEach(item => { item.disabled = true; });
+function connect() {
+  return Object.assign(new EventSource('events'), {
+    onmessage({data}) {
+      const message = JSON.parse(data);
+      kTakers[message.type](message);
+    },
+    onerror() { show('connection', 'The house does not answer; trying again'); },
+  });
+}
+
+let stream = connect();
+// A browser has six connections to a house for all its tabs: a hidden tab leaves its own to others.
+document.onvisibilitychange = () => {
+  stream.close();
+  stream = document.hidden ? stream : connect();
 };
 $('daemon').onclick = () => send(state.running ? 'stop' : 'start');
 $('tour').onclick = () => send(state.touring ? 'end tour' : 'tour');

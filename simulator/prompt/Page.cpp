@@ -125,7 +125,6 @@ bool Page::send_news(Stream& stream, httplib::DataSink& sink) {
             Json::Value hello = message_of("hello");
             hello["now"] = seconds(std::chrono::steady_clock::now());
             text = "retry: 1000\n" + message(hello);
-            stream.next = first_;
         }
         const auto end = [this] { return first_ + messages_.size(); };
         news_.wait_for(lock, kStatePeriod, [&] { return is_over_ || end() > stream.next; });
