@@ -8,7 +8,6 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <deque>
 #include <map>
 #include <memory>
@@ -47,7 +46,7 @@ class Page final {
 
   private:
     struct Stream {
-        std::uint64_t next;  // number of a message
+        std::size_t next;  // number of a message
         std::string state = {};
     };
 
@@ -70,7 +69,7 @@ class Page final {
     std::mutex mutex_;  // guards the next ones
     std::condition_variable news_;
     std::deque<std::string> messages_;
-    std::uint64_t first_ = 0;  // number of messages_.front()
+    std::size_t first_ = 0;  // number of messages_.front()
     std::deque<std::string> commands_;
     std::map<std::string, std::string> faults_;
     std::map<int, Json::Value> objects_;  // by ID: what the core holds, and who said it last
