@@ -41,7 +41,8 @@ class Page final {
     /// house: the next call begins with it.
     bool run(Session& session, Prompt& prompt);
 
-    static constexpr std::size_t kMostMessages = 1000, kMostWaiting = 100;  ///< commands
+    static constexpr std::size_t kMostMessages = 1000;
+    static constexpr std::size_t kMostWaiting = 100;  ///< commands
     static constexpr int kMostBrowsers = 32;
 
   private:
